@@ -1,0 +1,98 @@
+/** Addresses between text and binary form, and two small string helpers. */
+#ifndef L3_ADVANCE_ADDRESS_H
+#define L3_ADVANCE_ADDRESS_H
+
+#include <stdint.h>
+
+#include "l3_advance/api.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** An address of either family. */
+typedef struct l3_ip_address {
+  uint8_t address[16]; /**< in text order; an IPv4 address in the first 4 bytes, the rest zero */
+  uint32_t version;    /**< 0 IPv4, 1 IPv6 */
+} l3_ip_address;
+
+/** Removes leading and trailing spaces (0x20 only) from `text`, in place. */
+L3_API void cli_trimming_whitespace_from_string(char* text);
+
+/** Sets all 20 bytes of `record` to zero. */
+L3_API void f_zeroed_ip_address(l3_ip_address* record);
+
+/**
+ * Parses dotted decimal IPv4: exactly four octets of 0 to 255 without leading zeros, single dots
+ * between them and nothing else. Returns 1 and writes 4 bytes in text order to `out4`, or
+ * returns 0 and writes nothing.
+ */
+L3_API int32_t p_bl_inet_pton4(const char* text, uint8_t* out4);
+
+/**
+ * Parses the IPv6 text form of RFC 4291, an embedded IPv4 tail included. A group may have any
+ * number of digits as long as its value stays below 0x10000. Returns 1 and writes 16 bytes in
+ * text order to `out16`, or returns 0 and writes nothing.
+ */
+L3_API int32_t p_bl_inet_pton6(const char* text, uint8_t* out16);
+
+/**
+ * Parses an address of either family into `record`, which is zeroed first: a text with a ":" goes
+ * to inet_pton(3) for IPv6 (version 1), any other to p_bl_inet_pton4() (version 0). Returns 1
+ * when parsed, 0 when rejected, and -1 when the system knows no IPv6.
+ */
+L3_API int32_t p_bl_ip_addr_unknown_version(const char* text, l3_ip_address* record);
+
+/**
+ * Replaces every occurrence of `old_text` in `text` by `new_text`, in place, from left to right;
+ * matches never overlap and a replacement is not searched again. The buffer behind `text` must
+ * hold the result. Returns 1 when something was replaced; 0 when nothing was found or
+ * `old_text` is empty; -1 for a null argument, or when the text or the result does not fit 256
+ * bytes. `text` changes only when 1 is returned.
+ */
+L3_API int32_t replace_string(char* text, const char* old_text, const char* new_text);
+
+/**
+ * Converts an address text to a number whose most significant byte is the first octet. An empty
+ * text is 0 (any address); of an IPv6 text the first 4 bytes are taken. Returns 0; 1 for a text
+ * that does not parse, with 0 stored in `xo_ip`; -1 for a null argument. Failures are logged.
+ */
+L3_API int32_t gl3_web_ip_str_to_bin(const char* xi_src, uint32_t* xo_ip);
+
+/**
+ * Converts an IPv6 text, as inet_pton(3) accepts it, to 16 bytes in text order. Returns 0; -1 for
+ * a null argument (logged) or any other text (one line on standard output), the empty text
+ * included.
+ */
+L3_API int32_t gl3_web_ip6_str_to_bin(const char* xi_src, uint8_t* xo_ip);
+
+/**
+ * Writes 16 address bytes as text, as inet_ntop(3) does, to a buffer of at least 46 bytes. Returns
+ * 0, or -1 (logged) when `xo_str` is null or the conversion fails.
+ */
+L3_API int32_t gl3_web_ip6_bin_to_str(char* xo_str, const uint8_t* ip6);
+
+/**
+ * Writes an IPv4 number as dotted decimal to a buffer of at least 16 bytes. No terminator is
+ * written: the caller hands over a zeroed buffer. Returns 0, or -1 (logged) when `xo_str` is null.
+ */
+L3_API int32_t gl3_web_ip_bin_to_str(char* xo_str, uint32_t ip);
+
+/**
+ * Converts a MAC text, six two-digit hexadecimal groups of either case joined by ":", to 6 bytes.
+ * Spaces around it are allowed. Returns 0; -1 for a null argument or a text under 17
+ * characters (both logged) and for any other malformed text (silently).
+ */
+L3_API int32_t gl3_web_mac_str_to_bin(const char* mac_str, uint8_t* xo_mac);
+
+/**
+ * Writes 6 bytes as lower-case MAC text to a buffer of at least 18 bytes. Returns 0, or -1 (logged)
+ * when `xo_str` is null.
+ */
+L3_API int32_t gl3_web_mac_bin_to_str(char* xo_str, const uint8_t* mac);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

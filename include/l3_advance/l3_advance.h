@@ -1,0 +1,14 @@
+/** The whole interface of libl3_advance.so. */
+#ifndef L3_ADVANCE_L3_ADVANCE_H
+#define L3_ADVANCE_L3_ADVANCE_H
+
+#include "l3_advance/address.h"
+#include "l3_advance/configuration_file.h"
+#include "l3_advance/ip_filter.h"
+#include "l3_advance/platform.h"
+#include "l3_advance/records.h"
+#include "l3_advance/rule_set.h"
+#include "l3_advance/shell_command.h"
+#include "l3_advance/version.h"
+
+#endif

@@ -1,0 +1,34 @@
+/*
+ * The two loops that move a record between memory and a file at the descriptor's position.
+ *
+ * Both go on after a partial transfer. When a call fails they say so on standard output
+ * ("<caller>::write <path> error!", or read), close the descriptor and return -1.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace l3 {
+
+/* What a failure message names. */
+struct FileCaller {
+  const char* function;
+  const char* path;
+};
+
+/* A write that moves nothing is no error and is tried again. */
+[[nodiscard]] int32_t write_all(FileCaller caller, int fd, const void* record, size_t size);
+
+/* The end of the file is no error; what it does not fill stays as it was. */
+[[nodiscard]] int32_t read_all(FileCaller caller, int fd, void* record, size_t size);
+
+/* Opens for reading, or for writing with creation (mode 0600) and without truncation, and moves
+ * to `offset`. Returns the descriptor, or -1 with a message; after a failed seek it stays open. */
+enum class FileAccess { read, write };
+[[nodiscard]] int open_at(FileCaller caller, FileAccess access, size_t offset);
+
+/* Opens for writing as above, without a message and without a seek. */
+[[nodiscard]] int open_for_writing(const char* path);
+
+}  // namespace l3

@@ -1,0 +1,65 @@
+#include "firewall/base/command.hpp"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+#include "firewall/base/log.hpp"
+
+namespace l3 {
+
+void CommandLine::append(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const int added = vsnprintf(text_.data() + length_, text_.size() - length_, format, arguments);
+  va_end(arguments);
+
+  if (added < 0) {
+    overflowed_ = true;
+    return;
+  }
+  length_ += static_cast<size_t>(added);
+  if (length_ >= text_.size()) {
+    length_ = text_.size() - 1;
+    overflowed_ = true;
+  }
+}
+
+int32_t CommandLine::run() const {
+  if (overflowed_) {
+    L3_LOG_ERROR("command is too long: [%s]\n", text());
+    return -1;
+  }
+  return str_system(text());
+}
+
+}  // namespace l3
+
+extern "C" int32_t str_system(const char* command) {
+  if (command == nullptr) {
+    L3_LOG_ERROR("str_system::pcmdstring is NULLP\n");
+    return -1;
+  }
+
+  // NOLINTNEXTLINE(cert-env33-c): running shell lines is what this library is for.
+  const int status = system(command);
+  if (status == -1) {
+    // Kept: no line feed here, the log shows this line as it always has.
+    L3_LOG_ERROR("run [%s], system error!", command);
+    return -1;
+  }
+  L3_LOG_DEBUG("exit status value = [0x%x]\n", static_cast<unsigned>(status));
+
+  const int exit_code = (status & 0xff00) >> 8;
+  if ((status & 127) != 0) {
+    // Kept: the exit-code byte is printed, not the signal number.
+    L3_LOG_ERROR("run [%s], exit status = [%d]\n", command, exit_code);
+    return -1;
+  }
+  if (exit_code != 0) {
+    L3_LOG_ERROR("run [%s] fail, script exit code: %d\n", command, exit_code);
+    return -1;
+  }
+  L3_LOG_DEBUG("run shell script successfully.\n");
+  return 0;
+}

@@ -1,0 +1,74 @@
+/*
+ * The moves that the management calls of every filter make on their region of a record.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace l3 {
+
+/* Whether a caller's image says what is stored already: the count word first, then every byte. */
+template <typename Region>
+[[nodiscard]] bool same_region(const Region& stored, const Region& image) {
+  return stored.count == image.count && memcmp(&stored, &image, sizeof(Region)) == 0;
+}
+
+template <typename Region>
+void replace_region(Region& stored, const Region& image) {
+  memcpy(&stored, &image, sizeof(Region));
+}
+
+template <typename Region>
+void clear_region(Region& stored) {
+  memset(&stored, 0, sizeof(Region));
+}
+
+/* Empties the list; list mode and switch stay. */
+template <typename Region>
+void clear_entries(Region& stored) {
+  stored.count = 0;
+  memset(stored.entries, 0, sizeof(stored.entries));
+}
+
+/*
+ * Walks the first `count` entries of a region, in order. A count above the entry area goes on
+ * through the bytes behind it, as readers of the record always have, but never past the record's
+ * end; zero and negative counts walk nothing.
+ *
+ *     for (EntryWalk walk(fw_rules_table, fw_rules_table.mac_filter); walk.next(entry);) …
+ */
+class EntryWalk {
+ public:
+  template <typename Record, typename Region>
+  EntryWalk(const Record& record, const Region& region)
+      : next_(reinterpret_cast<const std::byte*>(&record) + offset_in(record, region.entries)),
+        end_(reinterpret_cast<const std::byte*>(&record) + sizeof(Record)),
+        left_(region.count) {}
+
+  /* Copies the next entry out; false at the end. */
+  template <typename Entry>
+  [[nodiscard]] bool next(Entry& entry) {
+    if (left_ <= 0 || end_ - next_ < static_cast<ptrdiff_t>(sizeof(Entry))) {
+      return false;
+    }
+    memcpy(&entry, next_, sizeof(Entry));
+    next_ += sizeof(Entry);
+    --left_;
+    return true;
+  }
+
+ private:
+  template <typename Record, typename Member>
+  static ptrdiff_t offset_in(const Record& record, const Member& member) {
+    return reinterpret_cast<const std::byte*>(&member) -
+           reinterpret_cast<const std::byte*>(&record);
+  }
+
+  const std::byte* next_;
+  const std::byte* end_;
+  int32_t left_;
+};
+
+}  // namespace l3

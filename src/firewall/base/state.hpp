@@ -1,0 +1,18 @@
+/*
+ * The two process-wide values beside the configuration records. Both are shared by every caller
+ * without a lock: callers serialise their calls.
+ */
+#pragma once
+
+#include <cstdint>
+
+namespace l3 {
+
+/* The master switch, 0 off or 1 on. Every gate before a generator tests it first. Mirrored in the
+ * "fire_wall=" line of the configuration file. */
+extern uint8_t fw_enable;
+
+/* The name of the Internet WAN interface: at most 5 characters and a zero. Not in any file. */
+extern char internet_wan[6];
+
+}  // namespace l3

@@ -1,0 +1,401 @@
+/*
+ * The IP filter: forwarded traffic by protocol, addresses and ports, IPv4 and IPv6.
+ *
+ *   region   ip_filter of fw_rules_table (48-byte entries) and of fw6_rules_table (96-byte entries)
+ *   chains   forward_ext_us_ip (from br0) and forward_ext_ds_ip (from the WAN)
+ *   lists    per direction: 0 black list (match dropped), anything else white list (match accepted,
+ *            the rest dropped by a catch-all at the end)
+ *   rule     iptables -A forward_ext_us_ip -p tcp -s 192.168.1.10 --dport 80:88 -j ACCEPT
+ *   kept     the filter applies when its switch is 0; an IPv6 address that is all zero becomes
+ *            "::", which matches no packet; protocol 1 is "icmp" for IPv6 too; dst_ip_2 and
+ *            src_ip_2 are stored and in no rule
+ */
+#include "l3_advance/ip_filter.h"
+
+#include "firewall/base/chains.hpp"
+#include "firewall/base/command.hpp"
+#include "firewall/base/log.hpp"
+#include "firewall/base/region.hpp"
+#include "firewall/base/state.hpp"
+#include "l3_advance/address.h"
+#include "l3_advance/configuration_file.h"
+#include "l3_advance/records.h"
+#include "l3_advance/rule_set.h"
+
+using namespace l3;
+
+namespace {
+
+enum class Verdict { fine, bad_protocol, bad_source_ports, bad_destination_ports };
+
+/* An entry of either family, its addresses as text; an empty text leaves an address open. */
+struct Rule {
+  uint32_t protocol;
+  const char* source;
+  const char* destination;
+  uint32_t src_port_s, src_port_e;
+  uint32_t dst_port_s, dst_port_e;
+  bool upstream;
+};
+
+template <typename Entry>
+Rule rule_of(const Entry& entry, const char* source, const char* destination) {
+  return {entry.protocol,   source,           destination,      entry.src_port_s,
+          entry.src_port_e, entry.dst_port_s, entry.dst_port_e, entry.direction == 0};
+}
+
+const char* protocol_word(uint32_t protocol) {
+  switch (protocol) {
+    case 0:
+      return "all";
+    case 1:
+      return "icmp";
+    case 6:
+      return "tcp";
+    case 17:
+      return "udp";
+    default:
+      return nullptr;
+  }
+}
+
+/* Whether both ends of a port range are given; otherwise every port matches. */
+bool has_ports(uint32_t first, uint32_t last) {
+  return first != 0 && last != 0;
+}
+
+/* Turns one entry into one command line: "iptables" or "ip6tables", and everything after it. */
+Verdict build_rule(CommandLine& line, const char* program, const Rule& rule, bool white_list) {
+  const char* word = protocol_word(rule.protocol);
+  if (word == nullptr) {
+    return Verdict::bad_protocol;
+  }
+  line.append("%s -A %s -p %s", program, rule.upstream ? "forward_ext_us_ip" : "forward_ext_ds_ip",
+              word);
+  if (rule.source[0] != '\0') {
+    line.append(" -s %s", rule.source);
+  }
+  if (rule.destination[0] != '\0') {
+    line.append(" -d %s", rule.destination);
+  }
+
+  const bool knows_ports = rule.protocol == 6 || rule.protocol == 17;
+  if (knows_ports && has_ports(rule.src_port_s, rule.src_port_e)) {
+    if (rule.src_port_e < rule.src_port_s) {
+      return Verdict::bad_source_ports;
+    }
+    line.append(" --sport %d:%d", rule.src_port_s, rule.src_port_e);
+  }
+  if (knows_ports && has_ports(rule.dst_port_s, rule.dst_port_e)) {
+    if (rule.dst_port_e < rule.dst_port_s) {
+      return Verdict::bad_destination_ports;
+    }
+    line.append(" --dport %d:%d", rule.dst_port_s, rule.dst_port_e);
+  }
+  line.append(white_list ? " -j ACCEPT" : " -j DROP");
+  return Verdict::fine;
+}
+
+template <typename Region, typename Entry>
+bool is_white_list(const Region& region, const Entry& entry) {
+  return (entry.direction == 0 ? region.us_black_white : region.ds_black_white) != 0;
+}
+
+/* The locations of the addresses, not their values; the low 32 bits where pointers are longer. */
+template <typename Field>
+uint32_t location(const Field& field) {
+  return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&field));
+}
+
+template <typename Region>
+void log_first_entry(const Region& region) {
+  const auto& entry = region.entries[0];
+  // Kept: locations for the two addresses, as readers of these traces know them.
+  L3_LOG_DEBUG(
+      "==========index=%d, dst_ip=%x, dst_port_s=%d, dst_port_e=%d, protocol=%d, "
+      "src_ip=%x========\n",
+      entry.index, location(entry.dst_ip), entry.dst_port_s, entry.dst_port_e, entry.protocol,
+      location(entry.src_ip));
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t config_fw_ip(void) {
+  const l3_ip_filter& filter = fw_rules_table.ip_filter;
+  l3_ip_filter_entry entry;
+  for (EntryWalk walk(fw_rules_table, filter); walk.next(entry);) {
+    char source[16] = {};
+    char destination[16] = {};
+    if (entry.src_ip != 0) {
+      gl3_web_ip_bin_to_str(source, entry.src_ip);
+    }
+    if (entry.dst_ip != 0) {
+      gl3_web_ip_bin_to_str(destination, entry.dst_ip);
+    }
+
+    CommandLine line;
+    switch (build_rule(line, "iptables", rule_of(entry, source, destination),
+                       is_white_list(filter, entry))) {
+      case Verdict::fine:
+        break;
+      case Verdict::bad_protocol:
+        L3_LOG_ERROR("config_fw_ip::protocol=%d is err!\n", entry.protocol);
+        return -1;
+      case Verdict::bad_source_ports:
+        L3_LOG_ERROR("config_fw_ip::sport1=%d > sport2=%d ERROR!\n", entry.src_port_s,
+                     entry.src_port_e);
+        return -1;
+      case Verdict::bad_destination_ports:
+        L3_LOG_ERROR("config_fw_ip::dport1=%d > dport2=%d ERROR!\n", entry.dst_port_s,
+                     entry.dst_port_e);
+        return -1;
+    }
+    L3_LOG_DEBUG("\n==%s==\n", line.text());
+    if (line.run() != 0) {
+      flush_fw_ip(flush_us_ip);
+      flush_fw_ip(flush_ds_ip);
+      L3_LOG_ERROR("config_fw_ip::str_system(%s) is err!\n", line.text());
+      return -1;
+    }
+  }
+
+  if (filter.us_black_white != 0) {
+    str_system("iptables -A forward_ext_us_ip -j DROP");
+  }
+  if (filter.ds_black_white != 0) {
+    str_system("iptables -A forward_ext_ds_ip -j DROP");
+  }
+  return 0;
+}
+
+int32_t config_fw6_ip(void) {
+  const l3_ip6_filter& filter = fw6_rules_table.ip_filter;
+  l3_ip6_filter_entry entry;
+  for (EntryWalk walk(fw6_rules_table, filter); walk.next(entry);) {
+    char source[48] = {};
+    char destination[48] = {};
+    // Kept: an all-zero address is not left out, it becomes "::".
+    gl3_web_ip6_bin_to_str(source, entry.src_ip);
+    gl3_web_ip6_bin_to_str(destination, entry.dst_ip);
+
+    CommandLine line;
+    switch (build_rule(line, "ip6tables", rule_of(entry, source, destination),
+                       is_white_list(filter, entry))) {
+      case Verdict::fine:
+        break;
+      case Verdict::bad_protocol:
+        L3_LOG_ERROR("config_fw_ip6::protocol=%d is err!\n", entry.protocol);
+        return -1;
+      case Verdict::bad_source_ports:
+        L3_LOG_ERROR("config_fw_ip6::sport1=%d > sport2=%d ERROR!\n", entry.src_port_s,
+                     entry.src_port_e);
+        return -1;
+      case Verdict::bad_destination_ports:
+        L3_LOG_ERROR("config_fw_ip6::dport1=%d > dport2=%d ERROR!\n", entry.dst_port_s,
+                     entry.dst_port_e);
+        return -1;
+    }
+    L3_LOG_DEBUG("\n==%s==\n", line.text());
+    if (line.run() != 0) {
+      flush_fw_ip(flush6_us_ip);
+      flush_fw_ip(flush6_ds_ip);
+      L3_LOG_ERROR("config_fw_ip6::str_system(%s) is err!\n", line.text());
+      return -1;
+    }
+  }
+
+  if (filter.us_black_white != 0) {
+    str_system("ip6tables -A forward_ext_us_ip -j DROP");
+  }
+  if (filter.ds_black_white != 0) {
+    str_system("ip6tables -A forward_ext_ds_ip -j DROP");
+  }
+  return 0;
+}
+
+int32_t gl3_web_set_firewall_cfg(const l3_ip_filter* xi_pFirewallTableInfo) {
+  l3_ip_filter& filter = fw_rules_table.ip_filter;
+  grm_all_refresh_log_mod_level();
+  if (xi_pFirewallTableInfo == nullptr) {
+    L3_LOG_ERROR("gl3_web_set_firewall_cfg::xi_pFirewallTableInfo NULLP err\r\n");
+    return -1;
+  }
+  log_first_entry(*xi_pFirewallTableInfo);
+  if (same_region(filter, *xi_pFirewallTableInfo)) {
+    return 0;
+  }
+  replace_region(filter, *xi_pFirewallTableInfo);
+  if (set_firewall4_rules_to_cfgfile() == -1) {
+    L3_LOG_ERROR("gl3_web_set_firewall_cfg::set_firewall_rules_to_cfgfile err!\n");
+    return -1;
+  }
+  L3_LOG_DEBUG("\n------SET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
+               filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
+
+  // Kept: only the second flush decides here; the IPv6 call looks at both.
+  flush_fw_ip(flush_us_ip);
+  if (flush_fw_ip(flush_ds_ip) != 0) {
+    return -1;
+  }
+  if (fw_enable != 0 && filter.ip_filter_ctrl == 0 && config_fw_ip() != 0) {
+    return -1;
+  }
+  return save_fw() == 0 ? 0 : -1;
+}
+
+int32_t gl3_web_set_firewall6_cfg(const l3_ip6_filter* xi_pFirewallTableInfo) {
+  l3_ip6_filter& filter = fw6_rules_table.ip_filter;
+  grm_all_refresh_log_mod_level();
+  if (xi_pFirewallTableInfo == nullptr) {
+    L3_LOG_ERROR("gl3_web_set_firewall6_cfg::xi_pFirewallTableInfo NULLP err\r\n");
+    return -1;
+  }
+  log_first_entry(*xi_pFirewallTableInfo);
+  if (same_region(filter, *xi_pFirewallTableInfo)) {
+    return 0;
+  }
+  replace_region(filter, *xi_pFirewallTableInfo);
+  if (set_firewall6_rules_to_cfgfile() == -1) {
+    L3_LOG_ERROR("gl3_web_set_firewall6_cfg::set_firewall_rules_to_cfgfile err!\n");
+    return -1;
+  }
+  L3_LOG_DEBUG("\n------SET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
+               filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
+
+  if (flush_fw_ip(flush6_us_ip) != 0 || flush_fw_ip(flush6_ds_ip) != 0) {
+    return -1;
+  }
+  if (fw_enable != 0 && filter.ip_filter_ctrl == 0 && config_fw6_ip() != 0) {
+    return -1;
+  }
+  return save_fw6() == 0 ? 0 : -1;
+}
+
+int32_t gl3_web_get_firewall_cfg(l3_ip_filter* xo_pFirewallTableInfo) {
+  const l3_ip_filter& filter = fw_rules_table.ip_filter;
+  grm_all_refresh_log_mod_level();
+  if (xo_pFirewallTableInfo == nullptr) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::xo_pFirewallTableInfo NULLP err\r\n");
+    return -1;
+  }
+  if (get_firewall4_rules_from_cfgfile() == -1) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_rules_from_cfgfile err!\n");
+    return -1;
+  }
+  replace_region(*xo_pFirewallTableInfo, filter);
+  if (get_firewall_state_from_cfgfile(&fw_enable) == -1) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_state_from_cfgfile err!\n");
+    return -1;
+  }
+  L3_LOG_DEBUG("\n------GET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
+               filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
+  return 0;
+}
+
+// Kept: the messages of this call name its IPv4 twin.
+int32_t gl3_web_get_firewall6_cfg(l3_ip6_filter* xo_pFirewallTableInfo) {
+  const l3_ip6_filter& filter = fw6_rules_table.ip_filter;
+  grm_all_refresh_log_mod_level();
+  if (xo_pFirewallTableInfo == nullptr) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::xo_pFirewallTableInfo NULLP err\r\n");
+    return -1;
+  }
+  if (get_firewall6_rules_from_cfgfile() == -1) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_rules_from_cfgfile err!\n");
+    return -1;
+  }
+  replace_region(*xo_pFirewallTableInfo, filter);
+  if (get_firewall_state_from_cfgfile(&fw_enable) == -1) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_state_from_cfgfile err!\n");
+    return -1;
+  }
+  L3_LOG_DEBUG("\n------GET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
+               filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
+  return 0;
+}
+
+int32_t gl3_web_remove_all_firewall_rule(void) {
+  l3_ip_filter& filter = fw_rules_table.ip_filter;
+  grm_all_refresh_log_mod_level();
+  for (const char* flush : {flush_us_ip, flush_ds_ip}) {
+    if (const int32_t result = flush_fw_ip(flush); result != 0) {
+      L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::flush_fw_ip err!\n");
+      return result;
+    }
+  }
+  // Kept: an empty white list drops everything, whatever ip_filter_ctrl says.
+  if (fw_enable != 0 && filter.us_black_white != 0) {
+    str_system("iptables -A forward_ext_us_ip -j DROP");
+  }
+  if (fw_enable != 0 && filter.ds_black_white != 0) {
+    str_system("iptables -A forward_ext_ds_ip -j DROP");
+  }
+  if (const int32_t result = save_fw(); result != 0) {
+    L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::save_fw err!\n");
+    return result;
+  }
+  clear_entries(filter);
+  if (set_firewall4_rules_to_cfgfile() == -1) {
+    L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::set_firewall_rules_to_cfgfile err!\n");
+    return -1;
+  }
+  return 0;
+}
+
+int32_t gl3_web_remove_all_firewall6_rule(void) {
+  l3_ip6_filter& filter = fw6_rules_table.ip_filter;
+  grm_all_refresh_log_mod_level();
+  for (const char* flush : {flush6_us_ip, flush6_ds_ip}) {
+    if (const int32_t result = flush_fw_ip(flush); result != 0) {
+      L3_LOG_ERROR("gl3_web_remove_all_firewall6_rule::flush_fw_ip err!\n");
+      return result;
+    }
+  }
+  if (fw_enable != 0 && filter.us_black_white != 0) {
+    str_system("ip6tables -A forward_ext_us_ip -j DROP");
+  }
+  if (fw_enable != 0 && filter.ds_black_white != 0) {
+    str_system("ip6tables -A forward_ext_ds_ip -j DROP");
+  }
+  // Kept: the last two messages name the IPv4 call.
+  if (const int32_t result = save_fw6(); result != 0) {
+    L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::save_fw6 err!\n");
+    return result;
+  }
+  clear_entries(filter);
+  if (set_firewall6_rules_to_cfgfile() == -1) {
+    L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::set_firewall_rules_to_cfgfile err!\n");
+    return -1;
+  }
+  return 0;
+}
+
+int32_t gl3_web_set_ip_table_default(void) {
+  grm_all_refresh_log_mod_level();
+  for (const char* flush : {flush_us_ip, flush_ds_ip, flush6_us_ip, flush6_ds_ip}) {
+    if (const int32_t result = flush_fw_ip(flush); result != 0) {
+      L3_LOG_ERROR("gl3_web_set_ip_table_default::flush_fw_ip err!\n");
+      return result;
+    }
+  }
+  // Kept: both saves share one message.
+  if (const int32_t result = save_fw(); result != 0) {
+    L3_LOG_ERROR("gl3_web_set_ip_table_default::save_fw err!\n");
+    return result;
+  }
+  if (const int32_t result = save_fw6(); result != 0) {
+    L3_LOG_ERROR("gl3_web_set_ip_table_default::save_fw err!\n");
+    return result;
+  }
+  clear_region(fw_rules_table.ip_filter);
+  clear_region(fw6_rules_table.ip_filter);
+  if (set_firewall_rules_to_cfgfile() == -1) {
+    L3_LOG_ERROR("gl3_web_set_ip_table_default::set_firewall_rules_to_cfgfile err!\n");
+    return -1;
+  }
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,127 @@
+/*
+ * The world of a unit test: everything that the library does outside itself is recorded, in order, as
+ * one transcript, and everything that it asks is answered as the test says.
+ *
+ *     EXPECT_EQ(record([] { save_fw(); }),
+ *               lines({ran("iptables-save -t filter >/ztcfg/firewall.conf")}));
+ *
+ * Nothing is ever run: system() is this program's own. Every test case has a process and an empty
+ * /ztcfg of its own (ctest sees to it), so the library's state is that of a fresh load.
+ */
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "l3_advance/l3_advance.h"
+
+namespace harness {
+
+using Lines = std::vector<std::string>;
+
+/* ---- what was done: expected lines, written the way the recorder writes them ---- */
+
+/* Log lines; `text` is everything behind "line[…], ". */
+Lines error(std::string_view text);
+Lines debug(std::string_view text);
+/* One line on standard output with its line end. */
+Lines out(std::string_view text);
+/* A platform call, "name" or "name(arguments)". */
+Lines platform(std::string_view call);
+/* grm_all_refresh_log_mod_level(). */
+Lines refresh();
+/* A command line that str_system() ran: the line, and the two or more log lines that follow. */
+Lines ran(std::string_view command);
+Lines ran_and_failed(std::string_view command, int exit_code = 1);
+/* A command line alone, as the shell got it. */
+Lines command(std::string_view command);
+
+/* Joins expected lines the way record() joins what happened. */
+std::string lines(std::initializer_list<Lines> parts);
+
+/* Runs `action` and returns what happened outside the library, a line an event. */
+std::string record(const std::function<void()>& action);
+
+/* ---- what the world answers; set before record() ---- */
+
+inline constexpr int exited(int code) {
+  return code << 8;
+}
+inline constexpr int killed_by(int signal) {
+  return signal;
+}
+
+enum class FileCall { access, open, lseek, read, write, close };
+
+/* Makes the n-th call (from 1) of one kind behave otherwise: fail with `error`, or, where `error`
+ * is 0, move only `count` bytes. Counted from the start of record(). */
+struct FileFault {
+  FileCall call;
+  int nth;
+  int error;
+  ssize_t count = 0;
+};
+
+struct World {
+  /* The wait status of a command line; 0 unless the test says otherwise. */
+  std::function<int(const std::string& command)> system = [](const std::string&) { return 0; };
+  std::vector<FileFault> file_faults;
+  /* What inet_pton() returns instead of parsing, when not empty. */
+  std::vector<int> inet_pton_results;
+  bool inet_ntop_fails = false;
+
+  int32_t version_export_result = 0;
+  int32_t vpn_get_result = 0;
+  uint8_t vpn_state = 0; /* the resource manager's */
+  int32_t vpn_set_result = 0;
+  int32_t vpn_driver_result = 0;
+  int32_t qos_result = 0;
+  int32_t internet_index = 3;
+  int32_t if_name_result = 0;
+  std::string if_name = "wan3";
+  int32_t dhcp_server_result = 0;
+  std::string dhcp_server_buffer; /* up to 48 bytes */
+};
+extern World world;
+
+/* The command line fails with `exit_code` whenever it runs. */
+void fail_command(std::string command, int exit_code = 1);
+
+/* File calls of one kind since the last record() began; descriptors that it left open. */
+int file_calls(FileCall call);
+int open_descriptors();
+/* The 248 bytes of the last gpon_l3_set_qos_cfg(). */
+const std::string& last_qos_record();
+
+/* ---- files ---- */
+
+inline constexpr char config_path[] = "/ztcfg/l3_advance.dat";
+
+std::string read_file(const std::string& path);
+void write_file(const std::string& path, std::string_view bytes);
+bool file_exists(const std::string& path);
+unsigned file_mode(const std::string& path);
+/* A 32-bit word as this host stores it. */
+std::string word(uint32_t value);
+uint32_t word_at(std::string_view bytes, size_t offset);
+
+/* The configuration file that a missing one becomes, written out. */
+std::string fresh_config_file();
+/* Puts a configuration file in place whose switch line says on or off, and loads that switch and
+ * the records into the library; not part of any transcript. */
+void load_firewall_switch(bool on);
+
+/* The bytes of any plain object. */
+template <typename Object>
+std::string bytes_of(const Object& object) {
+  return std::string(reinterpret_cast<const char*>(&object), sizeof(object));
+}
+
+}  // namespace harness
