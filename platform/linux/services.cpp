@@ -1,0 +1,56 @@
+/*
+ * The forwarding services that an ordinary machine does not have: what they are told is kept, so that it
+ * can be read back by another process and looked at.
+ */
+#include <string>
+
+#include "l3_advance/platform.h"
+#include "platform/linux/platform_linux.hpp"
+
+using platform_linux::read_state;
+using platform_linux::write_state;
+
+namespace {
+
+constexpr std::size_t route_qos_size = 248;
+
+}  // namespace
+
+extern "C" {
+
+/* Limits: off until it is set; the setting lives until the machine restarts. */
+int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state) {
+  *state = read_state("vpn_pass_through").rfind('1', 0) == 0 ? 1 : 0;
+  return 0;
+}
+
+/* Limits: fails when the state directory cannot be written. */
+int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) {
+  return write_state("vpn_pass_through", state == 0 ? "0\n" : "1\n") ? 0 : -1;
+}
+
+/* Limits: no packet is treated differently; Linux forwards GRE by itself. */
+int32_t gpon_l3_control_vpn_pass_through(int32_t protocol, uint8_t state) {
+  const std::string told = std::to_string(protocol) + " " + std::to_string(state) + "\n";
+  return write_state("vpn_driver", told) ? 0 : 1;
+}
+
+/* Limits: the record is kept, no queue is programmed. */
+int32_t gpon_l3_set_qos_cfg(const void* route_qos_record) {
+  const std::string record(static_cast<const char*>(route_qos_record), route_qos_size);
+  return write_state("route_qos", record) ? 0 : -1;
+}
+
+/* Limits: a banner is kept once, however often it is registered. */
+int32_t zt_bsp_version_export(const char* file, const char* version, const char* date,
+                              const char* time, const char* banner, int32_t flag) {
+  const std::string line = std::string(file) + " " + version + " (" + date + " " + time + ") " +
+                           banner + std::to_string(flag) + "\n";
+  const std::string known = read_state("versions");
+  if (known.find(line) != std::string::npos) {
+    return 0;
+  }
+  return write_state("versions", known + line) ? 0 : -1;
+}
+
+}  // extern "C"
