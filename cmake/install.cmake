@@ -14,6 +14,6 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/l3_advance.pc.in ${CMAKE_BINARY_DIR}/
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance-config.cmake ${CMAKE_BINARY_DIR}/l3_advance-config-version.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance)
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-if(L3_BUILD_PROGRAMS)
+if(TARGET l3ctl)
   install(TARGETS l3ctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 endif()

@@ -1,0 +1,121 @@
+#!/usr/bin/env python3
+"""Checks that a built library is the one that its callers may load.
+
+    check_library.py LIBRARY [LIBRARY…]
+
+Exported names equal the version script equal the headers; libc is all it needs; what it leaves
+undefined is the documented platform calls and a listed set of libc functions; nothing of it runs
+at load; no text relocation, no segment that is writable and executable.
+"""
+
+import pathlib
+import re
+import sys
+
+from elf import Library
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+LIBC = {
+    "access", "close", "inet_ntop", "inet_pton", "lseek", "memcmp", "memcpy", "memmove", "memset",
+    "open", "printf", "putchar", "puts", "read", "snprintf", "sprintf", "sscanf", "strchr", "strcmp", "strcpy",
+    "strlen", "strnlen", "strspn", "strstr", "system", "vsnprintf", "write",
+}  # fmt: skip
+# How glibc spells some of them, and what compilers and the C start-up code bring along.
+ALIASES = {"__isoc99_sscanf": "sscanf"}
+TOOLCHAIN = {
+    "__cxa_finalize", "__gmon_start__", "_ITM_deregisterTMCloneTable",
+    "_ITM_registerTMCloneTable", "__stack_chk_fail", "__stack_chk_guard", "__tls_get_addr",
+    "__aeabi_unwind_cpp_pr0", "__aeabi_unwind_cpp_pr1", "_DYNAMIC_LINKING",
+}  # fmt: skip
+
+
+def names_in_version_script():
+    text = (ROOT / "src/l3_advance.map").read_text()
+    exported = text.split("global:")[1].split("local:")[0]
+    exported = re.sub(r"#.*", "", exported)
+    return [name.strip() for name in exported.split(";") if name.strip()]
+
+
+def names_in_headers():
+    """Functions and globals that the headers declare, without the platform's calls."""
+    functions, objects, platform = set(), set(), set()
+    for header in sorted((ROOT / "include/l3_advance").glob("*.h")):
+        text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
+        for declaration in re.findall(r"L3_API\s+([^;]+);", text):
+            if declaration.startswith("extern"):
+                objects.add(re.search(r"(\w+)(\[\w+\])?$", declaration).group(1))
+                continue
+            name = re.search(r"(\w+)\s*\(", declaration).group(1)
+            (platform if header.name == "platform.h" else functions).add(name)
+    return functions, objects, platform
+
+
+class Report:
+    def __init__(self):
+        self.failures = 0
+
+    def check(self, good, text):
+        if not good:
+            self.failures += 1
+            print(f"  FAILED {text}")
+
+    def same(self, left, right, text):
+        missing, extra = sorted(right - left), sorted(left - right)
+        self.check(left == right, f"{text}: missing {missing}, unexpected {extra}")
+
+
+def check(path, report):
+    library = Library(path)
+    functions, objects, platform = names_in_headers()
+    listed = names_in_version_script()
+
+    report.check(len(listed) == len(set(listed)), "the version script lists a name twice")
+    report.same(set(listed), functions | objects, "version script against the headers")
+    report.same(library.exported("FUNC"), functions, "exported functions against the headers")
+    report.same(library.exported("OBJECT"), objects, "exported globals against the headers")
+    report.check(len(platform) == 10, f"the platform has {len(platform)} calls, not 10")
+
+    report.check(library.soname() == ["libl3_advance.so"], f"SONAME is {library.soname()}")
+    needed = [name for name in library.needed() if not re.match(r"(libc|ld)[.-]", name)]
+    report.check(not needed, f"it needs {needed} beside libc")
+
+    undefined = {ALIASES.get(name, name) for name in library.undefined()}
+    unchecked = {re.sub(r"^__(\w+)_chk$", r"\1", name) for name in undefined}
+    report.same(
+        unchecked & platform, platform & unchecked, "platform calls"
+    )
+    strangers = unchecked - platform - LIBC - TOOLCHAIN
+    report.check(not strangers, f"undefined beyond the platform and libc: {sorted(strangers)}")
+    banned = {n for n in undefined if re.match(r"(_Z|__cxa_(?!finalize)|malloc|calloc|realloc|free$)", n)}
+    report.check(not banned, f"C++ runtime or heap: {sorted(banned)}")
+
+    # One pointer: the C start-up code's own.
+    pointer = 8 if "ELF64" in library_class(path) else 4
+    initialisers = library.section_size(".init_array")
+    report.check(initialisers <= pointer, f".init_array holds {initialisers} bytes")
+    report.check("TEXTREL" not in library.dynamic, "text relocations")
+    report.check(not re.search(r"LOAD.*RWE", library.segments), "a writable, executable segment")
+    report.check("GNU_RELRO" in library.segments, "no RELRO segment")
+    report.check(re.search(r"BIND_NOW|FLAGS_1.*NOW", library.dynamic), "symbols are not bound at load")
+    return len(functions), len(objects)
+
+
+def library_class(path):
+    from elf import readelf
+
+    return readelf("-h", path)
+
+
+def main():
+    report = Report()
+    for path in sys.argv[1:]:
+        functions, objects = check(path, report)
+        print(f"{path}: {functions} functions, {objects} globals")
+    if len(sys.argv) < 2:
+        sys.exit("no library given")
+    sys.exit(1 if report.failures else 0)
+
+
+if __name__ == "__main__":
+    main()

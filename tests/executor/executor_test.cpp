@@ -1,0 +1,44 @@
+/* Our own system(): under the library that ships, with the C library's and a real shell behind it. */
+#include "executor/executor.hpp"
+
+#include <gtest/gtest.h>
+
+#include "l3_advance/shell_command.h"
+
+namespace {
+
+int32_t run_nothing(const char*) {
+  return 0;
+}
+
+}  // namespace
+
+TEST(Executor, TheLibrarysLinesEndInThisProgramsSystem) {
+  EXPECT_TRUE(executor::in_place(str_system));
+  EXPECT_EQ(executor::lines_run(), 0U);
+}
+
+TEST(Executor, ARunnerThatEndsElsewhereIsNoticed) {
+  EXPECT_FALSE(executor::in_place(run_nothing));
+}
+
+TEST(Executor, ALineRunsInTheShellAndItsStatusReachesTheLibrary) {
+  EXPECT_EQ(str_system("test -d /ztcfg"), 0);
+  EXPECT_EQ(str_system("exit 3"), -1);
+  EXPECT_EQ(executor::lines_run(), 2U);
+}
+
+TEST(Executor, FailedLinesAreKeptWithTheirStatusAndWords) {
+  str_system("true");
+  str_system("echo no such chain >&2; exit 2");
+  str_system("kill -9 $$");
+  ASSERT_EQ(executor::failed_lines().size(), 2U);
+  EXPECT_EQ(executor::failed_lines()[0].line, "echo no such chain >&2; exit 2");
+  EXPECT_EQ(executor::failed_lines()[0].status, 2 << 8);
+  EXPECT_EQ(executor::failed_lines()[0].message, "no such chain\n");
+  EXPECT_EQ(executor::failed_lines()[1].line, "kill -9 $$");
+  EXPECT_EQ(executor::failed_lines()[1].status, 9);
+
+  executor::forget_failed_lines();
+  EXPECT_TRUE(executor::failed_lines().empty());
+}
