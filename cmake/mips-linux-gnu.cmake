@@ -8,3 +8,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(L3_EMULATOR qemu-mips -L /usr/mips-linux-gnu)
+
+# The ABI allows pages of 64 KiB and the linker pads for them; kernels of such devices use 4 KiB.
+set(L3_PAGE_SIZE 4096 CACHE STRING "")

@@ -25,7 +25,7 @@ LIBC = {
 ALIASES = {"__isoc99_sscanf": "sscanf"}
 TOOLCHAIN = {
     "__cxa_finalize", "__gmon_start__", "_ITM_deregisterTMCloneTable",
-    "_ITM_registerTMCloneTable", "__stack_chk_fail", "__stack_chk_guard", "__tls_get_addr",
+    "_ITM_registerTMCloneTable", "raise", "__stack_chk_fail", "__stack_chk_guard", "__tls_get_addr",
     "__aeabi_unwind_cpp_pr0", "__aeabi_unwind_cpp_pr1", "_DYNAMIC_LINKING",
 }  # fmt: skip
 
