@@ -3,7 +3,9 @@
 #define L3_ADVANCE_L3_ADVANCE_H
 
 #include "l3_advance/address.h"
+#include "l3_advance/attack_protection.h"
 #include "l3_advance/configuration_file.h"
+#include "l3_advance/internet_wan.h"
 #include "l3_advance/ip_filter.h"
 #include "l3_advance/platform.h"
 #include "l3_advance/records.h"

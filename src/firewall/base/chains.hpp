@@ -33,10 +33,13 @@ inline constexpr char flush_local_access_ex[] = "iptables -t filter -F input_ext
 inline constexpr char flush_us_acl[] = "iptables -t filter -F input_ext_us_acl";
 inline constexpr char flush_ds_acl[] = "iptables -t filter -F input_ext_ds_acl";
 inline constexpr char flush_dhcp[] = "iptables -t filter -F input_ext_dhcp";
+inline constexpr char flush_dispatch_ip[] = "iptables -t filter -F forward_ext_ip";
+inline constexpr char flush_dispatch_acl[] = "iptables -t filter -F input_ext_acl";
 
 inline constexpr char flush6_us_ip[] = "ip6tables -t filter -F forward_ext_us_ip";
 inline constexpr char flush6_ds_ip[] = "ip6tables -t filter -F forward_ext_ds_ip";
 inline constexpr char flush6_mac[] = "ip6tables -t filter -F forward_ext_mac";
+inline constexpr char flush6_dispatch_ip[] = "ip6tables -t filter -F forward_ext_ip";
 
 /* Creates the chains of both families and hooks them in, 33 commands. Results are not looked at: on
  * a second start every creation fails harmlessly, and every hook is appended once more. */
