@@ -12,5 +12,6 @@
 #include "l3_advance/rule_set.h"
 #include "l3_advance/shell_command.h"
 #include "l3_advance/version.h"
+#include "l3_advance/vpn_pass_through.h"
 
 #endif

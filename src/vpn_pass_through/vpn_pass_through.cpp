@@ -1,0 +1,120 @@
+/*
+ * VPN pass-through: whether GRE tunnels from the home network cross the address translation.
+ *
+ *   stored   "vpn_pass_through=" line of the configuration file
+ *   told     the forwarding driver (protocol 47) and the resource manager; no packet-filter rule
+ *   truth    the file until the first successful read or change in a process, then the resource
+ *            manager
+ *   kept     ESP has no call of its own; a stored 0 is not told to the driver; messages go to
+ *            standard output, and the log level is not refreshed
+ */
+#include "l3_advance/vpn_pass_through.h"
+
+#include <cstdio>
+
+#include "l3_advance/configuration_file.h"
+#include "l3_advance/platform.h"
+
+namespace {
+
+constexpr int32_t gre = 47;
+
+/* 1 once the stored value has reached the platform, or a newer one has been set. */
+uint8_t vpn_pass_through_status_cfg_file_read = 0;
+
+/* The first read in a process: the platform has forgotten the switch, the file has not. */
+int32_t push_stored_state(uint8_t* xo_control) {
+  if (get_vpn_pass_through_state_from_cfgfile(xo_control) == -1) {
+    puts("gl3_web_get_vpn_pass_through::get_vpn_pass_through_state_from_cfgfile error!");
+    return -1;
+  }
+  if (grm_l3_advance_set_vpn_pass_through(*xo_control) == -1) {
+    puts("gl3_web_get_vpn_pass_through::grm_l3_advance_set_vpn_pass_through error!");
+    return -1;
+  }
+  // Kept: a driver that has just started lets nothing through, so a 0 is not told to it.
+  if (*xo_control != 0) {
+    if (const int32_t result = gpon_l3_control_vpn_pass_through(gre, *xo_control); result != 0) {
+      printf("gl3_web_get_vpn_pass_through::gpon_l3_control_vpn_pass_through [GRE]error=%d\n",
+             result);
+      return -1;
+    }
+  }
+  vpn_pass_through_status_cfg_file_read = 1;
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t gl3_web_set_vpn_pass_through(uint8_t control) {
+  if (control > 1) {
+    printf("gl3_web_set_vpn_pass_through::control =%d err\n", control);
+    return -1;
+  }
+  uint8_t current = 0;
+  if (grm_l3_advance_get_vpn_pass_through(&current) == -1) {
+    puts("gl3_web_set_vpn_pass_through::grm_l3_advance_get_vpn_pass_through error!");
+    return -1;
+  }
+  // Kept: nothing is written here, so the next read still takes the file's value.
+  if (control == current) {
+    return 0;
+  }
+
+  // The driver decides whether the change holds; the file comes last.
+  if (const int32_t result = gpon_l3_control_vpn_pass_through(gre, control); result != 0) {
+    printf("gl3_web_set_vpn_pass_through::gpon_l3_control_vpn_pass_through [GRE]error=%d\n",
+           result);
+    return -1;
+  }
+  if (grm_l3_advance_set_vpn_pass_through(control) == -1) {
+    puts("gl3_web_set_vpn_pass_through::grm_l3_advance_set_vpn_pass_through error!");
+    return -1;
+  }
+  if (set_vpn_pass_through_state_to_cfgfile(control) == -1) {
+    puts("gl3_web_set_vpn_pass_through::set_vpn_pass_through_state_to_cfgfile error!");
+    return -1;
+  }
+  vpn_pass_through_status_cfg_file_read = 1;
+  return 0;
+}
+
+int32_t gl3_web_get_vpn_pass_through(uint8_t* xo_control) {
+  if (xo_control == nullptr) {
+    puts("gl3_web_get_vpn_pass_through::xo_control NULLP err\r");
+    return -1;
+  }
+  if (vpn_pass_through_status_cfg_file_read == 0 && push_stored_state(xo_control) == -1) {
+    return -1;
+  }
+  if (grm_l3_advance_get_vpn_pass_through(xo_control) == -1) {
+    puts("gl3_web_get_vpn_pass_through::grm_l3_advance_get_vpn_pass_through error!");
+    return -1;
+  }
+  return 0;
+}
+
+int32_t gl3_web_set_vpn_pass_through_default(void) {
+  const int32_t result = gl3_web_set_vpn_pass_through(0);
+  if (result != 0) {
+    puts("gl3_web_set_vpn_pass_through_default::gl3_web_set_vpn_pass_through err!");
+  }
+  return result;
+}
+
+int32_t gl3_web_init_vpn_pass_through(void) {
+  uint8_t control = 0;
+  if (const int32_t result = gl3_web_get_vpn_pass_through(&control); result != 0) {
+    puts("gl3_web_init_vpn_pass_through::gl3_web_get_vpn_pass_through err!");
+    return result;
+  }
+  const int32_t result = gl3_web_set_vpn_pass_through(control);
+  if (result != 0) {
+    puts("gl3_web_init_vpn_pass_through::gl3_web_set_vpn_pass_through err!");
+  }
+  return result;
+}
+
+}  // extern "C"
