@@ -9,6 +9,7 @@
 #include "l3_advance/ip_filter.h"
 #include "l3_advance/platform.h"
 #include "l3_advance/records.h"
+#include "l3_advance/route_qos.h"
 #include "l3_advance/rule_set.h"
 #include "l3_advance/shell_command.h"
 #include "l3_advance/version.h"
