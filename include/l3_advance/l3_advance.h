@@ -8,6 +8,7 @@
 #include "l3_advance/internet_wan.h"
 #include "l3_advance/ip_filter.h"
 #include "l3_advance/platform.h"
+#include "l3_advance/record_file.h"
 #include "l3_advance/records.h"
 #include "l3_advance/route_qos.h"
 #include "l3_advance/rule_set.h"
