@@ -7,6 +7,7 @@
 #include "l3_advance/configuration_file.h"
 #include "l3_advance/internet_wan.h"
 #include "l3_advance/ip_filter.h"
+#include "l3_advance/migration.h"
 #include "l3_advance/platform.h"
 #include "l3_advance/record_file.h"
 #include "l3_advance/records.h"
