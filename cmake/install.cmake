@@ -1,9 +1,9 @@
 # What `cmake --install` lays down: the library, its headers, pkg-config and CMake package files.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS l3_advance EXPORT l3_advance_targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/l3_advance DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(EXPORT l3_advance_targets NAMESPACE l3_advance:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance)
+install(TARGETS l3_advance EXPORT l3_advance_targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/l3_advance DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT devel)
+install(EXPORT l3_advance_targets NAMESPACE l3_advance:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance COMPONENT devel)
 
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/l3_advance-config.cmake.in ${CMAKE_BINARY_DIR}/l3_advance-config.cmake
@@ -12,8 +12,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/l3_advance-config-version.c
                                  COMPATIBILITY SameMajorVersion)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/l3_advance.pc.in ${CMAKE_BINARY_DIR}/l3_advance.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance-config.cmake ${CMAKE_BINARY_DIR}/l3_advance-config-version.cmake
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance)
-install(FILES ${CMAKE_BINARY_DIR}/l3_advance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance COMPONENT devel)
+install(FILES ${CMAKE_BINARY_DIR}/l3_advance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
 if(TARGET l3ctl)
-  install(TARGETS l3ctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+  install(TARGETS l3ctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
 endif()

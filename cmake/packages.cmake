@@ -1,0 +1,38 @@
+# Debian packages: `cpack --config build/release/CPackConfig.cmake` writes three .deb files.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME l3-advance)
+set(CPACK_PACKAGE_VENDOR "The l3_advance maintainers")
+set(CPACK_PACKAGE_CONTACT "The l3_advance maintainers <maintainers@users.noreply.example>")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library devel)
+if(TARGET l3ctl)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libl3-advance)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+    "It turns settings into packet-filter rules, route QoS and pass-through switches and
+ keeps them in one configuration file. The process that loads it supplies the
+ platform calls.")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6")
+
+set(CPACK_DEBIAN_DEVEL_PACKAGE_NAME libl3-advance-dev)
+set(CPACK_COMPONENT_DEVEL_DESCRIPTION
+    "Headers, pkg-config and CMake package files.")
+set(CPACK_DEBIAN_DEVEL_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS "libl3-advance (= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME l3ctl)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+    "The command line: applies, shows and clears the settings of the layer-3 control library.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libl3-advance (= ${PROJECT_VERSION}), iptables")
+
+include(CPack)
