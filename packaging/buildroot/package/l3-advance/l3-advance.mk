@@ -1,0 +1,22 @@
+################################################################################
+#
+# l3-advance
+#
+################################################################################
+
+L3_ADVANCE_VERSION = 10.0.0
+L3_ADVANCE_SITE = $(BR2_EXTERNAL_L3_ADVANCE_PATH)/../..
+L3_ADVANCE_SITE_METHOD = local
+L3_ADVANCE_INSTALL_STAGING = YES
+# The programs run on the machine that develops; a device loads the library alone.
+L3_ADVANCE_CONF_OPTS = -DL3_BUILD_PROGRAMS=OFF -DL3_BUILD_TESTS=OFF
+
+ifeq ($(BR2_TOOLCHAIN_USES_GLIBC),)
+L3_ADVANCE_CONF_OPTS += -DL3_FORTIFY=OFF
+endif
+
+ifeq ($(BR2_mips),y)
+L3_ADVANCE_CONF_OPTS += -DL3_PAGE_SIZE=4096
+endif
+
+$(eval $(cmake-package))
