@@ -1,4 +1,6 @@
 /* Flushing, saving and restoring the rule set as a whole. */
+#include <sstream>
+
 #include "harness.hpp"
 
 using namespace harness;
@@ -13,6 +15,29 @@ constexpr Flush flushes[] = {{"flush_fw_ip", flush_fw_ip},
                              {"flush_fw_url", flush_fw_url},
                              {"flush_fw_mac", flush_fw_mac},
                              {"flush_fw_bad_tcp", flush_fw_bad_tcp}};
+
+/* The commands of a text file, one a line; blank lines and lines that begin with # are none. */
+Lines commands_in(const std::string& path) {
+  std::istringstream text(read_file(path));
+  Lines commands;
+  for (std::string line; std::getline(text, line);) {
+    if (!line.empty() && line[0] != '#') {
+      commands.push_back(line);
+    }
+  }
+  return commands;
+}
+
+/* The command lines that a call ran. */
+Lines commands_run_by(int32_t (*call)()) {
+  Lines commands;
+  world.system = [&commands](const std::string& line) {
+    commands.push_back(line);
+    return 0;
+  };
+  static_cast<void>(record([&] { EXPECT_EQ(call(), 0); }));
+  return commands;
+}
 
 /* Every command fails. */
 void fail_everything() {
@@ -177,4 +202,11 @@ TEST(RuleSet, AFailedRestoreOfIpv6IsIgnored) {
   EXPECT_EQ(record([&] { result = restore_fw6(); }),
             lines({ran_and_failed("ip6tables-restore </ztcfg/firewall6.conf")}));
   EXPECT_EQ(result, 0);
+}
+
+TEST(RuleSet, TheDispatchIsTheLastPartOfTheWrittenTree) {
+  const Lines written = commands_in(TEST_DATA "/chain-tree.txt");
+  ASSERT_EQ(written.size(), 39U);
+  // The master switch is off in a fresh file: the dispatch is all that is run.
+  EXPECT_EQ(commands_run_by(gl3_update_firewall), Lines(written.begin() + 33, written.end()));
 }

@@ -110,7 +110,7 @@ int32_t save_fw6(void) {
 
 int32_t restore_fw(void) {
   str_system("iptables-restore </ztcfg/firewall.conf");
-  // Kept: the restored set carries one rule too many in INPUT, and callers rely on the eighth going.
+  // Kept: the eighth rule of INPUT goes, whatever it is; callers know the call as doing both.
   str_system("iptables -D INPUT 8");
   return 0;
 }
