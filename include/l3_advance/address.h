@@ -80,8 +80,10 @@ L3_API int32_t gl3_web_ip_bin_to_str(char* xo_str, uint32_t ip);
 
 /**
  * Converts a MAC text, six two-digit hexadecimal groups of either case joined by ":", to 6 bytes.
- * Spaces around it are allowed. Returns 0; -1 for a null argument or a text under 17
- * characters (both logged) and for any other malformed text (silently).
+ * Spaces around it are allowed; of a longer text the first 24 characters are taken. Returns 0; -1
+ * for a null argument or a text under 17 characters (both logged), and silently when the trimmed
+ * text is not 17 hexadecimal digits and colons that begin with six groups. Groups of one digit
+ * pass, and what stands behind the sixth is ignored.
  */
 L3_API int32_t gl3_web_mac_str_to_bin(const char* mac_str, uint8_t* xo_mac);
 

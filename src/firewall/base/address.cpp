@@ -235,14 +235,14 @@ int32_t gl3_web_ip_str_to_bin(const char* xi_src, uint32_t* xo_ip) {
     return 0;
   }
 
-  int32_t result = 0;
   l3_ip_address record;
   if (p_bl_ip_addr_unknown_version(xi_src, &record) != 1) {
     L3_LOG_ERROR("gl3_web_ip_str_to_bin::p_bl_ip_addr_unknown_version:%s err!\n", xi_src);
-    result = 1;  // Kept: callers test for non-zero.
+    *xo_ip = 0;  // not the record's bytes: some systems' inet_pton() leaves half an address there
+    return 1;    // Kept: not -1; callers test for non-zero.
   }
   *xo_ip = number_from_bytes(record.address);
-  return result;
+  return 0;
 }
 
 int32_t gl3_web_ip6_str_to_bin(const char* xi_src, uint8_t* xo_ip) {
@@ -335,6 +335,8 @@ int32_t gl3_web_mac_str_to_bin(const char* mac_str, uint8_t* xo_mac) {
     }
   }
 
+  // Kept: a group of one digit is taken, and what follows the sixth is not looked at, so
+  // "1:2:3:4:5:6:7:8:9" is 01:02:03:04:05:06.
   unsigned groups[6];
   // NOLINTNEXTLINE(cert-err34-c): two checked digits a group cannot overflow.
   if (sscanf(text, "%02x:%02x:%02x:%02x:%02x:%02x", &groups[0], &groups[1], &groups[2], &groups[3],
