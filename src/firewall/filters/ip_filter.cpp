@@ -28,22 +28,6 @@ namespace {
 
 enum class Verdict { fine, bad_protocol, bad_source_ports, bad_destination_ports };
 
-/* An entry of either family, its addresses as text; an empty text leaves an address open. */
-struct Rule {
-  uint32_t protocol;
-  const char* source;
-  const char* destination;
-  uint32_t src_port_s, src_port_e;
-  uint32_t dst_port_s, dst_port_e;
-  bool upstream;
-};
-
-template <typename Entry>
-Rule rule_of(const Entry& entry, const char* source, const char* destination) {
-  return {entry.protocol,   source,           destination,      entry.src_port_s,
-          entry.src_port_e, entry.dst_port_s, entry.dst_port_e, entry.direction == 0};
-}
-
 const char* protocol_word(uint32_t protocol) {
   switch (protocol) {
     case 0:
@@ -64,33 +48,53 @@ bool has_ports(uint32_t first, uint32_t last) {
   return first != 0 && last != 0;
 }
 
+using AddressText = char[48];
+
+/* The text of an address; it stays empty for an address that a rule leaves open. */
+void write_address(AddressText& text, uint32_t ip) {
+  if (ip != 0) {
+    gl3_web_ip_bin_to_str(text, ip);
+  }
+}
+
+void write_address(AddressText& text, const uint8_t (&ip)[16]) {
+  // Kept: an all-zero address is not left open, it becomes "::".
+  gl3_web_ip6_bin_to_str(text, ip);
+}
+
 /* Turns one entry into one command line: "iptables" or "ip6tables", and everything after it. */
-Verdict build_rule(CommandLine& line, const char* program, const Rule& rule, bool white_list) {
-  const char* word = protocol_word(rule.protocol);
-  if (word == nullptr) {
+template <typename Entry>
+Verdict build_rule(CommandLine& line, const char* program, const Entry& entry, bool white_list) {
+  const char* protocol = protocol_word(entry.protocol);
+  if (protocol == nullptr) {
     return Verdict::bad_protocol;
   }
-  line.append("%s -A %s -p %s", program, rule.upstream ? "forward_ext_us_ip" : "forward_ext_ds_ip",
-              word);
-  if (rule.source[0] != '\0') {
-    line.append(" -s %s", rule.source);
+  line.append("%s -A %s -p %s", program,
+              entry.direction == 0 ? "forward_ext_us_ip" : "forward_ext_ds_ip", protocol);
+
+  AddressText source = {};
+  write_address(source, entry.src_ip);
+  if (source[0] != '\0') {
+    line.append(" -s %s", source);
   }
-  if (rule.destination[0] != '\0') {
-    line.append(" -d %s", rule.destination);
+  AddressText destination = {};
+  write_address(destination, entry.dst_ip);
+  if (destination[0] != '\0') {
+    line.append(" -d %s", destination);
   }
 
-  const bool knows_ports = rule.protocol == 6 || rule.protocol == 17;
-  if (knows_ports && has_ports(rule.src_port_s, rule.src_port_e)) {
-    if (rule.src_port_e < rule.src_port_s) {
+  const bool knows_ports = entry.protocol == 6 || entry.protocol == 17;
+  if (knows_ports && has_ports(entry.src_port_s, entry.src_port_e)) {
+    if (entry.src_port_e < entry.src_port_s) {
       return Verdict::bad_source_ports;
     }
-    line.append(" --sport %d:%d", rule.src_port_s, rule.src_port_e);
+    line.append(" --sport %d:%d", entry.src_port_s, entry.src_port_e);
   }
-  if (knows_ports && has_ports(rule.dst_port_s, rule.dst_port_e)) {
-    if (rule.dst_port_e < rule.dst_port_s) {
+  if (knows_ports && has_ports(entry.dst_port_s, entry.dst_port_e)) {
+    if (entry.dst_port_e < entry.dst_port_s) {
       return Verdict::bad_destination_ports;
     }
-    line.append(" --dport %d:%d", rule.dst_port_s, rule.dst_port_e);
+    line.append(" --dport %d:%d", entry.dst_port_s, entry.dst_port_e);
   }
   line.append(white_list ? " -j ACCEPT" : " -j DROP");
   return Verdict::fine;
@@ -99,6 +103,25 @@ Verdict build_rule(CommandLine& line, const char* program, const Rule& rule, boo
 template <typename Region, typename Entry>
 bool is_white_list(const Region& region, const Entry& entry) {
   return (entry.direction == 0 ? region.us_black_white : region.ds_black_white) != 0;
+}
+
+/* A white list drops what none of its rules accepts, also when it has no rule. */
+void drop_the_rest(const l3_ip_filter& filter) {
+  if (filter.us_black_white != 0) {
+    str_system("iptables -A forward_ext_us_ip -j DROP");
+  }
+  if (filter.ds_black_white != 0) {
+    str_system("iptables -A forward_ext_ds_ip -j DROP");
+  }
+}
+
+void drop_the_rest(const l3_ip6_filter& filter) {
+  if (filter.us_black_white != 0) {
+    str_system("ip6tables -A forward_ext_us_ip -j DROP");
+  }
+  if (filter.ds_black_white != 0) {
+    str_system("ip6tables -A forward_ext_ds_ip -j DROP");
+  }
 }
 
 /* The locations of the addresses, not their values; the low 32 bits where pointers are longer. */
@@ -118,6 +141,28 @@ void log_first_entry(const Region& region) {
       location(entry.src_ip));
 }
 
+/* The get calls of both families. Kept: the IPv6 call's messages name its IPv4 twin. */
+template <typename Region>
+int32_t get_filter(Region* xo_pFirewallTableInfo, const Region& filter, int32_t (*read_record)()) {
+  grm_all_refresh_log_mod_level();
+  if (xo_pFirewallTableInfo == nullptr) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::xo_pFirewallTableInfo NULLP err\r\n");
+    return -1;
+  }
+  if (read_record() == -1) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_rules_from_cfgfile err!\n");
+    return -1;
+  }
+  replace_region(*xo_pFirewallTableInfo, filter);
+  if (get_firewall_state_from_cfgfile(&fw_enable) == -1) {
+    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_state_from_cfgfile err!\n");
+    return -1;
+  }
+  L3_LOG_DEBUG("\n------GET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
+               filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
+  return 0;
+}
+
 }  // namespace
 
 extern "C" {
@@ -126,18 +171,8 @@ int32_t config_fw_ip(void) {
   const l3_ip_filter& filter = fw_rules_table.ip_filter;
   l3_ip_filter_entry entry;
   for (EntryWalk walk(fw_rules_table, filter); walk.next(entry);) {
-    char source[16] = {};
-    char destination[16] = {};
-    if (entry.src_ip != 0) {
-      gl3_web_ip_bin_to_str(source, entry.src_ip);
-    }
-    if (entry.dst_ip != 0) {
-      gl3_web_ip_bin_to_str(destination, entry.dst_ip);
-    }
-
     CommandLine line;
-    switch (build_rule(line, "iptables", rule_of(entry, source, destination),
-                       is_white_list(filter, entry))) {
+    switch (build_rule(line, "iptables", entry, is_white_list(filter, entry))) {
       case Verdict::fine:
         break;
       case Verdict::bad_protocol:
@@ -160,13 +195,7 @@ int32_t config_fw_ip(void) {
       return -1;
     }
   }
-
-  if (filter.us_black_white != 0) {
-    str_system("iptables -A forward_ext_us_ip -j DROP");
-  }
-  if (filter.ds_black_white != 0) {
-    str_system("iptables -A forward_ext_ds_ip -j DROP");
-  }
+  drop_the_rest(filter);
   return 0;
 }
 
@@ -174,15 +203,8 @@ int32_t config_fw6_ip(void) {
   const l3_ip6_filter& filter = fw6_rules_table.ip_filter;
   l3_ip6_filter_entry entry;
   for (EntryWalk walk(fw6_rules_table, filter); walk.next(entry);) {
-    char source[48] = {};
-    char destination[48] = {};
-    // Kept: an all-zero address is not left out, it becomes "::".
-    gl3_web_ip6_bin_to_str(source, entry.src_ip);
-    gl3_web_ip6_bin_to_str(destination, entry.dst_ip);
-
     CommandLine line;
-    switch (build_rule(line, "ip6tables", rule_of(entry, source, destination),
-                       is_white_list(filter, entry))) {
+    switch (build_rule(line, "ip6tables", entry, is_white_list(filter, entry))) {
       case Verdict::fine:
         break;
       case Verdict::bad_protocol:
@@ -205,13 +227,7 @@ int32_t config_fw6_ip(void) {
       return -1;
     }
   }
-
-  if (filter.us_black_white != 0) {
-    str_system("ip6tables -A forward_ext_us_ip -j DROP");
-  }
-  if (filter.ds_black_white != 0) {
-    str_system("ip6tables -A forward_ext_ds_ip -j DROP");
-  }
+  drop_the_rest(filter);
   return 0;
 }
 
@@ -274,46 +290,13 @@ int32_t gl3_web_set_firewall6_cfg(const l3_ip6_filter* xi_pFirewallTableInfo) {
 }
 
 int32_t gl3_web_get_firewall_cfg(l3_ip_filter* xo_pFirewallTableInfo) {
-  const l3_ip_filter& filter = fw_rules_table.ip_filter;
-  grm_all_refresh_log_mod_level();
-  if (xo_pFirewallTableInfo == nullptr) {
-    L3_LOG_ERROR("gl3_web_get_firewall_cfg::xo_pFirewallTableInfo NULLP err\r\n");
-    return -1;
-  }
-  if (get_firewall4_rules_from_cfgfile() == -1) {
-    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_rules_from_cfgfile err!\n");
-    return -1;
-  }
-  replace_region(*xo_pFirewallTableInfo, filter);
-  if (get_firewall_state_from_cfgfile(&fw_enable) == -1) {
-    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_state_from_cfgfile err!\n");
-    return -1;
-  }
-  L3_LOG_DEBUG("\n------GET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
-               filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
-  return 0;
+  return get_filter(xo_pFirewallTableInfo, fw_rules_table.ip_filter,
+                    get_firewall4_rules_from_cfgfile);
 }
 
-// Kept: the messages of this call name its IPv4 twin.
 int32_t gl3_web_get_firewall6_cfg(l3_ip6_filter* xo_pFirewallTableInfo) {
-  const l3_ip6_filter& filter = fw6_rules_table.ip_filter;
-  grm_all_refresh_log_mod_level();
-  if (xo_pFirewallTableInfo == nullptr) {
-    L3_LOG_ERROR("gl3_web_get_firewall_cfg::xo_pFirewallTableInfo NULLP err\r\n");
-    return -1;
-  }
-  if (get_firewall6_rules_from_cfgfile() == -1) {
-    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_rules_from_cfgfile err!\n");
-    return -1;
-  }
-  replace_region(*xo_pFirewallTableInfo, filter);
-  if (get_firewall_state_from_cfgfile(&fw_enable) == -1) {
-    L3_LOG_ERROR("gl3_web_get_firewall_cfg::get_firewall_state_from_cfgfile err!\n");
-    return -1;
-  }
-  L3_LOG_DEBUG("\n------GET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
-               filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
-  return 0;
+  return get_filter(xo_pFirewallTableInfo, fw6_rules_table.ip_filter,
+                    get_firewall6_rules_from_cfgfile);
 }
 
 int32_t gl3_web_remove_all_firewall_rule(void) {
@@ -325,12 +308,9 @@ int32_t gl3_web_remove_all_firewall_rule(void) {
       return result;
     }
   }
-  // Kept: an empty white list drops everything, whatever ip_filter_ctrl says.
-  if (fw_enable != 0 && filter.us_black_white != 0) {
-    str_system("iptables -A forward_ext_us_ip -j DROP");
-  }
-  if (fw_enable != 0 && filter.ds_black_white != 0) {
-    str_system("iptables -A forward_ext_ds_ip -j DROP");
+  // Kept: whatever ip_filter_ctrl says.
+  if (fw_enable != 0) {
+    drop_the_rest(filter);
   }
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::save_fw err!\n");
@@ -353,11 +333,8 @@ int32_t gl3_web_remove_all_firewall6_rule(void) {
       return result;
     }
   }
-  if (fw_enable != 0 && filter.us_black_white != 0) {
-    str_system("ip6tables -A forward_ext_us_ip -j DROP");
-  }
-  if (fw_enable != 0 && filter.ds_black_white != 0) {
-    str_system("ip6tables -A forward_ext_ds_ip -j DROP");
+  if (fw_enable != 0) {
+    drop_the_rest(filter);
   }
   // Kept: the last two messages name the IPv4 call.
   if (const int32_t result = save_fw6(); result != 0) {
