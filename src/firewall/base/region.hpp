@@ -35,7 +35,7 @@ void clear_entries(Region& stored) {
 /*
  * Walks the first `count` entries of a region, in order. A count above the entry area goes on
  * through the bytes behind it, as readers of the record always have, but never past the record's
- * end; zero and negative counts walk nothing.
+ * end; zero and negative counts walk nothing. The count is read again before each entry.
  *
  *     for (EntryWalk walk(fw_rules_table, fw_rules_table.mac_filter); walk.next(entry);) …
  */
@@ -45,17 +45,17 @@ class EntryWalk {
   EntryWalk(const Record& record, const Region& region)
       : next_(reinterpret_cast<const std::byte*>(&record) + offset_in(record, region.entries)),
         end_(reinterpret_cast<const std::byte*>(&record) + sizeof(Record)),
-        left_(region.count) {}
+        count_(&region.count) {}
 
   /* Copies the next entry out; false at the end. */
   template <typename Entry>
   [[nodiscard]] bool next(Entry& entry) {
-    if (left_ <= 0 || end_ - next_ < static_cast<ptrdiff_t>(sizeof(Entry))) {
+    if (taken_ >= *count_ || end_ - next_ < static_cast<ptrdiff_t>(sizeof(Entry))) {
       return false;
     }
     memcpy(&entry, next_, sizeof(Entry));
     next_ += sizeof(Entry);
-    --left_;
+    ++taken_;
     return true;
   }
 
@@ -68,7 +68,8 @@ class EntryWalk {
 
   const std::byte* next_;
   const std::byte* end_;
-  int32_t left_;
+  const int32_t* count_;
+  int32_t taken_ = 0;
 };
 
 }  // namespace l3
