@@ -7,6 +7,7 @@
 #include "l3_advance/configuration_file.h"
 #include "l3_advance/internet_wan.h"
 #include "l3_advance/ip_filter.h"
+#include "l3_advance/mac_filter.h"
 #include "l3_advance/migration.h"
 #include "l3_advance/platform.h"
 #include "l3_advance/record_file.h"
@@ -14,6 +15,7 @@
 #include "l3_advance/route_qos.h"
 #include "l3_advance/rule_set.h"
 #include "l3_advance/shell_command.h"
+#include "l3_advance/url_filter.h"
 #include "l3_advance/version.h"
 #include "l3_advance/vpn_pass_through.h"
 
