@@ -4,10 +4,13 @@
 
 #include "l3_advance/address.h"
 #include "l3_advance/attack_protection.h"
+#include "l3_advance/captive_portal.h"
 #include "l3_advance/configuration_file.h"
+#include "l3_advance/dhcp_filter.h"
 #include "l3_advance/internet_wan.h"
 #include "l3_advance/ip_filter.h"
 #include "l3_advance/mac_filter.h"
+#include "l3_advance/management_access.h"
 #include "l3_advance/migration.h"
 #include "l3_advance/platform.h"
 #include "l3_advance/record_file.h"
