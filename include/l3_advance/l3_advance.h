@@ -2,6 +2,7 @@
 #ifndef L3_ADVANCE_L3_ADVANCE_H
 #define L3_ADVANCE_L3_ADVANCE_H
 
+#include "l3_advance/access_list.h"
 #include "l3_advance/address.h"
 #include "l3_advance/attack_protection.h"
 #include "l3_advance/captive_portal.h"
