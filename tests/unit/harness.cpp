@@ -299,7 +299,9 @@ using namespace harness;
 extern "C" {
 
 int system(const char* command) {
-  add_event("run " + printable(command));
+  if (recording) {
+    add_event("run " + printable(command));
+  }
   return world.system(command);
 }
 
@@ -369,6 +371,9 @@ const char* inet_ntop(int family, const void* address, char* text, socklen_t siz
 }
 
 void l3_log_print(int32_t level, int32_t module, const char* format, ...) {
+  if (!recording) {
+    return;
+  }
   char text[4096];
   va_list arguments;
   va_start(arguments, format);
