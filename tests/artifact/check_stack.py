@@ -25,7 +25,12 @@ FLAGS = (
 ).split()
 
 # Part of a function's name -> how many of its frames can be on the stack at once, and why.
-RECURSION = {}
+RECURSION = {
+    # The split of a range: no series goes deeper than that of .127 to .255.
+    "config_acl_ip_range_24_mask": 8,
+    "config_acl_ip_range_16_mask": 8,
+    "5splitIL": 8,  # where a compiler does not merge it into the two above
+}
 
 
 def compile_all(compiler, folder):

@@ -80,8 +80,10 @@ void put_prefix(CommandLine& line, const Rule& rule, uint32_t address, unsigned 
   line.run_ignoring_result();
 }
 
-/* Results of the inner calls are not looked at: a refusal ends its own branch only. */
-void split(const Level& level, const Rule& rule, const Range& range) {
+/* Results of the inner calls are not looked at: a refusal ends its own branch only. A template, so
+ * that the recursion is one of plain calls, whose stack can be counted before it runs. */
+template <const Level& level>
+void split(const Rule& rule, const Range& range) {
   const uint32_t first = range.start >> level.shift;
   const uint32_t size = std::bit_floor(range.count);
   const auto bits = static_cast<unsigned>(std::countr_zero(size));
@@ -136,7 +138,7 @@ int32_t config_acl_ip_range_24_mask(const char* head, const char* tail, uint32_t
     L3_LOG_ERROR("config_acl_ip_range_24_mask:ip_num=%d, err!\n", count);
     return -1;
   }
-  split(level_24, {head, tail}, {start, end, count});
+  split<level_24>({head, tail}, {start, end, count});
   return 0;
 }
 
@@ -152,7 +154,7 @@ int32_t config_acl_ip_range_16_mask(const char* head, const char* tail, uint32_t
     L3_LOG_ERROR("config_acl_ip_range_16_mask:ip_num=%d, err!\n", count);
     return -1;
   }
-  split(level_16, {head, tail}, {start, end, count});
+  split<level_16>({head, tail}, {start, end, count});
   return 0;
 }
 
