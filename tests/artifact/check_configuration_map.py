@@ -33,7 +33,10 @@ class Header:
 
     def size_of(self, kind):
         name, length = re.fullmatch(r"(\w+)(?:\[(\d+)\])?", kind).groups()
-        return (self.sizes.get(name) or SCALARS[name]) * int(length or 1)
+        size = self.sizes.get(name) or SCALARS.get(name)
+        if size is None:
+            sys.exit(f"{name} is the type of a member, and its size is not asserted")
+        return size * int(length or 1)
 
     def place(self, name, path):
         """Offset and type of a member, also of one inside a region ("acl.count")."""
@@ -134,8 +137,11 @@ def main():
     page_path, header_path = (sys.argv[1:] or
                               (ROOT / "docs/configuration-file.md",
                                ROOT / "include/l3_advance/records.h"))
-    header = Header(pathlib.Path(header_path).read_text(encoding="utf-8"))
-    page = read_page(pathlib.Path(page_path).read_text(encoding="utf-8"))
+    try:
+        header = Header(pathlib.Path(header_path).read_text(encoding="utf-8"))
+        page = read_page(pathlib.Path(page_path).read_text(encoding="utf-8"))
+    except (OSError, UnicodeDecodeError) as error:
+        sys.exit(f"cannot read the page or the header: {error}")
     if not header.sizes or not header.offsets:
         sys.exit(f"{header_path} asserts nothing")
     found = list(differences(page, header))

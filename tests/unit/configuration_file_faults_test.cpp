@@ -178,6 +178,15 @@ TEST(ConfigurationFileFault, AReadThatMovesNothingEndsTheRecordWithoutAFailure) 
   EXPECT_EQ(open_descriptors(), 0);
 }
 
+TEST(ConfigurationFileFault, TheSkipCountsFromWhereTheFirstRecordEnded) {
+  const std::string file = counting_file();
+  write_file(config_path, file);
+  world.file_faults = {{FileCall::read, 1, 0, 100}, {FileCall::read, 2, 0, 0}};
+  EXPECT_EQ(run(get_firewall_rules_from_cfgfile).result, 0);
+  EXPECT_EQ(bytes_of(fw_rules_table), file.substr(31, 100) + std::string(6068, '\0'));
+  EXPECT_EQ(bytes_of(fw6_rules_table), file.substr(31 + 100 + 248, 8572));
+}
+
 TEST(ConfigurationFileFault, AFailedWriteIsNamedAndCloses) {
   for (const RecordCall& setter : record_setters) {
     SCOPED_TRACE(setter.name);
