@@ -30,6 +30,10 @@ namespace {
 
 constexpr uint32_t white_list_mode = 1;
 
+/* The end of a white list, and all of an empty one. */
+constexpr char drop_every_sender[] = "iptables -A forward_ext_mac -i br0 -j DROP";
+constexpr char drop6_every_sender[] = "ip6tables -A forward_ext_mac -i br0 -j DROP";
+
 /* Turns one entry into one command line: "iptables" or "ip6tables", and everything after it. */
 void build_rule(CommandLine& line, const char* program, const l3_mac_entry& entry,
                 bool white_list) {
@@ -65,7 +69,7 @@ int32_t config_fw_mac(void) {
 
   L3_LOG_DEBUG("[mac_black_white=%x]\n", filter.mac_black_white);
   if (filter.mac_black_white == white_list_mode) {
-    str_system("iptables -A forward_ext_mac -i br0 -j DROP");
+    str_system(drop_every_sender);
   }
   return 0;
 }
@@ -89,7 +93,7 @@ int32_t config_fw6_mac(void) {
 
   L3_LOG_DEBUG("[mac_black_white=%x]\n", filter.mac_black_white);
   if (filter.mac_black_white == white_list_mode) {
-    str_system("ip6tables -A forward_ext_mac -i br0 -j DROP");
+    str_system(drop6_every_sender);
   }
   return 0;
 }
@@ -195,7 +199,7 @@ int32_t gl3_web_remove_all_mac_rule(void) {
   // Kept: every mode but 0 blocks all senders here, also those that the generator treats as a
   // black list.
   if (fw_enable != 0 && filter.mac_filter_ctrl != 0 && filter.mac_black_white != 0) {
-    str_system("iptables -A forward_ext_mac -i br0 -j DROP");
+    str_system(drop_every_sender);
   }
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_mac_rule::save_fw err!\n");
@@ -219,7 +223,7 @@ int32_t gl3_web_remove_all_mac6_rule(void) {
   }
   // Kept: every mode but 0, as in the IPv4 call.
   if (fw_enable != 0 && filter.mac_filter_ctrl != 0 && filter.mac_black_white != 0) {
-    str_system("ip6tables -A forward_ext_mac -i br0 -j DROP");
+    str_system(drop6_every_sender);
   }
   if (const int32_t result = save_fw6(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_mac6_rule::save_fw6 err!\n");

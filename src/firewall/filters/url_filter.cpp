@@ -36,6 +36,10 @@ constexpr size_t max_name_length = sizeof(l3_url_entry::url) - 1;
 /* What parse_url() can write at most: a length byte, the characters, a zero. */
 constexpr size_t label_form_size = max_name_length + 2;
 
+/* The end of a white list, and all of an empty one. */
+constexpr char drop_every_look_up[] =
+    "iptables -A forward_ext_url -i br0 -p udp --dport 53 -j DROP";
+
 /* Copies the label at the start of `name` to `form`, with a zero behind it, and stores its length. An
  * empty label does nothing: `form` and `length` stay as they are. */
 void copy_label(char* form, const char* name, size_t& length) {
@@ -140,7 +144,7 @@ int32_t config_fw_url(void) {
 
   L3_LOG_DEBUG("[url_black_white=%x]\n", filter.url_black_white);
   if (filter.url_black_white != 0) {
-    str_system("iptables -A forward_ext_url -i br0 -p udp --dport 53 -j DROP");
+    str_system(drop_every_look_up);
   }
   return 0;
 }
@@ -199,7 +203,7 @@ int32_t gl3_web_remove_all_url_rule(void) {
   }
   // An empty white list still blocks every look-up.
   if (fw_enable != 0 && filter.url_filter_ctrl != 0 && filter.url_black_white != 0) {
-    str_system("iptables -A forward_ext_url -i br0 -p udp --dport 53 -j DROP");
+    str_system(drop_every_look_up);
   }
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_url_rule::save_fw err!\n");
