@@ -39,6 +39,10 @@ class Namespaces:
         opened.setblocking(False)
         return opened
 
+    def set_kernel(self, name: str, setting: str, value: str) -> None:
+        with self.inside(name), open(f"/proc/sys/{setting}", "w", encoding="ascii") as file:
+            file.write(value)
+
     def close(self) -> None:
         for descriptor in (self._home, *self._descriptors.values()):
             os.close(descriptor)

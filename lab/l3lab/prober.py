@@ -66,6 +66,9 @@ class Prober:
         # and no connection-tracking entry is met twice.
         self._ports = itertools.cycle(range(20000, 32000))
         self._tokens = itertools.count(int.from_bytes(os.urandom(3), "big") << 16)
+        # One packet, one count: a host whose SYN+ACK is lost does not send it again.
+        for name in hosts.NAMES:
+            self._namespaces.set_kernel(name, "net/ipv4/tcp_synack_retries", "0")
     def __enter__(self):
         return self
 
@@ -144,6 +147,8 @@ class Prober:
         listeners = [self._listener(name, family, port) for name in others]
         with self._namespaces.socket(source, _FAMILIES[family], socket.SOCK_STREAM) as client:
             client.bind((near.address(family), 0))
+            # Closed with a reset, it leaves no packet to be sent later.
+            client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
             ports = (client.getsockname()[1], port)
             arrivals = {name: self._segment_watch(name, family, ports) for name in others}
             client.connect_ex((far.address(family), port))

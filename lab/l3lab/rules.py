@@ -7,12 +7,23 @@ from typing import NamedTuple
 _TOOLS = {4: "iptables", 6: "ip6tables"}
 
 
-class Rule(NamedTuple):
-    """One line of `iptables -nvxL CHAIN`: how many packets it met, its target, the line's rest."""
+class Line(NamedTuple):
+    """One line of `iptables -nvxL CHAIN`: how many packets it met, its target, what it says."""
 
     packets: int
     target: str
     text: str
+
+
+class Rule(NamedTuple):
+    """The rules of a chain whose line holds this text; their counter is a probe's evidence."""
+
+    chain: str
+    text: str
+    family: int = 4
+
+    def packets(self) -> int:
+        return packets(self.chain, self.text, self.family)
 
 
 def run(*command: str, check: bool = True) -> subprocess.CompletedProcess:
@@ -22,19 +33,19 @@ def run(*command: str, check: bool = True) -> subprocess.CompletedProcess:
     return finished
 
 
-def chain(name: str, family: int = 4, table: str = "filter") -> list[Rule]:
+def chain(name: str, family: int = 4, table: str = "filter") -> list[Line]:
     """A chain's rules in order, with exact counters."""
     listing = run(_TOOLS[family], "-t", table, "-nvxL", name).stdout.splitlines()
-    rules = []
+    found = []
     for line in listing[2:]:
         packets, _bytes, target, rest = line.split(maxsplit=3)
-        rules.append(Rule(int(packets), target, " ".join(f"{target} {rest}".split())))
-    return rules
+        found.append(Line(int(packets), target, " ".join(f"{target} {rest}".split())))
+    return found
 
 
 def packets(name: str, text: str, family: int = 4, table: str = "filter") -> int:
     """The packets counted by the rules of a chain whose line holds this text; there must be one."""
-    counted = [rule.packets for rule in chain(name, family, table) if text in rule.text]
+    counted = [line.packets for line in chain(name, family, table) if text in line.text]
     if not counted:
         raise LookupError(f"no rule of {name} says '{text}'")
     return sum(counted)

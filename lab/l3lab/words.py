@@ -7,6 +7,7 @@
     ping from lan to wan                    (ping6)
     dns query for example.com from lan to wan    (dns6)
     udp frame from 02:00:00:00:00:07 to wan port 5000     a frame with this source MAC (udp6)
+    udp frame from 02:00:00:00:00:07 as 192.168.1.9 to gateway port 161     and this source address
     dhcp discover from 02:00:00:00:00:07
 
 Hosts are lan, tablet, wan, other and gateway.
@@ -55,8 +56,8 @@ def _ping(prober, found, **rest):
 
 
 def _frame(prober, found, **rest):
-    port = int(found["port"])
-    return prober.udp_frame(found["mac"], found["target"], port, family=_family(found), **rest)
+    ends = (found["mac"], found["target"], int(found["port"]))
+    return prober.udp_frame(*ends, family=_family(found), address=found["address"], **rest)
 
 
 def _dhcp(prober, found, **rest):
@@ -71,7 +72,7 @@ _GRAMMAR = [
     (rf"udp{_SIX} (?P<own_port>\d+)->(?P<port>\d+) {_ENDS}", _udp),
     (rf"dns{_SIX} query for (?P<name>\S+) {_ENDS}", _dns),
     (rf"ping{_SIX} {_ENDS}", _ping),
-    (rf"udp{_SIX} frame from {_MAC} to (?P<target>{_HOST}) {_PORT}", _frame),
+    (rf"udp{_SIX} frame from {_MAC}(?: as (?P<address>[0-9a-f.:]+))? to (?P<target>{_HOST}) {_PORT}", _frame),
     (rf"dhcp discover from {_MAC}", _dhcp),
 ]
 _GRAMMAR = [(re.compile(pattern), act) for pattern, act in _GRAMMAR]

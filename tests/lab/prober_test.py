@@ -4,8 +4,9 @@ import os
 import subprocess
 import unittest
 
-from l3lab import hosts, rules, words
-from l3lab.prober import PATIENCE_FOR_STOP, Prober
+from l3lab import device, hosts, rules, words
+from l3lab.prober import PATIENCE_FOR_STOP
+from lab_case import prober
 
 # Each probe, and the rule that stops it and nothing else that it needs.
 _STOPPED_BY = {
@@ -39,8 +40,9 @@ _STOPPED_BY = {
 
 class TheProber(unittest.TestCase):
     def setUp(self):
-        self.prober = Prober()
-        self.addCleanup(self.prober.close)
+        self.prober = prober()
+        device.cut_power()
+        self.addCleanup(device.cut_power)
 
     def test_every_probe_gets_through_an_open_gateway(self):
         for probe in _STOPPED_BY:
@@ -54,7 +56,6 @@ class TheProber(unittest.TestCase):
                 chain = match.split()[0]
                 rule = [*match.split(), "-j", "DROP"]
                 rules.run(tool, "-A", *rule)
-                self.addCleanup(rules.run, tool, "-D", *rule, check=False)
                 outcome = words.send(self.prober, probe, patience=PATIENCE_FOR_STOP)
                 self.assertFalse(outcome.passed)
                 self.assertFalse(outcome.arrived)
@@ -64,7 +65,6 @@ class TheProber(unittest.TestCase):
 
     def test_an_answer_that_is_cut_off_is_told_from_a_request_that_is(self):
         rules.run("iptables", "-A", "FORWARD", "-i", "wan3", "-j", "DROP")
-        self.addCleanup(rules.run, "iptables", "-F", "FORWARD")
         for probe in (
             "tcp from lan to wan port 80",
             "ping from lan to wan",
@@ -78,7 +78,6 @@ class TheProber(unittest.TestCase):
     def test_a_redirected_connection_names_the_host_that_took_it(self):
         redirect = "PREROUTING -i br0 -p tcp --dport 80 -j DNAT --to 198.51.100.2".split()
         rules.run("iptables", "-t", "nat", "-A", *redirect)
-        self.addCleanup(rules.run, "iptables", "-t", "nat", "-D", *redirect)
         self.assertEqual(words.send(self.prober, "tcp from lan to wan port 80").at, "other")
         self.assertEqual(words.send(self.prober, "tcp from lan to wan port 81").at, "wan")
 

@@ -1,0 +1,104 @@
+"""A guided tour: steps that say what they do, and tables that say what was expected and seen."""
+
+import contextlib
+import sys
+from typing import Callable, NamedTuple, Optional
+
+from l3lab import rules, table, words
+from l3lab.prober import PATIENCE_FOR_PASS, PATIENCE_FOR_STOP, Prober
+from l3lab.rules import Rule
+
+
+class Row(NamedTuple):
+    """A probe, whether it is to pass before and after the change, and by which rule it is stopped.
+
+    `lands` names the host that must take a connection, where a rule may redirect it.
+    """
+
+    probe: str
+    before: bool
+    after: bool
+    stopped_by: Optional[Rule] = None
+    lands: Optional[str] = None
+
+
+class Sight(NamedTuple):
+    """What one sending showed, in the table's words."""
+
+    seen: str
+    evidence: str
+    as_expected: bool
+
+
+class Tour:
+    def __init__(self, prober: Prober):
+        self._prober = prober
+        self.failures: list[str] = []
+        self.probes = 0
+
+    def chapter(self, title: str) -> None:
+        print(f"\n{title}\n{'=' * len(title)}", flush=True)
+
+    @contextlib.contextmanager
+    def step(self, what: str):
+        print(f"  {what} ...", end=" ", flush=True)
+        try:
+            yield
+        except Exception as error:
+            print("failed", flush=True)
+            self.failures.append(f"{what}: {error}")
+            print(f"    {error}", file=sys.stderr)
+            raise
+        print("done", flush=True)
+
+    def check(self, what: str, holds: bool) -> None:
+        print(f"  {what}: {'yes' if holds else 'NO'}", flush=True)
+        if not holds:
+            self.failures.append(what)
+
+    def show_rules(self, *chains: tuple[str, int]) -> None:
+        for chain, family in chains:
+            listed = [rule.text for rule in rules.chain(chain, family)]
+            print(f"  {chain}{' (IPv6)' if family == 6 else ''}")
+            for text in listed or ["(empty)"]:
+                print(f"    {text}")
+        sys.stdout.flush()
+
+    def prove(self, rows: list[Row], change: Callable[[], None]) -> None:
+        """Sends every row's packet, makes the change, sends it again and prints the table."""
+        before = [self._send(row, row.before) for row in rows]
+        change()
+        after = [self._send(row, row.after) for row in rows]
+        headings = ["probe", "before: expected", "seen", "after: expected", "seen", "evidence", ""]
+        printed = []
+        for row, first, then in zip(rows, before, after):
+            cells = [row.probe, _word(row.before), first.seen, _word(row.after), then.seen]
+            good = first.as_expected and then.as_expected
+            printed.append([*cells, then.evidence or first.evidence, "" if good else "<-- WRONG"])
+            if not good:
+                self.failures.append(row.probe)
+        print()
+        for line in table.lines(headings, printed):
+            print(f"  {line}")
+        print(flush=True)
+
+    def _send(self, row: Row, expected: bool) -> Sight:
+        self.probes += 1
+        rule = None if expected else row.stopped_by
+        counted = rule.packets() if rule else 0
+        patience = PATIENCE_FOR_PASS if expected else PATIENCE_FOR_STOP
+        outcome = words.send(self._prober, row.probe, patience=patience)
+        as_expected = outcome.passed == expected
+        evidence = ""
+        if rule:
+            rise = rule.packets() - counted
+            evidence = f"{rule.chain} +{rise}"
+            as_expected = as_expected and rise > 0
+        elif expected and row.lands:
+            evidence = f"lands on {outcome.at}"
+            as_expected = as_expected and outcome.at == row.lands
+        return Sight(_word(outcome.passed), evidence, as_expected)
+
+
+def _word(passes: bool) -> str:
+    return "pass" if passes else "stop"
