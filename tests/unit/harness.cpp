@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/vfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -185,6 +186,22 @@ std::string record(const std::function<void()>& action) {
   syscall(SYS_close, real_stdout);
   syscall(SYS_close, capture_fd);
   return join(events);
+}
+
+void in_a_new_process(const std::function<void()>& action) {
+  fflush(nullptr);
+  const pid_t child = fork();
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    action();
+    fflush(nullptr);
+    // Without the exit handlers of the test program, which are the parent's to run.
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+      << "the process failed or ended early, wait status " << status;
 }
 
 void fail_command(std::string command, int exit_code) {

@@ -49,6 +49,11 @@ std::string lines(std::initializer_list<Lines> parts);
 /* Runs `action` and returns what happened outside the library, a line an event. */
 std::string record(const std::function<void()>& action);
 
+/* Runs `action` in a process of its own, forked from this one, and fails the test when it fails there.
+ * As long as this process has not called the library, the other one meets it freshly loaded: a
+ * start of the device. Files stay, everything in memory goes with that process. */
+void in_a_new_process(const std::function<void()>& action);
+
 /* ---- what the world answers; set before record() ---- */
 
 inline constexpr int exited(int code) {
