@@ -8,6 +8,7 @@
 #include "l3_advance/captive_portal.h"
 #include "l3_advance/configuration_file.h"
 #include "l3_advance/dhcp_filter.h"
+#include "l3_advance/firewall.h"
 #include "l3_advance/internet_wan.h"
 #include "l3_advance/ip_filter.h"
 #include "l3_advance/mac_filter.h"
