@@ -91,8 +91,8 @@ int32_t config_fw(void) {
   if (fw_enable != 0 && fw_rules_table.caporl.caporl_filter_ctrl != 0) {
     config_fw_caporl();
   }
-  // Kept: no DHCP rules here. They stand from a set call to the next flush or restart, which the
-  // web pages tell their users.
+  // Kept: no DHCP rules here. They stand from a set call to the next flush or restart, and other
+  // programs of the device bring them back with restore_fw() where they want them.
   return 0;
 }
 
