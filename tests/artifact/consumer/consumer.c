@@ -27,15 +27,21 @@ int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state) {
   return 0;
 }
 
-int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) { return state > 1 ? -1 : 0; }
+int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) {
+  return state > 1 ? -1 : 0;
+}
 
 int32_t gpon_l3_control_vpn_pass_through(int32_t protocol, uint8_t state) {
   return protocol == 47 && state <= 1 ? 0 : 1;
 }
 
-int32_t gpon_l3_set_qos_cfg(const void* route_qos_record) { return route_qos_record == NULL ? -1 : 0; }
+int32_t gpon_l3_set_qos_cfg(const void* route_qos_record) {
+  return route_qos_record == NULL ? -1 : 0;
+}
 
-int32_t grm_gl3_get_internet_index(void) { return -1; }
+int32_t grm_gl3_get_internet_index(void) {
+  return -1;
+}
 
 int32_t getIfName(int32_t index, char* name) {
   (void)index;
