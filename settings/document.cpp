@@ -1,0 +1,180 @@
+#include "settings/document.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+namespace settings {
+
+namespace {
+
+using json = nlohmann::json;
+
+/* Settings are four levels deep; far more than that is no settings file. */
+constexpr size_t deepest = 16;
+/* As much of a refused text as a message shows. */
+constexpr size_t longest_shown = 60;
+constexpr size_t longest_reason = 200;
+
+/* Walks over the text and tells, through `position`, how far the parser has read. */
+class Cursor {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  Cursor(const char* at, const char** position) : at_(at), position_(position) {}
+  reference operator*() const { return *at_; }
+  Cursor& operator++() {
+    *position_ = ++at_;
+    return *this;
+  }
+  bool operator==(const Cursor& other) const { return at_ == other.at_; }
+  bool operator!=(const Cursor& other) const { return at_ != other.at_; }
+
+ private:
+  const char* at_;
+  const char** position_;
+};
+
+/* Receives the parser's events and builds the tree; each node gets the line its token ends on. */
+class Builder {
+ public:
+  Builder(const char* begin, Problems& problems)
+      : position(begin), counted_(begin), problems_(problems) {}
+
+  bool null() { return add({.kind = Node::Kind::null}); }
+  bool boolean(bool value) { return add({.kind = Node::Kind::boolean, .boolean = value}); }
+  bool number_integer(json::number_integer_t value) {
+    return add_number(std::to_string(value), std::nullopt);
+  }
+  bool number_unsigned(json::number_unsigned_t value) {
+    return add_number(std::to_string(value), value);
+  }
+  bool number_float(json::number_float_t, const std::string& literal) {
+    return add_number(literal, std::nullopt);
+  }
+  bool string(std::string& value) { return add({.kind = Node::Kind::text, .text = value}); }
+  static bool binary(json::binary_t&) { return false; }
+
+  bool key(std::string& value) {
+    key_ = value;
+    return true;
+  }
+  bool start_object(size_t) { return open(Node::Kind::object); }
+  bool start_array(size_t) { return open(Node::Kind::list); }
+  bool end_object() { return close(); }
+  bool end_array() { return close(); }
+
+  bool parse_error(size_t, const std::string&, const json::exception& error) {
+    // "[json.exception…] parse error at line 3, column 5: " comes first; the line is told anyway.
+    std::string what = error.what();
+    const size_t reason = what.find(": ");
+    what = reason == std::string::npos ? what : what.substr(reason + 2);
+    // The rest quotes the text, however long and whatever its bytes.
+    std::replace_if(
+        what.begin(), what.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');
+    if (what.size() > longest_reason) {
+      what = what.substr(0, longest_reason) + "...";
+    }
+    problems_.refuse(line(position), "", "no JSON: " + what);
+    return false;
+  }
+
+  Node root;
+  const char* position;
+
+ private:
+  size_t line(const char* end) {
+    if (end > counted_) {
+      line_ += static_cast<size_t>(std::count(counted_, end, '\n'));
+      counted_ = end;
+    }
+    return line_;
+  }
+
+  bool add_number(std::string literal, std::optional<uint64_t> number) {
+    // The parser has read one character beyond a number to find its end.
+    line(position - 1);
+    return add({.kind = Node::Kind::number, .text = std::move(literal), .number = number},
+               position - 1);
+  }
+
+  bool add(Node node) { return add(std::move(node), position); }
+
+  bool add(Node node, const char* end) {
+    node.line = line(end);
+    node.key = std::move(key_);
+    key_.clear();
+    if (open_.empty()) {
+      root = std::move(node);
+    } else {
+      open_.back()->children.push_back(std::move(node));
+    }
+    return true;
+  }
+
+  bool open(Node::Kind kind) {
+    if (open_.size() == deepest) {
+      problems_.refuse(line(position), "", "nested too deeply for settings");
+      return false;
+    }
+    add({.kind = kind});
+    // Stays valid: a container grows only while none of its members is open.
+    open_.push_back(open_.empty() ? &root : &open_.back()->children.back());
+    return true;
+  }
+
+  bool close() {
+    open_.pop_back();
+    return true;
+  }
+
+  const char* counted_;
+  size_t line_ = 1;
+  std::string key_;
+  std::vector<Node*> open_;
+  Problems& problems_;
+};
+
+}  // namespace
+
+std::string shown(const Node& node) {
+  switch (node.kind) {
+    case Node::Kind::null:
+      return "null";
+    case Node::Kind::boolean:
+      return node.boolean ? "true" : "false";
+    case Node::Kind::number:
+      return node.text.substr(0, longest_shown);
+    case Node::Kind::list:
+      return "a list";
+    case Node::Kind::object:
+      return "an object";
+    case Node::Kind::text:
+      break;
+  }
+  const std::string text = json(node.text).dump(-1, ' ', true, json::error_handler_t::replace);
+  return text.size() <= longest_shown ? text : text.substr(0, longest_shown) + "...\"";
+}
+
+std::optional<Node> parse_document(std::string_view text, Problems& problems) {
+  const char* begin = text.data();
+  const char* end = begin + text.size();
+  // The parser would take a zero byte for the end of the text.
+  if (const char* zero = std::find(begin, end, '\0'); zero != end) {
+    problems.refuse(1 + static_cast<size_t>(std::count(begin, zero, '\n')), "",
+                    "no JSON: a zero byte");
+    return std::nullopt;
+  }
+  Builder builder(begin, problems);
+  if (!json::sax_parse(Cursor(begin, &builder.position), Cursor(end, &builder.position),
+                       &builder)) {
+    return std::nullopt;
+  }
+  return std::move(builder.root);
+}
+
+}  // namespace settings
