@@ -1,0 +1,107 @@
+#include "l3ctl/apply_steps.hpp"
+
+#include <cstring>
+#include <optional>
+#include <type_traits>
+
+#include "l3_advance/l3_advance.h"
+
+namespace l3ctl {
+
+namespace {
+
+using settings::SecurityLevel;
+using settings::Settings;
+
+/* A region is compared byte for byte, as the library compares it; anything else by value. */
+template <typename Value>
+bool same(const Value& a, const Value& b) {
+  if constexpr (std::is_class_v<Value>) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+  } else {
+    return a == b;
+  }
+}
+
+template <auto Member>
+bool is_wanted(const Settings& wanted) {
+  return (wanted.*Member).has_value();
+}
+
+template <auto Member>
+bool differs(const Settings& wanted, const Settings& stored) {
+  return !same(*(wanted.*Member), *(stored.*Member));
+}
+
+template <auto Member>
+constexpr ApplyStep step(const char* section, int32_t (*set)(const Settings& wanted)) {
+  return {section, is_wanted<Member>, differs<Member>, set};
+}
+
+int32_t set_vpn_pass_through(const Settings& wanted) {
+  // Reading first makes the platform forget what it held otherwise: the set call compares with that.
+  uint8_t now = 0;
+  const int32_t result = gl3_web_get_vpn_pass_through(&now);
+  return result != 0 ? result : gl3_web_set_vpn_pass_through(*wanted.vpn_pass_through ? 1 : 0);
+}
+
+/* The level stands for the master switch and port-scan protection; off says nothing of the latter. */
+bool level_differs(const Settings& wanted, const Settings& stored) {
+  const bool on = *wanted.security_level != SecurityLevel::off;
+  const bool scan = *wanted.security_level == SecurityLevel::high;
+  return on != *stored.firewall || (on && scan != *stored.port_scan_protection);
+}
+
+constexpr ApplyStep steps[] = {
+    // The master switch first: everything that follows makes rules only while it is on.
+    {"security_level", is_wanted<&Settings::security_level>, level_differs,
+     [](const Settings& s) {
+       return gl3_web_set_fw_security_level(static_cast<int32_t>(*s.security_level));
+     }},
+    step<&Settings::firewall>(
+        "firewall", [](const Settings& s) { return gl3_web_set_fw_status(*s.firewall ? 1 : 0); }),
+    step<&Settings::port_scan_protection>("port_scan_protection",
+                                          [](const Settings& s) {
+                                            return gl3_web_set_anti_port_scan(
+                                                *s.port_scan_protection ? 1 : 0);
+                                          }),
+    step<&Settings::ipsec_pass_through>("ipsec_pass_through",
+                                        [](const Settings& s) {
+                                          return gl3_web_set_ipsec_pass_ctrl(
+                                              *s.ipsec_pass_through ? 1 : 0);
+                                        }),
+    step<&Settings::vpn_pass_through>("vpn_pass_through", set_vpn_pass_through),
+    step<&Settings::ip_filter>(
+        "ip_filter", [](const Settings& s) { return gl3_web_set_firewall_cfg(&*s.ip_filter); }),
+    step<&Settings::ip6_filter>(
+        "ip6_filter", [](const Settings& s) { return gl3_web_set_firewall6_cfg(&*s.ip6_filter); }),
+    step<&Settings::url_filter>(
+        "url_filter", [](const Settings& s) { return gl3_web_set_url_cfg(&*s.url_filter); }),
+    step<&Settings::mac_filter>(
+        "mac_filter", [](const Settings& s) { return gl3_web_set_mac_cfg(&*s.mac_filter); }),
+    step<&Settings::mac6_filter>(
+        "mac6_filter", [](const Settings& s) { return gl3_web_set_mac6_cfg(&*s.mac6_filter); }),
+    step<&Settings::acl>("acl", [](const Settings& s) { return gl3_web_set_acl_cfg(&*s.acl); }),
+    step<&Settings::captive_portal>(
+        "captive_portal",
+        [](const Settings& s) { return gl3_web_set_caporl_cfg(&*s.captive_portal); }),
+    // After the firewall's switch: turning that empties the chain, and nothing else refills it.
+    step<&Settings::dhcp_filter>(
+        "dhcp_filter", [](const Settings& s) { return gl3_web_set_dhcp_cfg(&*s.dhcp_filter); }),
+    // The switch first: with the switch off, setting the rules empties the table in memory.
+    step<&Settings::route_qos_enabled>("route_qos",
+                                       [](const Settings& s) {
+                                         return gl3_web_set_route_qos_control(
+                                             *s.route_qos_enabled ? 1 : 0);
+                                       }),
+    step<&Settings::route_qos_rules>(
+        "route_qos", [](const Settings& s) { return gl3_web_set_route_qos(&*s.route_qos_rules); }),
+};
+
+}  // namespace
+
+std::span<const ApplyStep> apply_steps() {
+  return steps;
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,40 @@
+/* What every command of l3ctl is given, and how it ends. */
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace l3ctl {
+
+/* Exit statuses; --help lists them. */
+enum ExitStatus {
+  exit_done = 0,
+  exit_failed = 1,       /* the system or the library refused */
+  exit_wrong_input = 2,  /* nothing was changed */
+  exit_rules_differ = 3, /* settings are stored, the packet filter does not follow them all */
+};
+
+/* Ends the program with a message on standard error. */
+class Failure : public std::runtime_error {
+ public:
+  explicit Failure(const std::string& message, ExitStatus status = exit_failed)
+      : std::runtime_error(message), status_(status) {}
+  [[nodiscard]] ExitStatus status() const { return status_; }
+
+ private:
+  ExitStatus status_;
+};
+
+struct Context {
+  bool json = false;
+  int lock_timeout = 30; /* seconds */
+  /* What the command line asked for; set while it is parsed, run afterwards. */
+  std::function<int()> action;
+};
+
+/* "l3ctl: message" on standard error. */
+void complain(const std::string& message);
+
+}  // namespace l3ctl

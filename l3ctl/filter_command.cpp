@@ -1,0 +1,93 @@
+#include "l3ctl/filter_command.hpp"
+
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "l3ctl/library.hpp"
+#include "l3ctl/text_view.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+struct Choice {
+  bool ipv4 = false;
+  bool ipv6 = false;
+};
+
+using Lists = std::span<const FilterList>;
+
+/* The lists that the command line names; all of them where it names none. */
+Lists chosen_lists(const Filter& filter, const Choice& choice) {
+  if (choice.ipv4 == choice.ipv6) {
+    return filter.lists;
+  }
+  return filter.lists.subspan(choice.ipv4 ? 0 : 1, 1);
+}
+
+int list(const Context& context, const Lists& lists) {
+  const settings::Settings stored = stored_or_defaults();
+  std::vector<std::string> sections;
+  for (const FilterList& one : lists) {
+    sections.emplace_back(one.section);
+  }
+  std::cout << (context.json ? settings::write(stored, sections) : text_view(stored, sections));
+  return exit_done;
+}
+
+int clear(const Context& context, const Filter& filter, const Lists& lists) {
+  Change change(context);
+  for (const FilterList& one : lists) {
+    change.call(one.section, one.remove_all);
+  }
+  return change.report(std::string(filter.command) + ": cleared");
+}
+
+int reset(const Context& context, const Filter& filter) {
+  Change change(context);
+  change.call(filter.command, filter.reset);
+  return change.report(std::string(filter.command) + ": back to the factory state");
+}
+
+int enable(const Context& context, const Filter& filter, const Lists& lists, bool on) {
+  Change change(context);
+  settings::Settings wanted = change.stored();
+  for (const FilterList& one : lists) {
+    one.enable(wanted, on);
+    change.call(one.section, [&] { return one.set(wanted); });
+  }
+  return change.report(std::string(filter.command) + (on ? ": on" : ": off"));
+}
+
+}  // namespace
+
+void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
+  CLI::App* command = app.add_subcommand(filter.command, filter.help);
+  command->require_subcommand(1);
+  auto choice = std::make_shared<Choice>();
+  if (filter.lists.size() == 2) {
+    command->add_flag("--ipv4", choice->ipv4, "The IPv4 list alone");
+    command->add_flag("--ipv6", choice->ipv6, "The IPv6 list alone");
+  }
+  const auto add_verb = [&](const char* name, const char* help, auto action) {
+    command->add_subcommand(name, help)->callback([&context, filter, choice, action] {
+      context.action = [&context, filter, choice, action] {
+        return action(context, filter, chosen_lists(filter, *choice));
+      };
+    });
+  };
+  add_verb("list", "Show the entries",
+           [](const Context& c, const Filter&, const Lists& lists) { return list(c, lists); });
+  add_verb("on", "Apply the list whenever the firewall is on",
+           [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, true); });
+  add_verb(
+      "off", "Keep the list without applying it",
+      [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, false); });
+  add_verb("clear", "Remove all entries; mode and switch stay", clear);
+  add_verb("reset", "Factory state: no entries, mode and switch as on a new gateway",
+           [](const Context& c, const Filter& f, const Lists&) { return reset(c, f); });
+}
+
+}  // namespace l3ctl

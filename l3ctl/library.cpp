@@ -1,0 +1,181 @@
+#include "l3ctl/library.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "executor/executor.hpp"
+#include "l3_advance/l3_advance.h"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr char lock_path[] = "/run/l3ctl.lock";
+
+/* Waits for the lock as long as the command line allows. The kernel drops it with the process. */
+int take_lock(int seconds) {
+  const int lock = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (lock == -1) {
+    throw Failure(std::string("cannot open ") + lock_path + ": " + std::strerror(errno));
+  }
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + std::chrono::seconds(seconds);
+  for (bool told = false; flock(lock, LOCK_EX | LOCK_NB) != 0; told = true) {
+    const int error = errno;
+    if (error != EWOULDBLOCK || Clock::now() >= deadline) {
+      close(lock);
+      throw Failure(
+          std::string("cannot lock ") + lock_path + ": " +
+          (error == EWOULDBLOCK ? "another l3ctl is changing settings" : std::strerror(error)));
+    }
+    if (!told) {
+      complain("waiting for another l3ctl");
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return lock;
+}
+
+std::string outcome(int status) {
+  if (status == -1) {
+    return "was not started";
+  }
+  return WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
+                             : "ended with " + std::to_string(WEXITSTATUS(status));
+}
+
+std::string first_line(const std::string& text) {
+  return text.substr(0, text.find('\n'));
+}
+
+}  // namespace
+
+OutputAside::OutputAside() : real_(-1) {
+  std::cout.flush();
+  std::fflush(stdout);
+  real_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+OutputAside::~OutputAside() {
+  std::fflush(stdout);
+  if (real_ != -1) {
+    dup2(real_, STDOUT_FILENO);
+    close(real_);
+  } else {
+    close(STDOUT_FILENO);
+  }
+}
+
+settings::Settings load_stored() {
+  const OutputAside aside;
+  uint8_t firewall = 0;
+  uint8_t vpn = 0;
+  if (get_firewall_rules_from_cfgfile() != 0 || get_qos_cfg_from_cfgfile() != 0 ||
+      gl3_web_get_fw_status(&firewall) != 0 || get_vpn_pass_through_state_from_cfgfile(&vpn) != 0) {
+    throw Failure(std::string("cannot read ") + configuration_path);
+  }
+  settings::Settings stored;
+  stored.firewall = firewall != 0;
+  stored.port_scan_protection = fw_rules_table.anti_port_scan != 0;
+  stored.ipsec_pass_through = fw_rules_table.ipsec_pass_ctrl != 0;
+  stored.vpn_pass_through = vpn != 0;
+  stored.ip_filter = fw_rules_table.ip_filter;
+  stored.ip6_filter = fw6_rules_table.ip_filter;
+  stored.url_filter = fw_rules_table.url_filter;
+  stored.mac_filter = fw_rules_table.mac_filter;
+  stored.mac6_filter = fw6_rules_table.mac_filter;
+  stored.dhcp_filter = fw_rules_table.dhcp_filter;
+  stored.acl = fw_rules_table.acl;
+  stored.captive_portal = fw_rules_table.caporl;
+  stored.route_qos_enabled = RtQoSRulesTable.control != 0;
+  stored.route_qos_rules = RtQoSRulesTable.rules;
+  return stored;
+}
+
+settings::Settings stored_or_defaults() {
+  if (access(configuration_path, F_OK) == 0) {
+    return load_stored();
+  }
+  complain(std::string(configuration_path) + " does not exist yet; these are its defaults");
+  settings::Settings defaults;
+  defaults.firewall = false;
+  defaults.port_scan_protection = false;
+  defaults.ipsec_pass_through = true;
+  defaults.vpn_pass_through = false;
+  defaults.ip_filter.emplace();
+  defaults.ip6_filter.emplace();
+  defaults.url_filter.emplace();
+  defaults.mac_filter.emplace();
+  defaults.mac6_filter.emplace();
+  defaults.dhcp_filter.emplace();
+  defaults.acl.emplace();
+  defaults.captive_portal.emplace();
+  defaults.route_qos_enabled = false;
+  defaults.route_qos_rules.emplace();
+  return defaults;
+}
+
+Change::Change(const Context& context) : context_(context), lock_(-1) {
+  if (!quietly([] { return executor::in_place(str_system); })) {
+    throw Failure("command lines of the library do not reach this program; nothing was changed");
+  }
+  lock_ = take_lock(context.lock_timeout);
+  stored_ = load_stored();
+}
+
+Change::~Change() {
+  close(lock_);
+}
+
+int Change::report(const std::string& done) {
+  return report(done, Json::object());
+}
+
+int Change::report(const std::string& done, const Json& members) {
+  Json failed_rules = Json::array();
+  for (const executor::FailedLine& failed : executor::failed_lines()) {
+    if (std::any_of(may_fail_.begin(), may_fail_.end(), [&](std::string_view beginning) {
+          return failed.line.starts_with(beginning);
+        })) {
+      continue;
+    }
+    const std::string message = first_line(failed.message);
+    failed_rules.push_back(
+        {{"line", failed.line}, {"outcome", outcome(failed.status)}, {"message", message}});
+    complain("\"" + failed.line + "\" " + outcome(failed.status) +
+             (message.empty() ? "" : ": " + message));
+  }
+  for (const std::string& what : failed_) {
+    complain(what + ": the library reports a failure");
+  }
+  if (context_.json) {
+    Json result{{"done", failed_.empty() ? Json(done) : Json()}};
+    result.update(members);
+    result["failed"] = failed_;
+    result["failed_rules"] = failed_rules;
+    std::cout << result.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+  } else if (failed_.empty()) {
+    std::cout << done << '\n';
+  }
+  if (!failed_rules.empty()) {
+    complain("the packet filter refused a rule and does not follow the settings");
+    return exit_rules_differ;
+  }
+  return failed_.empty() ? exit_done : exit_failed;
+}
+
+}  // namespace l3ctl

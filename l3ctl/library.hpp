@@ -1,0 +1,83 @@
+/*
+ * How l3ctl uses the library: the library's lines for standard output go to standard error, changing
+ * commands hold a lock and start from what is stored, and rules that fail are reported from our
+ * own system(), since several calls ignore them.
+ */
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "l3ctl/context.hpp"
+#include "settings/settings.hpp"
+
+namespace l3ctl {
+
+inline constexpr char configuration_path[] = "/ztcfg/l3_advance.dat";
+
+/* While one of these lives, standard output leads to standard error. */
+class OutputAside {
+ public:
+  OutputAside();
+  OutputAside(const OutputAside&) = delete;
+  OutputAside& operator=(const OutputAside&) = delete;
+  ~OutputAside();
+
+ private:
+  int real_;
+};
+
+/* Calls the library with its output aside. */
+template <typename Call>
+auto quietly(Call&& call) {
+  const OutputAside aside;
+  return call();
+}
+
+/* Everything that is stored, loaded into the library too. A missing file is created. */
+settings::Settings load_stored();
+
+/* The same without any change: where there is no file yet, the defaults that it would get. */
+settings::Settings stored_or_defaults();
+
+/* One changing command, from taking the lock to its report. */
+class Change {
+ public:
+  /* Proves that the library's command lines end here, takes the lock and loads what is stored. */
+  explicit Change(const Context& context);
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+  ~Change();
+
+  [[nodiscard]] const settings::Settings& stored() const { return stored_; }
+
+  /* A command line that begins so may fail: the rule that it removes is often not there. */
+  void may_fail(std::string_view beginning) { may_fail_.push_back(beginning); }
+
+  /* Calls the library; a result of 0 is success. A failure is noted for the report. */
+  template <typename Call>
+  bool call(const std::string& what, Call&& library_call) {
+    const bool succeeded = quietly(library_call) == 0;
+    if (!succeeded) {
+      failed_.push_back(what);
+    }
+    return succeeded;
+  }
+
+  /* Tells on standard error what failed, and on standard output what was done: `done` as it is, or
+   * an object with it and with `members`. Returns the exit status. */
+  int report(const std::string& done, const nlohmann::ordered_json& members);
+  int report(const std::string& done);
+
+ private:
+  const Context& context_;
+  int lock_;
+  settings::Settings stored_;
+  std::vector<std::string_view> may_fail_;
+  std::vector<std::string> failed_;
+};
+
+}  // namespace l3ctl

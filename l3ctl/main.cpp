@@ -1,0 +1,82 @@
+/* l3ctl: settings of the gateway in, rules of the packet filter out. */
+#include <exception>
+#include <iostream>
+
+#include "l3ctl/commands.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+constexpr AddCommand commands[] = {
+    add_apply_command,
+    add_show_command,
+    add_export_command,
+    add_ip_filter_command,
+};
+
+constexpr const char* footer =
+    "Exit status:\n"
+    "  0  done\n"
+    "  1  the system or the library refused; messages say what\n"
+    "  2  the command line or the settings are wrong; nothing was changed\n"
+    "  3  the settings are stored, but the packet filter refused a rule\n"
+    "\n"
+    "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything else,\n"
+    "the library's own messages included, to standard error.";
+
+int parse(CLI::App& app, int argc, char** argv) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? exit_done : exit_wrong_input;
+  }
+  return -1;
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Settings of the gateway's firewall and services", "l3ctl");
+  Context context;
+  app.set_version_flag("--version", "l3ctl " L3CTL_VERSION);
+  app.add_flag("--json", context.json, "Results as JSON");
+  app.add_option("--lock-timeout", context.lock_timeout,
+                 "Seconds to wait while another l3ctl is changing settings")
+      ->check(CLI::Range(0, 86400))
+      ->capture_default_str();
+  app.footer(footer);
+  app.require_subcommand(1);
+  app.fallthrough();
+  for (const AddCommand add : commands) {
+    add(app, context);
+  }
+  if (const int status = parse(app, argc, argv); status != -1) {
+    return status;
+  }
+  return context.action();
+}
+
+}  // namespace
+
+void complain(const std::string& message) {
+  std::cerr << "l3ctl: " << message << '\n';
+}
+
+}  // namespace l3ctl
+
+int main(int argc, char** argv) {
+  int status = l3ctl::exit_failed;
+  try {
+    status = l3ctl::run(argc, argv);
+  } catch (const l3ctl::Failure& failure) {
+    l3ctl::complain(failure.what());
+    status = failure.status();
+  } catch (const std::exception& error) {
+    l3ctl::complain(error.what());
+  }
+  std::cout.flush();
+  if (!std::cout) {
+    l3ctl::complain("cannot write to standard output");
+    return l3ctl::exit_failed;
+  }
+  return status;
+}

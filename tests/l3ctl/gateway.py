@@ -1,0 +1,116 @@
+"""A gateway for one test: an empty /ztcfg and /run, and packet-filter tools that only note what they are told.
+
+Runs inside tests/sandbox alone, where these folders belong to the test.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+L3CTL = os.environ["L3CTL"]
+CONFIGURATION = Path("/ztcfg/l3_advance.dat")
+TOOLS = Path("/tmp/tools")
+COMMANDS = Path("/tmp/commands")
+REFUSED = Path("/tmp/refused")
+
+TOOL = """#!/bin/sh
+line="$(basename "$0") $*"
+printf '%s\\n' "$line" >>/tmp/commands
+if grep -qxF -e "$line" /tmp/refused 2>/dev/null; then
+  echo "$(basename "$0"): no chain or target of that name" >&2
+  exit 1
+fi
+exit 0
+"""
+
+# Where the parts of the configuration file begin.
+FW, QOS, FW6, END = 31, 6199, 6447, 15019
+
+
+def empty_folder(path):
+    for entry in Path(path).iterdir():
+        if entry.is_dir():
+            shutil.rmtree(entry)
+        else:
+            entry.unlink()
+
+
+def word(value):
+    return value.to_bytes(4, sys.byteorder)
+
+
+def configuration(firewall=False, vpn=False, **words):
+    """The bytes of a fresh configuration file; words are offsets in fw_rules_table, as w2412=1."""
+    data = bytearray(END)
+    data[0:31] = b"vpn_pass_through=%d\nfire_wall=%d\n" % (vpn, firewall)
+    for offset in (FW + 4632, FW6 + 7032):
+        data[offset:offset + 4] = word(1)
+    for name, value in words.items():
+        offset = FW + int(name[1:])
+        data[offset:offset + 4] = word(value)
+    return bytes(data)
+
+
+class Outcome:
+    """How a run of l3ctl ended."""
+
+    def __init__(self, done):
+        self.status = done.returncode
+        self.out = done.stdout.decode()
+        self.err = done.stderr.decode()
+
+
+class Gateway(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        if Path("/proc/1/comm").read_text().strip() != "bwrap":
+            raise RuntimeError("run this inside tests/sandbox")
+        for folder in ("/ztcfg", "/run", "/tmp"):
+            empty_folder(folder)
+        TOOLS.mkdir()
+        for name in ("iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore",
+                     "ip6tables-restore"):
+            tool = TOOLS / name
+            tool.write_text(TOOL)
+            tool.chmod(0o755)
+
+    def environment(self):
+        return {"PATH": f"{TOOLS}:/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}
+
+    def l3ctl(self, *arguments, stdin=b""):
+        if isinstance(stdin, str):
+            stdin = stdin.encode()
+        return Outcome(subprocess.run([L3CTL, *arguments], input=stdin, capture_output=True,
+                                      env=self.environment(), timeout=60, check=False))
+
+    def apply(self, text, *options):
+        """Applies a text from standard input."""
+        return self.l3ctl("apply", "-", *options, stdin=text)
+
+    def store(self, firewall=False, **words):
+        CONFIGURATION.write_bytes(configuration(firewall, **words))
+        CONFIGURATION.chmod(0o600)
+
+    def refuse(self, *lines):
+        """From now on the tools refuse these command lines."""
+        REFUSED.write_text("".join(line + "\n" for line in lines))
+
+    def commands(self):
+        """The packet-filter commands since the last call."""
+        if not COMMANDS.exists():
+            return []
+        lines = COMMANDS.read_text().splitlines()
+        COMMANDS.unlink()
+        return lines
+
+    def assert_outcome(self, outcome, status, out="", err=""):
+        self.assertEqual((outcome.status, outcome.out, outcome.err), (status, out, err))
+
+    def assert_untouched(self):
+        """Nothing was stored, locked or run."""
+        self.assertEqual(os.listdir("/ztcfg"), [])
+        self.assertEqual(os.listdir("/run"), [])
+        self.assertEqual(self.commands(), [])
