@@ -11,6 +11,7 @@ _PHONE = "02:00:00:00:00:07"
 _UP_TCP = "tcp from lan to wan port 2323"
 _DOWN_UDP = "udp from wan to lan port 5000"
 _UP6 = "udp6 from lan to wan port 2323"
+_DOWN6 = "udp6 from wan to tablet port 5000"
 
 _HOUSE = {
     "ip_filter": {
@@ -29,7 +30,13 @@ _HOUSE = {
                 "source": "fd00:1::10",
                 "destination": "2001:db8:1::2",
                 "destination_ports": "2323",
-            }
+            },
+            {
+                "direction": "downstream",
+                "protocol": "all",
+                "source": "2001:db8:1::2",
+                "destination": "fd00:1::20",
+            },
         ],
     },
     "url_filter": {"enabled": True, "entries": [{"host": "example.com"}]},
@@ -47,6 +54,7 @@ _STOPPED_BY_DISPATCHED = {
     _UP_TCP: Rule(_US, "dpt:2323"),
     _DOWN_UDP: Rule(_DS, "dpt:5000"),
     _UP6: Rule(_US, "dpt:2323", 6),
+    _DOWN6: Rule(_DS, "DROP", 6),
     "tcp from tablet to gateway port 80": Rule("input_ext_us_acl", "DROP"),
 }
 _STOPPED_BY_HOOKED = {
@@ -104,7 +112,8 @@ class Starts(LabCase):
         device.l3ctl("init")
         device.l3ctl("wan", "update", "wan3")
         self.assert_all_pass("switched off", _STOPPED_BY_ALL)
-        self.assert_stopped("udp 500->500 from lan to wan", Rule("FORWARD", "dpt:500"))
+        self.assert_stopped("udp 500->500 from lan to wan", Rule("FORWARD", "spt:500 dpt:500"))
+        self.assert_stopped("udp 4500->4500 from lan to wan", Rule("FORWARD", "dpt:4500"))
 
 
 class Switch(LabCase):
@@ -157,12 +166,16 @@ class WanBinding(LabCase):
         self.assert_effect({_DOWN_UDP: by_rule}, passing=[self._THERE])
         device.move_internet_to("wan4")
         device.l3ctl("wan", "clear")
-        self.assert_all_pass("cleared", [_DOWN_UDP, self._THERE, _UP_TCP, _UP6])
+        self.assert_all_pass("cleared", [_DOWN_UDP, self._THERE, _UP_TCP, _UP6, _DOWN6])
         device.l3ctl("wan", "update", "wan4")
         self.assert_effect(
             {self._THERE: by_rule, _UP_TCP: Rule(_US, "dpt:2323")}, passing=[_DOWN_UDP]
         )
         self.assert_stopped(_UP6, Rule(_US, "dpt:2323", 6))
+        self.assert_all_pass("no longer the Internet", [_DOWN6])
+        entry = {**_HOUSE["ip6_filter"]["rules"][1], "source": "2001:db8:2::2"}
+        device.apply({"ip6_filter": {"enabled": True, "rules": [entry]}})
+        self.assert_stopped("udp6 from other to tablet port 5000", Rule(_DS, "DROP", 6))
 
     def test_port_scan_protection_shuts_the_new_wan_and_opens_the_old(self):
         device.apply({"port_scan_protection": True})

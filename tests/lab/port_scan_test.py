@@ -76,10 +76,22 @@ class PortScan(LabCase):
             ],
         )
 
+    def test_a_syn_ack_out_of_nowhere_never_meets_the_rule_for_it(self):
+        device.apply(_PROTECTED)
+        for chain, target in ((_FORWARD, "lan"), (_INPUT, "gateway")):
+            with self.subTest(chain):
+                for_syn_ack = Rule(chain, "DROP 6 -- * * 0.0.0.0/0 0.0.0.0/0 tcp flags:0x12/0x12")
+                source = "wan" if target == "lan" else "lan"
+                self.assert_all_pass("SYN+ACK", [f"tcp flags SYN+ACK from {source} to {target} port 80"])
+                self.assertEqual(for_syn_ack.packets(), 0)
+
     def test_resets_are_let_through_at_any_rate(self):
         device.apply(_PROTECTED)
-        limited = Rule(_FORWARD, "limit: avg 1/sec")
-        probe = "tcp flags RST from wan to lan port 80"
-        self.assert_all_pass("a burst of resets", [probe] * 8)
-        # The limit's burst is five; the others fall out of the chain's end and pass as well.
-        self.assertIn(limited.packets(), range(5, 8))
+        for chain, probe in (
+            (_FORWARD, "tcp flags RST from wan to lan port 80"),
+            (_INPUT, "tcp flags RST from lan to gateway port 80"),
+        ):
+            with self.subTest(chain):
+                self.assert_all_pass("a burst of resets", [probe] * 8)
+                # The limit's burst is five; the others fall out of the chain's end and pass too.
+                self.assertIn(Rule(chain, "limit: avg 1/sec").packets(), range(5, 8))
