@@ -130,7 +130,7 @@ def power_cut(tour: Tour) -> None:
     tour.prove([*HOUSE, LODGER._replace(after=True, stopped_by=None), GUEST], change)
 
 
-def move_house(tour: Tour) -> None:
+def move_internet(tour: Tour) -> None:
     tour.chapter("Afternoon: the Internet moves from wan3 to wan4")
     remote_desktop = Rule("forward_ext_ds_ip", "dpt:3389")
 
@@ -151,6 +151,32 @@ def move_house(tour: Tour) -> None:
     )  # fmt: skip
 
 
+def close_management(tour: Tour) -> None:
+    tour.chapter("Later: the operator closes telnet, and web requests are led to a page")
+    telnet = Rule("input_ext_access_ctrl", "dpt:23")
+    portal = Rule("forward_ext_captiveportal", "DROP")
+    redirect = ("192.168.1.0/24", "203.0.113.2")
+
+    def change():
+        with tour.step("Closing telnet (l3ctl access telnet block)"):
+            device.l3ctl("access", "telnet", "block")
+        with tour.step("Leading the LAN's web requests to one host (l3ctl page-jump add)"):
+            device.l3ctl("page-jump", "add", *redirect)
+
+    tour.prove(
+        [
+            Row("tcp from lan to gateway port 23", True, False, telnet),
+            Row("tcp from lan to gateway port 80", True, True, lands=("gateway", "gateway")),
+            Row("tcp from lan to other port 80", False, True, portal, lands=(None, "wan")),
+            Row("tcp from lan to other port 443", True, True, lands=("other", "other")),
+        ],
+        change,
+    )
+    with tour.step("Opening telnet, removing the redirection"):
+        device.l3ctl("access", "telnet", "allow")
+        device.l3ctl("page-jump", "remove", *redirect)
+
+
 def factory_reset(tour: Tour) -> None:
     tour.chapter("Evening: back to the factory state")
 
@@ -167,7 +193,7 @@ def main() -> int:
     with Prober() as prober:
         tour = Tour(prober)
         try:
-            for chapter in (power_on, settle_in, power_cut, move_house, factory_reset):
+            for chapter in (power_on, settle_in, power_cut, move_internet, close_management, factory_reset):
                 chapter(tour)
         except RuntimeError:
             pass

@@ -12,14 +12,14 @@ from l3lab.rules import Rule
 class Row(NamedTuple):
     """A probe, whether it is to pass before and after the change, and by which rule it is stopped.
 
-    `lands` names the host that must take a connection, where a rule may redirect it.
+    `lands` names the hosts that must take a connection before and after, where that is the point.
     """
 
     probe: str
     before: bool
     after: bool
     stopped_by: Optional[Rule] = None
-    lands: Optional[str] = None
+    lands: tuple[Optional[str], Optional[str]] = (None, None)
 
 
 class Sight(NamedTuple):
@@ -51,11 +51,6 @@ class Tour:
             raise
         print("done", flush=True)
 
-    def check(self, what: str, holds: bool) -> None:
-        print(f"  {what}: {'yes' if holds else 'NO'}", flush=True)
-        if not holds:
-            self.failures.append(what)
-
     def show_rules(self, *chains: tuple[str, int]) -> None:
         for chain, family in chains:
             listed = [rule.text for rule in rules.chain(chain, family)]
@@ -66,15 +61,15 @@ class Tour:
 
     def prove(self, rows: list[Row], change: Callable[[], None]) -> None:
         """Sends every row's packet, makes the change, sends it again and prints the table."""
-        before = [self._send(row, row.before) for row in rows]
+        before = [self._send(row, row.before, row.lands[0]) for row in rows]
         change()
-        after = [self._send(row, row.after) for row in rows]
+        after = [self._send(row, row.after, row.lands[1]) for row in rows]
         headings = ["probe", "before: expected", "seen", "after: expected", "seen", "evidence", ""]
         printed = []
         for row, first, then in zip(rows, before, after):
             cells = [row.probe, _word(row.before), first.seen, _word(row.after), then.seen]
             good = first.as_expected and then.as_expected
-            printed.append([*cells, then.evidence or first.evidence, "" if good else "<-- WRONG"])
+            printed.append([*cells, _evidence(first, then), "" if good else "<-- WRONG"])
             if not good:
                 self.failures.append(row.probe)
         print()
@@ -82,22 +77,26 @@ class Tour:
             print(f"  {line}")
         print(flush=True)
 
-    def _send(self, row: Row, expected: bool) -> Sight:
+    def _send(self, row: Row, expected: bool, lands: Optional[str]) -> Sight:
         self.probes += 1
         rule = None if expected else row.stopped_by
-        counted = rule.packets() if rule else 0
+        counted = rule.count() if rule else 0
         patience = PATIENCE_FOR_PASS if expected else PATIENCE_FOR_STOP
         outcome = words.send(self._prober, row.probe, patience=patience)
         as_expected = outcome.passed == expected
         evidence = ""
         if rule:
-            rise = rule.packets() - counted
+            rise = rule.count() - counted
             evidence = f"{rule.chain} +{rise}"
-            as_expected = as_expected and rise > 0
-        elif expected and row.lands:
+            as_expected = as_expected and rise == 1
+        elif lands:
             evidence = f"lands on {outcome.at}"
-            as_expected = as_expected and outcome.at == row.lands
+            as_expected = as_expected and outcome.at == lands
         return Sight(_word(outcome.passed), evidence, as_expected)
+
+
+def _evidence(first: Sight, then: Sight) -> str:
+    return ", then ".join(filter(None, (first.evidence, then.evidence)))
 
 
 def _word(passes: bool) -> str:

@@ -28,9 +28,9 @@ class ManagementAccess(LabCase):
                 probe = f"tcp from wan to gateway port {port}"
                 free = ["tcp from wan to gateway port 23", f"tcp from lan to wan port {port}"]
                 self.assert_all_pass("before", [probe, *free])
-                device.l3ctl("access", "web", "block", "--port", str(port))
+                device.l3ctl("access", "web", "--port", str(port), "block")
                 self.assert_effect(stopped={probe: Rule(_CHAIN, f"dpt:{port}")}, passing=free)
-                device.l3ctl("access", "web", "allow", "--port", str(port))
+                device.l3ctl("access", "web", "--port", str(port), "allow")
                 self.assert_all_pass("after", [probe, *free])
                 self.assertEqual(rules.chain(_CHAIN), [])
 
@@ -39,7 +39,7 @@ class ManagementAccess(LabCase):
             {"acl": {"enabled": True, "entries": [{"service": "all", "from": "lan", "sources": "any"}]}}
         )
         device.l3ctl("access", "telnet", "block")
-        device.l3ctl("access", "web", "block", "--port", "80")
+        device.l3ctl("access", "web", "--port", "80", "block")
         device.l3ctl("access", "telnet", "block")
         self.assertEqual(len(rules.chain(_CHAIN)), 3)
         self.assert_effect(
@@ -52,7 +52,7 @@ class ManagementAccess(LabCase):
 
 
 class PageRedirection(LabCase):
-    _JUMP = ("--lan", "192.168.1.0/24", "--to", "198.51.100.2")
+    _JUMP = ("192.168.1.0/24", "198.51.100.2")
 
     def setUp(self):
         super().setUp()
@@ -75,6 +75,6 @@ class PageRedirection(LabCase):
         self.assertEqual(rules.chain("PREROUTING", table="nat"), [])
 
     def test_a_redirection_for_one_address_leaves_the_others_alone(self):
-        device.l3ctl("page-jump", "add", "--lan", "192.168.1.20", "--to", "198.51.100.2")
+        device.l3ctl("page-jump", "add", "192.168.1.20", "198.51.100.2")
         self._assert_lands("tcp from tablet to wan port 80", "other")
         self._assert_lands("tcp from lan to wan port 80", "wan")
