@@ -104,8 +104,9 @@ def settle_in(tour: Tour) -> None:
     tour.chapter("The family settles in: examples/home.json")
     settings = home_settings()
     print(f"  It is {time.strftime('%H:%M', time.gmtime())} UTC. For this show,")
-    print(f"    games.example.com and the tablet are shut {settings['mac_filter']['devices'][0]['active']}")
-    print(f"    videos.example.net and the console     {settings['mac_filter']['devices'][1]['active']}")
+    shut, free = (entry["active"] for entry in settings["mac_filter"]["devices"])
+    print(f"    games.example.com and the tablet are shut off {shut},")
+    print(f"    videos.example.net and the console            {free}.")
 
     def change():
         with tour.step("Applying the settings (l3ctl apply)"):
@@ -133,6 +134,7 @@ def power_cut(tour: Tour) -> None:
 def move_internet(tour: Tour) -> None:
     tour.chapter("Afternoon: the Internet moves from wan3 to wan4")
     remote_desktop = Rule("forward_ext_ds_ip", "dpt:3389")
+    chain = "input_ext_local_access_ex"
 
     def change():
         with tour.step("Moving (default route, l3ctl wan clear, l3ctl wan update wan4)"):
@@ -144,11 +146,11 @@ def move_internet(tour: Tour) -> None:
         [
             Row("tcp from wan to lan port 3389", False, True, remote_desktop),
             Row("tcp from other to lan port 3389", True, False, remote_desktop),
-            Row("tcp from wan to gateway port 80", False, True, Rule("input_ext_local_access_ex", "wan3")),
-            Row("tcp from other to gateway port 80", True, False, Rule("input_ext_local_access_ex", "wan4")),
+            Row("tcp from wan to gateway port 80", False, True, Rule(chain, "wan3")),
+            Row("tcp from other to gateway port 80", True, False, Rule(chain, "wan4")),
         ],
         change,
-    )  # fmt: skip
+    )
 
 
 def close_management(tour: Tour) -> None:
@@ -188,12 +190,22 @@ def factory_reset(tour: Tour) -> None:
     tour.prove(reversed_rows(row for row in HOUSE if "from wan" not in row.probe), change)
 
 
+_CHAPTERS = (
+    power_on,
+    settle_in,
+    power_cut,
+    move_internet,
+    close_management,
+    factory_reset,
+)
+
+
 def main() -> int:
     begun = time.monotonic()
     with Prober() as prober:
         tour = Tour(prober)
         try:
-            for chapter in (power_on, settle_in, power_cut, move_internet, close_management, factory_reset):
+            for chapter in _CHAPTERS:
                 chapter(tour)
         except RuntimeError:
             pass

@@ -90,7 +90,8 @@ def udp_frame(
 
 def dns_query(identity: int, name: str) -> bytes:
     question = b"".join(bytes([len(label)]) + label.encode() for label in name.split("."))
-    return struct.pack("!6H", identity, 0x0100, 1, 0, 0, 0) + question + struct.pack("!BHH", 0, 1, 1)
+    header = struct.pack("!6H", identity, 0x0100, 1, 0, 0, 0)
+    return header + question + struct.pack("!BHH", 0, 1, 1)
 
 
 def dns_answer(query: bytes) -> bytes:

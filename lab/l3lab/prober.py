@@ -1,8 +1,8 @@
 """One process with sockets in every namespace, which sends a packet and sees where it arrives.
 
 A probe that gets through is seen within a millisecond. One that does not is waited for until
-patience runs out, so say beforehand what is expected: a packet that must be stopped needs no long wait, its
-rule's counter is the evidence.
+patience runs out, so say beforehand what is expected: a packet that must be stopped needs no long
+wait, its rule's counter is the evidence.
 """
 
 import itertools
@@ -10,17 +10,16 @@ import os
 import select
 import socket
 import struct
-import time
-from typing import Callable, NamedTuple, Optional
+from typing import NamedTuple, Optional
 
 from l3lab import frames, hosts
 from l3lab.netns import Namespaces
+from l3lab.watch import Watch, wait
 
 PATIENCE_FOR_PASS = 1.0
 PATIENCE_FOR_STOP = 0.03
 _FAMILIES = {4: socket.AF_INET, 6: socket.AF_INET6}
 _ANYWHERE = {4: "0.0.0.0", 6: "::"}
-_SMALL_MESSAGE = 4096
 
 
 class Outcome(NamedTuple):
@@ -33,29 +32,6 @@ class Outcome(NamedTuple):
     @property
     def passed(self) -> bool:
         return self.arrived if self.answered is None else self.answered
-
-
-class _Watch:
-    """Waits on one socket until `seen` accepts something that was read from it."""
-
-    def __init__(self, watched: socket.socket, seen: Callable, events: int = select.POLLIN):
-        self.socket, self._seen, self.events = watched, seen, events
-        self.done = False
-        if events == select.POLLIN:
-            _empty(watched)
-
-    def serve(self) -> None:
-        if self.events == select.POLLOUT:
-            self.done = self._seen()
-            return
-        while not self.done:
-            try:
-                self.done = self._seen(*self.socket.recvfrom(_SMALL_MESSAGE))
-            except BlockingIOError:
-                return
-            except ConnectionError:
-                # An ICMP refusal that an earlier packet earned: no message, so read on.
-                continue
 
 
 class Prober:
@@ -122,22 +98,6 @@ class Prober:
     def _token(self) -> bytes:
         return b"l3lab" + next(self._tokens).to_bytes(8, "big")
 
-    # --- waiting ---
-
-    def _wait(self, watches: list[_Watch], patience: float) -> None:
-        """Serves the watches until all have seen theirs, or patience runs out."""
-        end = time.monotonic() + patience
-        while True:
-            waiting = {watch.socket.fileno(): watch for watch in watches if not watch.done}
-            left = end - time.monotonic()
-            if not waiting or left <= 0:
-                return
-            poll = select.poll()
-            for number, watch in waiting.items():
-                poll.register(number, watch.events)
-            for number, _ in poll.poll(left * 1000):
-                waiting[number].serve()
-
     # --- the probes ---
 
     def tcp(self, source: str, target: str, port: int, family=4, patience=PATIENCE_FOR_PASS):
@@ -152,9 +112,9 @@ class Prober:
             ports = (client.getsockname()[1], port)
             arrivals = {name: self._segment_watch(name, family, ports) for name in others}
             client.connect_ex((far.address(family), port))
-            answer = _Watch(client, lambda: _is_connected(client), select.POLLOUT)
+            answer = Watch(client, lambda: _is_connected(client), select.POLLOUT)
             # The answer alone ends the wait: where the request went is known by then.
-            self._wait([answer], patience)
+            wait([answer], patience)
         for arrival in arrivals.values():
             arrival.serve()
         for listener in listeners:
@@ -162,9 +122,9 @@ class Prober:
         landed = next((name for name, arrival in arrivals.items() if arrival.done), None)
         return Outcome(landed is not None, answer.done, landed)
 
-    def _segment_watch(self, name: str, family: int, ports: tuple[int, int]) -> _Watch:
+    def _segment_watch(self, name: str, family: int, ports: tuple[int, int]) -> Watch:
         """Sees the TCP segments that reach a host past its own packet filter."""
-        return _Watch(
+        return Watch(
             self._raw_tcp(name, family), lambda packet, _: _tcp_ports(family, packet) == ports
         )
 
@@ -179,7 +139,7 @@ class Prober:
         )
         arrival = self._segment_watch(target, family, (own_port, port))
         self._raw_tcp(source, family).sendto(segment, (far.address(family), 0))
-        self._wait([arrival], patience)
+        wait([arrival], patience)
         return Outcome(arrival.done, None, target if arrival.done else None)
 
     def udp(
@@ -189,9 +149,9 @@ class Prober:
         _, far = hosts.meeting(source, target)
         sender = self._receiver(source, family, own_port or next(self._ports))
         token = self._token()
-        arrival = _Watch(self._receiver(target, family, port), lambda data, _: data == token)
+        arrival = Watch(self._receiver(target, family, port), lambda data, _: data == token)
         sender.sendto(token, (far.address(family), port))
-        self._wait([arrival], patience)
+        wait([arrival], patience)
         if not own_port:
             self._release(sender)
         return Outcome(arrival.done, None, target if arrival.done else None)
@@ -214,10 +174,10 @@ class Prober:
             responder.sendto(frames.dns_answer(query), address)
             return True
 
-        asked = _Watch(responder, respond)
-        answer = _Watch(client, lambda data, _: data[:2] == query[:2] and len(data) > len(query))
+        asked = Watch(responder, respond)
+        answer = Watch(client, lambda data, _: data[:2] == query[:2] and len(data) > len(query))
         client.sendto(query, (far.address(family), 53))
-        self._wait([asked, answer], patience)
+        wait([asked, answer], patience)
         self._release(client)
         return Outcome(asked.done, answer.done, target if asked.done else None)
 
@@ -234,11 +194,11 @@ class Prober:
 
             return seen
 
-        request = _Watch(self._raw_icmp(target, family), carries(kinds[0]))
-        reply = _Watch(self._raw_icmp(source, family), carries(kinds[1]))
+        request = Watch(self._raw_icmp(target, family), carries(kinds[0]))
+        reply = Watch(self._raw_icmp(source, family), carries(kinds[1]))
         sender = self._raw_icmp(source, family)
         sender.sendto(frames.echo_request(family, identity, token), (far.address(family), 0))
-        self._wait([request, reply], patience)
+        wait([request, reply], patience)
         return Outcome(request.done, reply.done, target if request.done else None)
 
     def udp_frame(
@@ -261,20 +221,20 @@ class Prober:
             (far.address(family), port),
             token,
         )
-        arrival = _Watch(self._receiver(target, family, port), lambda data, _: data == token)
+        arrival = Watch(self._receiver(target, family, port), lambda data, _: data == token)
         self._wire(source).send(frame)
-        self._wait([arrival], patience)
+        wait([arrival], patience)
         return Outcome(arrival.done, None, target if arrival.done else None)
 
     def dhcp_discover(self, mac: str, source="lan", patience=PATIENCE_FOR_PASS):
         """A client that has no address yet asks for one; the gateway listens on UDP 67."""
         transaction = next(self._tokens) & 0xFFFFFFFF
         server = self._receiver("gateway", 4, 67)
-        arrival = _Watch(
+        arrival = Watch(
             server, lambda data, _: data[4:8] == struct.pack("!I", transaction) and data[0] == 1
         )
         self._wire(source).send(frames.dhcp_discover(mac, transaction))
-        self._wait([arrival], patience)
+        wait([arrival], patience)
         return Outcome(arrival.done, None, "gateway" if arrival.done else None)
 
 
@@ -290,17 +250,6 @@ def _is_connected(client: socket.socket) -> bool:
     except OSError:
         return False
     return True
-
-
-def _empty(stale: socket.socket) -> None:
-    """Throws away what earlier packets left to be read."""
-    while True:
-        try:
-            stale.recv(_SMALL_MESSAGE)
-        except BlockingIOError:
-            return
-        except ConnectionError:
-            continue
 
 
 def _hang_up(listener: socket.socket) -> None:

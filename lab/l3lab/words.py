@@ -21,6 +21,7 @@ _HOST = "|".join(hosts.NAMES)
 _ENDS = rf"from (?P<source>{_HOST}) to (?P<target>{_HOST})"
 _PORT = r"port (?P<port>\d+)"
 _MAC = r"(?P<mac>[0-9a-f]{2}(?::[0-9a-f]{2}){5})"
+_AS = r"(?: as (?P<address>[0-9a-f.:]+))?"
 _SIX = r"(?P<six>6?)"
 
 
@@ -72,7 +73,7 @@ _GRAMMAR = [
     (rf"udp{_SIX} (?P<own_port>\d+)->(?P<port>\d+) {_ENDS}", _udp),
     (rf"dns{_SIX} query for (?P<name>\S+) {_ENDS}", _dns),
     (rf"ping{_SIX} {_ENDS}", _ping),
-    (rf"udp{_SIX} frame from {_MAC}(?: as (?P<address>[0-9a-f.:]+))? to (?P<target>{_HOST}) {_PORT}", _frame),
+    (rf"udp{_SIX} frame from {_MAC}{_AS} to (?P<target>{_HOST}) {_PORT}", _frame),
     (rf"dhcp discover from {_MAC}", _dhcp),
 ]
 _GRAMMAR = [(re.compile(pattern), act) for pattern, act in _GRAMMAR]

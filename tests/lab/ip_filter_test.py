@@ -1,4 +1,4 @@
-"""The IP filter: forwarded traffic by protocol, addresses and ports, both directions, both families."""
+"""The IP filter: forwarded traffic by protocol, addresses and ports; both directions and families."""
 
 from l3lab import device, hosts, rules
 from l3lab.rules import Rule

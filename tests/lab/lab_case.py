@@ -14,15 +14,15 @@ from l3lab.rules import Rule
 NOTHING = {
     "port_scan_protection": False,
     "ipsec_pass_through": True,
-    "ip_filter": {"enabled": True, "upstream": "black-list", "downstream": "black-list", "rules": []},
-    "ip6_filter": {"enabled": True, "upstream": "black-list", "downstream": "black-list", "rules": []},
+    "ip_filter": {"enabled": True, "rules": []},
+    "ip6_filter": {"enabled": True, "rules": []},
     "url_filter": {"enabled": False, "mode": "black-list", "entries": []},
     "mac_filter": {"enabled": False, "mode": "black-list", "devices": []},
     "mac6_filter": {"enabled": False, "mode": "black-list", "devices": []},
     "dhcp_filter": {"enabled": False, "mode": "black-list", "devices": []},
     "acl": {"enabled": False, "entries": []},
     "captive_portal": {"enabled": False, "destinations": []},
-}  # fmt: skip
+}
 
 
 class Baseline(NamedTuple):

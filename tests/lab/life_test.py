@@ -134,7 +134,8 @@ class Switch(LabCase):
 
     def test_levels(self):
         scan = "tcp flags ACK from wan to lan port 80"
-        dropped = Rule("forward_ext_bad_tcp", "DROP 6 -- * * 0.0.0.0/0 0.0.0.0/0 tcp flags:!0x17/0x02")
+        not_syn = "DROP 6 -- * * 0.0.0.0/0 0.0.0.0/0 tcp flags:!0x17/0x02"
+        dropped = Rule("forward_ext_bad_tcp", not_syn)
         device.apply(_HOUSE)
         device.l3ctl("level", "high")
         self.assert_effect({**_STOPPED_BY_DISPATCHED, scan: dropped})

@@ -35,9 +35,8 @@ class ManagementAccess(LabCase):
                 self.assertEqual(rules.chain(_CHAIN), [])
 
     def test_both_are_closed_side_by_side_and_before_the_access_list(self):
-        device.apply(
-            {"acl": {"enabled": True, "entries": [{"service": "all", "from": "lan", "sources": "any"}]}}
-        )
+        entry = {"service": "all", "from": "lan", "sources": "any"}
+        device.apply({"acl": {"enabled": True, "entries": [entry]}})
         device.l3ctl("access", "telnet", "block")
         device.l3ctl("access", "web", "--port", "80", "block")
         device.l3ctl("access", "telnet", "block")

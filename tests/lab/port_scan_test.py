@@ -82,7 +82,8 @@ class PortScan(LabCase):
             with self.subTest(chain):
                 for_syn_ack = Rule(chain, "DROP 6 -- * * 0.0.0.0/0 0.0.0.0/0 tcp flags:0x12/0x12")
                 source = "wan" if target == "lan" else "lan"
-                self.assert_all_pass("SYN+ACK", [f"tcp flags SYN+ACK from {source} to {target} port 80"])
+                probe = f"tcp flags SYN+ACK from {source} to {target} port 80"
+                self.assert_all_pass("SYN+ACK", [probe])
                 self.assertEqual(for_syn_ack.packets(), 0)
 
     def test_resets_are_let_through_at_any_rate(self):

@@ -35,7 +35,7 @@ _STOPPED_BY = {
         6, "FORWARD -m mac --mac-source 02:00:00:00:00:07",
     ),
     "dhcp discover from 02:00:00:00:00:07": (4, "INPUT -m mac --mac-source 02:00:00:00:00:07"),
-}  # fmt: skip
+}
 
 
 class TheProber(unittest.TestCase):
@@ -90,9 +90,8 @@ class TheProber(unittest.TestCase):
 class TheGateway(unittest.TestCase):
     def test_its_addresses_are_those_of_the_hosts_table(self):
         for host in hosts.NEIGHBOURS.values():
-            shown = rules.run(
-                "nsenter", f"--net=/run/netns/{host.name}", "ip", "-brief", "address", "show", "eth0"
-            ).stdout
+            inside = ("nsenter", f"--net=/run/netns/{host.name}")
+            shown = rules.run(*inside, "ip", "-brief", "address", "show", "eth0").stdout
             self.assertIn(f" {host.v4}/", shown)
             self.assertIn(f" {host.v6}/", shown)
 
