@@ -63,38 +63,17 @@ void zero(Record& record) {
   memset(&record, 0, sizeof(record));
 }
 
-template <typename Record>
-int32_t read_record(const char* function, size_t offset, Record& record) {
-  const FileCaller caller = {function, file_path};
-  const int fd = l3::open_at(caller, FileAccess::read, offset);
-  if (fd == -1 || l3::read_all(caller, fd, &record, sizeof(record)) == -1) {
-    return -1;
-  }
-  close(fd);
-  return 0;
-}
-
-template <typename Record>
-int32_t write_record(const char* function, size_t offset, const Record& record) {
-  const FileCaller caller = {function, file_path};
-  const int fd = l3::open_at(caller, FileAccess::write, offset);
-  if (fd == -1 || l3::write_all(caller, fd, &record, sizeof(record)) == -1) {
-    return -1;
-  }
-  close(fd);
-  return 0;
-}
-
 /* Moves from the end of fw_rules_table to the start of fw6_rules_table. */
 int32_t skip_qos(FileCaller caller, int fd) {
   if (lseek(fd, sizeof(RtQoSRulesTable), SEEK_CUR) == -1) {
     printf("%s::lseek %s error!\n", caller.function, caller.path);
-    return -1;  // Kept: the descriptor stays open.
+    return -1;  // Kept: the descriptor stays open, as after every failed seek.
   }
   return 0;
 }
 
-// Kept: the switch calls are silent about failures and leave the descriptor open after one.
+// Kept: the switch calls are silent about failures, which the calls above them name, and leave the
+// descriptor open after one.
 
 int32_t read_state(const char* caller, size_t offset, uint8_t* xo_control) {
   if (xo_control == nullptr) {
@@ -147,7 +126,7 @@ int32_t init_cfgfile(void) {
   }
   if (!write_text(fd, vpn_pass_through) || !write_text(fd, l3_false) ||
       !write_text(fd, fire_wall) || !write_text(fd, l3_false)) {
-    return -1;  // Kept: no message, and the descriptor stays open.
+    return -1;  // Kept: no message but that of the call that checks the file, and no close.
   }
 
   zero(fw_rules_table);
@@ -226,14 +205,15 @@ int32_t get_firewall4_rules_from_cfgfile(void) {
     return -1;
   }
   zero(fw_rules_table);
-  return read_record(__func__, fw_offset, fw_rules_table);
+  return l3::read_record({__func__, file_path}, fw_offset, &fw_rules_table, sizeof(fw_rules_table));
 }
 
 int32_t set_firewall4_rules_to_cfgfile(void) {
   if (check_file(__func__) == -1) {
     return -1;
   }
-  return write_record(__func__, fw_offset, fw_rules_table);
+  return l3::write_record({__func__, file_path}, fw_offset, &fw_rules_table,
+                          sizeof(fw_rules_table));
 }
 
 int32_t get_firewall6_rules_from_cfgfile(void) {
@@ -241,14 +221,16 @@ int32_t get_firewall6_rules_from_cfgfile(void) {
     return -1;
   }
   zero(fw6_rules_table);
-  return read_record(__func__, fw6_offset, fw6_rules_table);
+  return l3::read_record({__func__, file_path}, fw6_offset, &fw6_rules_table,
+                         sizeof(fw6_rules_table));
 }
 
 int32_t set_firewall6_rules_to_cfgfile(void) {
   if (check_file(__func__) == -1) {
     return -1;
   }
-  return write_record(__func__, fw6_offset, fw6_rules_table);
+  return l3::write_record({__func__, file_path}, fw6_offset, &fw6_rules_table,
+                          sizeof(fw6_rules_table));
 }
 
 int32_t get_qos_cfg_from_cfgfile(void) {
@@ -256,14 +238,16 @@ int32_t get_qos_cfg_from_cfgfile(void) {
   if (check_file(__func__) == -1) {
     return -1;
   }
-  return read_record(__func__, qos_offset, RtQoSRulesTable);
+  return l3::read_record({__func__, file_path}, qos_offset, &RtQoSRulesTable,
+                         sizeof(RtQoSRulesTable));
 }
 
 int32_t set_qos_cfg_to_cfgfile(void) {
   if (check_file(__func__) == -1) {
     return -1;
   }
-  return write_record(__func__, qos_offset, RtQoSRulesTable);
+  return l3::write_record({__func__, file_path}, qos_offset, &RtQoSRulesTable,
+                          sizeof(RtQoSRulesTable));
 }
 
 }  // extern "C"

@@ -63,7 +63,7 @@ int32_t porting_firewall_cfg_v1_to_v2(void) {
   filter.count = old.count;
   filter.url_black_white = old.list_mode;
   filter.url_filter_ctrl = old.control;
-  // Kept: entries at and behind the count hold the old bytes, which no reader looks at.
+  // Kept: entries at and behind the count hold the old bytes, which make no rule.
   for (int32_t i = 0; i < old.count && i < 50; ++i) {
     convert(filter.entries[i], old.entries[i]);
   }

@@ -16,7 +16,6 @@
 
 namespace {
 
-using l3::FileAccess;
 using l3::FileCaller;
 
 constexpr size_t std_wan_size = 1872;
@@ -36,24 +35,6 @@ int32_t check_general_file(FileCaller caller) {
     printf("%s::init_cfg_file err!\n", caller.function);
     return -1;
   }
-  return 0;
-}
-
-int32_t write_record(FileCaller caller, const void* record, size_t size) {
-  const int fd = l3::open_at(caller, FileAccess::write, 0);
-  if (fd == -1 || l3::write_all(caller, fd, record, size) == -1) {
-    return -1;
-  }
-  close(fd);
-  return 0;
-}
-
-int32_t read_record(FileCaller caller, void* record, size_t size) {
-  const int fd = l3::open_at(caller, FileAccess::read, 0);
-  if (fd == -1 || l3::read_all(caller, fd, record, size) == -1) {
-    return -1;
-  }
-  close(fd);
   return 0;
 }
 
@@ -81,7 +62,7 @@ int32_t set_std_wan_service_info_to_cfgfile(const void* info, const char* path) 
   if (check_std_wan_file(caller) == -1) {
     return -1;
   }
-  return write_record(caller, info, std_wan_size);
+  return l3::write_record(caller, 0, info, std_wan_size);
 }
 
 int32_t get_std_wan_service_info_from_cfgfile(void* info, const char* path) {
@@ -90,7 +71,7 @@ int32_t get_std_wan_service_info_from_cfgfile(void* info, const char* path) {
   if (check_std_wan_file(caller) == -1) {
     return -1;
   }
-  return read_record(caller, info, std_wan_size);
+  return l3::read_record(caller, 0, info, std_wan_size);
 }
 
 int32_t init_cfg_file(const char* path) {
@@ -104,7 +85,7 @@ int32_t write_info_to_file(const void* buf, const char* path, uint32_t length) {
   if (check_general_file(caller) == -1) {
     return -1;
   }
-  return write_record(caller, buf, length);
+  return l3::write_record(caller, 0, buf, length);
 }
 
 int32_t read_info_from_file(void* buf, const char* path, uint32_t length) {
@@ -112,7 +93,7 @@ int32_t read_info_from_file(void* buf, const char* path, uint32_t length) {
   if (check_general_file(caller) == -1) {
     return -1;
   }
-  return read_record(caller, buf, length);
+  return l3::read_record(caller, 0, buf, length);
 }
 
 }  // extern "C"

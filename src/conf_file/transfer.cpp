@@ -50,9 +50,27 @@ int open_at(FileCaller caller, FileAccess access, size_t offset) {
   }
   if (lseek(fd, static_cast<off_t>(offset), SEEK_SET) == -1) {
     printf("%s::lseek %s error!\n", caller.function, caller.path);
-    return -1;  // Kept: the descriptor stays open.
+    return -1;  // Kept: the descriptor stays open; each failed seek costs the process one.
   }
   return fd;
+}
+
+int32_t read_record(FileCaller caller, size_t offset, void* record, size_t size) {
+  const int fd = open_at(caller, FileAccess::read, offset);
+  if (fd == -1 || read_all(caller, fd, record, size) == -1) {
+    return -1;
+  }
+  close(fd);
+  return 0;
+}
+
+int32_t write_record(FileCaller caller, size_t offset, const void* record, size_t size) {
+  const int fd = open_at(caller, FileAccess::write, offset);
+  if (fd == -1 || write_all(caller, fd, record, size) == -1) {
+    return -1;
+  }
+  close(fd);
+  return 0;
 }
 
 int open_for_writing(const char* path) {

@@ -1,7 +1,8 @@
 /*
- * The two loops that move a record between memory and a file at the descriptor's position.
+ * Opening a record's file, and the two loops that move a record between memory and a file at the
+ * descriptor's position.
  *
- * Both go on after a partial transfer. When a call fails they say so on standard output
+ * Both loops go on after a partial transfer. When a call fails they say so on standard output
  * ("<caller>::write <path> error!", or read), close the descriptor and return -1.
  */
 #pragma once
@@ -27,6 +28,11 @@ struct FileCaller {
  * to `offset`. Returns the descriptor, or -1 with a message; after a failed seek it stays open. */
 enum class FileAccess { read, write };
 [[nodiscard]] int open_at(FileCaller caller, FileAccess access, size_t offset);
+
+/* One record as a whole: opens as above, moves it and closes. */
+[[nodiscard]] int32_t read_record(FileCaller caller, size_t offset, void* record, size_t size);
+[[nodiscard]] int32_t write_record(FileCaller caller, size_t offset, const void* record,
+                                   size_t size);
 
 /* Opens for writing as above, without a message and without a seek. */
 [[nodiscard]] int open_for_writing(const char* path);
