@@ -110,22 +110,9 @@ bool read_groups(const char* text, Ipv6Groups& groups) {
   return !in_group || groups.add(value);
 }
 
-bool is_mac_character(char character) {
-  return character == ':' || hex_digit(character) >= 0;
-}
-
 }  // namespace
 
 extern "C" {
-
-void cli_trimming_whitespace_from_string(char* text) {
-  const size_t leading = strspn(text, " ");
-  size_t length = strlen(text + leading);
-  memmove(text, text + leading, length + 1);
-  while (length > 0 && text[length - 1] == ' ') {
-    text[--length] = '\0';
-  }
-}
 
 void f_zeroed_ip_address(l3_ip_address* record) {
   memset(record, 0, sizeof(*record));
@@ -186,41 +173,6 @@ int32_t p_bl_ip_addr_unknown_version(const char* text, l3_ip_address* record) {
   return p_bl_inet_pton4(text, record->address);
 }
 
-int32_t replace_string(char* text, const char* old_text, const char* new_text) {
-  if (text == nullptr || old_text == nullptr || new_text == nullptr) {
-    return -1;
-  }
-  char result[256];
-  size_t used = 0;
-  if (strlen(text) >= sizeof(result)) {
-    return -1;
-  }
-  const char* found = old_text[0] == '\0' ? nullptr : strstr(text, old_text);
-  if (found == nullptr) {
-    return 0;
-  }
-
-  const char* rest = text;
-  const size_t new_length = strlen(new_text);
-  for (; found != nullptr; found = strstr(rest, old_text)) {
-    const size_t before = static_cast<size_t>(found - rest);
-    if (used + before + new_length >= sizeof(result)) {
-      return -1;
-    }
-    memcpy(result + used, rest, before);
-    memcpy(result + used + before, new_text, new_length);
-    used += before + new_length;
-    rest = found + strlen(old_text);
-  }
-  const size_t tail = strlen(rest) + 1;
-  if (used + tail > sizeof(result)) {
-    return -1;
-  }
-  memcpy(result + used, rest, tail);
-  memcpy(text, result, used + tail);
-  return 1;
-}
-
 int32_t gl3_web_ip_str_to_bin(const char* xi_src, uint32_t* xo_ip) {
   if (xi_src == nullptr) {
     L3_LOG_ERROR("gl3_web_ip_str_to_bin:xi_src is NULLP err!\n");
@@ -239,7 +191,7 @@ int32_t gl3_web_ip_str_to_bin(const char* xi_src, uint32_t* xo_ip) {
   if (p_bl_ip_addr_unknown_version(xi_src, &record) != 1) {
     L3_LOG_ERROR("gl3_web_ip_str_to_bin::p_bl_ip_addr_unknown_version:%s err!\n", xi_src);
     *xo_ip = 0;  // not the record's bytes: some systems' inet_pton() leaves half an address there
-    return 1;    // Kept: not -1; callers test for non-zero.
+    return 1;    // Kept: not -1: a text that does not parse can be told from a null argument.
   }
   *xo_ip = number_from_bytes(record.address);
   return 0;
@@ -309,55 +261,6 @@ int32_t gl3_web_ip_bin_to_str(char* xo_str, uint32_t ip) {
     }
   }
   // Kept: no terminator, callers hand over a zeroed buffer.
-  return 0;
-}
-
-int32_t gl3_web_mac_str_to_bin(const char* mac_str, uint8_t* xo_mac) {
-  if (mac_str == nullptr || xo_mac == nullptr) {
-    L3_LOG_ERROR("gl3_web_mac_str_to_bin::NULLP err!\n");
-    return -1;
-  }
-  L3_LOG_DEBUG("gl3_web_mac_str_to_bin::mac_str=%s\n", mac_str);
-  if (strlen(mac_str) < 17) {
-    L3_LOG_ERROR("gl3_web_mac_str_to_bin::string's length is too small  err!\n");
-    return -1;
-  }
-
-  char text[25] = {};
-  memcpy(text, mac_str, strnlen(mac_str, sizeof(text) - 1));
-  cli_trimming_whitespace_from_string(text);
-  if (strlen(text) != 17) {
-    return -1;
-  }
-  for (const char* at = text; *at != '\0'; ++at) {
-    if (!is_mac_character(*at)) {
-      return -1;
-    }
-  }
-
-  // Kept: a group of one digit is taken, and what follows the sixth is not looked at, so
-  // "1:2:3:4:5:6:7:8:9" is 01:02:03:04:05:06.
-  unsigned groups[6];
-  // NOLINTNEXTLINE(cert-err34-c): two checked digits a group cannot overflow.
-  if (sscanf(text, "%02x:%02x:%02x:%02x:%02x:%02x", &groups[0], &groups[1], &groups[2], &groups[3],
-             &groups[4], &groups[5]) != 6) {
-    return -1;
-  }
-  for (size_t i = 0; i < 6; ++i) {
-    xo_mac[i] = static_cast<uint8_t>(groups[i]);
-  }
-  return 0;
-}
-
-int32_t gl3_web_mac_bin_to_str(char* xo_str, const uint8_t* mac) {
-  if (xo_str == nullptr) {
-    L3_LOG_ERROR("gl3_web_mac_bin_to_str::NULLP err!\n");
-    return -1;
-  }
-  L3_LOG_DEBUG("gl3_web_mac_bin_to_str::mac_bin=%02x:%02x:%02x:%02x:%02x:%02x\n", mac[0], mac[1],
-               mac[2], mac[3], mac[4], mac[5]);
-  snprintf(xo_str, 18, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
-           mac[5]);
   return 0;
 }
 

@@ -3,7 +3,7 @@
 #include "l3_advance/platform.h"
 
 extern "C" int32_t libonu_bsp_version_export(void) {
-  // Kept: the banner ends in a blank, and the date has two, as version registries know them.
+  // Kept: the banner ends in a blank, and the date has two; what is registered shows them.
   return zt_bsp_version_export("libl3_advance.so", "10.0.0.1", "Mar  6 2015", "10:26:46",
                                "Flibreilaf for Web ", 1);
 }
