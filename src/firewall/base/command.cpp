@@ -3,8 +3,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "firewall/base/log.hpp"
+#include "l3_advance/address.h"
 
 namespace l3 {
 
@@ -23,6 +25,14 @@ void CommandLine::append(const char* format, ...) {
     length_ = text_.size() - 1;
     overflowed_ = true;
   }
+}
+
+void CommandLine::replace(const char* old_text, const char* new_text) {
+  while (replace_string(text(), old_text, new_text) == -1) {
+    text()[strlen(text()) - 1] = '\0';
+    overflowed_ = true;
+  }
+  length_ = strlen(text());
 }
 
 int32_t CommandLine::run() const {
@@ -44,7 +54,7 @@ extern "C" int32_t str_system(const char* command) {
   // NOLINTNEXTLINE(cert-env33-c): running shell lines is what this library is for.
   const int status = system(command);
   if (status == -1) {
-    // Kept: no line feed here, the log shows this line as it always has.
+    // Kept: no line feed here, so whatever is logged next stands on the same line.
     L3_LOG_ERROR("run [%s], system error!", command);
     return -1;
   }
@@ -52,7 +62,7 @@ extern "C" int32_t str_system(const char* command) {
 
   const int exit_code = (status & 0xff00) >> 8;
   if ((status & 127) != 0) {
-    // Kept: the exit-code byte is printed, not the signal number.
+    // Kept: the exit-code byte is printed, not the signal number; it is 0 after a signal.
     L3_LOG_ERROR("run [%s], exit status = [%d]\n", command, exit_code);
     return -1;
   }

@@ -18,6 +18,10 @@ class CommandLine {
  public:
   void append(const char* format, ...) L3_PRINTF(2, 3);
 
+  /* Replaces every `old_text`. Where the result does not fit, the line loses its end until it does,
+   * and counts as cut off. */
+  void replace(const char* old_text, const char* new_text);
+
   [[nodiscard]] char* text() { return text_.data(); }
   [[nodiscard]] const char* text() const { return text_.data(); }
 

@@ -46,10 +46,41 @@ const char* service_words(uint32_t app_type) {
   }
 }
 
+/* The rule up to its source. An unknown service is logged and makes none. */
+bool build_rule_head(CommandLine& line, const l3_acl_entry& entry) {
+  const char* service = service_words(entry.app_type);
+  if (service == nullptr) {
+    L3_LOG_ERROR("config_fw_acl::app_type=%d is err!\n", entry.app_type);
+    return false;
+  }
+  line.append(entry.direction == 0 ? "iptables -A input_ext_us_acl -p %s"
+                                   : "iptables -A input_ext_ds_acl -p %s",
+              service);
+  return true;
+}
+
 /* How many entries of an image the traces show: never more than there are. */
 int32_t shown_entries(const l3_acl& acl) {
   constexpr auto capacity = static_cast<int32_t>(std::size(l3_acl{}.entries));
   return acl.count < capacity ? acl.count : capacity;
+}
+
+void log_what_is_set(const l3_acl& acl) {
+  L3_LOG_DEBUG("\n------SET------[acl_filter_ctrl=%d]\n", acl.acl_filter_ctrl);
+  for (int32_t i = 0; i < shown_entries(acl); ++i) {
+    const l3_acl_entry& entry = acl.entries[i];
+    L3_LOG_DEBUG("==========[set]index=%d, allocated=%d, src_ip0=%x, src_ip1=%x========\n", i,
+                 entry.allocated, entry.src_ip0, entry.src_ip1);
+  }
+}
+
+void log_what_was_got(const l3_acl& acl) {
+  L3_LOG_DEBUG("\n------GET------[acl_filter_ctrl=%d]\n", acl.acl_filter_ctrl);
+  for (int32_t i = 0; i < shown_entries(acl); ++i) {
+    const l3_acl_entry& entry = acl.entries[i];
+    L3_LOG_DEBUG("==========[get]index=%d, allocated=%d, src_ip0=%x, src_ip1=%x========\n", i,
+                 entry.allocated, entry.src_ip0, entry.src_ip1);
+  }
 }
 
 }  // namespace
@@ -64,20 +95,11 @@ int32_t config_fw_acl(void) {
     if (entry.allocated == 0) {
       continue;
     }
-    const char* service = service_words(entry.app_type);
-    if (service == nullptr) {
-      L3_LOG_ERROR("config_fw_acl::app_type=%d is err!\n", entry.app_type);
+    CommandLine line;
+    if (!build_rule_head(line, entry)) {
       return -1;
     }
-
-    CommandLine line;
-    if (entry.direction == 0) {
-      line.append("iptables -A input_ext_us_acl -p %s", service);
-      upstream_ruled = true;
-    } else {
-      line.append("iptables -A input_ext_ds_acl -p %s", service);
-      downstream_ruled = true;
-    }
+    (entry.direction == 0 ? upstream_ruled : downstream_ruled) = true;
     if (entry.src_ip0 != 0) {
       line.append(" -s ");
       // Kept: a range that yields no rule is no failure, its direction closes all the same.
@@ -110,12 +132,7 @@ int32_t gl3_web_set_acl_cfg(const l3_acl* xi_pFirewallTableInfo) {
     L3_LOG_ERROR("gl3_web_set_acl_cfg::xi_pFirewallTableInfo NULLP err\r\n");
     return -1;
   }
-  L3_LOG_DEBUG("\n------SET------[acl_filter_ctrl=%d]\n", xi_pFirewallTableInfo->acl_filter_ctrl);
-  for (int32_t i = 0; i < shown_entries(*xi_pFirewallTableInfo); ++i) {
-    const l3_acl_entry& entry = xi_pFirewallTableInfo->entries[i];
-    L3_LOG_DEBUG("==========[set]index=%d, allocated=%d, src_ip0=%x, src_ip1=%x========\n", i,
-                 entry.allocated, entry.src_ip0, entry.src_ip1);
-  }
+  log_what_is_set(*xi_pFirewallTableInfo);
   if (same_region(acl, *xi_pFirewallTableInfo)) {
     return 0;
   }
@@ -125,12 +142,15 @@ int32_t gl3_web_set_acl_cfg(const l3_acl* xi_pFirewallTableInfo) {
     return -1;
   }
 
-  // Kept: only the second flush decides.
+  // Kept: only the second flush decides; where the first fails, the new upstream rules stand behind
+  // the old ones.
   flush_fw_ip(flush_us_acl);
   if (flush_fw_ip(flush_ds_acl) != 0) {
     L3_LOG_ERROR("gl3_web_set_acl_cfg::flush_fw_ip err!\n");
     return -1;
   }
+  // Kept: the list applies when its switch is not 0, the IP filter when its own is 0, so a zeroed
+  // record has this one off and that one on.
   if (fw_enable != 0 && acl.acl_filter_ctrl != 0 && config_fw_acl() != 0) {
     L3_LOG_ERROR("gl3_web_set_acl_cfg::config_fw_acl err!\n");
     return -1;
@@ -160,18 +180,13 @@ int32_t gl3_web_get_acl_cfg(l3_acl* xo_pAclTableInfo) {
     return -1;
   }
   fw_enable = state;
-  L3_LOG_DEBUG("\n------GET------[acl_filter_ctrl=%d]\n", acl.acl_filter_ctrl);
-  for (int32_t i = 0; i < shown_entries(acl); ++i) {
-    const l3_acl_entry& entry = acl.entries[i];
-    L3_LOG_DEBUG("==========[get]index=%d, allocated=%d, src_ip0=%x, src_ip1=%x========\n", i,
-                 entry.allocated, entry.src_ip0, entry.src_ip1);
-  }
+  log_what_was_got(acl);
   return 0;
 }
 
 int32_t gl3_web_remove_all_acl_rule(void) {
   grm_all_refresh_log_mod_level();
-  // Kept: the MAC filter's flush, whose name callers have always seen here; no result decides.
+  // Kept: through flush_fw_mac, which only runs the line it is given; its results do not decide.
   flush_fw_mac(flush_us_acl);
   flush_fw_mac(flush_ds_acl);
   if (const int32_t result = save_fw(); result != 0) {
@@ -188,7 +203,7 @@ int32_t gl3_web_remove_all_acl_rule(void) {
 
 int32_t gl3_web_set_acl_table_default(void) {
   grm_all_refresh_log_mod_level();
-  // Kept: as above.
+  // Kept: through flush_fw_mac, which only runs the line it is given; its results do not decide.
   flush_fw_mac(flush_us_acl);
   flush_fw_mac(flush_ds_acl);
   if (const int32_t result = save_fw(); result != 0) {

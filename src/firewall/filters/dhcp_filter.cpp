@@ -26,6 +26,10 @@ using namespace l3;
 
 namespace {
 
+// Kept: exactly 1, as in the MAC filter; with any other mode the rest is served, where the URL
+// filter would take 2 for a white list.
+constexpr uint32_t white_list_mode = 1;
+
 void build_rule(CommandLine& line, const l3_dhcp_entry& entry, bool white_list) {
   char address[18] = {};
   gl3_web_mac_bin_to_str(address, entry.mac);
@@ -39,12 +43,11 @@ extern "C" {
 
 int32_t config_fw_dhcp(void) {
   const l3_dhcp_filter& filter = fw_rules_table.dhcp_filter;
-  const bool white_list = filter.dhcp_black_white == 1;
   l3_dhcp_entry entry;
   for (EntryWalk walk(fw_rules_table, filter); walk.next(entry);) {
-    // Kept: no look at dhcp_entry_flag; entries whose flag was never set count as well.
+    // Kept: no look at dhcp_entry_flag; an entry whose flag is 0 makes its rule all the same.
     CommandLine line;
-    build_rule(line, entry, white_list);
+    build_rule(line, entry, filter.dhcp_black_white == white_list_mode);
     L3_LOG_DEBUG("\n==%s==\n", line.text());
     if (line.run() != 0) {
       flush_fw_mac(flush_dhcp);
@@ -53,7 +56,7 @@ int32_t config_fw_dhcp(void) {
     }
   }
   L3_LOG_DEBUG("[dhcp_mac_filter_ctrl=%x]\n", filter.dhcp_mac_filter_ctrl);
-  if (white_list) {
+  if (filter.dhcp_black_white == white_list_mode) {
     str_system("iptables -A input_ext_dhcp -j DROP");
   }
   return 0;
@@ -110,7 +113,7 @@ int32_t gl3_web_remove_all_dhcp_rule(void) {
     L3_LOG_ERROR("gl3_web_remove_all_dhcp_rule::flush_fw_mac err!\n");
     return result;
   }
-  // Kept: no catch-all even for a white list; without entries every client is to be served.
+  // Kept: no catch-all even for a white list: with no entry left, every client is served.
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_dhcp_rule::save_fw err!\n");
     return result;

@@ -58,8 +58,29 @@ void write_address(AddressText& text, uint32_t ip) {
 }
 
 void write_address(AddressText& text, const uint8_t (&ip)[16]) {
-  // Kept: an all-zero address is not left open, it becomes "::".
+  // Kept: an all-zero address is not left open, it becomes "::", so the rule matches nothing.
   gl3_web_ip6_bin_to_str(text, ip);
+}
+
+/* The port ranges, which TCP and UDP alone have. */
+template <typename Entry>
+Verdict append_ports(CommandLine& line, const Entry& entry) {
+  if (entry.protocol != 6 && entry.protocol != 17) {
+    return Verdict::fine;
+  }
+  if (has_ports(entry.src_port_s, entry.src_port_e)) {
+    if (entry.src_port_e < entry.src_port_s) {
+      return Verdict::bad_source_ports;
+    }
+    line.append(" --sport %d:%d", entry.src_port_s, entry.src_port_e);
+  }
+  if (has_ports(entry.dst_port_s, entry.dst_port_e)) {
+    if (entry.dst_port_e < entry.dst_port_s) {
+      return Verdict::bad_destination_ports;
+    }
+    line.append(" --dport %d:%d", entry.dst_port_s, entry.dst_port_e);
+  }
+  return Verdict::fine;
 }
 
 /* Turns one entry into one command line: "iptables" or "ip6tables", and everything after it. */
@@ -83,18 +104,8 @@ Verdict build_rule(CommandLine& line, const char* program, const Entry& entry, b
     line.append(" -d %s", destination);
   }
 
-  const bool knows_ports = entry.protocol == 6 || entry.protocol == 17;
-  if (knows_ports && has_ports(entry.src_port_s, entry.src_port_e)) {
-    if (entry.src_port_e < entry.src_port_s) {
-      return Verdict::bad_source_ports;
-    }
-    line.append(" --sport %d:%d", entry.src_port_s, entry.src_port_e);
-  }
-  if (knows_ports && has_ports(entry.dst_port_s, entry.dst_port_e)) {
-    if (entry.dst_port_e < entry.dst_port_s) {
-      return Verdict::bad_destination_ports;
-    }
-    line.append(" --dport %d:%d", entry.dst_port_s, entry.dst_port_e);
+  if (const Verdict ports = append_ports(line, entry); ports != Verdict::fine) {
+    return ports;
   }
   line.append(white_list ? " -j ACCEPT" : " -j DROP");
   return Verdict::fine;
@@ -133,7 +144,7 @@ uint32_t location(const Field& field) {
 template <typename Region>
 void log_first_entry(const Region& region) {
   const auto& entry = region.entries[0];
-  // Kept: locations for the two addresses, as readers of these traces know them.
+  // Kept: locations for the two addresses; only the other words of this trace tell about the entry.
   L3_LOG_DEBUG(
       "==========index=%d, dst_ip=%x, dst_port_s=%d, dst_port_e=%d, protocol=%d, "
       "src_ip=%x========\n",
@@ -141,7 +152,8 @@ void log_first_entry(const Region& region) {
       location(entry.src_ip));
 }
 
-/* The get calls of both families. Kept: the IPv6 call's messages name its IPv4 twin. */
+/* The get calls of both families. Kept: the IPv6 call's messages name its IPv4 twin, so failures of
+ * the two read alike. */
 template <typename Region>
 int32_t get_filter(Region* xo_pFirewallTableInfo, const Region& filter, int32_t (*read_record)()) {
   grm_all_refresh_log_mod_level();
@@ -250,7 +262,8 @@ int32_t gl3_web_set_firewall_cfg(const l3_ip_filter* xi_pFirewallTableInfo) {
   L3_LOG_DEBUG("\n------SET------[ip_filter_ctrl=%x,us_black_white=%d,ds_black_white=%d]\n",
                filter.ip_filter_ctrl, filter.us_black_white, filter.ds_black_white);
 
-  // Kept: only the second flush decides here; the IPv6 call looks at both.
+  // Kept: only the second flush decides here, so after a failed first one the new upstream rules
+  // stand behind the old ones; the IPv6 call looks at both.
   flush_fw_ip(flush_us_ip);
   if (flush_fw_ip(flush_ds_ip) != 0) {
     return -1;
@@ -308,7 +321,8 @@ int32_t gl3_web_remove_all_firewall_rule(void) {
       return result;
     }
   }
-  // Kept: whatever ip_filter_ctrl says.
+  // Kept: whatever ip_filter_ctrl says; a white list that is not applied closes its direction here,
+  // until the chain is next flushed.
   if (fw_enable != 0) {
     drop_the_rest(filter);
   }
@@ -336,7 +350,7 @@ int32_t gl3_web_remove_all_firewall6_rule(void) {
   if (fw_enable != 0) {
     drop_the_rest(filter);
   }
-  // Kept: the last two messages name the IPv4 call.
+  // Kept: the last two messages name the IPv4 call; of the family, only "save_fw6" tells.
   if (const int32_t result = save_fw6(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::save_fw6 err!\n");
     return result;
@@ -357,7 +371,7 @@ int32_t gl3_web_set_ip_table_default(void) {
       return result;
     }
   }
-  // Kept: both saves share one message.
+  // Kept: both saves share one message; the failed command in the log before it tells which it was.
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_set_ip_table_default::save_fw err!\n");
     return result;

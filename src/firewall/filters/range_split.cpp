@@ -11,7 +11,6 @@
  *            entry point runs all its steps whatever one of them returns
  */
 #include <bit>
-#include <cstring>
 
 #include "firewall/base/command.hpp"
 #include "firewall/base/log.hpp"
@@ -69,14 +68,7 @@ void put_prefix(CommandLine& line, const Rule& rule, uint32_t address, unsigned 
   gl3_web_ip_bin_to_str(second, address + (uint32_t{1} << level.shift));
   // Kept: the second line is the first with its address replaced, wherever it stands in it, so a
   // head that holds this address changes too.
-  if (replace_string(line.text(), first, second) == -1) {
-    // A digit more no longer fits: never run, and shown as far as it goes in.
-    do {
-      line.text()[strlen(line.text()) - 1] = '\0';
-    } while (replace_string(line.text(), first, second) == -1);
-    L3_LOG_ERROR("command is too long: [%s]\n", line.text());
-    return;
-  }
+  line.replace(first, second);
   line.run_ignoring_result();
 }
 
@@ -88,6 +80,9 @@ void split(const Rule& rule, const Range& range) {
   const uint32_t size = std::bit_floor(range.count);
   const auto bits = static_cast<unsigned>(std::countr_zero(size));
 
+  // Kept: the largest power of two comes first, wherever it lies. That is not always the shortest
+  // series (.10 to .20 takes five prefixes where four would do); a shorter one would be other
+  // rules.
   if (size != range.count) {
     level.worker(rule.head, rule.tail, range.start, range.start + ((size - 1) << level.shift));
     level.worker(rule.head, rule.tail, range.start + (size << level.shift), range.end);
@@ -169,8 +164,8 @@ int32_t config_acl_ip_range(const char* head, const char* tail, uint32_t start, 
       return 0;
     case 16:
       config_acl_ip_range_24_mask(head, tail, start, start_block + 255);
-      // Kept: between neighbouring blocks there is nothing, and the call says so in the log, where
-      // a refused middle has always been seen; a reversed range is not caught before it either.
+      // Kept: between neighbouring blocks there is nothing, and the call says so in the log; a
+      // reversed range is not caught before it either.
       config_acl_ip_range_16_mask(head, tail, start_block + 256, end_block - 256);
       config_acl_ip_range_24_mask(head, tail, end_block, end);
       return 0;

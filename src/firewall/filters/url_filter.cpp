@@ -1,7 +1,7 @@
 /*
  * The URL filter: DNS look-ups of listed host names by LAN clients, in a daily time span.
  *
- *   region   url_filter of fw_rules_table (44-byte entries); the one of fw6_rules_table makes no rule
+ *   region   url_filter of fw_rules_table (44-byte entries); that of fw6_rules_table makes no rule
  *   chain    forward_ext_url
  *   lists    0 black list (match dropped), anything else white list (match accepted, every other
  *            look-up dropped by a catch-all that knows no time)
@@ -40,8 +40,8 @@ constexpr size_t label_form_size = max_name_length + 2;
 constexpr char drop_every_look_up[] =
     "iptables -A forward_ext_url -i br0 -p udp --dport 53 -j DROP";
 
-/* Copies the label at the start of `name` to `form`, with a zero behind it, and stores its length. An
- * empty label does nothing: `form` and `length` stay as they are. */
+/* Copies the label at the start of `name` to `form`, with a zero behind it, and stores its length.
+ * An empty label does nothing: `form` and `length` stay as they are. */
 void copy_label(char* form, const char* name, size_t& length) {
   const char* dot = strchr(name, '.');
   const size_t characters = dot == nullptr ? strlen(name) : static_cast<size_t>(dot - name);
@@ -69,7 +69,8 @@ void build_rule(CommandLine& line, const l3_url_entry& entry, bool white_list) {
   char labels[label_form_size] = {};
   // A name that fills its field ends there; its terminator is this buffer's last byte.
   memcpy(name, entry.url, sizeof(entry.url));
-  // Kept: a rejected name goes on with an empty match string.
+  // Kept: a rejected name goes on with an empty match string; the packet filter refuses that rule,
+  // and the generator then empties the chain.
   parse_url(name, labels);
 
   const DailySpan span =
@@ -103,22 +104,19 @@ int32_t parse_url(const char* url, char* resolve_url) {
     return -1;
   }
 
-  // Kept: the label length outlives an empty label, whose place it then takes.
-  size_t label = 0;
-  if (url[0] == '.') {
+  // A dot in front stands where the first length byte goes; without one, everything moves on by
+  // one.
+  const size_t ahead = url[0] == '.' ? 1 : 0;
+  if (ahead == 1) {
     L3_LOG_DEBUG(".xxx.xx\n");
-    // Every dot of the name stands where a length byte goes.
-    for (size_t dot = 0; dot + 1 < length; dot += label + 1) {
-      copy_label(resolve_url + dot + 1, url + dot + 1, label);
-      resolve_url[dot] = static_cast<char>(label);
-    }
   } else {
     L3_LOG_DEBUG("xxx.xxx.xx\n");
-    // The length byte in front moves everything on by one.
-    for (size_t start = 0; start < length; start += label + 1) {
-      copy_label(resolve_url + start + 1, url + start, label);
-      resolve_url[start] = static_cast<char>(label);
-    }
+  }
+  // Kept: the label length outlives an empty label, whose place it then takes.
+  size_t label = 0;
+  for (size_t at = 0; at + ahead < length; at += label + 1) {
+    copy_label(resolve_url + at + 1, url + at + ahead, label);
+    resolve_url[at] = static_cast<char>(label);
   }
   L3_LOG_DEBUG("url=%s\n", url);
   L3_LOG_DEBUG("resolve_url=%s\n", resolve_url);
@@ -133,6 +131,7 @@ int32_t config_fw_url(void) {
       continue;
     }
     CommandLine line;
+    // Kept: any mode but 0 is a white list here; the MAC and DHCP filters take 1 alone.
     build_rule(line, entry, filter.url_black_white != 0);
     L3_LOG_DEBUG("\n==%s==\n", line.text());
     if (line.run() != 0) {
