@@ -62,7 +62,8 @@ L3_API int32_t gl3_web_ip_str_to_bin(const char* xi_src, uint32_t* xo_ip);
 /**
  * Converts an IPv6 text, as inet_pton(3) accepts it, to 16 bytes in text order. Returns 0; -1 for
  * a null argument (logged) or any other text (one line on standard output), the empty text
- * included.
+ * included. Where the system knows no IPv6 and its inet_pton() answers -1, the result is 1
+ * (logged); the empty text then stores one zero byte and returns 0.
  */
 L3_API int32_t gl3_web_ip6_str_to_bin(const char* xi_src, uint8_t* xo_ip);
 

@@ -1,8 +1,8 @@
 /**
  * Two switches that are no rule tables, both in fw_rules_table. The anti port scan switch turns on
  * a fixed set of rules against TCP packets that open no proper connection and shuts the Internet
- * WAN out of the gateway's own services. The IPsec pass control decides whether IKE and NAT traversal
- * (UDP 500 to 500 and 4500 to 4500) are forwarded. Both act on IPv4 alone.
+ * WAN out of the gateway's own services. The IPsec pass control decides whether IKE and NAT
+ * traversal (UDP 500 to 500 and 4500 to 4500) are forwarded. Both act on IPv4 alone.
  */
 #ifndef L3_ADVANCE_ATTACK_PROTECTION_H
 #define L3_ADVANCE_ATTACK_PROTECTION_H

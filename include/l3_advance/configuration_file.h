@@ -52,7 +52,7 @@ L3_API int32_t set_firewall_state_to_cfgfile(uint32_t xi_control);
 /** Read both firewall records. Checks the file; zeroes each record just before it is read. */
 L3_API int32_t get_firewall_rules_from_cfgfile(void);
 
-/** Writes both firewall records, and nothing of the route-QoS record between them. Checks the file. */
+/** Writes both firewall records, nothing of the route-QoS record between them. Checks the file. */
 L3_API int32_t set_firewall_rules_to_cfgfile(void);
 
 /** Read or write fw_rules_table alone. Check the file; the read zeroes the record first. */

@@ -24,10 +24,11 @@ L3_API int32_t gl3_update_internet_wan(void);
 /**
  * Binds the dispatch chains to br0 and to the name that is kept: appends six jumps to
  * forward_ext_ip (both families) and input_ext_acl, which gain a second copy unless they were
- * cleared before. Then reads the master switch from the configuration file and, when it is on, the anti port scan
- * switch: on, the WAN is shut out through input_ext_local_access_ex; off, that chain is flushed.
- * Returns 0, or -1 when the master switch cannot be read (the jumps stay). Failed commands are
- * only logged.
+ * cleared before. Then reads the master switch from the configuration file and, when it is on, the
+ * anti port scan switch, which also refreshes the log level and reloads both firewall records: on,
+ * the WAN is shut out through input_ext_local_access_ex; off, or when it cannot be read, that chain
+ * is flushed. Returns 0, or -1 when the master switch cannot be read (the jumps stay). Failed
+ * commands are only logged.
  */
 L3_API int32_t gl3_update_firewall(void);
 

@@ -27,10 +27,11 @@ L3_API int32_t config_fw6_ip(void);
 
 /**
  * Replaces the stored IPv4 (IPv6) filter by `xi_pFirewallTableInfo`. An image equal to the stored
- * one returns 0 at once. Otherwise the record is written to the configuration file, both chains
- * are flushed, the rules are generated when the master switch is on and ip_filter_ctrl is 0, and
- * the rule set is saved. Returns 0, or -1 on a null pointer or a failed step; after a failure the
- * new settings stay in memory.
+ * one returns 0 at once. Otherwise the record is written to the configuration file (a missing file
+ * is created with its defaults, which take the place of what was set), both chains are flushed, the
+ * rules are generated when the master switch is on and ip_filter_ctrl is 0, and the rule set is
+ * saved. Returns 0, or -1 on a null pointer or a failed step; after a failure the new settings stay
+ * in memory.
  */
 L3_API int32_t gl3_web_set_firewall_cfg(const l3_ip_filter* xi_pFirewallTableInfo);
 L3_API int32_t gl3_web_set_firewall6_cfg(const l3_ip6_filter* xi_pFirewallTableInfo);

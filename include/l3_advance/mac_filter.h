@@ -17,8 +17,8 @@ extern "C" {
 
 /**
  * Appends the rules of the stored IPv4 (IPv6) filter, one command line an active entry, then, in
- * mode 1, the catch-all drop. The chain is not flushed first. Returns 0; -1, with a log line, when a
- * rule's command fails (the chain is flushed, and no later entry is tried).
+ * mode 1, the catch-all drop. The chain is not flushed first. Returns 0; -1, with a log line, when
+ * a rule's command fails (the chain is flushed, and no later entry is tried).
  */
 L3_API int32_t config_fw_mac(void);
 L3_API int32_t config_fw6_mac(void);

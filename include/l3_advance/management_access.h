@@ -32,9 +32,9 @@ L3_API int32_t omci_set_web_state(uint8_t state, int32_t port);
  * of the source network `pLanNet` to the address `pJumpIp`, unless they are meant for the gateway
  * itself. The gateway's address is the LAN DHCP server's, up to 15 characters, or 192.168.1.1
  * when the platform knows none. Adding twice leaves two rules; removing needs the texts that were
- * given when adding. Both texts are zero-terminated and reach the shell as they are: the caller
- * has checked them. A line of more than 255 characters is logged and not run. Returns 0, or -1
- * (logged) when either text is null.
+ * given when adding and the same gateway address. Both texts are zero-terminated and reach the
+ * shell as they are: the caller has checked them. A line of more than 255 characters is logged and
+ * not run. Returns 0, or -1 (logged) when either text is null.
  */
 L3_API int32_t gl3_web_cfg_page_jump(uint32_t enable, const char* pLanNet, const char* pJumpIp);
 

@@ -288,7 +288,7 @@ L3_OFFSET(l3_fw_rules, security_level, 6164);
 /** IPv6 settings. Only the IP filter and the MAC filter make rules. */
 typedef struct l3_fw6_rules {
   l3_ip6_filter ip_filter;
-  l3_url_filter url_filter; /**< only logged */
+  l3_url_filter url_filter; /**< count and switch are logged, the rest is unused */
   uint32_t anti_port_scan;  /**< unused */
   uint32_t ipsec_pass_ctrl; /**< 1 in a fresh file, never read */
   l3_mac_filter mac_filter;

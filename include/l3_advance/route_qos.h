@@ -3,8 +3,9 @@
  * and handed whole to the platform, which programs the forwarding hardware. No packet-filter rule,
  * and the rules themselves are not looked into.
  *
- * A set call writes the file before it tells the platform; a refusal by the platform leaves the file
- * as written. The calls return what the platform returned: -1 is failure, anything else success.
+ * A set call writes the file before it tells the platform; a refusal by the platform leaves the
+ * file as written. The calls return what the platform returned: -1 is failure, anything else
+ * success.
  */
 #ifndef L3_ADVANCE_ROUTE_QOS_H
 #define L3_ADVANCE_ROUTE_QOS_H

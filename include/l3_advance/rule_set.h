@@ -22,7 +22,7 @@ L3_API int32_t flush_fw6(void);
 
 /**
  * Each of these runs the one command line that it is given and returns the result of str_system().
- * They differ in name alone: a feature keeps to the one that its callers have always seen.
+ * They differ in name alone, and any of them takes any line.
  */
 L3_API int32_t flush_fw_ip(const char* command);
 L3_API int32_t flush_fw_url(const char* command);
@@ -47,7 +47,9 @@ L3_API int32_t save_fw6(void);
  */
 L3_API int32_t restore_fw(void);
 
-/** Restores the IPv6 filter table from "/ztcfg/firewall6.conf". Returns 0; failures are only logged. */
+/**
+ * Restores the IPv6 filter table from "/ztcfg/firewall6.conf". Returns 0; failures are only logged.
+ */
 L3_API int32_t restore_fw6(void);
 
 #ifdef __cplusplus

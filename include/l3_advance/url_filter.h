@@ -61,8 +61,8 @@ L3_API int32_t gl3_web_get_url_cfg(l3_url_filter* xo_pUrlTableInfo);
 L3_API int32_t gl3_web_remove_all_url_rule(void);
 
 /**
- * Factory state: flushes the chain, saves the rule set, zeroes the filter, mode and switch included,
- * and writes both records. No catch-all is added. Returns 0 or the failing step's result.
+ * Factory state: flushes the chain, saves the rule set, zeroes the filter, mode and switch
+ * included, and writes both records. No catch-all is added. Returns 0 or the failing step's result.
  */
 L3_API int32_t gl3_web_set_url_table_default(void);
 

@@ -4,8 +4,8 @@
  *   record   RtQoSRulesTable: the switch and 244 bytes of rules, carried as they are
  *   told     the platform, with the address of the whole record; no packet-filter rule
  *   kept     a set with the switch off empties the record in memory and not in the file; turning
- *            the switch off leaves the rules in what the platform gets; messages name routines
- *            and calls of older releases
+ *            the switch off leaves the rules in what the platform gets; some messages name another
+ *            call, or routines that are not the ones called
  */
 #include "l3_advance/route_qos.h"
 
@@ -46,6 +46,8 @@ int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale) {
   }
   const int32_t result = gpon_l3_set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
+    // Kept: there is no routine of this name, nor of the get_qos_rules_from_cfgfile below: the log
+    // knows gpon_l3_set_qos_cfg and get_qos_cfg_from_cfgfile by these.
     L3_LOG_ERROR("gl3_web_set_route_qos::gpon_l3_set_qos_rules err!\n");
   }
   return result;
@@ -54,7 +56,8 @@ int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale) {
 int32_t gl3_web_get_route_qos(l3_qos_rules* xo_rulesTale) {
   grm_all_refresh_log_mod_level();
   if (xo_rulesTale == nullptr) {
-    // Kept: the text of the set call.
+    // Kept: the text of the set call; only the line number tells a null pointer here from one
+    // there.
     L3_LOG_ERROR("gl3_web_set_route_qos:: xi_rulesTale NULLP err\r\n");
     return -1;
   }
@@ -81,10 +84,11 @@ int32_t gl3_web_set_route_qos_control(int32_t xi_ctrl) {
     L3_LOG_ERROR("gl3_web_set_route_qos_control::set_qos_cfg_to_cfgfile err!\n");
     return -1;
   }
-  // Kept: the rules are not zeroed when the switch goes off, unlike in the set call.
+  // Kept: the rules are not zeroed when the switch goes off, unlike in the set call: the platform
+  // gets them beside a switch of 0.
   const int32_t result = gpon_l3_set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
-    // Kept: the text of the set call.
+    // Kept: the text of the set call; a refused switch reads like refused rules.
     L3_LOG_ERROR("gl3_web_set_route_qos::gpon_l3_set_qos_rules err!\n");
   }
   return result;
@@ -120,7 +124,8 @@ int32_t gl3_init_qos(void) {
     L3_LOG_ERROR("gl3_init_qos::get_qos_rules_from_cfgfile err!\n");
     return -1;
   }
-  // Kept: the table goes out as loaded, also when its switch is off.
+  // Kept: the table goes out as loaded, also when its switch is off, so until the next set call the
+  // platform has rules that such a call would have left out.
   const int32_t result = gpon_l3_set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
     L3_LOG_ERROR("gl3_init_qos::gpon_l3_set_qos_rules err!\n");

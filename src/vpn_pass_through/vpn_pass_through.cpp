@@ -17,6 +17,7 @@
 
 namespace {
 
+// Kept: GRE alone is told to the driver; ESP goes as the driver has it.
 constexpr int32_t gre = 47;
 
 /* 1 once the stored value has reached the platform, or a newer one has been set. */
@@ -32,7 +33,8 @@ int32_t push_stored_state(uint8_t* xo_control) {
     puts("gl3_web_get_vpn_pass_through::grm_l3_advance_set_vpn_pass_through error!");
     return -1;
   }
-  // Kept: a driver that has just started lets nothing through, so a 0 is not told to it.
+  // Kept: a stored 0 goes to the resource manager alone; a driver that is on stays on until the
+  // next change.
   if (*xo_control != 0) {
     if (const int32_t result = gpon_l3_control_vpn_pass_through(gre, *xo_control); result != 0) {
       printf("gl3_web_get_vpn_pass_through::gpon_l3_control_vpn_pass_through [GRE]error=%d\n",
@@ -48,6 +50,8 @@ int32_t push_stored_state(uint8_t* xo_control) {
 
 extern "C" {
 
+// Kept: no call of this file refreshes the log level; every message goes to standard output, which
+// knows no level.
 int32_t gl3_web_set_vpn_pass_through(uint8_t control) {
   if (control > 1) {
     printf("gl3_web_set_vpn_pass_through::control =%d err\n", control);
@@ -58,7 +62,7 @@ int32_t gl3_web_set_vpn_pass_through(uint8_t control) {
     puts("gl3_web_set_vpn_pass_through::grm_l3_advance_get_vpn_pass_through error!");
     return -1;
   }
-  // Kept: nothing is written here, so the next read still takes the file's value.
+  // Kept: no flag either; a process that has not read yet still takes the file's value first.
   if (control == current) {
     return 0;
   }

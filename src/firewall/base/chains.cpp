@@ -61,8 +61,8 @@ using namespace l3;
 extern "C" {
 
 int32_t flush_fw(void) {
-  // Kept: this removes the jump to input_ext_local_access_ex too, and only the bad-TCP rules put
-  // it back.
+  // Kept: this removes the jump to input_ext_local_access_ex too, until the bad-TCP rules or the
+  // next start put it back.
   flush_fw_bad_tcp(flush_local_access);
   flush_fw_mac(flush_us_acl);
   flush_fw_mac(flush_ds_acl);
@@ -110,7 +110,8 @@ int32_t save_fw6(void) {
 
 int32_t restore_fw(void) {
   str_system("iptables-restore </ztcfg/firewall.conf");
-  // Kept: the eighth rule of INPUT goes, whatever it is; callers know the call as doing both.
+  // Kept: the eighth rule of INPUT goes, whatever it is; with the management-access chain hooked
+  // in, that is the jump to the DHCP filter's chain.
   str_system("iptables -D INPUT 8");
   return 0;
 }

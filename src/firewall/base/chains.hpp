@@ -1,5 +1,5 @@
 /*
- * Every chain and every fixed command of the rule set, once, as text that grep finds.
+ * The chain tree, and every `-t filter -F` line, once, as text that grep finds.
  *
  * The tree, all in the filter table. Order decides: an ACCEPT is final, so what a chain accepts
  * never reaches the chains behind it.

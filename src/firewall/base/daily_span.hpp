@@ -18,8 +18,8 @@ struct DailySpan {
   char stop[8];
 };
 
-/* A stop hour of 24 or more is the end of the day, 23:59. Everything else is printed as it is, and a
- * time that does not exist is left for the packet filter to refuse. */
+/* A stop hour of 24 or more is the end of the day, 23:59. Everything else is printed as it is, and
+ * a time that does not exist is left for the packet filter to refuse. */
 [[nodiscard]] DailySpan daily_span(DailyTime start, DailyTime stop);
 
 }  // namespace l3

@@ -34,8 +34,8 @@ void clear_entries(Region& stored) {
 
 /*
  * Walks the first `count` entries of a region, in order. A count above the entry area goes on
- * through the bytes behind it, as readers of the record always have, but never past the record's
- * end; zero and negative counts walk nothing. The count is read again before each entry.
+ * through the bytes behind it, but never past the record's end; zero and negative counts walk
+ * nothing. The count is read again before each entry.
  *
  *     for (EntryWalk walk(fw_rules_table, fw_rules_table.mac_filter); walk.next(entry);) …
  */

@@ -1,6 +1,6 @@
 /*
- * The master switch, the security level on top of it, the factory reset, and the two switch calls of
- * the captive portal.
+ * The master switch, the security level on top of it, the factory reset, and the two switch calls
+ * of the captive portal.
  *
  *   switch   fw_enable in memory, "fire_wall=" in the configuration file; every generator asks it
  *   level    security_level of both records: 0 off, 1 on, 2 on with anti port scan; a view of the
@@ -180,7 +180,7 @@ int32_t gl3_web_set_firewall_default(void) {
     L3_LOG_ERROR("gl3_web_set_firewall_default::gl3_web_set_anti_port_scan err!\n");
     return result;
   }
-  // Kept: in memory alone; the write of the next step that succeeds carries it to the file.
+  // Kept: in memory alone; seen only where the next step fails before it clears both regions.
   fw_rules_table.ip_filter.ip_filter_ctrl = 0;
   fw6_rules_table.ip_filter.ip_filter_ctrl = 0;
   if (const int32_t result = gl3_web_set_ip_table_default(); result != 0) {

@@ -30,6 +30,10 @@ void ask_dhcp_server(char (&gateway)[16]) {
 
 extern "C" {
 
+// Kept: the OMCI calls store nothing, so after a restart telnet and web are open until the agent
+// calls again.
+// Kept: nor do they refresh the log level; what they trace goes by the level of the last call that
+// did.
 int32_t omci_set_telnet_state(uint8_t state) {
   // Deleted before they are appended, so that blocking twice leaves each drop once.
   str_system("iptables -D INPUT -j input_ext_access_ctrl");
@@ -46,6 +50,8 @@ int32_t omci_set_telnet_state(uint8_t state) {
 
 int32_t omci_set_web_state(uint8_t state, int32_t port) {
   str_system("iptables -D INPUT -j input_ext_access_ctrl");
+  // Kept: the drop of a port that an earlier call named stays; it goes when that port is named
+  // again.
   CommandLine remove;
   remove.append("iptables -D input_ext_access_ctrl -p tcp --dport %d -j DROP", port);
   remove.run_ignoring_result();

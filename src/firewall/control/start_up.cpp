@@ -34,7 +34,7 @@ bool exists(const char* path) {
   return access(path, F_OK) == 0;
 }
 
-/* The IPsec setting is not asked for the master switch. */
+/* Whatever the master switch says. */
 void block_ipsec_unless_it_may_pass() {
   // Kept: what cannot be read counts as 0, so a broken file blocks rather than passes.
   uint32_t pass = 0;
@@ -70,7 +70,8 @@ int32_t bring_rules_back() {
 extern "C" {
 
 int32_t config_fw(void) {
-  // Kept: the IP filter applies when its switch is 0.
+  // Kept: the IP filter applies when its switch is 0, every other feature when its own is not, so
+  // zeroed records have the IP filter alone on.
   if (fw_enable != 0 && fw_rules_table.ip_filter.ip_filter_ctrl == 0) {
     config_fw_ip();
   }
@@ -91,8 +92,8 @@ int32_t config_fw(void) {
   if (fw_enable != 0 && fw_rules_table.caporl.caporl_filter_ctrl != 0) {
     config_fw_caporl();
   }
-  // Kept: no DHCP rules here. They stand from a set call to the next flush or restart, and other
-  // programs of the device bring them back with restore_fw() where they want them.
+  // Kept: no DHCP rules here; they stand from a set call to the next flush or restart, and the
+  // filter's own set call makes them again.
   return 0;
 }
 
@@ -100,7 +101,8 @@ int32_t config_fw6(void) {
   if (fw_enable != 0 && fw6_rules_table.ip_filter.ip_filter_ctrl == 0) {
     config_fw6_ip();
   }
-  // Kept: the URL words are logged for IPv6 too, though it has no URL rules.
+  // Kept: the URL words are logged for IPv6 too, though it has no URL rules: this trace stands
+  // once for each family in the log.
   L3_LOG_DEBUG("\n==[fw_enable=%x,url_filter_ctrl=%x,urlTable=%x]\n", fw_enable,
                fw6_rules_table.url_filter.url_filter_ctrl, fw6_rules_table.url_filter.count);
   if (fw_enable != 0 && fw6_rules_table.mac_filter.mac_filter_ctrl != 0) {

@@ -78,6 +78,8 @@ int32_t gl3_web_set_anti_port_scan(uint8_t control) {
   grm_all_refresh_log_mod_level();
   // Kept: no look at the old value, so that setting it again also rebuilds the rules.
   fw_rules_table.anti_port_scan = control;
+  // Kept: a failed write does not stop the call; the rules follow memory, and the file's old
+  // setting is back after a restart.
   set_firewall_rules_to_cfgfile();
 
   flush_fw_bad_tcp(flush_bad_tcp);
@@ -115,8 +117,10 @@ int32_t gl3_web_set_ipsec_pass_ctrl(uint32_t control) {
   }
   L3_LOG_DEBUG("\n=================set-ipsec_pass_ctrl=%d\n", control);
   fw_rules_table.ipsec_pass_ctrl = control;
+  // Kept: a failed write stops nothing here either.
   set_firewall_rules_to_cfgfile();
 
+  // Kept: the master switch is not asked; IPsec is blocked with the firewall off, too.
   // Deleted first, whether they are there or not, so that blocking leaves each rule once.
   str_system("iptables -t filter -D FORWARD -p udp --sport 500 --dport 500 -j DROP");
   str_system("iptables -t filter -D FORWARD -p udp --sport 4500 --dport 4500 -j DROP");

@@ -23,7 +23,7 @@ using namespace l3;
 
 namespace {
 
-/* Kept: two blanks before "-d"; the line is logged, and compared by log readers, as it stands. A
+/* Kept: two blanks before "-d"; the line stands in the log, and in its error message, with both. A
  * text without its zero ends with its field. */
 void build_rule(CommandLine& line, const l3_caporl_entry& entry) {
   static_assert(sizeof(entry.caporl_ip) == 20);
@@ -44,12 +44,15 @@ int32_t config_fw_caporl(void) {
     build_rule(line, entry);
     L3_LOG_DEBUG("\n==%s==\n", line.text());
     if (line.run() != 0) {
+      // Kept: nothing is dropped then; a failed rule leaves web requests free.
       flush_fw_ip(flush_captiveportal);
-      // Kept: the message names the flush routine; log readers search for this text.
+      // Kept: the message names the flush routine, though it is the rule that failed; the line in
+      // it tells.
       L3_LOG_ERROR("flush_fw_ip::str_system(%s) is err!\n", line.text());
       return -1;
     }
   }
+  // Kept: also with no entry in front; an enabled portal with an empty list drops every request.
   str_system("iptables -A forward_ext_captiveportal -j DROP");
   return 0;
 }
@@ -105,8 +108,8 @@ int32_t gl3_web_remove_all_caporl_rule(void) {
     L3_LOG_ERROR("gl3_web_remove_all_caporl_rule::flush_fw_mac err!\n");
     return result;
   }
-  // Kept: no drop here, though setting an empty list ends in one; callers let all requests through
-  // with this call, until the rules are next generated.
+  // Kept: no drop here, though setting an empty list ends in one: every request passes until the
+  // rules are next generated.
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_caporl_rule::save_fw err!\n");
     return result;
@@ -121,7 +124,8 @@ int32_t gl3_web_remove_all_caporl_rule(void) {
 
 int32_t gl3_web_set_caporl_table_default(void) {
   grm_all_refresh_log_mod_level();
-  // Kept: the one flush whose failure does not stop a call; a factory reset goes on.
+  // Kept: this filter's one flush whose failure stops nothing; the reset goes on to clear what is
+  // stored.
   flush_fw_mac(flush_captiveportal);
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_set_caporl_table_default::save_fw err!\n");

@@ -28,6 +28,8 @@ using namespace l3;
 
 namespace {
 
+// Kept: exactly 1, where the URL filter takes any mode but 0: with mode 2 the entries are dropped
+// and the rest passes.
 constexpr uint32_t white_list_mode = 1;
 
 /* The end of a white list, and all of an empty one. */
@@ -125,7 +127,8 @@ int32_t gl3_web_set_mac_cfg(const l3_mac_filter* xi_pMacTableInfo) {
   return save_fw();
 }
 
-// Kept: both error messages of this call name its IPv4 twin and the write of both records.
+// Kept: both error messages of this call name its IPv4 twin and the write of both records, so these
+// failures read alike for both families.
 int32_t gl3_web_set_mac6_cfg(const l3_mac_filter* xi_pMacTableInfo) {
   l3_mac_filter& filter = fw6_rules_table.mac_filter;
   grm_all_refresh_log_mod_level();
@@ -217,11 +220,13 @@ int32_t gl3_web_remove_all_mac6_rule(void) {
   l3_mac_filter& filter = fw6_rules_table.mac_filter;
   grm_all_refresh_log_mod_level();
   if (const int32_t result = flush_fw_mac(flush6_mac); result != 0) {
-    // Kept: this message names the IPv4 call, the two below name this one.
+    // Kept: this message names the IPv4 call, the two below name this one; the failed command in
+    // the log before it tells the family.
     L3_LOG_ERROR("gl3_web_remove_all_mac_rule::flush_fw_mac err!\n");
     return result;
   }
-  // Kept: every mode but 0, as in the IPv4 call.
+  // Kept: every mode but 0, as in the IPv4 call: in mode 2 all senders are blocked until the rules
+  // are next generated.
   if (fw_enable != 0 && filter.mac_filter_ctrl != 0 && filter.mac_black_white != 0) {
     str_system(drop6_every_sender);
   }
