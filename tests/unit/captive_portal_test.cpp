@@ -8,11 +8,6 @@ using namespace harness;
 
 namespace {
 
-Lines operator+(Lines left, const Lines& right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
 std::string entry(uint32_t enable, std::string address) {
   EXPECT_LE(address.size(), 20U);
   address.resize(20);
@@ -74,28 +69,6 @@ constexpr char all_the_rest[] = "iptables -A forward_ext_captiveportal -j DROP";
 Lines trace(const std::string& values) {
   return debug("\n==[" + values + "]\n");
 }
-
-bool firewall_is_on_in_memory() {
-  return record([] { gl3_web_set_anti_port_scan(1); }).find("--log-prefix") != std::string::npos;
-}
-
-struct WriteFault {
-  FileFault fault;
-  const char* message;
-};
-
-const WriteFault write_faults[] = {
-    {{FileCall::open, 1, EIO},
-     "set_firewall_rules_to_cfgfile::open /ztcfg/l3_advance.dat error!\n"},
-    {{FileCall::lseek, 1, EIO},
-     "set_firewall_rules_to_cfgfile::lseek /ztcfg/l3_advance.dat error!\n"},
-    {{FileCall::write, 1, ENOSPC},
-     "set_firewall_rules_to_cfgfile::write /ztcfg/l3_advance.dat error!\n"},
-    {{FileCall::lseek, 2, EIO},
-     "set_firewall_rules_to_cfgfile::lseek /ztcfg/l3_advance.dat error!\n"},
-    {{FileCall::write, 2, ENOSPC},
-     "set_firewall_rules_to_cfgfile::write /ztcfg/l3_advance.dat error!\n"},
-};
 
 }  // namespace
 
@@ -316,7 +289,7 @@ TEST(CaptivePortal, GettingReadsTheFile) {
   EXPECT_EQ(bytes_of(got), two_places(7));
   EXPECT_EQ(stored(), two_places(7));
   EXPECT_EQ(open_descriptors(), 0);
-  EXPECT_TRUE(firewall_is_on_in_memory());
+  EXPECT_TRUE(switch_in_memory());
 }
 
 TEST(CaptivePortal, GettingIntoNothingIsRefused) {
@@ -354,7 +327,7 @@ TEST(CaptivePortal, ASwitchThatCannotBeReadFailsTheGetCallAfterTheCopy) {
     EXPECT_EQ(bytes_of(got), two_places(7));
   }
   world.file_faults.clear();
-  EXPECT_TRUE(firewall_is_on_in_memory());
+  EXPECT_TRUE(switch_in_memory());
 }
 
 TEST(CaptivePortal, RemovingAllKeepsTheSwitchAndAddsNoDrop) {

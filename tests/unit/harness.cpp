@@ -161,6 +161,11 @@ Lines ran_and_failed(std::string_view command, int exit_code) {
   return after_status(command, exit_code);
 }
 
+Lines operator+(Lines left, const Lines& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
 std::string lines(std::initializer_list<Lines> parts) {
   std::string text;
   for (const Lines& part : parts) {
@@ -203,6 +208,19 @@ void in_a_new_process(const std::function<void()>& action) {
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
       << "the process failed or ended early, wait status " << status;
 }
+
+const std::vector<WriteFault> write_faults = {
+    {{FileCall::open, 1, EIO},
+     "set_firewall_rules_to_cfgfile::open /ztcfg/l3_advance.dat error!\n"},
+    {{FileCall::lseek, 1, EIO},
+     "set_firewall_rules_to_cfgfile::lseek /ztcfg/l3_advance.dat error!\n"},
+    {{FileCall::write, 1, ENOSPC},
+     "set_firewall_rules_to_cfgfile::write /ztcfg/l3_advance.dat error!\n"},
+    {{FileCall::lseek, 2, EIO},
+     "set_firewall_rules_to_cfgfile::lseek /ztcfg/l3_advance.dat error!\n"},
+    {{FileCall::write, 2, ENOSPC},
+     "set_firewall_rules_to_cfgfile::write /ztcfg/l3_advance.dat error!\n"},
+};
 
 void fail_command(std::string command, int exit_code) {
   world.system = [command = std::move(command), exit_code,
@@ -273,6 +291,20 @@ void load_firewall_switch(bool on) {
     get_firewall_rules_from_cfgfile();
     gl3_web_get_firewall_cfg(&ignored);
   }));
+}
+
+bool switch_in_memory() {
+  const std::string seen = record([] { config_fw6(); });
+  const bool on = seen.find("[fw_enable=1,") != std::string::npos;
+  EXPECT_NE(on, seen.find("[fw_enable=0,") != std::string::npos) << seen;
+  return on;
+}
+
+std::string wan_in_memory() {
+  const std::string seen = record([] { gl3_update_firewall(); });
+  const std::string before = "out [gl3_update_firewall]begin to update firewall interface ";
+  EXPECT_EQ(seen.substr(0, before.size()), before);
+  return seen.substr(before.size(), seen.find(".\\n\n") - before.size());
 }
 
 namespace {
@@ -406,6 +438,10 @@ void l3_log_print(int32_t level, int32_t module, const char* format, ...) {
   std::string name = level == 2 ? "error" : level == 4 ? "debug" : "level " + std::to_string(level);
   if (module != 2) {
     name += " module " + std::to_string(module);
+  }
+  // The number is the format's first argument and no part of its text.
+  if (strncmp(format, "line[%d], ", 10) != 0) {
+    name += " of a wrong format";
   }
   add_event(name + " " + printable(shown));
 }

@@ -43,6 +43,9 @@ Lines ran_and_failed(std::string_view command, int exit_code = 1);
 /* A command line alone, as the shell got it. */
 Lines command(std::string_view command);
 
+/* One behind the other. */
+Lines operator+(Lines left, const Lines& right);
+
 /* Joins expected lines the way record() joins what happened. */
 std::string lines(std::initializer_list<Lines> parts);
 
@@ -96,6 +99,13 @@ struct World {
 };
 extern World world;
 
+/* The ways in which the write of both firewall records fails, and what standard output then says. */
+struct WriteFault {
+  FileFault fault;
+  const char* message;
+};
+extern const std::vector<WriteFault> write_faults;
+
 /* The command line fails with `exit_code` whenever it runs. */
 void fail_command(std::string command, int exit_code = 1);
 
@@ -122,6 +132,11 @@ std::string fresh_config_file();
 /* Puts a configuration file in place whose switch line says on or off, and loads that switch and
  * the records into the library; not part of any transcript. */
 void load_firewall_switch(bool on);
+
+/* The master switch in memory, as a trace of the library shows it. */
+bool switch_in_memory();
+/* The WAN name in memory, likewise. Asking brings the master switch in line with the file. */
+std::string wan_in_memory();
 
 /* The bytes of any plain object. */
 template <typename Object>

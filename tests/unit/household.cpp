@@ -138,20 +138,6 @@ void expect_records_as_in_file() {
   EXPECT_TRUE(bytes_of(fw6_rules_table) == file.substr(fw6, 8572)) << "fw6_rules_table differs";
 }
 
-bool switch_in_memory() {
-  const std::string seen = record([] { config_fw6(); });
-  const bool on = seen.find("[fw_enable=1,") != std::string::npos;
-  EXPECT_NE(on, seen.find("[fw_enable=0,") != std::string::npos) << seen;
-  return on;
-}
-
-std::string wan_in_memory() {
-  const std::string seen = record([] { gl3_update_firewall(); });
-  const std::string before = "out [gl3_update_firewall]begin to update firewall interface ";
-  EXPECT_EQ(seen.substr(0, before.size()), before);
-  return seen.substr(before.size(), seen.find(".\\n\n") - before.size());
-}
-
 Lines modules_list() {
   return ran("mkdir -p /lib/modules/$(uname -r);touch /lib/modules/$(uname -r)/modules.dep");
 }
@@ -345,6 +331,11 @@ Lines switched_on(const std::string& wan) {
 
 Lines switched_off() {
   return together({refresh(), flushed(), flushed6()});
+}
+
+Lines switched_on_without_rules() {
+  return together(
+      {refresh(), flushed(), flushed6(), no_rules(1), no_rules(1), wan_bound(), saved(), saved6()});
 }
 
 Lines scan_off() {

@@ -50,10 +50,6 @@ void load(const std::string& file);
 
 /* The library's records are those of the configuration file, word for word. */
 void expect_records_as_in_file();
-/* The master switch in memory, as a trace of the library shows it. */
-bool switch_in_memory();
-/* The WAN name in memory, likewise. Asking brings the master switch in line with the file. */
-std::string wan_in_memory();
 
 /* ---- what is done ---- */
 
@@ -81,9 +77,10 @@ Lines no_rules(int fire_wall);
 /* gl3_update_internet_wan() when all is well, and the dispatch of the master switch. */
 Lines wan_found(const std::string& wan = "wan3");
 Lines wan_bound(const std::string& wan = "wan3");
-/* All that gl3_web_set_fw_status(1) and (0) do with a household. */
+/* All that gl3_web_set_fw_status(1) and (0) do with a household, and (1) with nothing set up. */
 Lines switched_on(const std::string& wan = "wan3");
 Lines switched_off();
+Lines switched_on_without_rules();
 /* gl3_web_set_anti_port_scan(0), and (1) with the master switch on. */
 Lines scan_off();
 Lines scan_on(const std::string& wan = "wan3");

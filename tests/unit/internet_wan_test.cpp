@@ -6,22 +6,9 @@
 
 using namespace harness;
 
-namespace {
-
-/* The first line of a binding names the WAN. */
-std::string bound_name() {
-  const std::string seen = record([] { gl3_update_firewall(); });
-  const std::string before = "out [gl3_update_firewall]begin to update firewall interface ";
-  EXPECT_EQ(seen.substr(0, before.size()), before);
-  const size_t end = seen.find(".\\n\n");
-  return seen.substr(before.size(), end - before.size());
-}
-
-}  // namespace
-
 TEST(InternetWan, TheNameIsWan3AtFirst) {
   load_firewall_switch(false);
-  EXPECT_EQ(bound_name(), "wan3");
+  EXPECT_EQ(wan_in_memory(), "wan3");
 }
 
 TEST(InternetWan, ARefreshTakesThePlatformsName) {
@@ -31,7 +18,7 @@ TEST(InternetWan, ARefreshTakesThePlatformsName) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }),
             lines({platform("grm_gl3_get_internet_index"), platform("getIfName(7)"),
                    out("[gl3_update_internet_wan]get a legal wanifname ppp0.\n")}));
-  EXPECT_EQ(bound_name(), "ppp0");
+  EXPECT_EQ(wan_in_memory(), "ppp0");
 }
 
 TEST(InternetWan, AShorterNameLeavesNothingOfTheOldOne) {
@@ -42,7 +29,7 @@ TEST(InternetWan, AShorterNameLeavesNothingOfTheOldOne) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }),
             lines({platform("grm_gl3_get_internet_index"), platform("getIfName(3)"),
                    out("[gl3_update_internet_wan]get a legal wanifname w1.\n")}));
-  EXPECT_EQ(bound_name(), "w1");
+  EXPECT_EQ(wan_in_memory(), "w1");
 }
 
 TEST(InternetWan, WithoutAnInternetWanTheNameStays) {
@@ -52,7 +39,7 @@ TEST(InternetWan, WithoutAnInternetWanTheNameStays) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_update_internet_wan(), -1); }),
             lines({platform("grm_gl3_get_internet_index"),
                    out("[gl3_update_internet_wan]get a illegal wanindex -1.\n")}));
-  EXPECT_EQ(bound_name(), "wan3");
+  EXPECT_EQ(wan_in_memory(), "wan3");
 }
 
 TEST(InternetWan, ANameThatCannotBeReadLeavesTheOldOne) {
@@ -62,7 +49,7 @@ TEST(InternetWan, ANameThatCannotBeReadLeavesTheOldOne) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_update_internet_wan(), -1); }),
             lines({platform("grm_gl3_get_internet_index"), platform("getIfName(3)"),
                    out("[gl3_update_internet_wan]get a illegal wanifname ppp0.\n")}));
-  EXPECT_EQ(bound_name(), "wan3");
+  EXPECT_EQ(wan_in_memory(), "wan3");
 }
 
 TEST(InternetWan, AFailureAfterASuccessKeepsTheLastName) {
@@ -71,7 +58,7 @@ TEST(InternetWan, AFailureAfterASuccessKeepsTheLastName) {
   static_cast<void>(record([] { gl3_update_internet_wan(); }));
   world.internet_index = -1;
   static_cast<void>(record([] { EXPECT_EQ(gl3_update_internet_wan(), -1); }));
-  EXPECT_EQ(bound_name(), "ppp0");
+  EXPECT_EQ(wan_in_memory(), "ppp0");
 }
 
 TEST(InternetWan, OnlyMinusOneIsAFailure) {
@@ -88,14 +75,14 @@ TEST(InternetWan, OnlyMinusOneIsAFailure) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }),
             lines({platform("grm_gl3_get_internet_index"), platform("getIfName(0)"),
                    out("[gl3_update_internet_wan]get a legal wanifname eth2.\n")}));
-  EXPECT_EQ(bound_name(), "eth2");
+  EXPECT_EQ(wan_in_memory(), "eth2");
 }
 
 TEST(InternetWan, ANameOfFiveCharactersFits) {
   load_firewall_switch(false);
   world.if_name = "ppp10";
   static_cast<void>(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }));
-  EXPECT_EQ(bound_name(), "ppp10");
+  EXPECT_EQ(wan_in_memory(), "ppp10");
 }
 
 TEST(InternetWan, ANameWithoutItsZeroEndsAtFiveCharacters) {
@@ -104,7 +91,7 @@ TEST(InternetWan, ANameWithoutItsZeroEndsAtFiveCharacters) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }),
             lines({platform("grm_gl3_get_internet_index"), platform("getIfName(3)"),
                    out("[gl3_update_internet_wan]get a legal wanifname ppp0..\n")}));
-  EXPECT_EQ(bound_name(), "ppp0.");
+  EXPECT_EQ(wan_in_memory(), "ppp0.");
 }
 
 TEST(InternetWan, AnEmptyNameIsTakenToo) {
@@ -113,5 +100,5 @@ TEST(InternetWan, AnEmptyNameIsTakenToo) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }),
             lines({platform("grm_gl3_get_internet_index"), platform("getIfName(3)"),
                    out("[gl3_update_internet_wan]get a legal wanifname .\n")}));
-  EXPECT_EQ(bound_name(), "");
+  EXPECT_EQ(wan_in_memory(), "");
 }

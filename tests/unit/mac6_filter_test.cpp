@@ -61,11 +61,15 @@ TEST(Mac6Filter, SetWritesTheFileThenFlushesGeneratesAndSaves) {
 TEST(Mac6Filter, SetWritesTheIpv6RecordAloneBeforeTheRulesAreTouched) {
   load_firewall_switch(true);
   fw_rules_table.mac_filter = mac_region(one_tablet(3, 0));
-  world.system = [](const std::string&) {
-    EXPECT_EQ(read_file(config_path), file_with(true, one_tablet(1, 1)));
+  std::string at_first_command;
+  world.system = [&](const std::string&) {
+    if (at_first_command.empty()) {
+      at_first_command = read_file(config_path);
+    }
     return exited(0);
   };
   static_cast<void>(set(one_tablet(1, 1), 0));
+  EXPECT_EQ(at_first_command, file_with(true, one_tablet(1, 1)));
 }
 
 TEST(Mac6Filter, SetGeneratesNothingWhileEitherSwitchIsOff) {
@@ -198,13 +202,19 @@ TEST(Mac6Filter, AFailedReadOfTheRecordsLeavesTheCallersBufferAlone) {
 }
 
 TEST(Mac6Filter, AFailedReadOfTheSwitchComesAfterTheCopy) {
-  write_file(config_path, file_with(true, one_tablet(0, 1)));
-  l3_mac_filter region = {};
-  world.file_faults = {{FileCall::open, 2, EACCES}};
-  EXPECT_EQ(
-      record([&] { EXPECT_EQ(gl3_web_get_mac6_cfg(&region), -1); }),
-      lines({refresh(), error("gl3_web_get_mac6_cfg::get_firewall_state_from_cfgfile err!\n")}));
-  EXPECT_EQ(bytes_of(region), one_tablet(0, 1));
+  load_firewall_switch(true);
+  write_file(config_path, file_with(false, one_tablet(0, 1)));
+  for (const FileFault& fault :
+       {FileFault{FileCall::open, 2, EACCES}, FileFault{FileCall::lseek, 2, EIO},
+        FileFault{FileCall::read, 2, EIO}}) {
+    world.file_faults = {fault};
+    l3_mac_filter region = {};
+    EXPECT_EQ(
+        record([&] { EXPECT_EQ(gl3_web_get_mac6_cfg(&region), -1); }),
+        lines({refresh(), error("gl3_web_get_mac6_cfg::get_firewall_state_from_cfgfile err!\n")}));
+    EXPECT_EQ(bytes_of(region), one_tablet(0, 1));
+    EXPECT_TRUE(switch_in_memory());
+  }
 }
 
 TEST(Mac6Filter, RemoveAllAddsTheCatchAllInEveryModeButZero) {

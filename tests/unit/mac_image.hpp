@@ -30,11 +30,6 @@ inline l3_mac_filter mac_region(const std::string& image) {
   return region;
 }
 
-inline Lines operator+(Lines left, const Lines& right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
 /* What an entry leaves in the log before its command is run. */
 inline Lines mac_traced(const std::string& address, const std::string& command) {
   return debug("gl3_web_mac_bin_to_str::mac_bin=" + address + "\n") +

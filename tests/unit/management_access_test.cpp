@@ -1,17 +1,13 @@
 /* Management access: telnet, web, and the redirect to a configuration page. */
 #include <algorithm>
 #include <map>
+#include <type_traits>
 
 #include "harness.hpp"
 
 using namespace harness;
 
 namespace {
-
-Lines operator+(Lines left, const Lines& right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
 
 /* Just enough of a packet filter to see what a series of -A, -I and -D lines leaves behind. */
 class PacketFilter {
@@ -96,6 +92,7 @@ TEST(ManagementAccess, AllowingTelnetAppendsNone) {
 }
 
 TEST(ManagementAccess, OnlyTheLowByteOfATelnetStateCounts) {
+  static_assert(std::is_same_v<decltype(&omci_set_telnet_state), int32_t (*)(uint8_t)>);
   const uint32_t wide = 256;
   EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_telnet_state(static_cast<uint8_t>(wide)), 0); }),
             lines({telnet_always(), telnet_blocked()}));
@@ -146,6 +143,7 @@ TEST(ManagementAccess, AllowingTheWebServiceAppendsNoDrop) {
 }
 
 TEST(ManagementAccess, OnlyTheLowByteOfAWebStateCounts) {
+  static_assert(std::is_same_v<decltype(&omci_set_web_state), int32_t (*)(uint8_t, int32_t)>);
   const uint32_t wide = 256;
   EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_web_state(static_cast<uint8_t>(wide), 8080), 0); }),
             lines({web_always("8080"), web_blocked("8080")}));

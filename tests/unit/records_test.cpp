@@ -192,11 +192,13 @@ TEST(Records, TheAddressTableIsNobodysBusinessHere) {
 TEST(Records, UnusedIpv6RegionsComeThroughTheFileUnchanged) {
   static_cast<void>(record([] { init_cfgfile(); }));
   fw6_rules_table.security_level = 2;
+  memset(fw6_rules_table.url_filter.entries, 0x55, sizeof(fw6_rules_table.url_filter.entries));
   memset(&fw6_rules_table.dhcp_filter, 0x11, sizeof(fw6_rules_table.dhcp_filter));
   memset(&fw6_rules_table.acl, 0x22, sizeof(fw6_rules_table.acl));
   memset(&fw6_rules_table.caporl, 0x33, sizeof(fw6_rules_table.caporl));
   fw6_rules_table.reserved = 0x44444444;
   std::string expected(8572, '\0');
+  expected.replace(4820, 2200, 2200, '\x55');
   expected.replace(7032, 4, word(1));
   expected.replace(7248, 212, 212, '\x11');
   expected.replace(7460, 328, 328, '\x22');

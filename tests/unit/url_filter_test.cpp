@@ -61,11 +61,15 @@ TEST(UrlFilter, SetWritesTheFileThenFlushesGeneratesAndSaves) {
 
 TEST(UrlFilter, TheFileIsWrittenBeforeTheRulesAreTouched) {
   load_firewall_switch(true);
-  world.system = [](const std::string&) {
-    EXPECT_EQ(read_file(config_path), file_with(true, one_name(1, 1)));
+  std::string at_first_command;
+  world.system = [&](const std::string&) {
+    if (at_first_command.empty()) {
+      at_first_command = read_file(config_path);
+    }
     return exited(0);
   };
   static_cast<void>(set(one_name(1, 1), 0));
+  EXPECT_EQ(at_first_command, file_with(true, one_name(1, 1)));
 }
 
 TEST(UrlFilter, SetGeneratesNothingWhileEitherSwitchIsOff) {
@@ -205,13 +209,19 @@ TEST(UrlFilter, AFailedReadOfTheRecordsLeavesTheCallersBufferAlone) {
 }
 
 TEST(UrlFilter, AFailedReadOfTheSwitchComesAfterTheCopy) {
-  write_file(config_path, file_with(true, one_name(0, 1)));
-  l3_url_filter region = {};
-  world.file_faults = {{FileCall::open, 2, EACCES}};
-  EXPECT_EQ(
-      record([&] { EXPECT_EQ(gl3_web_get_url_cfg(&region), -1); }),
-      lines({refresh(), error("gl3_web_get_url_cfg::get_firewall_state_from_cfgfile err!\n")}));
-  EXPECT_EQ(bytes_of(region), one_name(0, 1));
+  load_firewall_switch(true);
+  write_file(config_path, file_with(false, one_name(0, 1)));
+  for (const FileFault& fault :
+       {FileFault{FileCall::open, 2, EACCES}, FileFault{FileCall::lseek, 3, EIO},
+        FileFault{FileCall::read, 3, EIO}}) {
+    world.file_faults = {fault};
+    l3_url_filter region = {};
+    EXPECT_EQ(
+        record([&] { EXPECT_EQ(gl3_web_get_url_cfg(&region), -1); }),
+        lines({refresh(), error("gl3_web_get_url_cfg::get_firewall_state_from_cfgfile err!\n")}));
+    EXPECT_EQ(bytes_of(region), one_name(0, 1));
+    EXPECT_TRUE(switch_in_memory());
+  }
 }
 
 TEST(UrlFilter, RemoveAllOfAWhiteListLeavesTheCatchAllAlone) {

@@ -41,11 +41,6 @@ inline l3_url_filter url_region(const std::string& image) {
   return region;
 }
 
-inline Lines operator+(Lines left, const Lines& right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
 /* What an entry leaves in the log before its command is run. */
 inline Lines url_traced(const std::string& name, const std::string& labels,
                         const std::string& command) {
