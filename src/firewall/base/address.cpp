@@ -125,8 +125,8 @@ int32_t p_bl_inet_pton4(const char* text, uint8_t* out4) {
 
   for (const char* at = text; *at != '\0'; ++at) {
     if (*at >= '0' && *at <= '9') {
-      if (!in_octet && ++begun > sizeof(octets)) {
-        return 0;
+      if (!in_octet) {
+        ++begun;  // never a fifth: no dot is taken behind the fourth
       }
       uint8_t& octet = octets[begun - 1];
       const uint32_t value = octet * 10U + static_cast<uint32_t>(*at - '0');
