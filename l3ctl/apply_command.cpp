@@ -1,15 +1,12 @@
 /* l3ctl apply: a settings file is checked as a whole, and then what differs from the stored is set. */
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "l3ctl/apply_steps.hpp"
 #include "l3ctl/commands.hpp"
+#include "l3ctl/input.hpp"
 #include "l3ctl/library.hpp"
 
 namespace l3ctl {
@@ -19,35 +16,9 @@ namespace {
 /* Far more than the largest settings need. */
 constexpr size_t largest_file = 1 << 20;
 
-std::string read_all(std::istream& in, const std::string& name) {
-  std::string text;
-  char buffer[4096];
-  while (in.read(buffer, sizeof buffer), in.gcount() > 0) {
-    text.append(buffer, static_cast<size_t>(in.gcount()));
-    if (text.size() > largest_file) {
-      throw Failure(name + ": too large for a settings file; nothing was changed",
-                    exit_wrong_input);
-    }
-  }
-  if (in.bad()) {
-    throw Failure(name + ": cannot be read; nothing was changed", exit_wrong_input);
-  }
-  return text;
-}
-
 settings::Settings checked_settings(const std::string& file) {
-  const bool is_standard_input = file == "-";
-  const std::string name = is_standard_input ? "standard input" : file;
-  std::ifstream stream;
-  if (!is_standard_input) {
-    errno = 0;
-    stream.open(file);
-    if (!stream) {
-      throw Failure(file + ": " + std::strerror(errno) + "; nothing was changed", exit_wrong_input);
-    }
-  }
   const settings::Reading reading =
-      settings::read(read_all(is_standard_input ? std::cin : stream, name), name);
+      settings::read(read_input(file, largest_file), input_name(file));
   for (const std::string& warning : reading.warnings) {
     complain("warning: " + warning);
   }
@@ -106,6 +77,13 @@ int apply_file(const Context& context, const std::string& file) {
 void add_apply_command(CLI::App& app, Context& context) {
   CLI::App* command =
       app.add_subcommand("apply", "Check a settings file as a whole and set what it changes");
+  command->footer(
+      "A section that FILE leaves out stays as it is; one that says what is stored already is not "
+      "set\n"
+      "again. Time spans are in UTC; \"all day\", and an end of 24:00, end at 23:59, which leaves "
+      "the\n"
+      "day's last minute open.\n\n" +
+      app.get_footer());
   auto file = std::make_shared<std::string>();
   command->add_option("FILE", *file, "Settings as JSON; - is standard input")->required();
   command->callback([&context, file] {

@@ -38,13 +38,6 @@ constexpr ApplyStep step(const char* section, int32_t (*set)(const Settings& wan
   return {section, is_wanted<Member>, differs<Member>, set};
 }
 
-int32_t set_vpn_pass_through(const Settings& wanted) {
-  // Reading first makes the platform forget what it held otherwise: the set call compares with that.
-  uint8_t now = 0;
-  const int32_t result = gl3_web_get_vpn_pass_through(&now);
-  return result != 0 ? result : gl3_web_set_vpn_pass_through(*wanted.vpn_pass_through ? 1 : 0);
-}
-
 /* The level stands for the master switch and port-scan protection; off says nothing of the latter. */
 bool level_differs(const Settings& wanted, const Settings& stored) {
   const bool on = *wanted.security_level != SecurityLevel::off;
@@ -70,7 +63,9 @@ constexpr ApplyStep steps[] = {
                                           return gl3_web_set_ipsec_pass_ctrl(
                                               *s.ipsec_pass_through ? 1 : 0);
                                         }),
-    step<&Settings::vpn_pass_through>("vpn_pass_through", set_vpn_pass_through),
+    step<&Settings::vpn_pass_through>(
+        "vpn_pass_through",
+        [](const Settings& s) { return set_vpn_pass_through(*s.vpn_pass_through); }),
     step<&Settings::ip_filter>(
         "ip_filter", [](const Settings& s) { return gl3_web_set_firewall_cfg(&*s.ip_filter); }),
     step<&Settings::ip6_filter>(
@@ -102,6 +97,13 @@ constexpr ApplyStep steps[] = {
 
 std::span<const ApplyStep> apply_steps() {
   return steps;
+}
+
+int32_t set_vpn_pass_through(bool on) {
+  // Reading first hands the stored state to the platform: the set call compares with what that holds.
+  uint8_t now = 0;
+  const int32_t result = gl3_web_get_vpn_pass_through(&now);
+  return result != 0 ? result : gl3_web_set_vpn_pass_through(on ? 1 : 0);
 }
 
 }  // namespace l3ctl

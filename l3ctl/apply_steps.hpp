@@ -18,4 +18,7 @@ struct ApplyStep {
 
 std::span<const ApplyStep> apply_steps();
 
+/* Sets VPN pass-through in the platform and in the file. */
+int32_t set_vpn_pass_through(bool on);
+
 }  // namespace l3ctl

@@ -10,6 +10,27 @@ using AddCommand = void (*)(CLI::App& app, Context& context);
 void add_apply_command(CLI::App& app, Context& context);
 void add_show_command(CLI::App& app, Context& context);
 void add_export_command(CLI::App& app, Context& context);
+void add_status_command(CLI::App& app, Context& context);
+void add_version_command(CLI::App& app, Context& context);
+void add_init_command(CLI::App& app, Context& context);
+void add_reset_command(CLI::App& app, Context& context);
+void add_level_command(CLI::App& app, Context& context);
+void add_firewall_command(CLI::App& app, Context& context);
+void add_portal_command(CLI::App& app, Context& context);
 void add_ip_filter_command(CLI::App& app, Context& context);
+void add_acl_command(CLI::App& app, Context& context);
+void add_url_filter_command(CLI::App& app, Context& context);
+void add_mac_filter_command(CLI::App& app, Context& context);
+void add_dhcp_filter_command(CLI::App& app, Context& context);
+void add_captive_portal_command(CLI::App& app, Context& context);
+void add_port_scan_command(CLI::App& app, Context& context);
+void add_ipsec_command(CLI::App& app, Context& context);
+void add_vpn_command(CLI::App& app, Context& context);
+void add_qos_command(CLI::App& app, Context& context);
+void add_wan_command(CLI::App& app, Context& context);
+void add_access_command(CLI::App& app, Context& context);
+void add_page_jump_command(CLI::App& app, Context& context);
+void add_record_command(CLI::App& app, Context& context);
+void add_restore_rules_command(CLI::App& app, Context& context);
 
 }  // namespace l3ctl

@@ -57,6 +57,12 @@ std::string outcome(int status) {
                              : "ended with " + std::to_string(WEXITSTATUS(status));
 }
 
+/* Whether a tool said that a chain is missing, in the words of either backend. */
+bool misses_chain(const std::string& message) {
+  return message.find("No chain") != std::string::npos ||
+         message.find("does not exist") != std::string::npos;
+}
+
 std::string first_line(const std::string& text) {
   return text.substr(0, text.find('\n'));
 }
@@ -80,34 +86,46 @@ OutputAside::~OutputAside() {
   }
 }
 
+bool stored_exists() {
+  return access(configuration_path, F_OK) == 0;
+}
+
 settings::Settings load_stored() {
   const OutputAside aside;
+  settings::Settings stored;
   uint8_t firewall = 0;
+  uint8_t port_scan = 0;
+  uint32_t ipsec = 0;
   uint8_t vpn = 0;
-  if (get_firewall_rules_from_cfgfile() != 0 || get_qos_cfg_from_cfgfile() != 0 ||
-      gl3_web_get_fw_status(&firewall) != 0 || get_vpn_pass_through_state_from_cfgfile(&vpn) != 0) {
+  int32_t qos = 0;
+  const bool is_loaded =
+      gl3_web_get_fw_status(&firewall) == 0 && gl3_web_get_anti_port_scan(&port_scan) == 0 &&
+      gl3_web_get_ipsec_pass_ctrl(&ipsec) == 0 &&
+      // The VPN call that the platform answers would tell it the stored state; this only looks.
+      get_vpn_pass_through_state_from_cfgfile(&vpn) == 0 &&
+      gl3_web_get_firewall_cfg(&stored.ip_filter.emplace()) == 0 &&
+      gl3_web_get_firewall6_cfg(&stored.ip6_filter.emplace()) == 0 &&
+      gl3_web_get_url_cfg(&stored.url_filter.emplace()) == 0 &&
+      gl3_web_get_mac_cfg(&stored.mac_filter.emplace()) == 0 &&
+      gl3_web_get_mac6_cfg(&stored.mac6_filter.emplace()) == 0 &&
+      gl3_web_get_dhcp_cfg(&stored.dhcp_filter.emplace()) == 0 &&
+      gl3_web_get_acl_cfg(&stored.acl.emplace()) == 0 &&
+      gl3_web_get_caporl_cfg(&stored.captive_portal.emplace()) == 0 &&
+      gl3_web_get_route_qos_control(&qos) == 0 &&
+      gl3_web_get_route_qos(&stored.route_qos_rules.emplace()) == 0;
+  if (!is_loaded) {
     throw Failure(std::string("cannot read ") + configuration_path);
   }
-  settings::Settings stored;
   stored.firewall = firewall != 0;
-  stored.port_scan_protection = fw_rules_table.anti_port_scan != 0;
-  stored.ipsec_pass_through = fw_rules_table.ipsec_pass_ctrl != 0;
+  stored.port_scan_protection = port_scan != 0;
+  stored.ipsec_pass_through = ipsec != 0;
   stored.vpn_pass_through = vpn != 0;
-  stored.ip_filter = fw_rules_table.ip_filter;
-  stored.ip6_filter = fw6_rules_table.ip_filter;
-  stored.url_filter = fw_rules_table.url_filter;
-  stored.mac_filter = fw_rules_table.mac_filter;
-  stored.mac6_filter = fw6_rules_table.mac_filter;
-  stored.dhcp_filter = fw_rules_table.dhcp_filter;
-  stored.acl = fw_rules_table.acl;
-  stored.captive_portal = fw_rules_table.caporl;
-  stored.route_qos_enabled = RtQoSRulesTable.control != 0;
-  stored.route_qos_rules = RtQoSRulesTable.rules;
+  stored.route_qos_enabled = qos != 0;
   return stored;
 }
 
 settings::Settings stored_or_defaults() {
-  if (access(configuration_path, F_OK) == 0) {
+  if (stored_exists()) {
     return load_stored();
   }
   complain(std::string(configuration_path) + " does not exist yet; these are its defaults");
@@ -162,16 +180,21 @@ int Change::report(const std::string& done, const Json& members) {
   for (const std::string& what : failed_) {
     complain(what + ": the library reports a failure");
   }
+  const bool is_done = failed_.empty() && failed_rules.empty();
   if (context_.json) {
-    Json result{{"done", failed_.empty() ? Json(done) : Json()}};
+    Json result{{"done", is_done ? Json(done) : Json()}};
     result.update(members);
     result["failed"] = failed_;
     result["failed_rules"] = failed_rules;
     std::cout << result.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
-  } else if (failed_.empty()) {
+  } else if (is_done) {
     std::cout << done << '\n';
   }
   if (!failed_rules.empty()) {
+    if (std::any_of(failed_rules.begin(), failed_rules.end(),
+                    [](const Json& rule) { return misses_chain(rule["message"]); })) {
+      complain("hint: the chains are made at start-up, by \"l3ctl init\"");
+    }
     complain("the packet filter refused a rule and does not follow the settings");
     return exit_rules_differ;
   }

@@ -37,6 +37,9 @@ auto quietly(Call&& call) {
   return call();
 }
 
+/* Whether there is a configuration file. */
+bool stored_exists();
+
 /* Everything that is stored, loaded into the library too. A missing file is created. */
 settings::Settings load_stored();
 

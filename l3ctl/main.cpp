@@ -1,4 +1,7 @@
 /* l3ctl: settings of the gateway in, rules of the packet filter out. */
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 #include <iostream>
 
@@ -9,10 +12,19 @@ namespace l3ctl {
 namespace {
 
 constexpr AddCommand commands[] = {
-    add_apply_command,
-    add_show_command,
-    add_export_command,
-    add_ip_filter_command,
+    add_apply_command,         add_show_command,
+    add_export_command,        add_status_command,
+    add_version_command,       add_init_command,
+    add_reset_command,         add_level_command,
+    add_firewall_command,      add_portal_command,
+    add_ip_filter_command,     add_acl_command,
+    add_url_filter_command,    add_mac_filter_command,
+    add_dhcp_filter_command,   add_captive_portal_command,
+    add_port_scan_command,     add_ipsec_command,
+    add_vpn_command,           add_qos_command,
+    add_wan_command,           add_access_command,
+    add_page_jump_command,     add_record_command,
+    add_restore_rules_command,
 };
 
 constexpr const char* footer =
@@ -24,6 +36,17 @@ constexpr const char* footer =
     "\n"
     "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything else,\n"
     "the library's own messages included, to standard error.";
+
+/* A closed standard descriptor would be given to the next file that is opened, and what is meant for
+ * people would be written into it. */
+void occupy_standard_descriptors() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    if (fcntl(fd, F_GETFD) == -1) {
+      // Standard output stays unwritable, so that the loss of a result is noticed.
+      open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
 
 int parse(CLI::App& app, int argc, char** argv) {
   try {
@@ -64,6 +87,7 @@ void complain(const std::string& message) {
 }  // namespace l3ctl
 
 int main(int argc, char** argv) {
+  l3ctl::occupy_standard_descriptors();
   int status = l3ctl::exit_failed;
   try {
     status = l3ctl::run(argc, argv);

@@ -30,15 +30,19 @@ Json write_route_qos(const Settings& settings) {
   Json object;
   object["enabled"] = *settings.route_qos_enabled;
   if (settings.route_qos_rules) {
-    uint8_t bytes[sizeof(l3_qos_rules)];
-    std::memcpy(bytes, &*settings.route_qos_rules, sizeof bytes);
-    size_t used = sizeof bytes;
-    while (used > 0 && bytes[used - 1] == 0) {
-      --used;
-    }
-    object["rules"] = hex_text(std::span(bytes).first(used));
+    object["rules"] = qos_rules_text(*settings.route_qos_rules);
   }
   return object;
+}
+
+std::string qos_rules_text(const l3_qos_rules& rules) {
+  uint8_t bytes[sizeof rules];
+  std::memcpy(bytes, &rules, sizeof bytes);
+  size_t used = sizeof bytes;
+  while (used > 0 && bytes[used - 1] == 0) {
+    --used;
+  }
+  return hex_text(std::span(bytes).first(used));
 }
 
 }  // namespace settings

@@ -50,6 +50,9 @@ Reading read(std::string_view text, const std::string& source);
  * so that it can be seen and mended. */
 std::string write(const Settings& settings, const std::vector<std::string>& only = {});
 
+/* The rules of route QoS as settings write them: bytes in hexadecimal, zero bytes at the end left out. */
+std::string qos_rules_text(const l3_qos_rules& rules);
+
 /* The sections of a settings text, in the order in which write() puts them. */
 const std::vector<std::string>& section_names();
 

@@ -16,10 +16,10 @@ COMMANDS = Path("/tmp/commands")
 REFUSED = Path("/tmp/refused")
 
 TOOL = """#!/bin/sh
-line="$(basename "$0") $*"
+line="${0##*/}${*:+ $*}"
 printf '%s\\n' "$line" >>/tmp/commands
-if grep -qxF -e "$line" /tmp/refused 2>/dev/null; then
-  echo "$(basename "$0"): no chain or target of that name" >&2
+if [ -e /tmp/refused ] && grep -qxF -e "$line" /tmp/refused; then
+  echo "${0##*/}: Too many links" >&2
   exit 1
 fi
 exit 0

@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from gateway import CONFIGURATION, L3CTL, Gateway, configuration, word
+from gateway import CONFIGURATION, L3CTL, TOOLS, Gateway, configuration, word
 
 IP_FILTER = """{
   "ip_filter": {
@@ -160,7 +160,7 @@ class WrongInput(Gateway):
     def test_a_huge_file(self):
         self.assert_outcome(
             self.apply(b" " * 2000000), 2, "",
-            "l3ctl: standard input: too large for a settings file; nothing was changed\n")
+            "l3ctl: standard input: more than 1048576 bytes; nothing was changed\n")
         self.assert_untouched()
 
     def test_no_file(self):
@@ -177,7 +177,7 @@ class Failures(Gateway):
         self.assertEqual((outcome.status, outcome.out), (3, ""))
         self.assertIn(
             'l3ctl: "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT" ended with 1: '
-            "iptables: no chain or target of that name\n"
+            "iptables: Too many links\n"
             "l3ctl: ip_filter: the library reports a failure\n"
             "l3ctl: the packet filter refused a rule and does not follow the settings\n", outcome.err)
 
@@ -190,7 +190,14 @@ class Failures(Gateway):
             "done": None, "applied": ["ip_filter"], "unchanged": [], "failed": ["ip_filter"],
             "failed_rules": [{"line": "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT",
                               "outcome": "ended with 1",
-                              "message": "iptables: no chain or target of that name"}]})
+                              "message": "iptables: Too many links"}]})
+
+    def test_missing_chains_are_explained(self):
+        self.store()
+        (TOOLS / "iptables").write_text('#!/bin/sh\necho "iptables: No chain/target/match by that name." >&2\nexit 1\n')
+        outcome = self.apply(IP_FILTER)
+        self.assertEqual(outcome.status, 3)
+        self.assertIn('l3ctl: hint: the chains are made at start-up, by "l3ctl init"\n', outcome.err)
 
     def test_an_unreadable_configuration(self):
         CONFIGURATION.mkdir()
@@ -211,6 +218,16 @@ class Failures(Gateway):
                               stderr=subprocess.PIPE, env=self.environment(), check=False)
         self.assertEqual((done.returncode, done.stderr),
                          (1, b"l3ctl: cannot write to standard output\n"))
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+
+    def test_without_standard_error_nothing_is_written_into_files(self):
+        self.store(firewall=True)
+        done = subprocess.run(["/bin/sh", "-c", f'"{L3CTL}" apply - 2>&-'], stdout=subprocess.PIPE,
+                              input=b'{"port_scan_protection": true}', env=self.environment(), check=False)
+        self.assertEqual((done.returncode, done.stdout),
+                         (0, b"applied: port_scan_protection; unchanged: nothing\n"))
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True, w4628=1))
+        self.assertEqual(os.path.getsize("/run/l3ctl.lock"), 0)
 
 
 class Lock(Gateway):

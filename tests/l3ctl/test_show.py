@@ -174,7 +174,7 @@ class IpFilter(Gateway):
         self.assertEqual(json.loads(outcome.out), {
             "done": None, "failed": ["ip_filter"],
             "failed_rules": [{"line": "iptables -t filter -F forward_ext_us_ip", "outcome": "ended with 1",
-                              "message": "iptables: no chain or target of that name"}]})
+                              "message": "iptables: Too many links"}]})
 
     def test_a_verb_is_needed(self):
         self.assertEqual(self.l3ctl("ip-filter").status, 2)
@@ -193,7 +193,10 @@ class Program(Gateway):
             self.assertIn(text, outcome.out)
 
     def test_help_of_a_command_names_it(self):
-        self.assertIn("Usage: l3ctl apply [OPTIONS] FILE\n", self.l3ctl("apply", "--help").out)
+        text = self.l3ctl("apply", "--help").out
+        self.assertIn("Usage: l3ctl apply [OPTIONS] FILE\n", text)
+        self.assertIn("leaves the\nday's last minute open", text)
+        self.assertIn("Exit status:\n", text)
 
     def test_no_command_and_unknown_ones(self):
         for arguments in ([], ["frobnicate"], ["show", "--frobnicate"], ["--lock-timeout", "-1", "show"],

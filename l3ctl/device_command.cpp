@@ -1,0 +1,101 @@
+/* l3ctl init, reset, restore-rules: the gateway as a whole. */
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "executor/executor.hpp"
+#include "l3_advance/firewall.h"
+#include "l3_advance/rule_set.h"
+#include "l3_advance/vpn_pass_through.h"
+#include "l3ctl/commands.hpp"
+#include "l3ctl/library.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+constexpr const char* what_reset_keeps =
+    "IPsec and VPN pass-through stay as they are, as do the rules of management access";
+
+/* Start-up as the web management server does it. */
+int init(const Context& context) {
+  Change change(context);
+  change.may_fail("mkdir -p /lib/modules/");
+  change.may_fail("iptables -N ");
+  change.may_fail("ip6tables -N ");
+  change.call("firewall", gl3_web_init_fw);
+  change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
+  const auto& failed = executor::failed_lines();
+  if (std::any_of(failed.begin(), failed.end(), [](const executor::FailedLine& one) {
+        return one.line == "iptables -N forward_ext_ip";
+      })) {
+    complain(
+        "warning: the chains were there already, so each jump into them stands twice now; start-up "
+        "belongs to boot, once");
+  }
+  return change.report("init: the gateway is up");
+}
+
+/* Asks at a terminal; without one there is nobody to ask. */
+void confirm() {
+  if (isatty(STDIN_FILENO) == 0) {
+    throw Failure("reset needs --yes when nobody can be asked; nothing was changed",
+                  exit_wrong_input);
+  }
+  std::cerr << "Turn the firewall off and forget every filter and route QoS (" << what_reset_keeps
+            << ")? [y/N] ";
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer != "y" && answer != "Y" && answer != "yes") {
+    throw Failure("nothing was changed");
+  }
+}
+
+int reset(const Context& context, bool is_sure) {
+  if (!is_sure) {
+    confirm();
+  }
+  Change change(context);
+  change.call("reset", gl3_web_set_firewall_default);
+  return change.report("reset: factory state");
+}
+
+int restore_rules(const Context& context) {
+  Change change(context);
+  complain(
+      "warning: after the IPv4 rules are restored, rule number 8 of INPUT is deleted, whatever it "
+      "is");
+  change.call("IPv4", restore_fw);
+  change.call("IPv6", restore_fw6);
+  return change.report(
+      "restore-rules: restored from /ztcfg/firewall.conf and /ztcfg/firewall6.conf");
+}
+
+}  // namespace
+
+void add_init_command(CLI::App& app, Context& context) {
+  app.add_subcommand("init",
+                     "Start-up, once at boot: chains, stored rules, route QoS, VPN pass-through")
+      ->callback([&context] { context.action = [&context] { return init(context); }; });
+}
+
+void add_reset_command(CLI::App& app, Context& context) {
+  CLI::App* command = app.add_subcommand(
+      "reset", std::string("Firewall off, every filter and route QoS empty; ") + what_reset_keeps);
+  auto is_sure = std::make_shared<bool>(false);
+  command->add_flag("--yes", *is_sure, "Do not ask");
+  command->callback([&context, is_sure] {
+    context.action = [&context, is_sure] { return reset(context, *is_sure); };
+  });
+}
+
+void add_restore_rules_command(CLI::App& app, Context& context) {
+  app.add_subcommand(
+         "restore-rules",
+         "Put the saved rules back into the packet filter; deletes rule 8 of INPUT afterwards")
+      ->callback([&context] { context.action = [&context] { return restore_rules(context); }; });
+}
+
+}  // namespace l3ctl

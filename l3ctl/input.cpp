@@ -1,0 +1,42 @@
+#include "l3ctl/input.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+#include "l3ctl/context.hpp"
+
+namespace l3ctl {
+
+std::string input_name(const std::string& file) {
+  return file == "-" ? "standard input" : file;
+}
+
+std::string read_input(const std::string& file, size_t largest) {
+  std::ifstream stream;
+  if (file != "-") {
+    errno = 0;
+    stream.open(file, std::ios::binary);
+    if (!stream) {
+      throw Failure(file + ": " + std::strerror(errno) + "; nothing was changed", exit_wrong_input);
+    }
+  }
+  std::istream& in = file == "-" ? std::cin : stream;
+  std::string bytes;
+  char buffer[4096];
+  while (in.read(buffer, sizeof buffer), in.gcount() > 0) {
+    bytes.append(buffer, static_cast<size_t>(in.gcount()));
+    if (bytes.size() > largest) {
+      throw Failure(input_name(file) + ": more than " + std::to_string(largest) +
+                        " bytes; nothing was changed",
+                    exit_wrong_input);
+    }
+  }
+  if (in.bad()) {
+    throw Failure(input_name(file) + ": cannot be read; nothing was changed", exit_wrong_input);
+  }
+  return bytes;
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,56 @@
+/* l3ctl level: the security level, one word for the master switch and port-scan protection. */
+#include <iostream>
+#include <memory>
+
+#include "l3_advance/firewall.h"
+#include "l3ctl/commands.hpp"
+#include "l3ctl/library.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+constexpr const char* words[] = {"off", "low", "high"};
+
+int show(const Context& context) {
+  // Reading brings the stored level in line with the switches, and so writes the file.
+  Change change(context);
+  int32_t level = 0;
+  if (!change.call("level", [&] { return gl3_web_get_fw_security_level(&level); })) {
+    return change.report("");
+  }
+  const std::string word =
+      level >= 0 && level <= 2 ? words[level] : "unknown (" + std::to_string(level) + ")";
+  std::cout << (context.json ? "{\n  \"security_level\": \"" + word + "\"\n}\n"
+                             : "security level " + word + "\n");
+  return exit_done;
+}
+
+int set(const Context& context, const std::string& word) {
+  Change change(context);
+  int32_t level = 0;
+  while (word != words[level]) {
+    ++level;
+  }
+  change.call("level", [level] { return gl3_web_set_fw_security_level(level); });
+  return change.report("level: " + word);
+}
+
+}  // namespace
+
+void add_level_command(CLI::App& app, Context& context) {
+  CLI::App* command = app.add_subcommand(
+      "level",
+      "Show or set the security level: off (firewall off), low (firewall on), high (firewall and "
+      "port-scan protection on)");
+  auto word = std::make_shared<std::string>();
+  command->add_option("LEVEL", *word, "The new level")
+      ->check(CLI::IsMember({"off", "low", "high"}));
+  command->callback([&context, word] {
+    context.action = [&context, word] {
+      return word->empty() ? show(context) : set(context, *word);
+    };
+  });
+}
+
+}  // namespace l3ctl

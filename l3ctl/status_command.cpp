@@ -1,0 +1,143 @@
+/* l3ctl status: everything on one screen. l3ctl version: who is speaking. */
+#include <unistd.h>
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "l3_advance/version.h"
+#include "l3ctl/commands.hpp"
+#include "l3ctl/library.hpp"
+#include "l3ctl/platform_view.hpp"
+#include "platform/linux/platform_linux.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using settings::Settings;
+
+/* A list: whether it makes rules now, and how many entries it holds. */
+Json list_status(const Settings& stored, bool is_on, int32_t count) {
+  return {{"enabled", is_on}, {"active", is_on && *stored.firewall}, {"entries", count}};
+}
+
+Json lists(const Settings& s) {
+  return {
+      {"ip_filter", list_status(s, s.ip_filter->ip_filter_ctrl == 0, s.ip_filter->count)},
+      {"ip6_filter", list_status(s, s.ip6_filter->ip_filter_ctrl == 0, s.ip6_filter->count)},
+      {"url_filter", list_status(s, s.url_filter->url_filter_ctrl != 0, s.url_filter->count)},
+      {"mac_filter", list_status(s, s.mac_filter->mac_filter_ctrl != 0, s.mac_filter->count)},
+      {"mac6_filter", list_status(s, s.mac6_filter->mac_filter_ctrl != 0, s.mac6_filter->count)},
+      {"dhcp_filter",
+       list_status(s, s.dhcp_filter->dhcp_mac_filter_ctrl != 0, s.dhcp_filter->count)},
+      {"acl", list_status(s, s.acl->acl_filter_ctrl != 0, s.acl->count)},
+      {"captive_portal",
+       list_status(s, s.captive_portal->caporl_filter_ctrl != 0, s.captive_portal->count)},
+  };
+}
+
+const char* security_level(const Settings& stored) {
+  if (!*stored.firewall) {
+    return "off";
+  }
+  return *stored.port_scan_protection ? "high" : "low";
+}
+
+Json status() {
+  const Settings stored = stored_or_defaults();
+  const std::string wan = quietly(internet_wan_name);
+  const std::string lan = lan_address();
+  const auto is_saved = [](const char* path) { return access(path, F_OK) == 0; };
+  return {
+      {"firewall", *stored.firewall},
+      {"security_level", security_level(stored)},
+      {"internet_wan", wan.empty() ? Json() : Json(wan)},
+      {"lan_address", lan.empty() ? Json() : Json(lan)},
+      {"port_scan_protection", *stored.port_scan_protection},
+      {"ipsec_pass_through", *stored.ipsec_pass_through},
+      {"vpn_pass_through", *stored.vpn_pass_through},
+      {"lists", lists(stored)},
+      {"route_qos",
+       {{"enabled", *stored.route_qos_enabled}, {"rules", stored.route_qos_rules->RulesNum}}},
+      {"saved_rules",
+       {{"ipv4", is_saved("/ztcfg/firewall.conf")}, {"ipv6", is_saved("/ztcfg/firewall6.conf")}}}};
+}
+
+void print_line(const std::string& name, const std::string& value) {
+  std::cout << name << std::string(name.size() < 24 ? 24 - name.size() : 1, ' ') << value << '\n';
+}
+
+std::string in_words(const Json& value) {
+  if (value.is_boolean()) {
+    return value.get<bool>() ? "on" : "off";
+  }
+  return value.is_null() ? "none" : value.get<std::string>();
+}
+
+std::string list_in_words(const Json& list) {
+  const int32_t count = list["entries"];
+  const std::string entries = std::to_string(count) + (count == 1 ? " entry" : " entries");
+  if (!list["enabled"].get<bool>()) {
+    return "off, " + entries;
+  }
+  return (list["active"].get<bool>() ? "on, " : "waits for the firewall, ") + entries;
+}
+
+void print_status(const Json& view) {
+  for (const char* key : {"firewall", "security_level", "internet_wan", "lan_address",
+                          "port_scan_protection", "ipsec_pass_through", "vpn_pass_through"}) {
+    print_line(key, in_words(view[key]));
+  }
+  for (const auto& [name, list] : view["lists"].items()) {
+    print_line(name, list_in_words(list));
+  }
+  const Json& qos = view["route_qos"];
+  print_line("route_qos", in_words(qos["enabled"]) + ", rules " + qos["rules"].dump());
+  const Json& saved = view["saved_rules"];
+  const auto yes_no = [](const Json& value) { return value.get<bool>() ? "yes" : "no"; };
+  print_line("saved_rules",
+             std::string("IPv4 ") + yes_no(saved["ipv4"]) + ", IPv6 " + yes_no(saved["ipv6"]));
+}
+
+int show_status(const Context& context) {
+  const Json view = status();
+  if (context.json) {
+    std::cout << view.dump(2) << '\n';
+  } else {
+    print_status(view);
+  }
+  return exit_done;
+}
+
+/* The library registers its banner with the platform, which keeps it. */
+int show_version(const Context& context) {
+  if (quietly(libonu_bsp_version_export) != 0) {
+    throw Failure("the platform does not take the library's version");
+  }
+  std::string banners = platform_linux::read_state("versions");
+  if (context.json) {
+    banners.erase(banners.find_last_not_of('\n') + 1);
+    std::cout << Json{{"l3ctl", L3CTL_VERSION}, {"registered", banners}}.dump(
+                     2, ' ', true, Json::error_handler_t::replace)
+              << '\n';
+  } else {
+    std::cout << "l3ctl " << L3CTL_VERSION << '\n' << banners;
+  }
+  return exit_done;
+}
+
+}  // namespace
+
+void add_status_command(CLI::App& app, Context& context) {
+  app.add_subcommand("status", "Everything on one screen")->callback([&context] {
+    context.action = [&context] { return show_status(context); };
+  });
+}
+
+void add_version_command(CLI::App& app, Context& context) {
+  app.add_subcommand("version", "Versions of this program and of the library")
+      ->callback([&context] { context.action = [&context] { return show_version(context); }; });
+}
+
+}  // namespace l3ctl

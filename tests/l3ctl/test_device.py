@@ -1,0 +1,412 @@
+"""The commands of the gateway as a whole: switches, start-up, reset, WAN, access, records, status."""
+import json
+import os
+import pty
+import subprocess
+import unittest
+from pathlib import Path
+
+from gateway import CONFIGURATION, FW, L3CTL, Gateway, configuration, word
+
+FLUSH = [f"iptables -t filter -F {chain}" for chain in (
+    "input_ext_local_access", "input_ext_us_acl", "input_ext_ds_acl", "input_ext_dhcp", "forward_ext_bad_tcp",
+    "forward_ext_us_ip", "forward_ext_ds_ip", "forward_ext_url", "forward_ext_mac",
+    "forward_ext_captiveportal", "input_ext_local_access_ex")]
+FLUSH6 = [f"ip6tables -t filter -F {chain}" for chain in (
+    "forward_ext_us_ip", "forward_ext_ds_ip", "forward_ext_mac")]
+SAVES = ["iptables-save -t filter", "ip6tables-save -t filter"]
+SCAN_FLUSH = [f"iptables -t filter -F {chain}" for chain in (
+    "forward_ext_bad_tcp", "input_ext_local_access", "input_ext_local_access_ex")]
+TREE = (Path(__file__).parent.parent / "data" / "chain-tree.txt")
+
+STATUS = """\
+firewall                on
+security_level          high
+internet_wan            none
+lan_address             none
+port_scan_protection    on
+ipsec_pass_through      on
+vpn_pass_through        off
+ip_filter               on, 1 entry
+ip6_filter              on, 0 entries
+url_filter              off, 0 entries
+mac_filter              off, 0 entries
+mac6_filter             off, 0 entries
+dhcp_filter             off, 0 entries
+acl                     off, 2 entries
+captive_portal          off, 0 entries
+route_qos               off, rules 0
+saved_rules             IPv4 no, IPv6 no
+"""
+
+
+class Switches(Gateway):
+    def test_firewall(self):
+        self.store()
+        self.assert_outcome(self.l3ctl("firewall", "status"), 0, "firewall                off\n")
+        outcome = self.l3ctl("firewall", "on")
+        self.assertEqual((outcome.status, outcome.out), (0, "firewall: on\n"))
+        self.assertEqual(self.commands(), FLUSH + FLUSH6 + SAVES)
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.assert_outcome(self.l3ctl("firewall", "status", "--json"), 0,
+                            '{\n  "firewall": {\n    "enabled": true\n  }\n}\n')
+        self.assert_outcome(self.l3ctl("firewall", "off"), 0, "firewall: off\n")
+        self.assertEqual(self.commands(), FLUSH + FLUSH6)
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+
+    def test_port_scan(self):
+        self.store()
+        self.assert_outcome(self.l3ctl("port-scan", "on"), 0, "port-scan: on\n")
+        self.assertEqual(self.commands(), SCAN_FLUSH + SAVES[:1])
+        self.assert_outcome(self.l3ctl("port-scan", "status"), 0, "port_scan_protection    on\n")
+        self.assert_outcome(self.l3ctl("port-scan", "off"), 0, "port-scan: off\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+
+    def test_ipsec(self):
+        self.store()
+        block = ["-p udp --sport 500 --dport 500 -j DROP", "-p udp --sport 4500 --dport 4500 -j DROP"]
+        remove = [f"iptables -t filter -D FORWARD {rule}" for rule in block]
+        add = [f"iptables -t filter -A FORWARD {rule}" for rule in block]
+        self.refuse(*remove)
+        outcome = self.l3ctl("ipsec", "off")
+        self.assertEqual((outcome.status, outcome.out), (0, "ipsec: off\n"))
+        self.assertEqual(self.commands(), remove + add + SAVES[:1])
+        self.assert_outcome(self.l3ctl("ipsec", "status"), 0, "ipsec_pass_through      off\n")
+        self.refuse(*add)
+        self.l3ctl("ipsec", "on")
+        self.assertEqual(self.l3ctl("ipsec", "off").status, 3)
+
+    def test_vpn(self):
+        self.store()
+        self.assert_outcome(self.l3ctl("vpn", "on"), 0, "vpn: on\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(vpn=True))
+        self.assertEqual(Path("/run/l3_advance/vpn_driver").read_text(), "47 1\n")
+        self.assert_outcome(self.l3ctl("vpn", "status"), 0, "vpn_pass_through        on\n")
+        self.assert_outcome(self.l3ctl("vpn", "reset"), 0, "vpn: back to the factory state\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+        self.assertEqual(Path("/run/l3_advance/vpn_driver").read_text(), "47 0\n")
+
+    def test_level(self):
+        self.store()
+        self.assert_outcome(self.l3ctl("level"), 0, "security level off\n")
+        for word_, firewall, scan in (("low", True, 0), ("high", True, 1), ("off", False, 1)):
+            outcome = self.l3ctl("level", word_)
+            self.assertEqual((outcome.status, outcome.out), (0, f"level: {word_}\n"))
+            stored = CONFIGURATION.read_bytes()
+            self.assertEqual(stored[29:31], b"1\n" if firewall else b"0\n")
+            self.assertEqual(stored[FW + 4628:FW + 4632], word(scan))
+            self.assert_outcome(self.l3ctl("level", "--json"), 0,
+                                f'{{\n  "security_level": "{word_}"\n}}\n')
+        self.assertEqual(self.l3ctl("level", "2").status, 2)
+
+    def test_a_level_in_a_settings_file(self):
+        self.store()
+        outcome = self.apply('{"security_level": "high", "port_scan_protection": true}')
+        self.assertEqual((outcome.status, outcome.out),
+                         (0, "applied: security_level; unchanged: port_scan_protection\n"))
+        outcome = self.apply('{"security_level": "high", "firewall": {"enabled": true}}')
+        self.assert_outcome(outcome, 0, "applied: nothing; unchanged: security_level, firewall\n")
+        outcome = self.apply('{"security_level": "low"}')
+        self.assertEqual((outcome.status, outcome.out),
+                         (0, "applied: security_level; unchanged: nothing\n"))
+        self.assert_outcome(self.l3ctl("port-scan", "status"), 0, "port_scan_protection    off\n")
+
+    def test_portal(self):
+        self.store(w6160=1)
+        self.assert_outcome(self.l3ctl("portal", "status"), 0, "portal inactive\n")
+        outcome = self.l3ctl("portal", "on")
+        self.assertEqual((outcome.status, outcome.out), (0, "portal: the firewall is on\n"))
+        self.assertTrue(outcome.err.startswith(
+            'l3ctl: note: this switches the whole firewall; "l3ctl captive-portal on" switches the portal '
+            "alone\n"), outcome.err)
+        self.assert_outcome(self.l3ctl("portal", "status"), 0, "portal active\n")
+        self.assert_outcome(self.l3ctl("portal", "status", "--json"), 0, '{\n  "active": true\n}\n')
+        self.assertEqual(self.l3ctl("portal", "off").status, 0)
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(w6160=1))
+
+    def test_reading_without_a_file_creates_none(self):
+        for arguments in (["firewall", "status"], ["portal", "status"], ["qos", "show"], ["status"],
+                          ["acl", "list"]):
+            self.assertEqual(self.l3ctl(*arguments).status, 0)
+            self.assert_untouched()
+
+
+class StartUp(Gateway):
+    def test_three_starts(self):
+        self.store(firewall=True, w2404=1)
+        tree = [line for line in TREE.read_text().splitlines() if line and not line.startswith("#")][:33]
+        outcome = self.l3ctl("init")
+        self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
+        self.assertEqual(self.commands(), tree + SAVES[:1])
+        self.assertEqual(self.l3ctl("init").status, 0)
+        self.assertEqual(self.commands(), tree + SAVES[1:])
+        self.assertEqual(self.l3ctl("init").status, 0)
+        self.assertEqual(self.commands(), tree + ["iptables -A forward_ext_us_ip -j DROP"] + SAVES[:1] +
+                         ["ip6tables-restore"])
+
+    def test_vpn_pass_through_reaches_the_platform(self):
+        CONFIGURATION.write_bytes(configuration(vpn=True))
+        self.assertEqual(self.l3ctl("init").status, 0)
+        self.assertEqual(Path("/run/l3_advance/vpn_pass_through").read_text(), "1\n")
+        self.assertEqual(Path("/run/l3_advance/vpn_driver").read_text(), "47 1\n")
+
+    def test_chains_that_are_there_already_are_warned_about(self):
+        self.refuse("iptables -N forward_ext_ip", "ip6tables -N forward_ext_ip")
+        outcome = self.l3ctl("init")
+        self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
+        self.assertIn("l3ctl: warning: the chains were there already, so each jump into them stands twice "
+                      "now; start-up belongs to boot, once\n", outcome.err)
+
+    def test_a_jump_that_fails_is_told(self):
+        self.refuse("iptables -A FORWARD -j forward_ext_ip")
+        self.assertEqual(self.l3ctl("init").status, 3)
+
+    def test_restore_rules_without_saved_files(self):
+        self.store()
+        outcome = self.l3ctl("restore-rules")
+        self.assertEqual((outcome.status, outcome.out), (3, ""))
+        self.assertIn('l3ctl: "iptables-restore </ztcfg/firewall.conf" ended with 2: ', outcome.err)
+        self.assertIn('l3ctl: "ip6tables-restore </ztcfg/firewall6.conf" ended with 2: ', outcome.err)
+        self.assertEqual(self.commands(), ["iptables -D INPUT 8"])
+
+    def test_restore_rules_from_saved_files(self):
+        self.store()
+        Path("/ztcfg/firewall.conf").write_text("# saved\n")
+        Path("/ztcfg/firewall6.conf").write_text("# saved\n")
+        self.assert_outcome(
+            self.l3ctl("restore-rules"), 0,
+            "restore-rules: restored from /ztcfg/firewall.conf and /ztcfg/firewall6.conf\n",
+            "l3ctl: warning: after the IPv4 rules are restored, rule number 8 of INPUT is deleted, whatever "
+            "it is\n")
+        self.assertEqual(self.commands(), ["iptables-restore", "iptables -D INPUT 8", "ip6tables-restore"])
+
+
+class Reset(Gateway):
+    def setUp(self):
+        super().setUp()
+        self.store(firewall=True, w4628=1, w6160=1, w4632=0)
+
+    def test_needs_yes_when_nobody_can_be_asked(self):
+        stored = CONFIGURATION.read_bytes()
+        self.assert_outcome(self.l3ctl("reset"), 2, "",
+                            "l3ctl: reset needs --yes when nobody can be asked; nothing was changed\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+        self.assertEqual(self.commands(), [])
+
+    def test_with_yes(self):
+        self.assert_outcome(self.l3ctl("reset", "--yes"), 0, "reset: factory state\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(w4632=0))
+
+    def answer(self, text):
+        terminal, other_end = pty.openpty()
+        with subprocess.Popen([L3CTL, "reset"], stdin=other_end, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, env=self.environment()) as asking:
+            os.close(other_end)
+            os.write(terminal, text)
+            out, err = asking.communicate(timeout=60)
+        os.close(terminal)
+        return asking.returncode, out.decode(), err.decode()
+
+    def test_asks_at_a_terminal(self):
+        question = ("Turn the firewall off and forget every filter and route QoS (IPsec and VPN pass-through "
+                    "stay as they are, as do the rules of management access)? [y/N] ")
+        stored = CONFIGURATION.read_bytes()
+        for refusal in (b"\n", b"n\n", b"\x04"):
+            self.assertEqual(self.answer(refusal), (1, "", question + "l3ctl: nothing was changed\n"))
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+        self.assertEqual(self.answer(b"y\n"), (0, "reset: factory state\n", question))
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(w4632=0))
+
+
+class Wan(Gateway):
+    def setUp(self):
+        super().setUp()
+        self.store()
+        for command in (["link", "add", "wan3", "type", "bridge"], ["addr", "add", "203.0.113.1/24", "dev", "wan3"],
+                        ["link", "set", "wan3", "up"], ["route", "add", "default", "via", "203.0.113.2"]):
+            subprocess.run(["/usr/sbin/ip", *command], check=True)
+        self.addCleanup(subprocess.run, ["/usr/sbin/ip", "link", "del", "wan3"], check=True)
+
+    CLEAR = ["iptables -t filter -F input_ext_local_access_ex", "iptables -t filter -F forward_ext_ip",
+             "ip6tables -t filter -F forward_ext_ip", "iptables -t filter -F input_ext_acl"]
+
+    def test_show(self):
+        self.assert_outcome(self.l3ctl("wan", "show"), 0, "wan3\n",
+                            "[gl3_update_internet_wan]get a legal wanifname wan3.\n")
+        self.assertEqual(self.l3ctl("wan", "show", "--json").out, '{\n  "internet_wan": "wan3"\n}\n')
+        subprocess.run(["/usr/sbin/ip", "route", "del", "default"], check=True)
+        outcome = self.l3ctl("wan", "show")
+        self.assertEqual((outcome.status, outcome.out), (1, ""))
+        self.assertTrue(outcome.err.endswith("l3ctl: the platform knows no Internet WAN\n"))
+
+    def test_update_clears_first(self):
+        outcome = self.l3ctl("wan", "update", "wan4")
+        self.assertEqual((outcome.status, outcome.out), (0, "wan: wan4\n"))
+        self.assertEqual(self.commands(), self.CLEAR + [
+            "iptables -A forward_ext_ip -i br0 -j forward_ext_us_ip",
+            "iptables -A forward_ext_ip -i wan4 -j forward_ext_ds_ip",
+            "ip6tables -A forward_ext_ip -i br0 -j forward_ext_us_ip",
+            "ip6tables -A forward_ext_ip -i wan4 -j forward_ext_ds_ip",
+            "iptables -A input_ext_acl -i br0 -j input_ext_us_acl",
+            "iptables -A input_ext_acl -i wan4 -j input_ext_ds_acl"])
+
+    def test_clear(self):
+        outcome = self.l3ctl("wan", "clear")
+        self.assertEqual((outcome.status, outcome.out), (0, "wan: cleared\n"))
+        self.assertEqual(self.commands(), self.CLEAR)
+
+    def test_only_interface_names_reach_the_shell(self):
+        for name in ("", "toolong", "a;b", "a b", "$(x)", "`x`", "a|b", "a&b", "a>b", "-j", ".", "..", "a/b", "a'b",
+                     'a"b', "a\nb", "é"):
+            outcome = self.l3ctl("wan", "update", name)
+            self.assertEqual((outcome.status, outcome.out), (2, ""), name)
+        self.assertEqual(self.commands(), [])
+
+
+class Access(Gateway):
+    HOOK_OFF = "iptables -D INPUT -j input_ext_access_ctrl"
+    HOOK_ON = "iptables -I INPUT -j input_ext_access_ctrl"
+
+    def rule(self, letter, port):
+        return f"iptables -{letter} input_ext_access_ctrl -p tcp --dport {port} -j DROP"
+
+    def test_telnet(self):
+        before = [self.HOOK_OFF, self.rule("D", 23), self.rule("D", 26)]
+        self.refuse(*before)
+        outcome = self.l3ctl("access", "telnet", "block")
+        self.assertEqual((outcome.status, outcome.out), (0, "access: telnet blocked\n"))
+        self.assertEqual(self.commands(), before + [self.HOOK_ON, self.rule("A", 23), self.rule("A", 26)])
+        outcome = self.l3ctl("access", "telnet", "allow")
+        self.assertEqual((outcome.status, outcome.out), (0, "access: telnet allowed\n"))
+        self.assertEqual(self.commands(), before + [self.HOOK_ON])
+        self.refuse(self.rule("A", 26))
+        self.assertEqual(self.l3ctl("access", "telnet", "block").status, 3)
+
+    def test_web(self):
+        self.assert_outcome(self.l3ctl("access", "web", "block", "--port", "8080"), 0,
+                            "access: web at port 8080 blocked\n")
+        self.assertEqual(self.commands(), [self.HOOK_OFF, self.rule("D", 8080), self.HOOK_ON, self.rule("A", 8080)])
+        self.assert_outcome(self.l3ctl("access", "web", "allow"), 0, "access: web at port 80 allowed\n")
+        self.assertEqual(self.commands(), [self.HOOK_OFF, self.rule("D", 80), self.HOOK_ON])
+        for port in ("0", "65536", "-1", "80;id", "x", "80 "):
+            self.assertEqual(self.l3ctl("access", "web", "block", "--port", port).status, 2, port)
+        self.assertEqual(self.commands(), [])
+
+    def test_page_jump(self):
+        tail = "PREROUTING -i br0 -s 192.168.1.0/24 ! -d 192.168.1.1 -p tcp --dport 80 -j DNAT --to 192.168.1.5"
+        self.assert_outcome(self.l3ctl("page-jump", "add", "192.168.1.0/24", "192.168.1.5"), 0,
+                            "page-jump: added\n")
+        self.assertEqual(self.commands(), [f"iptables -t nat -A {tail}"])
+        self.assert_outcome(self.l3ctl("page-jump", "remove", "192.168.1.0/24", "192.168.1.5"), 0,
+                            "page-jump: removed\n")
+        self.assertEqual(self.commands(), [f"iptables -t nat -D {tail}"])
+        self.refuse(f"iptables -t nat -D {tail}")
+        self.assertEqual(self.l3ctl("page-jump", "remove", "192.168.1.0/24", "192.168.1.5").status, 3)
+
+    def test_only_addresses_reach_the_shell(self):
+        for bad in ("", "any", "192.168.1.1;id", "$(id)", "`id`", "192.168.1.1 -j ACCEPT", "example.com",
+                    "192.168.1.1\nid", "192.168.1.1|sh", "192.168.1.1&", "192.168.1.1>x", "::1"):
+            self.assertEqual(self.l3ctl("page-jump", "add", bad, "192.168.1.5").status, 2, bad)
+            self.assertEqual(self.l3ctl("page-jump", "add", "192.168.1.0/24", bad).status, 2, bad)
+        self.assertEqual(self.l3ctl("page-jump", "add", "192.168.1.0/24", "192.168.1.0/24").status, 2)
+        self.assert_untouched()
+
+
+class Qos(Gateway):
+    BLOCK = b"".join(word(n) for n in (2, 1, 0xAB, 0, 17, 0xC0A80114, 0, 0, 0xCB007102)) + bytes(range(208))
+
+    def test_a_block_from_a_file(self):
+        self.store()
+        self.assert_outcome(self.l3ctl("qos", "set", "-", stdin=self.BLOCK), 0, "qos: rules set\n")
+        self.assertEqual(CONFIGURATION.read_bytes()[6199:6447], word(0) + self.BLOCK)
+        self.assert_outcome(self.l3ctl("qos", "on"), 0, "qos: on\n")
+        self.assertEqual(CONFIGURATION.read_bytes()[6199:6447], word(1) + self.BLOCK)
+        self.assertEqual(Path("/run/l3_advance/route_qos").read_bytes(), word(1) + self.BLOCK)
+        self.assert_outcome(self.l3ctl("qos", "show"), 0,
+                            "enabled       true\nrules_num     2\ncontrol       1\nqos_type      171\n"
+                            "protocol      17\nsource        192.168.1.20\ndestination   203.0.113.2\n"
+                            f"block         {self.BLOCK.hex()}\n")
+        self.assertEqual(json.loads(self.l3ctl("qos", "show", "--json").out), {
+            "enabled": True, "rules_num": 2, "control": 1, "qos_type": 171, "protocol": 17,
+            "source": "192.168.1.20", "destination": "203.0.113.2", "block": self.BLOCK.hex()})
+        self.assert_outcome(self.l3ctl("qos", "off"), 0, "qos: off\n")
+        self.assert_outcome(self.l3ctl("qos", "clear"), 0, "qos: cleared\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+
+    def test_another_length_is_refused(self):
+        self.store()
+        for block, error in ((self.BLOCK[:-1], "a block of rules is 244 bytes"), (b"", "a block of rules is 244 bytes"),
+                             (self.BLOCK + b"x", "more than 244 bytes")):
+            self.assert_outcome(self.l3ctl("qos", "set", "-", stdin=block), 2, "",
+                                f"l3ctl: standard input: {error}; nothing was changed\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+
+
+class Records(Gateway):
+    def test_wan_service(self):
+        record = bytes(i * 7 % 256 for i in range(1872))
+        Path("/tmp/record").write_bytes(record)
+        self.assert_outcome(self.l3ctl("record", "write", "wan-service", "/ztcfg/wan.dat", "/tmp/record"), 0,
+                            "record: written to /ztcfg/wan.dat\n")
+        self.assertEqual(Path("/ztcfg/wan.dat").read_bytes(), record)
+        done = subprocess.run([L3CTL, "record", "read", "wan-service", "/ztcfg/wan.dat"], capture_output=True,
+                              env=self.environment(), check=True)
+        self.assertEqual((done.stdout, done.stderr), (record, b""))
+        self.assertEqual(json.loads(self.l3ctl("record", "read", "wan-service", "/ztcfg/wan.dat", "--json").out),
+                         {"record": record.hex()})
+
+    def test_a_missing_wan_record_is_created(self):
+        self.assertEqual(self.l3ctl("record", "read", "wan-service", "/ztcfg/wan.dat").out, "\0" * 1872)
+        self.assertEqual(Path("/ztcfg/wan.dat").read_bytes(), bytes(1872))
+
+    def test_another_length_is_refused(self):
+        self.assert_outcome(
+            self.l3ctl("record", "write", "wan-service", "/ztcfg/wan.dat", "-", stdin=b"short"), 2, "",
+            "l3ctl: standard input: a WAN service record is 1872 bytes; nothing was changed\n")
+        self.assertFalse(Path("/ztcfg/wan.dat").exists())
+
+    def test_a_record_that_cannot_be_written(self):
+        outcome = self.l3ctl("record", "write", "wan-service", "/ztcfg/none/wan.dat", "-", stdin=bytes(1872))
+        self.assertEqual((outcome.status, outcome.out), (1, ""))
+        self.assertIn("set_std_wan_service_info_to_cfgfile::init_std_wan_cfgfile err!\n", outcome.err)
+
+    def test_ct_timeout(self):
+        self.assert_outcome(self.l3ctl("record", "read", "ct-timeout"), 0, "300\n")
+        self.assert_outcome(self.l3ctl("record", "write", "ct-timeout", "60"), 0,
+                            "record: time-out of idle connections is 60 s\n")
+        self.assertEqual(Path("/ztcfg/ct_activity_timeout.conf").read_bytes(), b"60\0\0")
+        self.assert_outcome(self.l3ctl("record", "read", "ct-timeout", "--json"), 0, '{\n  "ct_timeout": 60\n}\n')
+        for bad in ("0", "-1", "86401", "x", "60s"):
+            self.assertEqual(self.l3ctl("record", "write", "ct-timeout", bad).status, 2)
+        Path("/ztcfg/ct_activity_timeout.conf").write_bytes(b"\x1b[2J")
+        self.assert_outcome(self.l3ctl("record", "read", "ct-timeout"), 1, "",
+                            "l3ctl: /ztcfg/ct_activity_timeout.conf holds no number\n")
+
+
+class Status(Gateway):
+    def test_on_one_screen(self):
+        self.store(firewall=True, w4628=1, w0=1, w5060=2)
+        self.assert_outcome(self.l3ctl("status"), 0, STATUS)
+        self.store(w4628=1, w0=1, w5060=2)
+        off = self.l3ctl("status").out
+        self.assertIn("security_level          off\n", off)
+        self.assertIn("ip_filter               waits for the firewall, 1 entry\n", off)
+
+    def test_as_json(self):
+        self.store(firewall=True, w4628=1, w0=1)
+        status = json.loads(self.l3ctl("status", "--json").out)
+        self.assertEqual(status["security_level"], "high")
+        self.assertEqual(status["internet_wan"], None)
+        self.assertEqual(status["lists"]["ip_filter"], {"enabled": True, "active": True, "entries": 1})
+        self.assertEqual(status["lists"]["acl"], {"enabled": False, "active": False, "entries": 0})
+        self.assertEqual(status["saved_rules"], {"ipv4": False, "ipv6": False})
+
+    def test_version_is_registered_with_the_platform(self):
+        outcome = self.l3ctl("version")
+        self.assertEqual((outcome.status, outcome.err), (0, ""))
+        self.assertTrue(outcome.out.startswith("l3ctl 10.0.0\nlibl3_advance.so "), outcome.out)
+        self.assertEqual(json.loads(self.l3ctl("version", "--json").out)["l3ctl"], "10.0.0")
+
+
+if __name__ == "__main__":
+    unittest.main()
