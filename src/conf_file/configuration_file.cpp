@@ -44,10 +44,7 @@ static_assert(fw6_offset + sizeof(fw6_rules_table) == 15019);
 
 /* Creates a missing file. */
 int32_t check_file(const char* caller) {
-  if (access(file_path, F_OK) == 0) {
-    return 0;
-  }
-  if (init_cfgfile() == -1) {
+  if (l3::is_missing(file_path) && init_cfgfile() == -1) {
     printf("%s::init_cfgfile err!\n", caller);
     return -1;
   }

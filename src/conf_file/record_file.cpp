@@ -23,7 +23,7 @@ constexpr char ct_activity_timeout_path[] = "/ztcfg/ct_activity_timeout.conf";
 constexpr char ct_activity_timeout_default[] = "300";  // with its zero byte
 
 int32_t check_std_wan_file(FileCaller caller) {
-  if (access(caller.path, F_OK) != 0 && init_std_wan_cfgfile(caller.path) == -1) {
+  if (l3::is_missing(caller.path) && init_std_wan_cfgfile(caller.path) == -1) {
     printf("%s::init_std_wan_cfgfile err!\n", caller.function);
     return -1;
   }
@@ -31,7 +31,7 @@ int32_t check_std_wan_file(FileCaller caller) {
 }
 
 int32_t check_general_file(FileCaller caller) {
-  if (access(caller.path, F_OK) != 0 && init_cfg_file(caller.path) == -1) {
+  if (l3::is_missing(caller.path) && init_cfg_file(caller.path) == -1) {
     printf("%s::init_cfg_file err!\n", caller.function);
     return -1;
   }

@@ -21,9 +21,12 @@
 #include <map>
 #include <set>
 
+#include "mishap.hpp"
+
 namespace harness {
 
 World world;
+bool tests_leave_no_state = false;
 
 namespace {
 
@@ -183,10 +186,12 @@ std::string record(const std::function<void()>& action) {
   events.clear();
   calls.clear();
   opened.clear();
+  start_counting_operations();
   recording = true;
   action();
   drain_output();
   recording = false;
+  stop_counting_operations();
   dup2(real_stdout, STDOUT_FILENO);
   syscall(SYS_close, real_stdout);
   syscall(SYS_close, capture_fd);
@@ -329,7 +334,7 @@ void insist_on_safe_ground() {
 
 class OneTestAProcess : public testing::EmptyTestEventListener {
   void OnTestStart(const testing::TestInfo& test) override {
-    if (++started_ > 1) {
+    if (++started_ > 1 && !tests_leave_no_state) {
       fprintf(stderr, "%s.%s would meet the state of the test before it: run one a process\n",
               test.test_suite_name(), test.name());
       exit(2);
@@ -351,11 +356,12 @@ int system(const char* command) {
   if (recording) {
     add_event("run " + printable(command));
   }
-  return world.system(command);
+  return goes_wrong("run " + std::string(command), ways_of_command(command)) ? run_badly(command)
+                                                                             : answer(command);
 }
 
 int access(const char* path, int mode) {
-  return fails(next_fault(FileCall::access))
+  return breaks("access", EIO) || fails(next_fault(FileCall::access))
              ? -1
              : static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, path, mode));
 }
@@ -365,7 +371,7 @@ int open(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  if (fails(next_fault(FileCall::open))) {
+  if (breaks("open", EMFILE) || fails(next_fault(FileCall::open))) {
     return -1;
   }
   const int fd = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
@@ -376,23 +382,29 @@ int open(const char* path, int flags, ...) {
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
-  return fails(next_fault(FileCall::lseek))
+  return breaks("lseek", EINVAL) || fails(next_fault(FileCall::lseek))
              ? -1
              : static_cast<off_t>(syscall(SYS_lseek, fd, offset, whence));
 }
 
 ssize_t read(int fd, void* buffer, size_t size) {
+  if (goes_wrong("read " + std::to_string(size), ways_of_read())) {
+    return read_badly(fd, buffer);
+  }
   const FileFault* fault = next_fault(FileCall::read);
   return fails(fault) ? -1 : syscall(SYS_read, fd, buffer, allowed(fault, size));
 }
 
 ssize_t write(int fd, const void* buffer, size_t size) {
+  if (goes_wrong("write " + std::to_string(size), ways_of_write(fd, size))) {
+    return write_badly(fd, buffer, size);
+  }
   const FileFault* fault = next_fault(FileCall::write);
   return fails(fault) ? -1 : syscall(SYS_write, fd, buffer, allowed(fault, size));
 }
 
 int close(int fd) {
-  if (fails(next_fault(FileCall::close))) {
+  if (breaks("close", EIO) || fails(next_fault(FileCall::close))) {
     return -1;
   }
   opened.erase(fd);
@@ -455,11 +467,14 @@ int32_t zt_bsp_version_export(const char* file, const char* version, const char*
   add_event("platform zt_bsp_version_export(\"" + std::string(file) + "\", \"" + version +
             "\", \"" + date + "\", \"" + time + "\", \"" + banner + "\", " + std::to_string(flag) +
             ")");
-  return world.version_export_result;
+  return breaks("platform", 0) ? -1 : world.version_export_result;
 }
 
 int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state) {
   add_event("platform grm_l3_advance_get_vpn_pass_through");
+  if (breaks("platform", 0)) {
+    return -1;
+  }
   if (world.vpn_get_result != -1) {
     *state = world.vpn_state;
   }
@@ -468,6 +483,9 @@ int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state) {
 
 int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) {
   add_event("platform grm_l3_advance_set_vpn_pass_through(" + std::to_string(state) + ")");
+  if (breaks("platform", 0)) {
+    return -1;
+  }
   if (world.vpn_set_result != -1) {
     world.vpn_state = state;
   }
@@ -477,7 +495,7 @@ int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) {
 int32_t gpon_l3_control_vpn_pass_through(int32_t protocol, uint8_t state) {
   add_event("platform gpon_l3_control_vpn_pass_through(" + std::to_string(protocol) + ", " +
             std::to_string(state) + ")");
-  return world.vpn_driver_result;
+  return breaks("platform", 0) ? -1 : world.vpn_driver_result;
 }
 
 int32_t gpon_l3_set_qos_cfg(const void* route_qos_record) {
@@ -485,18 +503,21 @@ int32_t gpon_l3_set_qos_cfg(const void* route_qos_record) {
   const bool is_global = route_qos_record == &RtQoSRulesTable;
   add_event(std::string("platform gpon_l3_set_qos_cfg(") +
             (is_global ? "RtQoSRulesTable" : "another record") + ")");
-  return world.qos_result;
+  return breaks("platform", 0) ? -1 : world.qos_result;
 }
 
 int32_t grm_gl3_get_internet_index(void) {
   add_event("platform grm_gl3_get_internet_index");
-  return world.internet_index;
+  return breaks("platform", 0) ? -1 : world.internet_index;
 }
 
 int32_t getIfName(int32_t index, char* name) {
   const bool zeroed = std::string(name, 6) == std::string(6, '\0');
   add_event("platform getIfName(" + std::to_string(index) +
             (zeroed ? ")" : ", buffer not zeroed)"));
+  if (breaks("platform", 0)) {
+    return -1;
+  }
   memcpy(name, world.if_name.c_str(), std::min<size_t>(world.if_name.size() + 1, 6));
   return world.if_name_result;
 }
@@ -505,6 +526,9 @@ int32_t DhcpsParaServerGet(int32_t index, void* buffer) {
   const bool zeroed = std::string(static_cast<char*>(buffer), 48) == std::string(48, '\0');
   add_event("platform DhcpsParaServerGet(" + std::to_string(index) +
             (zeroed ? ")" : ", buffer not zeroed)"));
+  if (breaks("platform", 0)) {
+    return -1;
+  }
   memcpy(buffer, world.dhcp_server_buffer.data(),
          std::min<size_t>(world.dhcp_server_buffer.size(), 48));
   return world.dhcp_server_result;

@@ -77,10 +77,39 @@ struct FileFault {
   ssize_t count = 0;
 };
 
+/* Makes one operation go wrong, whatever its kind: the n-th (from 1) since record() began of all
+ * command lines, file calls and platform calls that return a result. Each kind goes wrong in one
+ * way or more, numbered from 0:
+ *
+ *     command line    exit code 1; the shell does not start; ended by a signal
+ *     read            EIO; one byte only
+ *     write           ENOSPC; one byte only; all but one byte; nothing, once
+ *     others          access EIO, open EMFILE, lseek EINVAL, close EIO, platform -1
+ *
+ * Or the power fails: the process is killed (SIGKILL) where the operation would have begun (0); a
+ * write also after half of its bytes (1) and when it reaches offset `cut_at` of its file (2); a
+ * command line that writes a file also once that file is truncated (1). */
+struct Mishap {
+  int nth = 0;
+  int way = 0;
+  bool power_fails = false;
+  off_t cut_at = -1;
+};
+
+/* What the n-th operation of a mishap was: "write 6168", "run iptables -F …"; empty where fewer took
+ * place. It went wrong where `ways`, the number of ways of its kind, is above the one asked for. */
+struct Met {
+  std::string operation;
+  int ways = 0;
+};
+
 struct World {
   /* The wait status of a command line; 0 unless the test says otherwise. */
   std::function<int(const std::string& command)> system = [](const std::string&) { return 0; };
+  /* What a command line that fails or is cut off has done before, say truncated its output. */
+  std::function<void(const std::string& command)> half_run = [](const std::string&) {};
   std::vector<FileFault> file_faults;
+  Mishap mishap;
   /* What inet_pton() returns instead of parsing, when not empty. */
   std::vector<int> inet_pton_results;
   bool inet_ntop_fails = false;
@@ -106,12 +135,20 @@ struct WriteFault {
 };
 extern const std::vector<WriteFault> write_faults;
 
+/* Set by a program whose tests call the library only in processes of their own: it may run more than
+ * one test. */
+extern bool tests_leave_no_state;
+
 /* The command line fails with `exit_code` whenever it runs. */
 void fail_command(std::string command, int exit_code = 1);
 
 /* File calls of one kind since the last record() began; descriptors that it left open. */
 int file_calls(FileCall call);
 int open_descriptors();
+/* The operations since the last record() began, as a mishap counts them: in how many ways each can go
+ * wrong. */
+const std::vector<int>& operations();
+const Met& met();
 /* The 248 bytes of the last gpon_l3_set_qos_cfg(). */
 const std::string& last_qos_record();
 

@@ -9,6 +9,8 @@
  */
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "firewall/base/chains.hpp"
 #include "firewall/base/log.hpp"
 #include "firewall/base/state.hpp"
@@ -30,8 +32,10 @@ using namespace l3;
 
 namespace {
 
-bool exists(const char* path) {
-  return access(path, F_OK) == 0;
+/* A save file that cannot be looked at counts as there: taking it for missing would write the empty
+ * tree over the rules that it holds. */
+bool is_missing(const char* path) {
+  return access(path, F_OK) == -1 && errno == ENOENT;
 }
 
 /* Whatever the master switch says. */
@@ -113,7 +117,7 @@ int32_t config_fw6(void) {
 
 int32_t gl3_web_init_fw(void) {
   grm_all_refresh_log_mod_level();
-  if (exists("/ztcfg/v1_to_v2.flag")) {
+  if (access("/ztcfg/v1_to_v2.flag", F_OK) == 0) {
     porting_firewall_cfg_v1_to_v2();
   }
   // iptables looks for its modules by this list, and a fresh file system has none.
@@ -121,10 +125,10 @@ int32_t gl3_web_init_fw(void) {
   build_chain_tree();
 
   int32_t result = 0;
-  if (!exists("/ztcfg/firewall.conf")) {
+  if (is_missing("/ztcfg/firewall.conf")) {
     // Kept: a first start only records the empty tree, whatever the master switch says.
     result = save_fw();
-  } else if (!exists("/ztcfg/firewall6.conf")) {
+  } else if (is_missing("/ztcfg/firewall6.conf")) {
     result = save_fw6();
   } else {
     result = bring_rules_back();

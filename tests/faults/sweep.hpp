@@ -1,0 +1,26 @@
+/* Letting each operation of a scenario go wrong, one a run, and looking at what is left. */
+#pragma once
+
+#include "scenarios.hpp"
+
+namespace scenarios {
+
+/* Whether every way of every operation is tried. In the short form each operation goes wrong once, in
+ * a way that changes from one to the next. */
+bool in_full();
+
+/* Sweeps over all of them and says what was tried. At least `floor` faults have to be met. */
+void sweep(const List& list, int floor);
+
+/* What went on in all sweeps of this process. */
+struct Tally {
+  int scenarios = 0;
+  int faults = 0;
+  int refused = 0;  /* the call returned -1 */
+  int repaired = 0; /* the file needed its scenario's repair */
+  int lost = 0;     /* settings that a failed reload turned into zeros */
+  int stale6 = 0;   /* IPv6 rules that a start does not bring back, but switching on does */
+};
+const Tally& tally();
+
+}  // namespace scenarios
