@@ -68,8 +68,12 @@ class Gateway(unittest.TestCase):
     def setUp(self):
         if Path("/proc/1/comm").read_text().strip() != "bwrap":
             raise RuntimeError("run this inside tests/sandbox")
-        for folder in ("/ztcfg", "/run", "/tmp"):
+        for folder in ("/ztcfg", "/run"):
             empty_folder(folder)
+        # Not all of /tmp: the checkout may lie below it.
+        shutil.rmtree(TOOLS, ignore_errors=True)
+        for leftover in (COMMANDS, REFUSED):
+            leftover.unlink(missing_ok=True)
         TOOLS.mkdir()
         for name in ("iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore",
                      "ip6tables-restore"):
