@@ -32,5 +32,6 @@ void add_access_command(CLI::App& app, Context& context);
 void add_page_jump_command(CLI::App& app, Context& context);
 void add_record_command(CLI::App& app, Context& context);
 void add_restore_rules_command(CLI::App& app, Context& context);
+void add_explain_command(CLI::App& app, Context& context);
 
 }  // namespace l3ctl

@@ -24,7 +24,7 @@ constexpr AddCommand commands[] = {
     add_vpn_command,           add_qos_command,
     add_wan_command,           add_access_command,
     add_page_jump_command,     add_record_command,
-    add_restore_rules_command,
+    add_restore_rules_command, add_explain_command,
 };
 
 constexpr const char* footer =

@@ -1,0 +1,208 @@
+/* l3ctl explain: which setting decides about a packet, and what happens to it. */
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "l3ctl/commands.hpp"
+#include "l3ctl/input.hpp"
+#include "l3ctl/library.hpp"
+#include "l3ctl/packet_words.hpp"
+#include "settings/verdict.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using settings::Outcome;
+using settings::Settings;
+using settings::Verdict;
+
+constexpr size_t largest_file = 1 << 20;
+constexpr size_t largest_batch = 1 << 26;
+
+struct Question {
+  Json packet = Json::object();
+  std::string settings; /* a file */
+  std::string batch;    /* a file */
+};
+
+Settings checked(const std::string& text, const std::string& name) {
+  settings::Reading reading = settings::read(text, name);
+  for (const std::string& warning : reading.warnings) {
+    complain("warning: " + warning);
+  }
+  for (const std::string& error : reading.errors) {
+    complain(error);
+  }
+  if (!reading.errors.empty()) {
+    throw Failure("settings with faults cannot be explained", exit_wrong_input);
+  }
+  return std::move(reading.settings);
+}
+
+/* The stored settings as words say them: what words cannot say, nobody can promise anything of. */
+Settings stored_settings() {
+  const std::string text = settings::write(stored_or_defaults());
+  const settings::Reading reading = settings::read(text, "stored");
+  for (const std::string& error : reading.errors) {
+    complain(error);
+  }
+  if (!reading.errors.empty()) {
+    throw Failure("what is stored is more than settings can say, so it cannot be explained");
+  }
+  return reading.settings;
+}
+
+template <typename Value>
+void take(std::optional<Value>& into, const std::optional<Value>& from) {
+  if (from) {
+    into = from;
+  }
+}
+
+/* What would be stored after the file was applied. */
+Settings with_file(Settings settings, const std::string& file) {
+  const Settings wanted = checked(read_input(file, largest_file), input_name(file));
+  if (wanted.security_level) {
+    const bool on = *wanted.security_level != settings::SecurityLevel::off;
+    settings.firewall = on;
+    if (on) {
+      settings.port_scan_protection = *wanted.security_level == settings::SecurityLevel::high;
+    }
+  }
+  take(settings.firewall, wanted.firewall);
+  take(settings.port_scan_protection, wanted.port_scan_protection);
+  take(settings.ipsec_pass_through, wanted.ipsec_pass_through);
+  take(settings.ip_filter, wanted.ip_filter);
+  take(settings.ip6_filter, wanted.ip6_filter);
+  take(settings.url_filter, wanted.url_filter);
+  take(settings.mac_filter, wanted.mac_filter);
+  take(settings.mac6_filter, wanted.mac6_filter);
+  take(settings.dhcp_filter, wanted.dhcp_filter);
+  take(settings.acl, wanted.acl);
+  take(settings.captive_portal, wanted.captive_portal);
+  return settings;
+}
+
+const char* outcome_word(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::accepted:
+      return "accepted";
+    case Outcome::dropped:
+      return "dropped";
+    default:
+      return "accepted at first";
+  }
+}
+
+Json as_json(const Verdict& verdict) {
+  Json passed = Json::array();
+  for (const settings::Step& step : verdict.passed) {
+    passed.push_back({{"setting", step.setting}, {"what", step.what}});
+  }
+  return {{"outcome", outcome_word(verdict.outcome)},
+          {"decided_by", verdict.decided_by.empty() ? Json() : Json(verdict.decided_by)},
+          {"reason", verdict.reason},
+          {"passed", passed}};
+}
+
+void print(const Verdict& verdict) {
+  std::cout << outcome_word(verdict.outcome) << " by "
+            << (verdict.decided_by.empty() ? "no setting" : verdict.decided_by) << ": "
+            << verdict.reason << '\n';
+  for (const settings::Step& step : verdict.passed) {
+    std::cout << "  passed " << step.setting << ": " << step.what << '\n';
+  }
+}
+
+/* One packet a line in, one verdict a line out; nothing out when any line is wrong. */
+void explain_batch(const Settings& settings, const std::string& file) {
+  std::istringstream lines(read_input(file, largest_batch));
+  std::string answers;
+  std::string line;
+  for (size_t number = 1; std::getline(lines, line); ++number) {
+    const std::string where = input_name(file) + ":" + std::to_string(number) + ": ";
+    const Json words = Json::parse(line, nullptr, false);
+    if (words.is_discarded()) {
+      throw Failure(where + "is no JSON", exit_wrong_input);
+    }
+    try {
+      answers += as_json(settings::verdict_on(packet_of(words), settings)).dump() + "\n";
+    } catch (const Failure& failure) {
+      throw Failure(where + failure.what(), failure.status());
+    }
+  }
+  std::cout << answers;
+}
+
+int explain(const Context& context, const Question& question) {
+  // The words are looked at first: a slip there is told at once.
+  const bool is_batch = !question.batch.empty();
+  const settings::Packet packet = is_batch ? settings::Packet() : packet_of(question.packet);
+  Settings settings = stored_settings();
+  if (!question.settings.empty()) {
+    settings = with_file(std::move(settings), question.settings);
+  }
+  if (is_batch) {
+    explain_batch(settings, question.batch);
+    return exit_done;
+  }
+  const Verdict verdict = settings::verdict_on(packet, settings);
+  if (context.json) {
+    std::cout << as_json(verdict).dump(2) << '\n';
+  } else {
+    print(verdict);
+  }
+  return exit_done;
+}
+
+constexpr struct {
+  const char* option;
+  const char* key;
+  const char* help;
+} words[] = {
+    {"--from", "from", "Where it comes in: lan, wan (the Internet WAN) or other"},
+    {"--to", "to", "Where it goes: gateway, lan, wan or other"},
+    {"--protocol", "protocol", "tcp, udp, icmp (ICMPv6 for IPv6 addresses) or other"},
+    {"--source", "source", "Its source address, IPv4 or IPv6"},
+    {"--destination", "destination", "Its destination address; not needed to the gateway"},
+    {"--source-port", "source_port", "Its source port (tcp, udp)"},
+    {"--destination-port", "destination_port", "Its destination port (tcp, udp)"},
+    {"--tcp-flags", "tcp_flags", "Flags such as SYN or PSH+ACK; SYN unless said"},
+    {"--mac", "mac", "The sender's hardware address"},
+    {"--dns-name", "dns_name", "The name that a DNS query asks for; implies udp to port 53"},
+    {"--time", "time", "HH:MM or HH:MM:SS in UTC; now unless said"},
+};
+
+}  // namespace
+
+void add_explain_command(CLI::App& app, Context& context) {
+  CLI::App* command = app.add_subcommand(
+      "explain", "Say which setting decides about a packet, and what happens to it");
+  auto question = std::make_shared<Question>();
+  auto* batch = command->add_option(
+      "--batch", question->batch,
+      "Packets as JSON, one a line, with keys as the options; - is standard input");
+  for (const auto& word : words) {
+    command
+        ->add_option_function<std::string>(
+            word.option,
+            [question, key = word.key](const std::string& value) { question->packet[key] = value; },
+            word.help)
+        ->excludes(batch);
+  }
+  command
+      ->add_flag_callback(
+          "--established", [question] { question->packet["established"] = true; },
+          "Belongs to a connection that the gateway has seen open")
+      ->excludes(batch);
+  command->add_option("--settings", question->settings,
+                      "Explain what is stored as if this file were applied; - is standard input");
+  command->callback([&context, question] {
+    context.action = [&context, question] { return explain(context, *question); };
+  });
+}
+
+}  // namespace l3ctl
