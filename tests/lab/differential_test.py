@@ -12,7 +12,7 @@ from l3lab import bulk, device, rules
 from lab_case import LabCase
 from random_settings import Dice, packet, settings
 
-_ROUNDS, _PACKETS = 22, 110
+_ROUNDS, _PACKETS = 34, 100
 _LEAST = 2000
 _SEED = int(os.environ.get("L3LAB_SEED", "20"))
 

@@ -22,7 +22,7 @@ _ADDRESSES = {
         "other": [hosts.OTHER.v6],
     },
 }
-_PORTS = [21, 22, 23, 25, 53, 67, 80, 161, 443, 500, 4500, 5000, 5005, 5010]
+_PORTS = [21, 22, 23, 25, 53, 67, 80, 80, 80, 161, 443, 500, 4500, 5000, 5005, 5010]
 _NAMES = ["example.com", "www.example.com", "example.org", "ninechars.net", "tencharact.net", "com"]
 _ASKED = [*_NAMES, "example.com.evil.org", "Example.com", "myexample.com", "www.tencharact.net", "org"]
 _FLAGS = ["ACK", "PSH+ACK", "URG+ACK", "SYN+ACK", "FIN", "FIN+ACK", "RST+ACK", "RST", "SYN+FIN", "FIN+PSH+URG", "none"]
@@ -99,7 +99,7 @@ def _ip_filter(dice: Dice, family: int) -> dict:
         "enabled": dice.chance(75),
         "upstream": _mode(dice),
         "downstream": _mode(dice),
-        "rules": [_rule(dice, family) for _ in dice.several(6)],
+        "rules": [_rule(dice, family) for _ in dice.several(6 if family == 4 else 10)],
     }
 
 

@@ -1,0 +1,106 @@
+"""l3ctl explain: a packet in words, the setting that decides, and the way to it."""
+import json
+
+from gateway import CONFIGURATION, Gateway
+
+SETTINGS = """{"firewall": {"enabled": true},
+ "ip_filter": {"enabled": true, "rules": [
+  {"direction": "upstream", "protocol": "udp", "destination_ports": "53"},
+  {"direction": "upstream", "protocol": "tcp", "source": "192.168.1.20", "destination_ports": "25"}]},
+ "mac_filter": {"enabled": true, "devices": [{"mac": "02:00:00:00:00:01", "active": "08:00-20:00"}]}}
+"""
+MAIL = ("--from", "lan", "--to", "wan", "--protocol", "tcp", "--source", "192.168.1.20", "--destination",
+        "203.0.113.2", "--destination-port", "25")
+LINE = {"from": "lan", "to": "wan", "protocol": "tcp", "source": "192.168.1.9", "destination": "203.0.113.2",
+        "destination_port": 25, "time": "12:00"}
+
+
+class Explain(Gateway):
+    def test_stored_settings_are_explained_and_nothing_is_touched(self):
+        self.assertEqual(self.apply(SETTINGS).status, 0)
+        self.commands()
+        stored = CONFIGURATION.read_bytes()
+        self.assert_outcome(self.l3ctl("explain", *MAIL), 0,
+                            "dropped by ip_filter.rules[1]: on the black list\n"
+                            "  passed port_scan_protection: off\n")
+        self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
+
+    def test_a_file_is_explained_as_if_it_were_applied(self):
+        self.store(firewall=True)
+        answer = self.l3ctl("explain", *MAIL, "--settings", "-", stdin=SETTINGS)
+        self.assertEqual(answer.out.splitlines()[0], "dropped by ip_filter.rules[1]: on the black list")
+        level = self.l3ctl("explain", *MAIL, "--tcp-flags", "ACK", "--settings", "-",
+                           stdin='{"security_level": "high"}')
+        self.assert_outcome(level, 0, "dropped by port_scan_protection: claims a connection that nobody opened\n")
+        self.assertEqual(self.commands(), [])
+
+    def test_as_json_it_tells_the_whole_way(self):
+        self.store(firewall=True)
+        answer = json.loads(self.l3ctl("--json", "explain", *MAIL).out)
+        self.assertEqual((answer["outcome"], answer["decided_by"]), ("accepted", None))
+        self.assertEqual([step["setting"] for step in answer["passed"]],
+                         ["port_scan_protection", "ip_filter", "url_filter", "mac_filter", "captive_portal",
+                          "ipsec_pass_through"])
+
+    def test_time_device_and_name_count(self):
+        self.apply(SETTINGS)
+        device = ("--mac", "02:00:00:00:00:01", *MAIL[:6], "--source", "192.168.1.9", *MAIL[8:])
+        for time, decider in (("12:00", "dropped by mac_filter.devices[0]"), ("20:00", "accepted by no setting"),
+                              ("20:00:00", "dropped by mac_filter.devices[0]")):
+            answer = self.l3ctl("explain", *device, "--time", time).out
+            self.assertEqual(answer.split(":")[0], decider, time)
+        asked = self.l3ctl("explain", "--from", "lan", "--to", "wan", "--source", "192.168.1.9", "--destination",
+                           "203.0.113.2", "--dns-name", "example.com")
+        self.assertEqual(asked.out.splitlines()[0], "dropped by ip_filter.rules[0]: on the black list")
+
+    def test_a_batch_answers_each_line(self):
+        self.apply(SETTINGS)
+        lines = [LINE, {**LINE, "source": "192.168.1.20"},
+                 {"from": "wan", "to": "gateway", "protocol": "icmp", "source": "2001:db8::1"}]
+        answers = self.l3ctl("explain", "--batch", "-", stdin="\n".join(map(json.dumps, lines)))
+        self.assertEqual([json.loads(line)["decided_by"] for line in answers.out.splitlines()],
+                         [None, "ip_filter.rules[1]", None])
+
+    def test_one_wrong_line_refuses_the_batch(self):
+        self.store(firewall=True)
+        good = json.dumps(LINE) + "\n"
+        for line, fault in (("{", "is no JSON"), ("[]", 'a packet is an object such as {"from": "lan"}'),
+                            ('{"form": "lan"}', "form: a packet has no such key")):
+            self.assert_outcome(self.l3ctl("explain", "--batch", "-", stdin=good + line + "\n"), 2, "",
+                                f"l3ctl: standard input:2: {fault}\n")
+
+    def test_what_is_no_packet_is_refused(self):
+        for changed, fault in (
+                ({"from": "moon"}, 'from: "moon" is not allowed; it must be one of "lan", "wan", "other"'),
+                ({"to": "lan"}, "from, to: packets inside the home network do not meet the packet filter"),
+                ({"protocol": "icmp"}, "destination_port: 25 is not allowed; it must be left out: only tcp and udp "
+                                       "have ports"),
+                ({"destination_port": 65536}, "destination_port: 65536 is not allowed; it must be a port from 0 to "
+                                              "65535"),
+                ({"source": "home"}, 'source: "home" is not allowed; it must be an IPv4 or an IPv6 address'),
+                ({"source": "::1"}, 'destination: "203.0.113.2" is not allowed; it must be of the source\'s family'),
+                ({"mac": "02"}, 'mac: "02" is not allowed; it must be a hardware address of six pairs such as '
+                                '"02:00:00:00:00:01"'),
+                ({"time": "24:00"}, 'time: "24:00" is not allowed; it must be a time in UTC such as "18:30" or '
+                                    '"18:30:59"'),
+                ({"tcp_flags": "SYN+"}, 'tcp_flags: "SYN+" is not allowed; it must be flags such as "SYN" or '
+                                        '"PSH+ACK", or "none"'),
+                ({"established": 1}, "established: 1 is not allowed; it must be true or false")):
+            line = json.dumps({**LINE, **changed})
+            self.store(firewall=True)
+            self.assert_outcome(self.l3ctl("explain", "--batch", "-", stdin=line), 2, "",
+                                f"l3ctl: standard input:1: {fault}\n")
+        self.assertEqual(self.l3ctl("explain", "--from", "lan").err, "l3ctl: to: is missing\n")
+
+    def test_faulty_settings_are_not_explained(self):
+        self.store(firewall=True)
+        answer = self.l3ctl("explain", *MAIL, "--settings", "-", stdin='{"moon": 1}')
+        self.assertEqual((answer.status, answer.out), (2, ""))
+        self.assertIn("settings with faults cannot be explained", answer.err)
+
+    def test_what_settings_cannot_say_is_not_explained(self):
+        # An entry of the IP filter with protocol 7, which no rule can be made of.
+        self.store(firewall=True, w0=1, w12=7)
+        answer = self.l3ctl("explain", *MAIL)
+        self.assertEqual((answer.status, answer.out), (1, ""))
+        self.assertIn("cannot be explained", answer.err)
