@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "settings/effects.hpp"
 #include "settings/sections.hpp"
 
 namespace settings {
@@ -78,6 +79,10 @@ Reading read(std::string_view text, const std::string& source) {
       check_security_level({*level, "security_level", problems}, reading.settings);
     }
     object.end();
+    if (problems.errors.empty()) {
+      const auto line_of = [&](const char* section) { return object.find(section)->line; };
+      warn_of_effects(reading.settings, line_of, problems);
+    }
   }
   reading.errors = std::move(problems.errors);
   reading.warnings = std::move(problems.warnings);

@@ -17,7 +17,7 @@ from elf import Library
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 LIBC = {
-    "access", "close", "inet_ntop", "inet_pton", "lseek", "memcmp", "memcpy", "memmove", "memset",
+    "__errno_location", "access", "close", "inet_ntop", "inet_pton", "lseek", "memcmp", "memcpy", "memmove", "memset",
     "open", "printf", "putchar", "puts", "read", "snprintf", "sprintf", "sscanf", "strchr", "strcmp", "strcpy",
     "strlen", "strnlen", "strspn", "strstr", "system", "vsnprintf", "write",
 }  # fmt: skip
