@@ -2,6 +2,7 @@
 #include "executor/executor.hpp"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "l3_advance/shell_command.h"
 
@@ -41,4 +42,15 @@ TEST(Executor, FailedLinesAreKeptWithTheirStatusAndWords) {
 
   executor::forget_failed_lines();
   EXPECT_TRUE(executor::failed_lines().empty());
+}
+
+TEST(Executor, RecordedLinesAreKeptInOrderAndNoneRuns) {
+  executor::work(executor::Way::record);
+  EXPECT_EQ(str_system("touch /tmp/was_run"), 0);
+  EXPECT_EQ(str_system("exit 3"), 0);
+  executor::work(executor::Way::direct);
+  EXPECT_EQ(executor::recorded_lines(), (std::vector<std::string>{"touch /tmp/was_run", "exit 3"}));
+  EXPECT_TRUE(executor::failed_lines().empty());
+  EXPECT_EQ(executor::lines_run(), 0U);
+  EXPECT_EQ(access("/tmp/was_run", F_OK), -1);
 }
