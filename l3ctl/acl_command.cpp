@@ -18,6 +18,8 @@ constexpr FilterList lists[] = {
 
 constexpr Filter acl = {.command = "acl",
                         .help = "Who may reach the gateway's own services",
+                        .main_key = nullptr,
+                        .example = "service=web from=lan sources=192.168.1.2-192.168.1.10",
                         .lists = lists,
                         .reset = gl3_web_set_acl_table_default};
 

@@ -25,6 +25,8 @@ constexpr FilterList lists[] = {
 
 constexpr Filter captive_portal = {.command = "captive-portal",
                                    .help = "Where web requests of LAN clients may go",
+                                   .main_key = "destination",
+                                   .example = "203.0.113.0/24",
                                    .lists = lists,
                                    .reset = gl3_web_set_caporl_table_default};
 

@@ -18,6 +18,8 @@ constexpr FilterList lists[] = {
 
 constexpr Filter dhcp_filter = {.command = "dhcp-filter",
                                 .help = "Which devices get an address from the gateway",
+                                .main_key = "mac",
+                                .example = "02:00:00:00:00:01",
                                 .lists = lists,
                                 .reset = gl3_web_set_dhcp_table_default};
 

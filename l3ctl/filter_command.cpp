@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "l3ctl/entry_command.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/text_view.hpp"
 
@@ -61,6 +62,39 @@ int enable(const Context& context, const Filter& filter, const Lists& lists, boo
   return change.report(std::string(filter.command) + (on ? ": on" : ": off"));
 }
 
+/* The verbs that name an entry, with the words or the name as it is told. */
+void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
+                     const std::shared_ptr<Choice>& choice) {
+  CLI::App* add = command.add_subcommand("add", "Add an entry at the end of the list");
+  auto words = std::make_shared<std::vector<std::string>>();
+  add->add_option("WORD", *words,
+                  filter.main_key == nullptr
+                      ? std::string("KEY=VALUE, with the keys of the settings file")
+                      : std::string("The entry's ") + filter.main_key +
+                            ", and KEY=VALUE with other keys of the settings file")
+      ->required();
+  add->footer(std::string("Example:\n  l3ctl ") + filter.command + " add " + filter.example +
+              "\n\n" + add->get_footer());
+  add->callback([&context, filter, choice, words] {
+    context.action = [&context, filter, choice, words] {
+      return add_entry(context, filter, chosen_lists(filter, *choice), *words);
+    };
+  });
+  CLI::App* remove = command.add_subcommand("delete", "Delete an entry");
+  auto which = std::make_shared<std::string>();
+  remove
+      ->add_option("ENTRY", *which,
+                   filter.main_key == nullptr
+                       ? std::string("Its number in the list")
+                       : std::string("Its number in the list, or its ") + filter.main_key)
+      ->required();
+  remove->callback([&context, filter, choice, which] {
+    context.action = [&context, filter, choice, which] {
+      return delete_entry(context, filter, chosen_lists(filter, *choice), *which);
+    };
+  });
+}
+
 }  // namespace
 
 void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
@@ -80,6 +114,7 @@ void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
   };
   add_verb("list", "Show the entries",
            [](const Context& c, const Filter&, const Lists& lists) { return list(c, lists); });
+  add_entry_verbs(*command, context, filter, choice);
   add_verb("on", "Apply the list whenever the firewall is on",
            [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, true); });
   add_verb(

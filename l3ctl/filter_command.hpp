@@ -1,4 +1,5 @@
-/* What the command of every filter has in common: list, on, off, clear, reset. */
+/* What the command of every filter has in common: list, add, delete, on, off, clear,
+ * reset. */
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,8 @@ struct FilterList {
 struct Filter {
   const char* command;
   const char* help;
+  const char* main_key; /* what names an entry, such as "host"; null where no key does */
+  const char* example;  /* words of an entry, for the help of add */
   std::span<const FilterList> lists; /* IPv4 first */
   int32_t (*reset)();                /* all lists of the filter */
 };

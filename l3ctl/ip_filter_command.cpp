@@ -22,6 +22,8 @@ constexpr FilterList lists[] = {
 
 constexpr Filter ip_filter = {.command = "ip-filter",
                               .help = "Forwarded traffic by protocol, addresses and ports",
+                              .main_key = nullptr,
+                              .example = "direction=upstream protocol=tcp destination_ports=25",
                               .lists = lists,
                               .reset = gl3_web_set_ip_table_default};
 

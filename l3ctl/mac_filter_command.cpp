@@ -22,6 +22,8 @@ constexpr FilterList lists[] = {
 
 constexpr Filter mac_filter = {.command = "mac-filter",
                                .help = "Forwarded traffic of LAN devices, by daily time span",
+                               .main_key = "mac",
+                               .example = "02:00:00:00:00:01 active=22:00-06:00",
                                .lists = lists,
                                .reset = gl3_web_set_mac_table_default};
 

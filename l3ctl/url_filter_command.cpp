@@ -18,6 +18,8 @@ constexpr FilterList lists[] = {
 
 constexpr Filter url_filter = {.command = "url-filter",
                                .help = "Look-ups of host names, by daily time span",
+                               .main_key = "host",
+                               .example = "games.example.com active=08:00-21:30",
                                .lists = lists,
                                .reset = gl3_web_set_url_table_default};
 
