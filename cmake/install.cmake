@@ -16,4 +16,16 @@ install(FILES ${CMAKE_BINARY_DIR}/l3_advance-config.cmake ${CMAKE_BINARY_DIR}/l3
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
 if(TARGET l3ctl)
   install(TARGETS l3ctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
+  # The parser writes its own completion.
+  foreach(shell bash zsh)
+    add_custom_command(
+      OUTPUT ${CMAKE_BINARY_DIR}/completion.${shell}
+      COMMAND l3ctl completion ${shell} > ${CMAKE_BINARY_DIR}/completion.${shell}
+      DEPENDS l3ctl VERBATIM)
+  endforeach()
+  add_custom_target(l3ctl_completion ALL DEPENDS ${CMAKE_BINARY_DIR}/completion.bash ${CMAKE_BINARY_DIR}/completion.zsh)
+  install(FILES ${CMAKE_BINARY_DIR}/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+          RENAME l3ctl COMPONENT tools)
+  install(FILES ${CMAKE_BINARY_DIR}/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
+          RENAME _l3ctl COMPONENT tools)
 endif()

@@ -33,5 +33,6 @@ void add_page_jump_command(CLI::App& app, Context& context);
 void add_record_command(CLI::App& app, Context& context);
 void add_restore_rules_command(CLI::App& app, Context& context);
 void add_explain_command(CLI::App& app, Context& context);
+void add_completion_command(CLI::App& app, Context& context);
 
 }  // namespace l3ctl
