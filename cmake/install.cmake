@@ -28,4 +28,11 @@ if(TARGET l3ctl)
           RENAME l3ctl COMPONENT tools)
   install(FILES ${CMAKE_BINARY_DIR}/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
           RENAME _l3ctl COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/l3ctl RENAME copyright
+          COMPONENT tools)
 endif()
+
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-advance RENAME copyright
+        COMPONENT library)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-advance-dev
+        RENAME copyright COMPONENT devel)

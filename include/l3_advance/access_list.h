@@ -1,4 +1,5 @@
 /**
+ * @file
  * The local-service access control list: up to 16 sources that may reach the gateway's own services
  * (web, FTP, SNMP, telnet, ping, or all) from the LAN (upstream) or from the WAN (downstream), IPv4
  * only. A direction with at least one entry drops everyone else; one without stays open. Rules

@@ -1,4 +1,7 @@
-/** Addresses between text and binary form, and two small string helpers. */
+/**
+ * @file
+ * Addresses between text and binary form, and two small string helpers.
+ */
 #ifndef L3_ADVANCE_ADDRESS_H
 #define L3_ADVANCE_ADDRESS_H
 

@@ -1,4 +1,5 @@
 /**
+ * @file
  * Two switches that are no rule tables, both in fw_rules_table. The anti port scan switch turns on
  * a fixed set of rules against TCP packets that open no proper connection and shuts the Internet
  * WAN out of the gateway's own services. The IPsec pass control decides whether IKE and NAT

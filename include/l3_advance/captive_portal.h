@@ -1,4 +1,5 @@
 /**
+ * @file
  * Captive-portal redirection: plain web requests of LAN clients (IPv4, TCP port 80 from br0) reach
  * up to 32 permitted destinations and nothing else. Rules stand in forward_ext_captiveportal.
  */

@@ -1,4 +1,5 @@
 /**
+ * @file
  * The configuration file "/ztcfg/l3_advance.dat", 15019 bytes when complete:
  *
  *     0      "vpn_pass_through=" and "1\n" or "0\n"
@@ -39,6 +40,7 @@ L3_API int32_t init_cfgfile(void);
  * or read is silent and leaves `xo_control` as it was and the descriptor open.
  */
 L3_API int32_t get_vpn_pass_through_state_from_cfgfile(uint8_t* xo_control);
+/** The same for the master switch. */
 L3_API int32_t get_firewall_state_from_cfgfile(uint8_t* xo_control);
 
 /**
@@ -47,6 +49,7 @@ L3_API int32_t get_firewall_state_from_cfgfile(uint8_t* xo_control);
  * created that holds this line alone, after a hole where the line is not the first.
  */
 L3_API int32_t set_vpn_pass_through_state_to_cfgfile(uint32_t xi_control);
+/** The same for the master switch. */
 L3_API int32_t set_firewall_state_to_cfgfile(uint32_t xi_control);
 
 /** Read both firewall records. Checks the file; zeroes each record just before it is read. */
@@ -57,14 +60,17 @@ L3_API int32_t set_firewall_rules_to_cfgfile(void);
 
 /** Read or write fw_rules_table alone. Check the file; the read zeroes the record first. */
 L3_API int32_t get_firewall4_rules_from_cfgfile(void);
+/** Writes fw_rules_table alone, in the same way. */
 L3_API int32_t set_firewall4_rules_to_cfgfile(void);
 
 /** Read or write fw6_rules_table alone. Check the file; the read zeroes the record first. */
 L3_API int32_t get_firewall6_rules_from_cfgfile(void);
+/** Writes fw6_rules_table alone, in the same way. */
 L3_API int32_t set_firewall6_rules_to_cfgfile(void);
 
 /** Read or write RtQoSRulesTable. The read zeroes the record before it checks the file. */
 L3_API int32_t get_qos_cfg_from_cfgfile(void);
+/** Writes RtQoSRulesTable, in the same way. */
 L3_API int32_t set_qos_cfg_to_cfgfile(void);
 
 #ifdef __cplusplus

@@ -1,4 +1,5 @@
 /**
+ * @file
  * The DHCP client MAC filter: which LAN devices, up to 10 by hardware address, the gateway's DHCP
  * server answers. A black list (a listed device is dropped) unless dhcp_black_white is exactly 1, a
  * white list (a listed device is accepted, the rest dropped). IPv4; rules stand in input_ext_dhcp

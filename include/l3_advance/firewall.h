@@ -1,4 +1,5 @@
 /**
+ * @file
  * The firewall as a whole: start-up, the master switch, the security level on top of it, the
  * factory reset, and the two switch calls of the captive portal.
  *
@@ -42,6 +43,7 @@ L3_API int32_t gl3_web_init_fw(void);
  * rules are made by its own set call alone. The chains are not flushed first. Return 0, always.
  */
 L3_API int32_t config_fw(void);
+/** The same for IPv6. */
 L3_API int32_t config_fw6(void);
 
 /**

@@ -1,4 +1,5 @@
 /**
+ * @file
  * The Internet WAN: the interface that carries Internet traffic. Rules for downstream traffic are
  * bound to its name. The library keeps one name of at most 5 characters for the life of the
  * process, "wan3" to begin with; it is in no file. Messages go to standard output.

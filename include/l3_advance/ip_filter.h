@@ -1,4 +1,5 @@
 /**
+ * @file
  * The IP filter: up to 50 forwarding rules per address family, by protocol, addresses and ports, in
  * the upstream (LAN to WAN) and the downstream direction. Each direction is a black list (0: a
  * match is dropped) or a white list (anything else: a match is accepted, the rest dropped). Rules
@@ -23,6 +24,7 @@ extern "C" {
  * command (both chains are flushed).
  */
 L3_API int32_t config_fw_ip(void);
+/** The same for IPv6. */
 L3_API int32_t config_fw6_ip(void);
 
 /**
@@ -34,6 +36,7 @@ L3_API int32_t config_fw6_ip(void);
  * in memory.
  */
 L3_API int32_t gl3_web_set_firewall_cfg(const l3_ip_filter* xi_pFirewallTableInfo);
+/** The same for IPv6. */
 L3_API int32_t gl3_web_set_firewall6_cfg(const l3_ip6_filter* xi_pFirewallTableInfo);
 
 /**
@@ -42,6 +45,7 @@ L3_API int32_t gl3_web_set_firewall6_cfg(const l3_ip6_filter* xi_pFirewallTableI
  * a failed read (when the switch fails to read, the filter is already copied out).
  */
 L3_API int32_t gl3_web_get_firewall_cfg(l3_ip_filter* xo_pFirewallTableInfo);
+/** The same for IPv6. */
 L3_API int32_t gl3_web_get_firewall6_cfg(l3_ip6_filter* xo_pFirewallTableInfo);
 
 /**
@@ -50,6 +54,7 @@ L3_API int32_t gl3_web_get_firewall6_cfg(l3_ip6_filter* xo_pFirewallTableInfo);
  * entries, keeps modes and switch, and writes the record. Returns 0 or the failing step's result.
  */
 L3_API int32_t gl3_web_remove_all_firewall_rule(void);
+/** The same for IPv6. */
 L3_API int32_t gl3_web_remove_all_firewall6_rule(void);
 
 /**

@@ -1,4 +1,7 @@
-/** The whole interface of libl3_advance.so. */
+/**
+ * @file
+ * The whole interface of libl3_advance.so.
+ */
 #ifndef L3_ADVANCE_L3_ADVANCE_H
 #define L3_ADVANCE_L3_ADVANCE_H
 

@@ -1,4 +1,5 @@
 /**
+ * @file
  * The MAC filter: up to 10 LAN devices per address family, each with a daily time span (UTC), whose
  * forwarded traffic is dropped (black list) or alone accepted (white list). The generators take
  * mode 1, and no other, for a white list. Rules stand in forward_ext_mac of each family.
@@ -21,6 +22,7 @@ extern "C" {
  * a rule's command fails (the chain is flushed, and no later entry is tried).
  */
 L3_API int32_t config_fw_mac(void);
+/** The same for IPv6. */
 L3_API int32_t config_fw6_mac(void);
 
 /**
@@ -31,6 +33,7 @@ L3_API int32_t config_fw6_mac(void);
  * -1 on a null pointer or a failed step; after a failure the new settings stay in memory.
  */
 L3_API int32_t gl3_web_set_mac_cfg(const l3_mac_filter* xi_pMacTableInfo);
+/** The same for IPv6. */
 L3_API int32_t gl3_web_set_mac6_cfg(const l3_mac_filter* xi_pMacTableInfo);
 
 /**
@@ -39,6 +42,7 @@ L3_API int32_t gl3_web_set_mac6_cfg(const l3_mac_filter* xi_pMacTableInfo);
  * pointer or a failed read (when the switch fails to read, the filter is already copied out).
  */
 L3_API int32_t gl3_web_get_mac_cfg(l3_mac_filter* xo_pMacTableInfo);
+/** The same for IPv6. */
 L3_API int32_t gl3_web_get_mac6_cfg(l3_mac_filter* xo_pMacTableInfo);
 
 /**
@@ -48,6 +52,7 @@ L3_API int32_t gl3_web_get_mac6_cfg(l3_mac_filter* xo_pMacTableInfo);
  * the failing step's result.
  */
 L3_API int32_t gl3_web_remove_all_mac_rule(void);
+/** The same for IPv6. */
 L3_API int32_t gl3_web_remove_all_mac6_rule(void);
 
 /**

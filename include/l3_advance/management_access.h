@@ -1,4 +1,5 @@
 /**
+ * @file
  * Access to the gateway's own management services, and the redirect of LAN web requests to a
  * configuration page. Nothing here is stored: what these calls set lives in the running rule set
  * alone. IPv4. Failed commands are only logged.

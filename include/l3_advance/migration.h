@@ -1,4 +1,5 @@
 /**
+ * @file
  * Carrying over the configuration file of an older release, "/ztcfg/l3_advance.conf", whose URL
  * entries have neither a switch nor a time span. Everything else lies in it where it lies in
  * "/ztcfg/l3_advance.dat".

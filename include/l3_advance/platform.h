@@ -1,4 +1,5 @@
 /**
+ * @file
  * What the library asks of the device it runs on. These ten calls are undefined symbols of
  * libl3_advance.so; the process that loads the library supplies them.
  */
@@ -13,6 +14,7 @@
 extern "C" {
 #endif
 
+/** Lets the compiler check a printf format. */
 #if defined(__GNUC__)
 #define L3_PRINTF(text, arguments) __attribute__((format(printf, text, arguments)))
 #else

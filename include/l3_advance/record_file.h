@@ -1,4 +1,5 @@
 /**
+ * @file
  * Record files of other programs of the device: fixed-size binary records, each alone in a file of
  * the caller's choosing, from offset 0. One pair of calls is for the standard WAN service record
  * (1872 bytes), one for a record of any length. The bytes are written and read as they are.

@@ -1,4 +1,5 @@
 /**
+ * @file
  * The three configuration records, byte for byte as they lie in memory and in the
  * configuration file "/ztcfg/l3_advance.dat".
  *
@@ -23,7 +24,9 @@
 extern "C" {
 #endif
 
+/** Asserts the size of a structure. */
 #define L3_SIZE(type, bytes) L3_STATIC_ASSERT(sizeof(type) == (bytes), #type " is " #bytes " bytes")
+/** Asserts the offset of a member. */
 #define L3_OFFSET(type, member, bytes) \
   L3_STATIC_ASSERT(offsetof(type, member) == (bytes), #type "." #member " is at byte " #bytes)
 
@@ -73,18 +76,18 @@ L3_OFFSET(l3_ip_filter, ip_filter_ctrl, 2412);
 
 /** One rule of the IPv6 IP filter; members as in the IPv4 entry, addresses of 16 bytes. */
 typedef struct l3_ip6_filter_entry {
-  uint32_t reserved;
-  uint32_t index;
-  uint32_t protocol;
+  uint32_t reserved;    /**< the caller's, kept as given */
+  uint32_t index;       /**< the caller's rule number, only logged */
+  uint32_t protocol;    /**< 0 all, 1 ICMP, 6 TCP, 17 UDP; anything else is refused */
   uint8_t dst_ip[16];   /**< destination address; all zero becomes "::" */
   uint8_t dst_ip_2[16]; /**< kept, in no rule */
-  uint32_t dst_port_s;
-  uint32_t dst_port_e;
+  uint32_t dst_port_s;  /**< first destination port; 0 leaves the ports open */
+  uint32_t dst_port_e;  /**< last destination port; 0 leaves the ports open */
   uint8_t src_ip[16];   /**< source address; all zero becomes "::" */
   uint8_t src_ip_2[16]; /**< kept, in no rule */
-  uint32_t src_port_s;
-  uint32_t src_port_e;
-  uint32_t direction;
+  uint32_t src_port_s;  /**< first source port; 0 leaves the ports open */
+  uint32_t src_port_e;  /**< last source port; 0 leaves the ports open */
+  uint32_t direction;   /**< 0 upstream (LAN to WAN), anything else downstream */
 } l3_ip6_filter_entry;
 L3_SIZE(l3_ip6_filter_entry, 96);
 L3_OFFSET(l3_ip6_filter_entry, reserved, 0);
@@ -102,11 +105,11 @@ L3_OFFSET(l3_ip6_filter_entry, direction, 92);
 
 /** The IPv6 IP filter. */
 typedef struct l3_ip6_filter {
-  int32_t count;
-  l3_ip6_filter_entry entries[50];
-  uint32_t us_black_white;
-  uint32_t ds_black_white;
-  uint32_t ip_filter_ctrl;
+  int32_t count;                   /**< entries in use, from the first */
+  l3_ip6_filter_entry entries[50]; /**< zero where unused */
+  uint32_t us_black_white;         /**< list mode upstream: as in the IPv4 filter */
+  uint32_t ds_black_white;         /**< list mode downstream: as in the IPv4 filter */
+  uint32_t ip_filter_ctrl;         /**< the switch: as in the IPv4 filter */
 } l3_ip6_filter;
 L3_SIZE(l3_ip6_filter, 4816);
 L3_OFFSET(l3_ip6_filter, count, 0);
@@ -136,8 +139,8 @@ L3_OFFSET(l3_url_entry, stop_minute, 43);
 
 /** The URL filter. */
 typedef struct l3_url_filter {
-  int32_t count;
-  l3_url_entry entries[50];
+  int32_t count;            /**< entries in use, from the first */
+  l3_url_entry entries[50]; /**< zero where unused */
   uint32_t url_black_white; /**< 0 black list, anything else white list */
   uint32_t url_filter_ctrl; /**< 0 off, anything else on */
 } l3_url_filter;
@@ -168,8 +171,8 @@ L3_OFFSET(l3_mac_entry, stop_minute, 19);
 
 /** The MAC filter of one address family. */
 typedef struct l3_mac_filter {
-  int32_t count;
-  l3_mac_entry entries[10];
+  int32_t count;            /**< entries in use, from the first */
+  l3_mac_entry entries[10]; /**< zero where unused */
   uint32_t mac_black_white; /**< exactly 1 white list, anything else black list */
   uint32_t mac_filter_ctrl; /**< 0 off, anything else on */
 } l3_mac_filter;
@@ -192,8 +195,8 @@ L3_OFFSET(l3_dhcp_entry, reserved, 10);
 
 /** The DHCP client MAC filter. */
 typedef struct l3_dhcp_filter {
-  int32_t count;
-  l3_dhcp_entry entries[10];
+  int32_t count;                 /**< entries in use, from the first */
+  l3_dhcp_entry entries[10];     /**< zero where unused */
   uint32_t dhcp_black_white;     /**< exactly 1 white list, anything else black list */
   uint32_t dhcp_mac_filter_ctrl; /**< 0 off, anything else on */
 } l3_dhcp_filter;
@@ -220,8 +223,8 @@ L3_OFFSET(l3_acl_entry, src_ip1, 16);
 
 /** The local-service access control list. */
 typedef struct l3_acl {
-  int32_t count;
-  l3_acl_entry entries[16];
+  int32_t count;            /**< entries in use, from the first */
+  l3_acl_entry entries[16]; /**< zero where unused */
   uint32_t acl_filter_ctrl; /**< 0 stored but not applied, anything else applied */
 } l3_acl;
 L3_SIZE(l3_acl, 328);
@@ -240,8 +243,8 @@ L3_OFFSET(l3_caporl_entry, caporl_ip, 4);
 
 /** Captive-portal redirection. */
 typedef struct l3_caporl {
-  int32_t count;
-  l3_caporl_entry entries[32];
+  int32_t count;               /**< entries in use, from the first */
+  l3_caporl_entry entries[32]; /**< zero where unused */
   uint32_t caporl_filter_ctrl; /**< 0 off, anything else on */
 } l3_caporl;
 L3_SIZE(l3_caporl, 776);
@@ -251,15 +254,15 @@ L3_OFFSET(l3_caporl, caporl_filter_ctrl, 772);
 
 /** IPv4 and common settings. */
 typedef struct l3_fw_rules {
-  l3_ip_filter ip_filter;
-  l3_url_filter url_filter;
-  uint32_t anti_port_scan;  /**< 0 off, anything else on; gates the bad-TCP rules too */
-  uint32_t ipsec_pass_ctrl; /**< 0 drops forwarded IKE and NAT-T, anything else passes them */
-  l3_mac_filter mac_filter;
-  l3_dhcp_filter dhcp_filter;
-  l3_acl acl;
-  l3_caporl caporl;
-  uint32_t security_level; /**< 0 off, 1 on, 2 on with anti port scan */
+  l3_ip_filter ip_filter;     /**< forwarded IPv4 traffic */
+  l3_url_filter url_filter;   /**< look-ups of host names */
+  uint32_t anti_port_scan;    /**< 0 off, anything else on; gates the bad-TCP rules too */
+  uint32_t ipsec_pass_ctrl;   /**< 0 drops forwarded IKE and NAT-T, anything else passes them */
+  l3_mac_filter mac_filter;   /**< LAN devices' forwarded IPv4 traffic */
+  l3_dhcp_filter dhcp_filter; /**< which devices get an address */
+  l3_acl acl;                 /**< access to the gateway's own services */
+  l3_caporl caporl;           /**< where web requests may go */
+  uint32_t security_level;    /**< 0 off, 1 on, 2 on with anti port scan */
 } l3_fw_rules;
 L3_SIZE(l3_fw_rules, 6168);
 L3_OFFSET(l3_fw_rules, ip_filter, 0);
@@ -287,11 +290,11 @@ L3_OFFSET(l3_fw_rules, security_level, 6164);
 
 /** IPv6 settings. Only the IP filter and the MAC filter make rules. */
 typedef struct l3_fw6_rules {
-  l3_ip6_filter ip_filter;
-  l3_url_filter url_filter; /**< count and switch are logged, the rest is unused */
-  uint32_t anti_port_scan;  /**< unused */
-  uint32_t ipsec_pass_ctrl; /**< 1 in a fresh file, never read */
-  l3_mac_filter mac_filter;
+  l3_ip6_filter ip_filter;    /**< forwarded IPv6 traffic */
+  l3_url_filter url_filter;   /**< count and switch are logged, the rest is unused */
+  uint32_t anti_port_scan;    /**< unused */
+  uint32_t ipsec_pass_ctrl;   /**< 1 in a fresh file, never read */
+  l3_mac_filter mac_filter;   /**< LAN devices' forwarded IPv6 traffic */
   l3_dhcp_filter dhcp_filter; /**< unused */
   l3_acl acl;                 /**< unused */
   l3_caporl caporl;           /**< unused */
@@ -318,15 +321,15 @@ L3_OFFSET(l3_fw6_rules, reserved, 8568);
 
 /** The caller's route-QoS rules. The library reads only the named words, and only to log them. */
 typedef struct l3_qos_rules {
-  int32_t RulesNum;   /**< number of rules */
-  uint32_t control;   /**< logged */
-  uint32_t QoSType;   /**< logged */
-  uint32_t reserved0; /**< the platform's */
-  uint32_t Protocol;  /**< logged */
-  uint32_t SrcIp;     /**< logged */
-  uint32_t reserved1[2];
-  uint32_t DstIp; /**< logged */
-  uint8_t reserved2[208];
+  int32_t RulesNum;       /**< number of rules */
+  uint32_t control;       /**< logged */
+  uint32_t QoSType;       /**< logged */
+  uint32_t reserved0;     /**< the platform's */
+  uint32_t Protocol;      /**< logged */
+  uint32_t SrcIp;         /**< logged */
+  uint32_t reserved1[2];  /**< the platform's */
+  uint32_t DstIp;         /**< logged */
+  uint8_t reserved2[208]; /**< the platform's */
 } l3_qos_rules;
 L3_SIZE(l3_qos_rules, 244);
 L3_OFFSET(l3_qos_rules, RulesNum, 0);
@@ -341,19 +344,21 @@ L3_OFFSET(l3_qos_rules, reserved2, 36);
 
 /** Route QoS, handed whole to the platform. */
 typedef struct l3_route_qos {
-  int32_t control; /**< 0 off, 1 on */
-  l3_qos_rules rules;
+  int32_t control;    /**< 0 off, 1 on */
+  l3_qos_rules rules; /**< the platform's block, of which the library knows the first words */
 } l3_route_qos;
 L3_SIZE(l3_route_qos, 248);
 L3_OFFSET(l3_route_qos, control, 0);
 L3_OFFSET(l3_route_qos, rules, 4);
 
 /**
- * The only copy of the settings in memory: zero at load, filled from the configuration
+ * The IPv4 and common settings, and their only copy in memory: zero at load, filled from the configuration
  * file, changed in place by the management calls. Callers serialise their calls.
  */
 L3_API extern l3_fw_rules fw_rules_table;
+/** The IPv6 settings in memory, likewise. */
 L3_API extern l3_fw6_rules fw6_rules_table;
+/** Route QoS in memory, likewise. */
 L3_API extern l3_route_qos RtQoSRulesTable;
 
 /** Exported for other programs of the device; the library neither reads nor writes it. */

@@ -1,4 +1,5 @@
 /**
+ * @file
  * Route QoS: a table of traffic-classification rules and its switch, kept in the configuration file
  * and handed whole to the platform, which programs the forwarding hardware. No packet-filter rule,
  * and the rules themselves are not looked into.

@@ -1,4 +1,7 @@
-/** The rule set as a whole: flushing the library's chains, saving and restoring. */
+/**
+ * @file
+ * The rule set as a whole: flushing the library's chains, saving and restoring.
+ */
 #ifndef L3_ADVANCE_RULE_SET_H
 #define L3_ADVANCE_RULE_SET_H
 
@@ -25,8 +28,11 @@ L3_API int32_t flush_fw6(void);
  * They differ in name alone, and any of them takes any line.
  */
 L3_API int32_t flush_fw_ip(const char* command);
+/** The same for the URL filter. */
 L3_API int32_t flush_fw_url(const char* command);
+/** The same for the MAC filter. */
 L3_API int32_t flush_fw_mac(const char* command);
+/** The same for the bad-TCP rules. */
 L3_API int32_t flush_fw_bad_tcp(const char* command);
 
 /**

@@ -1,4 +1,7 @@
-/** Running one command line through the shell. */
+/**
+ * @file
+ * Running one command line through the shell.
+ */
 #ifndef L3_ADVANCE_SHELL_COMMAND_H
 #define L3_ADVANCE_SHELL_COMMAND_H
 

@@ -1,4 +1,5 @@
 /**
+ * @file
  * The URL filter: up to 50 host names, each with a daily time span (UTC), whose look-ups by LAN
  * clients are blocked (black list, mode 0) or alone allowed (white list, any other mode). The rules
  * match UDP packets from br0 to port 53 that carry the name as DNS writes it, IPv4 only, and stand

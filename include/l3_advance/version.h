@@ -1,4 +1,7 @@
-/** The version banner. */
+/**
+ * @file
+ * The version banner.
+ */
 #ifndef L3_ADVANCE_VERSION_H
 #define L3_ADVANCE_VERSION_H
 

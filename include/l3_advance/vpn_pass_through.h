@@ -1,4 +1,5 @@
 /**
+ * @file
  * VPN pass-through: whether GRE tunnels from the home network cross the gateway's address
  * translation. No packet-filter rule: the switch goes to the forwarding driver and to the resource
  * manager, and stands in the "vpn_pass_through=" line of the configuration file.
