@@ -5,10 +5,6 @@ namespace settings {
 
 namespace {
 
-constexpr Word services[] = {{"all", 0},  {"web", 1},    {"ftp", 2},
-                             {"snmp", 3}, {"telnet", 4}, {"ping", 5}};
-constexpr Word sides[] = {{"lan", 0}, {"wan", 1}};
-
 void read_entry(l3_acl_entry& entry, const Source& source) {
   Object object(source.node, source.path, source.problems);
   bool enabled = true;

@@ -7,9 +7,6 @@ namespace settings {
 
 namespace {
 
-constexpr Word protocols[] = {{"all", 0}, {"icmp", 1}, {"tcp", 6}, {"udp", 17}};
-constexpr Word directions[] = {{"upstream", 0}, {"downstream", 1}};
-
 void read_address(Object& rule, const char* key, uint32_t& out) {
   rule.text(key, parse_ipv4, out);
 }

@@ -5,8 +5,6 @@ namespace settings {
 
 namespace {
 
-constexpr Word security_levels[] = {{"off", 0}, {"low", 1}, {"high", 2}};
-
 void read_switch(const Source& source, std::optional<bool>& out) {
   if (source.node.kind != Node::Kind::boolean) {
     source.problems.refuse(source.node.line, source.path,

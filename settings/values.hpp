@@ -86,5 +86,11 @@ struct Word {
 };
 
 inline constexpr Word list_modes[] = {{"black-list", 0}, {"white-list", 1}};
+inline constexpr Word protocols[] = {{"all", 0}, {"icmp", 1}, {"tcp", 6}, {"udp", 17}};
+inline constexpr Word directions[] = {{"upstream", 0}, {"downstream", 1}};
+inline constexpr Word services[] = {{"all", 0},  {"web", 1},    {"ftp", 2},
+                                    {"snmp", 3}, {"telnet", 4}, {"ping", 5}};
+inline constexpr Word sides[] = {{"lan", 0}, {"wan", 1}};
+inline constexpr Word security_levels[] = {{"off", 0}, {"low", 1}, {"high", 2}};
 
 }  // namespace settings
