@@ -23,7 +23,16 @@ if(TARGET l3ctl)
       COMMAND l3ctl completion ${shell} > ${CMAKE_BINARY_DIR}/completion.${shell}
       DEPENDS l3ctl VERBATIM)
   endforeach()
-  add_custom_target(l3ctl_completion ALL DEPENDS ${CMAKE_BINARY_DIR}/completion.bash ${CMAKE_BINARY_DIR}/completion.zsh)
+  # Its commands and options go into the manual page where that says COMMANDS.
+  add_custom_command(
+    OUTPUT ${CMAKE_BINARY_DIR}/l3ctl.8
+    COMMAND l3ctl manual > ${CMAKE_BINARY_DIR}/l3ctl.8.commands
+    COMMAND ${CMAKE_COMMAND} -Dframe=${PROJECT_SOURCE_DIR}/man/l3ctl.8.in -Dcommands=${CMAKE_BINARY_DIR}/l3ctl.8.commands
+            -Dpage=${CMAKE_BINARY_DIR}/l3ctl.8 -P ${PROJECT_SOURCE_DIR}/cmake/manual_page.cmake
+    DEPENDS l3ctl ${PROJECT_SOURCE_DIR}/man/l3ctl.8.in ${PROJECT_SOURCE_DIR}/cmake/manual_page.cmake VERBATIM)
+  add_custom_target(l3ctl_texts ALL DEPENDS ${CMAKE_BINARY_DIR}/completion.bash ${CMAKE_BINARY_DIR}/completion.zsh
+                                            ${CMAKE_BINARY_DIR}/l3ctl.8)
+  install(FILES ${CMAKE_BINARY_DIR}/l3ctl.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tools)
   install(FILES ${CMAKE_BINARY_DIR}/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME l3ctl COMPONENT tools)
   install(FILES ${CMAKE_BINARY_DIR}/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
@@ -36,3 +45,4 @@ install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}
         COMPONENT library)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-advance-dev
         RENAME copyright COMPONENT devel)
+install(FILES ${PROJECT_SOURCE_DIR}/man/l3_advance.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT devel)

@@ -34,5 +34,6 @@ void add_record_command(CLI::App& app, Context& context);
 void add_restore_rules_command(CLI::App& app, Context& context);
 void add_explain_command(CLI::App& app, Context& context);
 void add_completion_command(CLI::App& app, Context& context);
+void add_manual_command(CLI::App& app, Context& context);
 
 }  // namespace l3ctl

@@ -25,7 +25,7 @@ constexpr AddCommand commands[] = {
     add_wan_command,           add_access_command,
     add_page_jump_command,     add_record_command,
     add_restore_rules_command, add_explain_command,
-    add_completion_command,
+    add_completion_command,    add_manual_command,
 };
 
 constexpr const char* footer =
