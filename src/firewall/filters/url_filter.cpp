@@ -56,11 +56,14 @@ void copy_label(char* form, const char* name, size_t& length) {
 /* Places a text inside double quotes; the four characters that the shell would expand there lose
  * their meaning. Every other byte, line feeds included, stands for itself. */
 void append_quoted(CommandLine& line, const char* text) {
-  for (; *text != '\0'; ++text) {
-    if (strchr("$`\"\\", *text) != nullptr) {
-      line.append("\\");
+  for (;;) {
+    const size_t plain = strcspn(text, "$`\"\\");
+    line.append("%.*s", static_cast<int>(plain), text);
+    text += plain;
+    if (*text == '\0') {
+      return;
     }
-    line.append("%c", *text);
+    line.append("\\%c", *text++);
   }
 }
 

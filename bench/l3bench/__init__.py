@@ -1,0 +1,1 @@
+"""What bench/run and the check of the instruction counts share."""

@@ -1,0 +1,90 @@
+"""Instruction counts of the library's calls, by callgrind: exact, and the same on every run.
+
+Three counts a scene: what the library's own code executes; what the calling process executes for the call,
+libc included and commands left out; and the same with a log that formats every message.
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = ROOT / "build/release"
+LIBRARY = "libl3_advance.so"
+LOG_ON = ", log on"
+# libc picks its string routines by processor; without these the counts are those of any x86-64.
+ANY_PROCESSOR = "glibc.cpu.hwcaps=-AVX2,-AVX512F,-AVX512VL,-AVX512BW,-BMI2,-ERMS,-FSRM"
+
+
+def _callgrind(folder, program, *options):
+    command = ["valgrind", "--tool=callgrind", "--vgdb=no", "--compress-strings=no", "--compress-pos=no",
+               f"--callgrind-out-file={folder}/profile", *options, BUILD / program]  # fmt: skip
+    done = subprocess.run([ROOT / "tests/sandbox", *command], capture_output=True, text=True,
+                          env={**os.environ, "L3_SANDBOX_WRITABLE": folder,
+                               "GLIBC_TUNABLES": ANY_PROCESSOR})  # fmt: skip
+    if done.returncode != 0:
+        raise RuntimeError(f"{program} under callgrind: {done.stderr[-2000:]}")
+    return done.stderr
+
+
+def _read_profile(text):
+    """The scene's name, all instructions, and those of the library itself."""
+    title = re.search(r"^desc: Trigger: Client Request: (.*)$", text, re.M)
+    total = int(re.search(r"^(?:summary|totals): (\d+)", text, re.M).group(1))
+    own, ours, skip = 0, False, False
+    for line in text.splitlines():
+        if line.startswith("ob="):
+            ours = line.endswith("/" + LIBRARY)
+        elif line.startswith("calls="):
+            skip = True  # The next line is what the called function costs; it has lines of its own.
+        elif line[:1].isdigit():
+            if ours and not skip:
+                own += int(line.split()[1])
+            skip = False
+    return title.group(1) if title else "", total, own
+
+
+def of_the_calls():
+    """{scene: {"library", "process", "process, log on", "commands", "file calls"}}"""
+    with tempfile.TemporaryDirectory() as folder:
+        said = _callgrind(folder, "instructions", "--collect-atstart=no")
+        profiles = [_read_profile(path.read_text(errors="replace"))
+                    for path in pathlib.Path(folder).glob("profile.*")]  # fmt: skip
+    counts = {name: (total, own) for name, total, own in profiles if name}
+    scenes = {}
+    for name, commands, files in re.findall(r"^(.*)\t(\d+) commands\t(\d+) file calls$", said, re.M):
+        if name.endswith(LOG_ON):
+            continue
+        scenes[name] = {
+            "library": counts[name][1],
+            "process": counts[name][0],
+            "process, log on": counts[name + LOG_ON][0],
+            "commands": int(commands),
+            "file calls": int(files),
+        }
+    return scenes
+
+
+def of_loading():
+    """Instructions of a program that does nothing: with libc alone, and what it costs to load the library, or
+    one that is empty, as well."""
+    counts = {}
+    for needs in ("without", "library", "nothing"):
+        with tempfile.TemporaryDirectory() as folder:
+            _callgrind(folder, f"load_{needs}")
+            counts[needs] = _read_profile((pathlib.Path(folder) / "profile").read_text())[1]
+    libc = counts["without"]
+    return {"libc": libc, "library": counts["library"] - libc, "empty library": counts["nothing"] - libc}
+
+
+def per_rule(scenes):
+    """{filter: instructions of the calling process for one command more}, from empty to full."""
+    costs = {}
+    for name, scene in scenes.items():
+        kind, _, entries = name.rpartition(" ")
+        empty = scenes.get(kind + " 0")
+        if entries.isdigit() and scene["commands"] >= empty["commands"] + 10:
+            costs[kind] = (scene["process"] - empty["process"]) // (scene["commands"] - empty["commands"])
+    return costs
