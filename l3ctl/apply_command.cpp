@@ -1,35 +1,19 @@
 /* l3ctl apply: a settings file is checked as a whole, and then what differs from the stored is set. */
+#include <unistd.h>
+
 #include <algorithm>
-#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "l3ctl/apply_steps.hpp"
 #include "l3ctl/commands.hpp"
-#include "l3ctl/input.hpp"
+#include "l3ctl/confirmation.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/wanted.hpp"
 
 namespace l3ctl {
 
 namespace {
-
-/* Far more than the largest settings need. */
-constexpr size_t largest_file = 1 << 20;
-
-settings::Settings checked_settings(const std::string& file) {
-  const settings::Reading reading =
-      settings::read(read_input(file, largest_file), input_name(file));
-  for (const std::string& warning : reading.warnings) {
-    complain("warning: " + warning);
-  }
-  for (const std::string& error : reading.errors) {
-    complain(error);
-  }
-  if (!reading.errors.empty()) {
-    throw Failure("nothing was changed", exit_wrong_input);
-  }
-  return reading.settings;
-}
 
 std::string joined(const std::vector<std::string>& names) {
   std::string text;
@@ -39,37 +23,39 @@ std::string joined(const std::vector<std::string>& names) {
   return text.empty() ? "nothing" : text;
 }
 
-void add_once(std::vector<std::string>& names, const char* name) {
-  if (std::find(names.begin(), names.end(), name) == names.end()) {
-    names.emplace_back(name);
+/* For whoever waits at a terminal. */
+void show_progress(const char* section, size_t place, size_t total) {
+  if (isatty(STDERR_FILENO) != 0) {
+    complain(std::to_string(place) + "/" + std::to_string(total) + " " + section);
   }
 }
 
-int apply_file(const Context& context, const std::string& file) {
-  const settings::Settings wanted = checked_settings(file);
-  Change change(context);
-  change.may_fail("iptables -t filter -D FORWARD -p udp ");
-  std::vector<std::string> applied;
-  std::vector<std::string> unchanged;
-  settings::Settings now = change.stored();
-  for (const ApplyStep& step : apply_steps()) {
-    if (!step.is_wanted(wanted)) {
-      continue;
-    }
-    if (!step.differs(wanted, now)) {
-      add_once(unchanged, step.section);
-      continue;
-    }
-    add_once(applied, step.section);
-    if (change.call(step.section, [&] { return step.set(wanted); }) && wanted.security_level) {
-      now = load_stored();
-    }
-  }
-  std::erase_if(unchanged, [&](const std::string& name) {
-    return std::find(applied.begin(), applied.end(), name) != applied.end();
+bool changes_something(const settings::Settings& wanted, const settings::Settings& stored) {
+  const auto steps = apply_steps();
+  return std::any_of(steps.begin(), steps.end(), [&](const ApplyStep& step) {
+    return step.is_wanted(wanted) && step.differs(wanted, stored);
   });
-  return change.report("applied: " + joined(applied) + "; unchanged: " + joined(unchanged),
-                       {{"applied", applied}, {"unchanged", unchanged}});
+}
+
+/* `confirm_within` is in seconds; 0 where nobody has to confirm. */
+int apply_file(const Context& context, const WantedFile& file, int confirm_within) {
+  const settings::Settings wanted = read_wanted(file);
+  Change change(context);
+  refuse_while_pending();
+  const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
+  if (waits) {
+    begin_confirmation(context, change, wanted, confirm_within);
+  }
+  const Applied applied = apply_in_order(change, wanted, show_progress);
+  nlohmann::ordered_json members{{"applied", applied.set}, {"unchanged", applied.unchanged}};
+  if (waits) {
+    restart_confirmation_time();
+    members["confirm_within"] = confirm_within;
+    complain("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
+             " s keeps these settings; otherwise the old ones come back");
+  }
+  return change.report(
+      "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
 }
 
 }  // namespace
@@ -84,10 +70,17 @@ void add_apply_command(CLI::App& app, Context& context) {
       "the\n"
       "day's last minute open.\n\n" +
       app.get_footer());
-  auto file = std::make_shared<std::string>();
-  command->add_option("FILE", *file, "Settings as JSON; - is standard input")->required();
-  command->callback([&context, file] {
-    context.action = [&context, file] { return apply_file(context, *file); };
+  auto file = add_wanted_options(*command);
+  auto confirm_within = std::make_shared<int>(0);
+  command
+      ->add_option(
+          "--confirm", *confirm_within,
+          "Bring the old settings back unless \"l3ctl confirm\" comes within so many seconds")
+      ->check(CLI::Range(1, 86400));
+  command->callback([&context, file, confirm_within] {
+    context.action = [&context, file, confirm_within] {
+      return apply_file(context, *file, *confirm_within);
+    };
   });
 }
 

@@ -1,5 +1,6 @@
 #include "l3ctl/apply_steps.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <type_traits>
@@ -34,8 +35,13 @@ bool differs(const Settings& wanted, const Settings& stored) {
 }
 
 template <auto Member>
+void leave_out(Settings& wanted) {
+  (wanted.*Member).reset();
+}
+
+template <auto Member>
 constexpr ApplyStep step(const char* section, int32_t (*set)(const Settings& wanted)) {
-  return {section, is_wanted<Member>, differs<Member>, set};
+  return {section, is_wanted<Member>, differs<Member>, set, leave_out<Member>};
 }
 
 /* The level stands for the master switch and port-scan protection; off says nothing of the latter. */
@@ -50,7 +56,8 @@ constexpr ApplyStep steps[] = {
     {"security_level", is_wanted<&Settings::security_level>, level_differs,
      [](const Settings& s) {
        return gl3_web_set_fw_security_level(static_cast<int32_t>(*s.security_level));
-     }},
+     },
+     leave_out<&Settings::security_level>},
     step<&Settings::firewall>(
         "firewall", [](const Settings& s) { return gl3_web_set_fw_status(*s.firewall ? 1 : 0); }),
     step<&Settings::port_scan_protection>("port_scan_protection",
@@ -93,10 +100,57 @@ constexpr ApplyStep steps[] = {
         "route_qos", [](const Settings& s) { return gl3_web_set_route_qos(&*s.route_qos_rules); }),
 };
 
+/* Two steps may belong to one section; one that was set is told as that alone. */
+void add_once(std::vector<std::string>& names, const char* name) {
+  if (std::find(names.begin(), names.end(), name) == names.end()) {
+    names.emplace_back(name);
+  }
+}
+
 }  // namespace
 
 std::span<const ApplyStep> apply_steps() {
   return steps;
+}
+
+Settings level_as_switches(Settings settings) {
+  if (settings.security_level) {
+    settings.firewall = *settings.security_level != SecurityLevel::off;
+    if (*settings.firewall) {
+      settings.port_scan_protection = *settings.security_level == SecurityLevel::high;
+    }
+    settings.security_level.reset();
+  }
+  return settings;
+}
+
+Applied apply_in_order(Change& change, const Settings& wanted, const Progress& progress) {
+  Applied applied;
+  // Removed before it is added, and often not there.
+  change.may_fail("iptables -t filter -D FORWARD -p udp ");
+  const auto total = static_cast<size_t>(std::count_if(
+      std::begin(steps), std::end(steps), [&](const ApplyStep& s) { return s.is_wanted(wanted); }));
+  size_t place = 0;
+  Settings now = change.stored();
+  for (const ApplyStep& step : steps) {
+    if (!step.is_wanted(wanted)) {
+      continue;
+    }
+    ++place;
+    if (!step.differs(wanted, now)) {
+      add_once(applied.unchanged, step.section);
+      continue;
+    }
+    progress(step.section, place, total);
+    add_once(applied.set, step.section);
+    if (change.call(step.section, [&] { return step.set(wanted); }) && wanted.security_level) {
+      now = load_stored();
+    }
+  }
+  std::erase_if(applied.unchanged, [&](const std::string& name) {
+    return std::find(applied.set.begin(), applied.set.end(), name) != applied.set.end();
+  });
+  return applied;
 }
 
 int32_t set_vpn_pass_through(bool on) {

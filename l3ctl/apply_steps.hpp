@@ -2,8 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
+#include <string>
+#include <vector>
 
+#include "l3ctl/library.hpp"
 #include "settings/settings.hpp"
 
 namespace l3ctl {
@@ -14,9 +18,27 @@ struct ApplyStep {
   bool (*is_wanted)(const settings::Settings& wanted);
   bool (*differs)(const settings::Settings& wanted, const settings::Settings& stored);
   int32_t (*set)(const settings::Settings& wanted);
+  /* Takes this section out of the wanted settings. */
+  void (*leave_out)(settings::Settings& wanted);
 };
 
 std::span<const ApplyStep> apply_steps();
+
+/* The settings with a security level told by the two switches that it stands for. */
+settings::Settings level_as_switches(settings::Settings settings);
+
+/* Sections by what became of them. */
+struct Applied {
+  std::vector<std::string> set;
+  std::vector<std::string> unchanged;
+};
+
+/* Told of every section before it is set: its name, its place among the wanted ones, their number. */
+using Progress = std::function<void(const char* section, size_t place, size_t total)>;
+
+/* Sets what the wanted settings say and the stored ones do not, so that the rules of an unchanged
+ * section are never touched. Failures are noted in the change. */
+Applied apply_in_order(Change& change, const settings::Settings& wanted, const Progress& progress);
 
 /* Sets VPN pass-through in the platform and in the file. */
 int32_t set_vpn_pass_through(bool on);

@@ -14,6 +14,7 @@ enum ExitStatus {
   exit_failed = 1,       /* the system or the library refused */
   exit_wrong_input = 2,  /* nothing was changed */
   exit_rules_differ = 3, /* settings are stored, the packet filter does not follow them all */
+  exit_changes = 2,      /* plan and diff: there is something to change; wrong input is 1 there */
 };
 
 /* Ends the program with a message on standard error. */
@@ -28,6 +29,7 @@ class Failure : public std::runtime_error {
 };
 
 struct Context {
+  ExitStatus wrong_input = exit_wrong_input; /* how the chosen command ends on wrong input */
   bool json = false;
   int lock_timeout = 30; /* seconds */
   /* What the command line asked for; set while it is parsed, run afterwards. */

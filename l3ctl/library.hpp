@@ -57,6 +57,9 @@ class Change {
 
   [[nodiscard]] const settings::Settings& stored() const { return stored_; }
 
+  /* What the library reports as failed so far. */
+  [[nodiscard]] const std::vector<std::string>& failed() const { return failed_; }
+
   /* A command line that begins so may fail: the rule that it removes is often not there. */
   void may_fail(std::string_view beginning) { may_fail_.push_back(beginning); }
 

@@ -12,20 +12,37 @@ namespace l3ctl {
 namespace {
 
 constexpr AddCommand commands[] = {
-    add_apply_command,         add_show_command,
-    add_export_command,        add_status_command,
-    add_version_command,       add_init_command,
-    add_reset_command,         add_level_command,
-    add_firewall_command,      add_portal_command,
-    add_ip_filter_command,     add_acl_command,
-    add_url_filter_command,    add_mac_filter_command,
-    add_dhcp_filter_command,   add_captive_portal_command,
-    add_port_scan_command,     add_ipsec_command,
-    add_vpn_command,           add_qos_command,
-    add_wan_command,           add_access_command,
-    add_page_jump_command,     add_record_command,
-    add_restore_rules_command, add_explain_command,
-    add_completion_command,    add_manual_command,
+    add_apply_command,
+    add_plan_command,
+    add_diff_command,
+    add_confirm_command,
+    add_show_command,
+    add_export_command,
+    add_status_command,
+    add_version_command,
+    add_init_command,
+    add_reset_command,
+    add_level_command,
+    add_firewall_command,
+    add_portal_command,
+    add_ip_filter_command,
+    add_acl_command,
+    add_url_filter_command,
+    add_mac_filter_command,
+    add_dhcp_filter_command,
+    add_captive_portal_command,
+    add_port_scan_command,
+    add_ipsec_command,
+    add_vpn_command,
+    add_qos_command,
+    add_wan_command,
+    add_access_command,
+    add_page_jump_command,
+    add_record_command,
+    add_restore_rules_command,
+    add_explain_command,
+    add_completion_command,
+    add_manual_command,
 };
 
 constexpr const char* footer =
@@ -49,18 +66,17 @@ void occupy_standard_descriptors() {
   }
 }
 
-int parse(CLI::App& app, int argc, char** argv) {
+int parse(CLI::App& app, const Context& context, int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? exit_done : exit_wrong_input;
+    return app.exit(error) == 0 ? exit_done : context.wrong_input;
   }
   return -1;
 }
 
-int run(int argc, char** argv) {
+int run(Context& context, int argc, char** argv) {
   CLI::App app("Settings of the gateway's firewall and services", "l3ctl");
-  Context context;
   app.set_version_flag("--version", "l3ctl " L3CTL_VERSION);
   app.add_flag("--json", context.json, "Results as JSON");
   app.add_option("--lock-timeout", context.lock_timeout,
@@ -73,7 +89,7 @@ int run(int argc, char** argv) {
   for (const AddCommand add : commands) {
     add(app, context);
   }
-  if (const int status = parse(app, argc, argv); status != -1) {
+  if (const int status = parse(app, context, argc, argv); status != -1) {
     return status;
   }
   return context.action();
@@ -89,12 +105,13 @@ void complain(const std::string& message) {
 
 int main(int argc, char** argv) {
   l3ctl::occupy_standard_descriptors();
+  l3ctl::Context context;
   int status = l3ctl::exit_failed;
   try {
-    status = l3ctl::run(argc, argv);
+    status = l3ctl::run(context, argc, argv);
   } catch (const l3ctl::Failure& failure) {
     l3ctl::complain(failure.what());
-    status = failure.status();
+    status = failure.status() == l3ctl::exit_wrong_input ? context.wrong_input : failure.status();
   } catch (const std::exception& error) {
     l3ctl::complain(error.what());
   }

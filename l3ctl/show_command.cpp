@@ -25,9 +25,13 @@ void add_show_command(CLI::App& app, Context& context) {
 void add_export_command(CLI::App& app, Context& context) {
   CLI::App* command =
       app.add_subcommand("export", "Write the stored settings as JSON that apply takes");
-  command->callback([&context] {
-    context.action = [] {
-      const std::string text = settings::write(stored_or_defaults(), {});
+  auto sections = std::make_shared<std::vector<std::string>>();
+  command->add_option("--section", *sections, "Only this section; may be given again")
+      ->allow_extra_args(false)
+      ->check(CLI::IsMember(settings::section_names()));
+  command->callback([&context, sections] {
+    context.action = [sections] {
+      const std::string text = settings::write(stored_or_defaults(), *sections);
       std::cout << text;
       // Other programs may have stored what no settings text can say.
       const settings::Reading reading = settings::read(text, "export");

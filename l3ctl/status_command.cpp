@@ -1,11 +1,13 @@
 /* l3ctl status: everything on one screen. l3ctl version: who is speaking. */
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "l3_advance/version.h"
 #include "l3ctl/commands.hpp"
+#include "l3ctl/confirmation.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/platform_view.hpp"
 #include "platform/linux/platform_linux.hpp"
@@ -37,6 +39,16 @@ Json lists(const Settings& s) {
   };
 }
 
+/* An apply that waits for its confirmation; null when none does. */
+Json confirmation() {
+  const auto pending = read_pending();
+  if (!pending) {
+    return nullptr;
+  }
+  return {{"seconds_left", std::max<int64_t>(0, pending->deadline - running_time())},
+          {"timer", timer_lives()}};
+}
+
 const char* security_level(const Settings& stored) {
   if (!*stored.firewall) {
     return "off";
@@ -61,7 +73,8 @@ Json status() {
       {"route_qos",
        {{"enabled", *stored.route_qos_enabled}, {"rules", stored.route_qos_rules->RulesNum}}},
       {"saved_rules",
-       {{"ipv4", is_saved("/ztcfg/firewall.conf")}, {"ipv6", is_saved("/ztcfg/firewall6.conf")}}}};
+       {{"ipv4", is_saved("/ztcfg/firewall.conf")}, {"ipv6", is_saved("/ztcfg/firewall6.conf")}}},
+      {"confirmation", confirmation()}};
 }
 
 void print_line(const std::string& name, const std::string& value) {
@@ -84,6 +97,15 @@ std::string list_in_words(const Json& list) {
   return (list["active"].get<bool>() ? "on, " : "waits for the firewall, ") + entries;
 }
 
+std::string confirmation_in_words(const Json& confirmation) {
+  if (!confirmation["timer"].get<bool>()) {
+    return "wanted; the timer is gone: \"l3ctl confirm\" keeps, \"l3ctl confirm --revert\" goes "
+           "back";
+  }
+  return "wanted within " + confirmation["seconds_left"].dump() +
+         " s, else the old settings come back";
+}
+
 void print_status(const Json& view) {
   for (const char* key : {"firewall", "security_level", "internet_wan", "lan_address",
                           "port_scan_protection", "ipsec_pass_through", "vpn_pass_through"}) {
@@ -98,6 +120,9 @@ void print_status(const Json& view) {
   const auto yes_no = [](const Json& value) { return value.get<bool>() ? "yes" : "no"; };
   print_line("saved_rules",
              std::string("IPv4 ") + yes_no(saved["ipv4"]) + ", IPv6 " + yes_no(saved["ipv6"]));
+  if (!view["confirmation"].is_null()) {
+    print_line("confirmation", confirmation_in_words(view["confirmation"]));
+  }
 }
 
 int show_status(const Context& context) {

@@ -26,6 +26,11 @@ void log_to(LogDestination destination);
 /* The level that applies while there is no log_level file; 2 at start. */
 void set_default_log_level(std::int32_t level);
 
+/* Told of every call that changes something, as it would stand in a program; nobody is at start. A
+ * record stands there in hexadecimal without the zero bytes at its end. */
+using Observer = void (*)(const std::string& call);
+void observe(Observer observer);
+
 /* One file of the state directory. Reading yields an empty text where there is none; writing
  * replaces the whole file or leaves it as it was, and says whether it did. */
 std::string read_state(const char* name);

@@ -14,7 +14,34 @@ namespace {
 
 constexpr std::size_t route_qos_size = 248;
 
+platform_linux::Observer observer_now = nullptr;
+
+void tell(const char* call, const std::string& arguments) {
+  if (observer_now != nullptr) {
+    observer_now(std::string(call) + "(" + arguments + ")");
+  }
+}
+
+std::string in_hexadecimal(std::string bytes) {
+  bytes.erase(bytes.find_last_not_of('\0') + 1);
+  std::string text;
+  for (const char byte : bytes) {
+    const auto number = static_cast<unsigned char>(byte);
+    text += "0123456789abcdef"[number >> 4];
+    text += "0123456789abcdef"[number & 15];
+  }
+  return text;
+}
+
 }  // namespace
+
+namespace platform_linux {
+
+void observe(Observer observer) {
+  observer_now = observer;
+}
+
+}  // namespace platform_linux
 
 extern "C" {
 
@@ -26,11 +53,13 @@ int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state) {
 
 /* Limits: fails when the state directory cannot be written. */
 int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) {
+  tell("grm_l3_advance_set_vpn_pass_through", std::to_string(state));
   return write_state("vpn_pass_through", state == 0 ? "0\n" : "1\n") ? 0 : -1;
 }
 
 /* Limits: no packet is treated differently; Linux forwards GRE by itself. */
 int32_t gpon_l3_control_vpn_pass_through(int32_t protocol, uint8_t state) {
+  tell("gpon_l3_control_vpn_pass_through", std::to_string(protocol) + ", " + std::to_string(state));
   const std::string told = std::to_string(protocol) + " " + std::to_string(state) + "\n";
   return write_state("vpn_driver", told) ? 0 : 1;
 }
@@ -38,6 +67,7 @@ int32_t gpon_l3_control_vpn_pass_through(int32_t protocol, uint8_t state) {
 /* Limits: the record is kept, no queue is programmed. */
 int32_t gpon_l3_set_qos_cfg(const void* route_qos_record) {
   const std::string record(static_cast<const char*>(route_qos_record), route_qos_size);
+  tell("gpon_l3_set_qos_cfg", in_hexadecimal(record));
   return write_state("route_qos", record) ? 0 : -1;
 }
 
@@ -46,6 +76,7 @@ int32_t zt_bsp_version_export(const char* file, const char* version, const char*
                               const char* time, const char* banner, int32_t flag) {
   const std::string line = std::string(file) + " " + version + " (" + date + " " + time + ") " +
                            banner + std::to_string(flag) + "\n";
+  tell("zt_bsp_version_export", line.substr(0, line.size() - 1));
   const std::string known = read_state("versions");
   if (known.find(line) != std::string::npos) {
     return 0;

@@ -171,3 +171,26 @@ TEST(PlatformLinux, StateFilesAreReplacedWholeAndReadableByAll) {
   EXPECT_EQ(access("/run/l3_advance/example.next", F_OK), -1);
   EXPECT_EQ(platform_linux::read_state("nothing"), "");
 }
+
+namespace {
+
+std::string observed;
+
+}  // namespace
+
+TEST(PlatformLinux, AnObserverIsToldOfEveryCallThatChangesSomething) {
+  platform_linux::observe([](const std::string& call) { observed += call + "\n"; });
+  uint8_t record[248] = {};
+  record[3] = 0x1f;
+  uint8_t state = 0;
+  EXPECT_EQ(gpon_l3_set_qos_cfg(record), 0);
+  EXPECT_EQ(grm_l3_advance_set_vpn_pass_through(1), 0);
+  EXPECT_EQ(grm_l3_advance_get_vpn_pass_through(&state), 0);
+  EXPECT_EQ(gpon_l3_control_vpn_pass_through(47, 0), 0);
+  EXPECT_EQ(zt_bsp_version_export("f", "v", "d", "t", "b", 2), 0);
+  platform_linux::observe(nullptr);
+  EXPECT_EQ(grm_l3_advance_set_vpn_pass_through(0), 0);
+  EXPECT_EQ(observed,
+            "gpon_l3_set_qos_cfg(0000001f)\ngrm_l3_advance_set_vpn_pass_through(1)\n"
+            "gpon_l3_control_vpn_pass_through(47, 0)\nzt_bsp_version_export(f v (d t) b2)\n");
+}

@@ -1,0 +1,213 @@
+#include "l3ctl/confirmation.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <optional>
+
+#include "l3ctl/apply_steps.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using settings::Settings;
+
+/* Locked by the process that waits, as long as it lives; holds what that had to say. */
+constexpr char timer_path[] = "/run/l3ctl.timer";
+
+/* End of the wait without a word, and at once. */
+constexpr int stop_signal = SIGUSR1;
+/* The machine is going down: unconfirmed settings must not be there when it comes up. */
+constexpr int hurry_signal = SIGTERM;
+
+/* The stored settings of every section that these would change. */
+Settings put_aside(const Settings& stored, const Settings& wanted) {
+  const Settings switches = level_as_switches(wanted);
+  Settings old_settings = stored;
+  for (const ApplyStep& step : apply_steps()) {
+    const auto steps = apply_steps();
+    const bool changes = std::any_of(steps.begin(), steps.end(), [&](const ApplyStep& other) {
+      return std::strcmp(other.section, step.section) == 0 && other.is_wanted(switches) &&
+             other.differs(switches, stored);
+    });
+    if (!changes) {
+      step.leave_out(old_settings);
+    }
+  }
+  return old_settings;
+}
+
+sigset_t waited_signals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, stop_signal);
+  sigaddset(&signals, hurry_signal);
+  return signals;
+}
+
+/* Waits until the time is over or a signal comes; returns that, or 0. */
+int wait_until(int64_t deadline) {
+  const sigset_t signals = waited_signals();
+  while (true) {
+    const int64_t left = deadline - running_time();
+    const timespec time = {left > 0 ? left : 0, 0};
+    const int signal = sigtimedwait(&signals, nullptr, &time);
+    if (signal > 0) {
+      return signal;
+    }
+    if (errno != EINTR) {
+      return 0;
+    }
+  }
+}
+
+/* When the apply of this process has to be taken back; nothing when it need not be any more. */
+std::optional<int64_t> my_deadline() {
+  const auto pending = read_pending();
+  return pending && pending->timer == getpid() ? std::optional(pending->deadline) : std::nullopt;
+}
+
+void bring_back_unless_confirmed(const Context& context, int64_t deadline) {
+  int signal = 0;
+  while ((signal = wait_until(deadline)) != stop_signal) {
+    // Under the lock: an apply that is still at work ends first, and then starts the time anew.
+    Change change(context);
+    const auto known = my_deadline();
+    if (!known) {
+      return;
+    }
+    deadline = *known;
+    if (signal == hurry_signal || deadline <= running_time()) {
+      const int status = bring_back(change, *read_pending());
+      syslog(LOG_DAEMON | LOG_WARNING, "l3ctl: settings were not confirmed; %s",
+             status == exit_done ? "the old ones are back" : "the old ones could not be set");
+      return;
+    }
+  }
+}
+
+/* Nothing of the caller stays: its session, terminal, folder, lock and pipes. */
+void leave_the_caller(int timer_file) {
+  setsid();
+  std::signal(SIGHUP, SIG_IGN);
+  const sigset_t signals = waited_signals();
+  sigprocmask(SIG_SETMASK, &signals, nullptr);
+  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  dup2(null, STDIN_FILENO);
+  dup2(null, STDOUT_FILENO);
+  dup2(timer_file, STDERR_FILENO);
+  close_range(STDERR_FILENO + 1, ~0U, 0);
+  if (chdir("/") != 0) {
+    complain("cannot leave the working folder");
+  }
+}
+
+[[noreturn]] void live_as_timer(Context context, int timer_file, int64_t deadline) {
+  leave_the_caller(timer_file);
+  context.json = false;
+  context.lock_timeout = 86400;
+  try {
+    bring_back_unless_confirmed(context, deadline);
+  } catch (const std::exception& error) {
+    complain(error.what());
+    syslog(LOG_DAEMON | LOG_ERR, "l3ctl: the old settings could not be set: %s", error.what());
+  }
+  _exit(0);
+}
+
+/* A new file for every timer: an earlier one may still be on its way out. */
+int make_timer_file() {
+  unlink(timer_path);
+  const int file = open(timer_path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_APPEND, 0600);
+  if (file == -1 || flock(file, LOCK_EX | LOCK_NB) != 0) {
+    throw Failure(std::string("cannot make ") + timer_path + ": " + std::strerror(errno) +
+                  "; nothing was changed");
+  }
+  return file;
+}
+
+/* The timer as a process of its own; no signal reaches it before it is ready for them. */
+pid_t start_timer(const Context& context, int64_t deadline) {
+  const int timer_file = make_timer_file();
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, &before);
+  const pid_t timer = fork();
+  if (timer == 0) {
+    live_as_timer(context, timer_file, deadline);
+  }
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  close(timer_file);
+  if (timer == -1) {
+    throw Failure(std::string("cannot start the timer: ") + std::strerror(errno) +
+                  "; nothing was changed");
+  }
+  return timer;
+}
+
+}  // namespace
+
+void refuse_while_pending() {
+  if (read_pending()) {
+    throw Failure(
+        "an earlier apply waits for its confirmation: \"l3ctl confirm\" keeps its settings, "
+        "\"l3ctl "
+        "confirm --revert\" takes them back; nothing was changed");
+  }
+}
+
+void begin_confirmation(const Context& context, const Change& change, const Settings& wanted,
+                        int seconds) {
+  const int64_t deadline = running_time() + seconds;
+  Pending pending{0, seconds, deadline, put_aside(change.stored(), wanted)};
+  pending.timer = start_timer(context, deadline);
+  try {
+    write_pending(pending);
+  } catch (const Failure& failure) {
+    kill(pending.timer, stop_signal);
+    throw Failure(std::string(failure.what()) + "; nothing was changed");
+  }
+}
+
+void restart_confirmation_time() {
+  if (auto pending = read_pending()) {
+    pending->deadline = running_time() + pending->seconds;
+    write_pending(*pending);
+  }
+}
+
+bool timer_lives() {
+  const int file = open(timer_path, O_RDONLY | O_CLOEXEC);
+  if (file == -1) {
+    return false;
+  }
+  const bool is_locked = flock(file, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  close(file);
+  return is_locked;
+}
+
+void stop_timer(const Pending& pending) {
+  if (timer_lives()) {
+    kill(pending.timer, stop_signal);
+  }
+}
+
+int bring_back(Change& change, const Pending& pending) {
+  apply_in_order(change, pending.old_settings, [](const char*, size_t, size_t) {});
+  const int status = change.report("confirm: the old settings are back");
+  if (status == exit_done) {
+    remove_pending();
+  }
+  return status;
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,33 @@
+/*
+ * An apply that takes itself back: before the first rule changes, the old settings are put aside and a
+ * process of its own starts to wait. It brings them back unless somebody confirms in time, whatever
+ * becomes of the l3ctl that started it and of its terminal.
+ */
+#pragma once
+
+#include "l3ctl/context.hpp"
+#include "l3ctl/library.hpp"
+#include "l3ctl/pending.hpp"
+
+namespace l3ctl {
+
+/* Ends the program while an earlier apply waits for its confirmation. */
+void refuse_while_pending();
+
+/* Starts the wait for an apply of these settings. `change` holds the lock and has changed nothing. */
+void begin_confirmation(const Context& context, const Change& change,
+                        const settings::Settings& wanted, int seconds);
+
+/* Starts the time anew, now that the apply is done. */
+void restart_confirmation_time();
+
+/* Whether the process that waits is there. */
+bool timer_lives();
+
+/* Tells the process that waits that there is nothing left to wait for. */
+void stop_timer(const Pending& pending);
+
+/* Sets the old settings again and forgets the apply. Returns the exit status. */
+int bring_back(Change& change, const Pending& pending);
+
+}  // namespace l3ctl

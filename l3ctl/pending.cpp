@@ -1,0 +1,114 @@
+#include "l3ctl/pending.hpp"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <span>
+
+#include "l3ctl/context.hpp"
+#include "settings/values.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using settings::Settings;
+
+/* Calls visit(name, member) for what an apply can change; a security level is no state of its own. */
+template <typename AnySettings, typename Visit>
+void each_member(AnySettings& settings, Visit visit) {
+  visit("firewall", settings.firewall);
+  visit("port_scan_protection", settings.port_scan_protection);
+  visit("ipsec_pass_through", settings.ipsec_pass_through);
+  visit("vpn_pass_through", settings.vpn_pass_through);
+  visit("ip_filter", settings.ip_filter);
+  visit("ip6_filter", settings.ip6_filter);
+  visit("url_filter", settings.url_filter);
+  visit("mac_filter", settings.mac_filter);
+  visit("mac6_filter", settings.mac6_filter);
+  visit("dhcp_filter", settings.dhcp_filter);
+  visit("acl", settings.acl);
+  visit("captive_portal", settings.captive_portal);
+  visit("route_qos_enabled", settings.route_qos_enabled);
+  visit("route_qos_rules", settings.route_qos_rules);
+}
+
+/* Byte for byte: what is stored may be more than words can say. */
+Json in_bytes(const Settings& settings) {
+  Json members = Json::object();
+  each_member(settings, [&](const char* name, const auto& member) {
+    if (member) {
+      uint8_t bytes[sizeof *member];
+      std::memcpy(bytes, &*member, sizeof bytes);
+      members[name] = settings::hex_text(bytes);
+    }
+  });
+  return members;
+}
+
+Settings from_bytes(const Json& members) {
+  Settings settings;
+  each_member(settings, [&](const char* name, auto& member) {
+    if (!members.contains(name)) {
+      return;
+    }
+    const auto bytes = settings::parse_hex(members[name].get<std::string>()).value;
+    if (!bytes || bytes->size() != sizeof *member) {
+      throw Failure(std::string(pending_path) + ": " + name + " is damaged");
+    }
+    std::memcpy(&member.emplace(), bytes->data(), bytes->size());
+  });
+  return settings;
+}
+
+}  // namespace
+
+std::optional<Pending> read_pending() {
+  std::ifstream stream(pending_path);
+  if (!stream) {
+    return std::nullopt;
+  }
+  try {
+    const Json json = Json::parse(stream);
+    return Pending{json.at("timer").get<pid_t>(), json.at("seconds").get<int>(),
+                   json.at("deadline").get<int64_t>(), from_bytes(json.at("old_settings"))};
+  } catch (const Json::exception&) {
+    throw Failure(std::string(pending_path) + " is damaged");
+  }
+}
+
+void write_pending(const Pending& pending) {
+  const std::string next = std::string(pending_path) + ".next";
+  const mode_t mask = umask(077);
+  std::ofstream stream(next);
+  umask(mask);
+  stream << Json{{"timer", pending.timer},
+                 {"seconds", pending.seconds},
+                 {"deadline", pending.deadline},
+                 {"old_settings", in_bytes(pending.old_settings)}};
+  stream.close();
+  if (!stream || rename(next.c_str(), pending_path) != 0) {
+    const int error = errno;
+    unlink(next.c_str());
+    throw Failure(std::string("cannot write ") + pending_path + ": " + std::strerror(error));
+  }
+}
+
+void remove_pending() {
+  unlink(pending_path);
+}
+
+int64_t running_time() {
+  timespec now = {};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return now.tv_sec;
+}
+
+}  // namespace l3ctl
