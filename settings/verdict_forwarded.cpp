@@ -94,6 +94,10 @@ bool is_active_now(const Entry& entry, const Packet& packet) {
                    packet.second);
 }
 
+std::string_view text_of(const l3_caporl_entry& entry) {
+  return {entry.caporl_ip, strnlen(entry.caporl_ip, sizeof entry.caporl_ip)};
+}
+
 /* "203.0.113.2" or "198.51.100.0/24"; bits beyond the prefix do not count. */
 bool is_inside(uint32_t address, std::string_view destination) {
   const size_t slash = destination.find('/');
@@ -164,9 +168,13 @@ Finding judge_by_captive_portal(const Packet& packet, const Settings& settings) 
   }
   const auto entries = used_entries(portal);
   for (size_t i = 0; i < entries.size(); ++i) {
-    const l3_caporl_entry& entry = entries[i];
-    const std::string_view text(entry.caporl_ip, strnlen(entry.caporl_ip, sizeof entry.caporl_ip));
-    if (entry.caporl_enable != 0 && is_inside(packet.destination, text)) {
+    // One that some other program stored: its rule is refused, and all the portal's rules with it.
+    if (entries[i].caporl_enable != 0 && !parse_destination(text_of(entries[i])).value) {
+      return {{}, item_path("captive_portal.destinations", i), "no address, so the portal fails"};
+    }
+  }
+  for (size_t i = 0; i < entries.size(); ++i) {
+    if (entries[i].caporl_enable != 0 && is_inside(packet.destination, text_of(entries[i]))) {
       return {Outcome::accepted, item_path("captive_portal.destinations", i),
               "a destination of the portal"};
     }

@@ -1,6 +1,8 @@
 /* What the settings mean for a packet, told without a packet filter. */
 #include "settings/verdict.hpp"
 
+#include <cstring>
+
 #include "reading.hpp"
 
 namespace {
@@ -210,6 +212,20 @@ TEST(SettingsVerdict, ThePortalLooksAtWebRequestsAndPrefixes) {
   EXPECT_EQ(told(request, portal), "accepted captive_portal.destinations[0]");
   EXPECT_EQ(told(tcp(443), portal), "accepted ");
   EXPECT_EQ(told(tcp(80, Side::wan), portal), "accepted ");
+}
+
+TEST(SettingsVerdict, APortalDestinationThatIsNoAddressEndsThePortal) {
+  settings::Settings portal = with(
+      R"("captive_portal": {"enabled": true, "destinations": ["203.0.113.2", "198.51.100.0/24"]})");
+  Packet request = tcp(80);
+  request.destination = 0xCB007103;
+  for (const char* text :
+       {"", "/", "1.2.3.4/", "1.2.3.4/x", "1.2.3.4/99999999999", "198.51.100.0/24xxxxx"}) {
+    strncpy(portal.captive_portal->entries[1].caporl_ip, text, 20);
+    EXPECT_EQ(told(request, portal), "accepted ") << text;
+  }
+  portal.captive_portal->entries[1].caporl_enable = 0;
+  EXPECT_EQ(told(request, portal), "dropped captive_portal.destinations");
 }
 
 TEST(SettingsVerdict, DevicesAreKnownByTheirAddress) {
