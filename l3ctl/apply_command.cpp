@@ -1,7 +1,6 @@
 /* l3ctl apply: a settings file is checked as a whole, and then what differs from the stored is set. */
 #include <unistd.h>
 
-#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -30,13 +29,6 @@ void show_progress(const char* section, size_t place, size_t total) {
   }
 }
 
-bool changes_something(const settings::Settings& wanted, const settings::Settings& stored) {
-  const auto steps = apply_steps();
-  return std::any_of(steps.begin(), steps.end(), [&](const ApplyStep& step) {
-    return step.is_wanted(wanted) && step.differs(wanted, stored);
-  });
-}
-
 /* `confirm_within` is in seconds; 0 where nobody has to confirm. */
 int apply_file(const Context& context, const WantedFile& file, int confirm_within) {
   const settings::Settings wanted = read_wanted(file);
@@ -49,13 +41,15 @@ int apply_file(const Context& context, const WantedFile& file, int confirm_withi
   const Applied applied = apply_in_order(change, wanted, show_progress);
   nlohmann::ordered_json members{{"applied", applied.set}, {"unchanged", applied.unchanged}};
   if (waits) {
-    restart_confirmation_time();
     members["confirm_within"] = confirm_within;
+  }
+  const int status = change.report(
+      "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
+  if (waits && await_confirmation()) {
     complain("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
              " s keeps these settings; otherwise the old ones come back");
   }
-  return change.report(
-      "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
+  return status;
 }
 
 }  // namespace

@@ -113,6 +113,12 @@ std::span<const ApplyStep> apply_steps() {
   return steps;
 }
 
+bool changes_something(const Settings& wanted, const Settings& stored) {
+  return std::any_of(std::begin(steps), std::end(steps), [&](const ApplyStep& step) {
+    return step.is_wanted(wanted) && step.differs(wanted, stored);
+  });
+}
+
 Settings level_as_switches(Settings settings) {
   if (settings.security_level) {
     settings.firewall = *settings.security_level != SecurityLevel::off;

@@ -24,6 +24,9 @@ struct ApplyStep {
 
 std::span<const ApplyStep> apply_steps();
 
+/* Whether there is anything to set. */
+bool changes_something(const settings::Settings& wanted, const settings::Settings& stored);
+
 /* The settings with a security level told by the two switches that it stands for. */
 settings::Settings level_as_switches(settings::Settings settings);
 

@@ -185,7 +185,8 @@ void add_completion_command(CLI::App& app, Context& context) {
       ->required()
       ->check(CLI::IsMember({"bash", "zsh"}));
   command->footer(
-      "Example:\n  . <(l3ctl completion bash)\n  l3ctl completion zsh >~/_l3ctl   # in a folder of $fpath\n\n" +
+      "Example:\n  . <(l3ctl completion bash)\n  l3ctl completion zsh >~/_l3ctl   # in a folder of "
+      "$fpath\n\n" +
       command->get_footer());
   command->callback([&app, &context, shell] {
     context.action = [&app, shell] { return write_completion(app, *shell); };

@@ -178,11 +178,19 @@ void begin_confirmation(const Context& context, const Change& change, const Sett
   }
 }
 
-void restart_confirmation_time() {
-  if (auto pending = read_pending()) {
-    pending->deadline = running_time() + pending->seconds;
-    write_pending(*pending);
+bool await_confirmation() {
+  auto pending = read_pending();
+  if (!pending) {
+    return false;
   }
+  if (!changes_something(pending->old_settings, load_stored())) {
+    remove_pending();
+    stop_timer(*pending);
+    return false;
+  }
+  pending->deadline = running_time() + pending->seconds;
+  write_pending(*pending);
+  return true;
 }
 
 bool timer_lives() {

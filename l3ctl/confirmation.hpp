@@ -18,8 +18,9 @@ void refuse_while_pending();
 void begin_confirmation(const Context& context, const Change& change,
                         const settings::Settings& wanted, int seconds);
 
-/* Starts the time anew, now that the apply is done. */
-void restart_confirmation_time();
+/* Starts the time anew, now that the apply is done. Where nothing came of it, nothing is waited for any
+ * more; returns whether something is. */
+bool await_confirmation();
 
 /* Whether the process that waits is there. */
 bool timer_lives();

@@ -70,8 +70,9 @@ class Confirming(Gateway):
 
     def assert_old_settings_are_back(self):
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
-        self.assertEqual(self.commands()[-2:], ["iptables -t filter -F forward_ext_captiveportal",
-                                                "iptables-save -t filter"])
+        commands = self.commands()
+        self.assertTrue(any(line.endswith(" -F forward_ext_captiveportal") for line in commands), commands)
+        self.assertEqual(commands[-1], "iptables-save -t filter")
         self.assertFalse(PENDING.exists())
         self.assertEqual(TIMER.read_text(encoding="ascii"), "")
 
@@ -253,9 +254,18 @@ class Cut(Confirming):
 
     def test_a_refused_rule_keeps_the_choice_open(self):
         self.apply(PORTAL, "--confirm", "3600")
-        self.refuse("iptables -t filter -F forward_ext_captiveportal")
-        self.assertNotEqual(self.l3ctl("confirm", "--revert", *self.one_by_one()).status, 0)
+        self.refuse("iptables -t filter -F forward_ext_captiveportal", "iptables -F forward_ext_captiveportal")
+        self.assertNotEqual(self.l3ctl("confirm", "--revert").status, 0)
         self.assertTrue(PENDING.exists())
+
+    def test_an_apply_that_fails_before_anything_is_stored_waits_for_nothing(self):
+        read_only = "mount --bind /ztcfg /ztcfg && mount -o remount,bind,ro /ztcfg && exec \"$@\""
+        done = subprocess.run(["unshare", "--mount", "sh", "-c", read_only, "sh", L3CTL, "apply", "--confirm", "60",
+                               "/tmp/wanted.json"], capture_output=True, env=self.environment(), check=False)
+        self.assertEqual((done.returncode, done.stdout), (1, b""), done.stderr)
+        self.assertNotIn(b"l3ctl confirm", done.stderr)
+        self.assertFalse(PENDING.exists())
+        self.wait_for_the_timer()
 
     def test_a_damaged_note_is_told(self):
         PENDING.write_text("{", encoding="ascii")
@@ -273,7 +283,7 @@ class Cut(Confirming):
         self.wait_for_the_timer()
 
     def one_by_one(self):
-        return ["--one-by-one"] if "--one-by-one" in self.l3ctl("apply", "--help").out else []
+        return ["--one-by-one"] if "--one-by-one" in self.l3ctl("--help").out else []
 
 
 if __name__ == "__main__":

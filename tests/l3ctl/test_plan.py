@@ -122,7 +122,7 @@ Bytes of /ztcfg/l3_advance.dat:
         return len(applied)
 
     def one_by_one(self):
-        return ["--one-by-one"] if "--one-by-one" in self.l3ctl("apply", "--help").out else []
+        return ["--one-by-one"] if "--one-by-one" in self.l3ctl("--help").out else []
 
     def run_lines(self, plan):
         """What the tools see when a shell is given the planned lines."""
