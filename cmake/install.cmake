@@ -16,6 +16,8 @@ install(FILES ${CMAKE_BINARY_DIR}/l3_advance-config.cmake ${CMAKE_BINARY_DIR}/l3
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
 if(TARGET l3ctl)
   install(TARGETS l3ctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/schema DESTINATION ${CMAKE_INSTALL_DATADIR}/l3_advance COMPONENT tools
+          FILES_MATCHING PATTERN "*.schema.json")
   # The parser writes its own completion.
   foreach(shell bash zsh)
     add_custom_command(
