@@ -160,6 +160,27 @@ std::string shown(const Node& node) {
   return text.size() <= longest_shown ? text : text.substr(0, longest_shown) + "...\"";
 }
 
+size_t line_of_path(const Node& document, std::string_view path) {
+  const Node* node = &document;
+  while (!path.empty()) {
+    // "[2]…" is the third child, "key…" the one of that name.
+    const bool is_index = path.front() == '[';
+    const size_t end = std::min(path.find_first_of(is_index ? "]" : ".["), path.size());
+    const std::string step(path.substr(is_index ? 1 : 0, is_index ? end - 1 : end));
+    const auto child =
+        std::find_if(node->children.begin(), node->children.end(), [&](const Node& one) {
+          return is_index ? std::to_string(&one - node->children.data()) == step : one.key == step;
+        });
+    if (child == node->children.end()) {
+      break;
+    }
+    node = &*child;
+    path.remove_prefix(std::min(is_index ? end + 1 : end, path.size()));
+    path.remove_prefix(path.starts_with('.') ? 1 : 0);
+  }
+  return node->line;
+}
+
 std::optional<Node> parse_document(std::string_view text, Problems& problems) {
   const char* begin = text.data();
   const char* end = begin + text.size();

@@ -28,6 +28,9 @@ struct Node {
 /* The value as an error message shows it: one line of plain ASCII, shortened when it is long. */
 std::string shown(const Node& node);
 
+/* The line of "section.list[2].key", or of the nearest of its parents that is there. */
+size_t line_of_path(const Node& document, std::string_view path);
+
 /* Parses a text; nothing is returned, and a problem is noted, when it is no JSON. */
 std::optional<Node> parse_document(std::string_view text, Problems& problems);
 

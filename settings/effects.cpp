@@ -13,18 +13,18 @@ constexpr uint32_t udp = 17;
 constexpr uint32_t web_port = 80;
 constexpr uint32_t dns_port = 53;
 
-/* Where warnings go, section by section. */
+/* Where warnings go. */
 class Warner {
  public:
-  Warner(const std::function<size_t(const char*)>& line_of, Problems& problems)
+  Warner(const std::function<size_t(const std::string&)>& line_of, Problems& problems)
       : line_of_(line_of), problems_(problems) {}
 
-  void warn(const char* section, const std::string& path, const std::string& what) const {
-    problems_.warn(line_of_(section), path, what);
+  void warn(const std::string& path, const std::string& what) const {
+    problems_.warn(line_of_(path), path, what);
   }
 
  private:
-  const std::function<size_t(const char*)>& line_of_;
+  const std::function<size_t(const std::string&)>& line_of_;
   Problems& problems_;
 };
 
@@ -40,9 +40,9 @@ void warn_of_spans(const Warner& warner, const char* section, const char* list,
     const int start = span.start_hour * 60 + span.start_minute;
     const int stop = span.stop_hour >= 24 ? 23 * 60 + 59 : span.stop_hour * 60 + span.stop_minute;
     if (start == stop) {
-      warner.warn(section, path, "starts where it ends, which is the whole day");
+      warner.warn(path, "starts where it ends, which is the whole day");
     } else if (start > stop) {
-      warner.warn(section, path, "goes past midnight, UTC, into the next day");
+      warner.warn(path, "goes past midnight, UTC, into the next day");
     }
   }
 }
@@ -67,13 +67,13 @@ void warn_of_upstream_accepts(const Warner& warner, const Settings& settings) {
   for (size_t i = 0; i < rules.size(); ++i) {
     const std::string path = item_path("ip_filter.rules", i);
     if (url && takes(rules[i], udp, dns_port)) {
-      warner.warn("ip_filter", path, "accepts look-ups of names before url_filter sees them");
+      warner.warn(path, "accepts look-ups of names before url_filter sees them");
     }
     if (mac && rules[i].direction == 0) {
-      warner.warn("ip_filter", path, "accepts packets before mac_filter sees them");
+      warner.warn(path, "accepts packets before mac_filter sees them");
     }
     if (portal && takes(rules[i], tcp, web_port)) {
-      warner.warn("ip_filter", path, "accepts web requests before captive_portal sees them");
+      warner.warn(path, "accepts web requests before captive_portal sees them");
     }
   }
 }
@@ -82,7 +82,7 @@ void warn_of_upstream_accepts(const Warner& warner, const Settings& settings) {
 template <typename Filter>
 void warn_of_answers(const Warner& warner, const char* section, const Filter& filter) {
   if (filter.ip_filter_ctrl == 0 && filter.ds_black_white != 0) {
-    warner.warn(section, std::string(section) + ".downstream",
+    warner.warn(std::string(section) + ".downstream",
                 "a white list drops the answers to the LAN's own connections too, unless a rule "
                 "accepts them");
   }
@@ -100,15 +100,15 @@ void warn_of_access(const Warner& warner, const l3_acl& acl) {
         ping_from_wan || (counts && (entry.app_type == everything || entry.app_type == ping));
   }
   if (acl.acl_filter_ctrl != 0 && from_wan && !ping_from_wan) {
-    warner.warn("acl", "acl.entries",
+    warner.warn("acl.entries",
                 "none takes ping from the wan, so the gateway's own pings get no answers");
   }
 }
 
 }  // namespace
 
-void warn_of_effects(const Settings& settings, const std::function<size_t(const char*)>& line_of,
-                     Problems& problems) {
+void warn_of_effects(const Settings& settings,
+                     const std::function<size_t(const std::string&)>& line_of, Problems& problems) {
   const Warner warner(line_of, problems);
   if (settings.ip_filter) {
     warn_of_upstream_accepts(warner, settings);
@@ -129,7 +129,7 @@ void warn_of_effects(const Settings& settings, const std::function<size_t(const 
   const bool portal = settings.captive_portal && settings.captive_portal->caporl_filter_ctrl != 0;
   if (portal && settings.mac_filter && settings.mac_filter->mac_filter_ctrl != 0 &&
       settings.mac_filter->mac_black_white == 1) {
-    warner.warn("mac_filter", "mac_filter.mode",
+    warner.warn("mac_filter.mode",
                 "a white list accepts its devices before captive_portal sees their requests");
   }
   if (settings.acl) {

@@ -10,8 +10,8 @@
 namespace settings {
 
 /* Warns of one section that another undoes, and of what a section stops beside what it names.
- * `line_of` gives the line on which a section of the text begins. */
-void warn_of_effects(const Settings& settings, const std::function<size_t(const char*)>& line_of,
-                     Problems& problems);
+ * `line_of` gives the line of a path of the text, or of what is nearest to it. */
+void warn_of_effects(const Settings& settings,
+                     const std::function<size_t(const std::string&)>& line_of, Problems& problems);
 
 }  // namespace settings

@@ -80,7 +80,7 @@ Reading read(std::string_view text, const std::string& source) {
     }
     object.end();
     if (problems.errors.empty()) {
-      const auto line_of = [&](const char* section) { return object.find(section)->line; };
+      const auto line_of = [&](const std::string& path) { return line_of_path(*document, path); };
       warn_of_effects(reading.settings, line_of, problems);
     }
   }

@@ -21,8 +21,8 @@ IP_FILTER = """{
 }
 """
 
-# The sample's downstream white list, on line 2 of the text.
-IP_FILTER_WARNING = ("l3ctl: warning: standard input:2: ip_filter.downstream: a white list drops the answers to the "
+# The sample's downstream white list, on line 4 of the text.
+IP_FILTER_WARNING = ("l3ctl: warning: standard input:4: ip_filter.downstream: a white list drops the answers to the "
                      "LAN's own connections too, unless a rule accepts them\n")
 
 IP_FILTER_COMMANDS = [

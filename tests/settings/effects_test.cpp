@@ -105,3 +105,33 @@ TEST(SettingsEffects, AnAccessListForTheWanWithoutPingStopsAnswersToPing) {
   EXPECT_EQ(warnings_of(entries(R"({"service": "web", "from": "lan", "sources": "any"})")),
             Messages{});
 }
+
+TEST(SettingsEffects, AWarningNamesTheLineOfWhatItIsAbout) {
+  const std::string text = R"({
+  "mac_filter": {
+    "enabled": true,
+    "devices": [
+      {"mac": "02:00:00:00:00:01", "active": "08:00-09:00"},
+      {"mac": "02:00:00:00:00:02",
+       "active": "22:00-06:00"}
+    ]
+  },
+  "acl": {
+    "enabled": true,
+    "entries": [
+      {"service": "web", "from": "wan", "sources": "any"}
+    ]
+  },
+  "ip_filter": {
+    "enabled": true,
+    "downstream": "white-list"
+  }
+})";
+  EXPECT_EQ(warnings_of(text),
+            (Messages{"home.json:18: ip_filter.downstream: a white list drops the answers to the "
+                      "LAN's own connections too, unless a rule accepts them",
+                      "home.json:7: mac_filter.devices[1].active: goes past midnight, UTC, into "
+                      "the next day",
+                      "home.json:12: acl.entries: none takes ping from the wan, so the gateway's "
+                      "own pings get no answers"}));
+}
