@@ -7,6 +7,7 @@ import time
 import unittest
 
 from gateway import CONFIGURATION, L3CTL, TOOLS, Gateway, configuration, word
+from test_schema import MORE_RUNS, PORTAL, RUNS
 
 IP_FILTER = """{
   "ip_filter": {
@@ -247,6 +248,20 @@ class Lock(Gateway):
         self.assert_outcome(self.apply("{}", "--lock-timeout", "0"), 1, "",
                             "l3ctl: cannot lock /run/l3ctl.lock: another l3ctl is changing settings\n")
         self.assertFalse(CONFIGURATION.exists())
+
+    def test_every_command_that_changes_something_waits(self):
+        self.store(firewall=True)
+        stored = CONFIGURATION.read_bytes()
+        self.hold()
+        changing = [run for schema, *runs in [*RUNS.values(), *MORE_RUNS.values()] if schema in ("apply", "change")
+                    for run in runs]
+        self.assertGreater(len(changing), 12)
+        for arguments in changing:
+            with self.subTest(arguments):
+                outcome = self.l3ctl(*arguments, "--lock-timeout", "0", stdin=PORTAL)
+                self.assertEqual((outcome.status, outcome.out), (1, ""))
+                self.assertIn("l3ctl: cannot lock /run/l3ctl.lock: another l3ctl is changing settings", outcome.err)
+        self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
 
     def test_a_second_run_waits(self):
         lock = self.hold()
