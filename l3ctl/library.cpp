@@ -29,7 +29,8 @@ constexpr char lock_path[] = "/run/l3ctl.lock";
 int take_lock(int seconds) {
   const int lock = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (lock == -1) {
-    throw Failure(std::string("cannot open ") + lock_path + ": " + std::strerror(errno));
+    const char* advice = errno == EACCES || errno == EPERM ? "; changing settings takes root" : "";
+    throw Failure(std::string("cannot open ") + lock_path + ": " + std::strerror(errno) + advice);
   }
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::seconds(seconds);
@@ -37,9 +38,10 @@ int take_lock(int seconds) {
     const int error = errno;
     if (error != EWOULDBLOCK || Clock::now() >= deadline) {
       close(lock);
-      throw Failure(
-          std::string("cannot lock ") + lock_path + ": " +
-          (error == EWOULDBLOCK ? "another l3ctl is changing settings" : std::strerror(error)));
+      throw Failure(std::string("cannot lock ") + lock_path + ": " +
+                    (error == EWOULDBLOCK
+                         ? "another l3ctl is changing settings; --lock-timeout waits longer"
+                         : std::strerror(error)));
     }
     if (!told) {
       complain("waiting for another l3ctl");
@@ -61,6 +63,16 @@ std::string outcome(int status) {
 bool misses_chain(const std::string& message) {
   return message.find("No chain") != std::string::npos ||
          message.find("does not exist") != std::string::npos;
+}
+
+/* The library says only that it could not. */
+std::string why_unreadable() {
+  const int file = open(configuration_path, O_RDWR | O_CLOEXEC);
+  if (file == -1) {
+    return std::strerror(errno);
+  }
+  close(file);
+  return "its content could not be read";
 }
 
 std::string first_line(const std::string& text) {
@@ -114,7 +126,7 @@ settings::Settings load_stored() {
       gl3_web_get_route_qos_control(&qos) == 0 &&
       gl3_web_get_route_qos(&stored.route_qos_rules.emplace()) == 0;
   if (!is_loaded) {
-    throw Failure(std::string("cannot read ") + configuration_path);
+    throw Failure(std::string("cannot read ") + configuration_path + ": " + why_unreadable());
   }
   stored.firewall = firewall != 0;
   stored.port_scan_protection = port_scan != 0;

@@ -209,8 +209,18 @@ class Failures(Gateway):
         CONFIGURATION.mkdir()
         outcome = self.apply(IP_FILTER)
         self.assertEqual((outcome.status, outcome.out), (1, ""))
-        self.assertTrue(outcome.err.endswith("l3ctl: cannot read /ztcfg/l3_advance.dat\n"), outcome.err)
+        self.assertTrue(outcome.err.endswith("l3ctl: cannot read /ztcfg/l3_advance.dat: Is a directory\n"), outcome.err)
         self.assertEqual(self.commands(), [])
+
+    def test_without_the_right_to_change(self):
+        self.store()
+        os.chmod("/run", 0o500)
+        done = subprocess.run(["setpriv", "--inh-caps=-dac_override,-dac_read_search",
+                               "--bounding-set=-dac_override,-dac_read_search", L3CTL, "apply", "-"],
+                              input=b"{}", capture_output=True, env=self.environment(), check=False)
+        os.chmod("/run", 0o755)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (
+            1, b"", b"l3ctl: cannot open /run/l3ctl.lock: Permission denied; changing settings takes root\n"))
 
     def test_a_full_standard_output(self):
         with open("/dev/full", "wb") as full:
@@ -246,7 +256,8 @@ class Lock(Gateway):
     def test_a_second_run_gives_up_after_its_time(self):
         self.hold()
         self.assert_outcome(self.apply("{}", "--lock-timeout", "0"), 1, "",
-                            "l3ctl: cannot lock /run/l3ctl.lock: another l3ctl is changing settings\n")
+                            "l3ctl: cannot lock /run/l3ctl.lock: another l3ctl is changing settings; --lock-timeout "
+                            "waits longer\n")
         self.assertFalse(CONFIGURATION.exists())
 
     def test_every_command_that_changes_something_waits(self):

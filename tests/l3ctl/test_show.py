@@ -83,7 +83,7 @@ class Show(Gateway):
         CONFIGURATION.mkdir()
         outcome = self.l3ctl("show")
         self.assertEqual((outcome.status, outcome.out), (1, ""))
-        self.assertTrue(outcome.err.endswith("l3ctl: cannot read /ztcfg/l3_advance.dat\n"), outcome.err)
+        self.assertTrue(outcome.err.endswith("l3ctl: cannot read /ztcfg/l3_advance.dat: Is a directory\n"), outcome.err)
 
 
 class Export(Gateway):
