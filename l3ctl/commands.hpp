@@ -38,5 +38,7 @@ void add_restore_rules_command(CLI::App& app, Context& context);
 void add_explain_command(CLI::App& app, Context& context);
 void add_completion_command(CLI::App& app, Context& context);
 void add_manual_command(CLI::App& app, Context& context);
+void add_rules_command(CLI::App& app, Context& context);
+void add_check_command(CLI::App& app, Context& context);
 
 }  // namespace l3ctl

@@ -43,6 +43,8 @@ constexpr AddCommand commands[] = {
     add_explain_command,
     add_completion_command,
     add_manual_command,
+    add_rules_command,
+    add_check_command,
 };
 
 constexpr const char* footer =
@@ -50,7 +52,7 @@ constexpr const char* footer =
     "  0  done\n"
     "  1  the system or the library refused; messages say what\n"
     "  2  the command line or the settings are wrong; nothing was changed\n"
-    "  3  the settings are stored, but the packet filter refused a rule\n"
+    "  3  the settings are stored, but the packet filter does not follow them\n"
     "\n"
     "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything else,\n"
     "the library's own messages included, to standard error.";
