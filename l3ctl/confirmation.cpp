@@ -57,8 +57,8 @@ sigset_t waited_signals() {
 int wait_until(int64_t deadline) {
   const sigset_t signals = waited_signals();
   while (true) {
-    const int64_t left = deadline - running_time();
-    const timespec time = {left > 0 ? left : 0, 0};
+    const int64_t left = std::max<int64_t>(0, deadline - running_time());
+    const timespec time = {left / 1000, left % 1000 * 1000000};
     const int signal = sigtimedwait(&signals, nullptr, &time);
     if (signal > 0) {
       return signal;
@@ -167,7 +167,7 @@ void refuse_while_pending() {
 
 void begin_confirmation(const Context& context, const Change& change, const Settings& wanted,
                         int seconds) {
-  const int64_t deadline = running_time() + seconds;
+  const int64_t deadline = running_time() + seconds * int64_t{1000};
   Pending pending{0, seconds, deadline, put_aside(change.stored(), wanted)};
   pending.timer = start_timer(context, deadline);
   try {
@@ -188,7 +188,7 @@ bool await_confirmation() {
     stop_timer(*pending);
     return false;
   }
-  pending->deadline = running_time() + pending->seconds;
+  pending->deadline = running_time() + pending->seconds * int64_t{1000};
   write_pending(*pending);
   return true;
 }

@@ -108,7 +108,7 @@ void remove_pending() {
 int64_t running_time() {
   timespec now = {};
   clock_gettime(CLOCK_BOOTTIME, &now);
-  return now.tv_sec;
+  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
 }  // namespace l3ctl

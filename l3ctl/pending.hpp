@@ -19,7 +19,7 @@ inline constexpr char pending_path[] = "/run/l3ctl.pending";
 struct Pending {
   pid_t timer;                     /* the process that brings the old settings back */
   int seconds;                     /* how long it waits */
-  int64_t deadline;                /* in seconds of running_time() */
+  int64_t deadline;                /* as running_time() tells it */
   settings::Settings old_settings; /* of the sections that the apply changes */
 };
 
@@ -27,7 +27,7 @@ std::optional<Pending> read_pending();
 void write_pending(const Pending& pending);
 void remove_pending();
 
-/* Seconds since the machine started; nobody sets this clock. */
+/* Milliseconds since the machine started; nobody sets this clock. */
 int64_t running_time();
 
 }  // namespace l3ctl

@@ -45,8 +45,8 @@ Json confirmation() {
   if (!pending) {
     return nullptr;
   }
-  return {{"seconds_left", std::max<int64_t>(0, pending->deadline - running_time())},
-          {"timer", timer_lives()}};
+  const int64_t left = std::max<int64_t>(0, pending->deadline - running_time());
+  return {{"seconds_left", (left + 999) / 1000}, {"timer", timer_lives()}};
 }
 
 const char* security_level(const Settings& stored) {
