@@ -9,6 +9,7 @@ import unittest
 from pathlib import Path
 
 from gateway import CONFIGURATION, L3CTL, TOOLS, Gateway
+from test_schema import faults
 
 DATA = Path(__file__).parent.parent / "data"
 SETTINGS = (DATA / "rules-settings.json").read_text()
@@ -210,6 +211,7 @@ class Check(Rules):
             self.live((DATA / f"rules-{backend}-ipv4.txt").read_text(), (DATA / f"rules-{backend}-ipv6.txt").read_text())
             self.assertEqual(self.drift(), [], backend)
             told = json.loads(self.l3ctl("rules", "--json").out)
+            self.assertEqual(faults("rules", told), [])
             states = {rule["state"] for table in told["tables"] for chain in table["chains"] for rule in chain["rules"]}
             self.assertEqual(states, {"as set"})
 
@@ -337,7 +339,9 @@ class Check(Rules):
         outcome = self.l3ctl("check", "--json")
         self.assertEqual((outcome.status, json.loads(outcome.out)), (0, {"follows": True, "drift": []}))
         self.changed("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT")
+        self.assertEqual(faults("rules", json.loads(self.l3ctl("rules", "--json").out)), [])
         outcome = self.l3ctl("check", "--json")
+        self.assertEqual(faults("check", json.loads(outcome.out)), [])
         self.assertEqual((outcome.status, json.loads(outcome.out)), (3, {"follows": False, "drift": [
             {"family": "IPv4", "chain": "forward_ext_mac", "state": "extra", "rule": "ACCEPT", "origin": None}]}))
 

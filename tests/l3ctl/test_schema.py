@@ -47,6 +47,8 @@ RUNS = {
     "page-jump": ("change", ["page-jump", "add", "192.168.1.0/24", "192.168.1.1"]),
     "restore-rules": ("change", ["restore-rules"]),
     "explain": ("explain", ["explain", *PACKET], ["explain", *PACKET, "--settings", "-"]),
+    "rules": ("rules", ["rules"]),
+    "check": ("check", ["check"]),
     "reset": ("change", ["reset", "--yes"]),
 }
 MORE_RUNS = {
@@ -56,6 +58,8 @@ MORE_RUNS = {
     "record read": ("record-ct-timeout", ["record", "read", "ct-timeout"]),
     "record wan": ("record-wan-service", ["record", "read", "wan-service", "/ztcfg/wan.dat"]),
 }
+# They end with 3 where the gateway is not as it should be, as this one without a packet filter.
+LOOKING = {"check", "doctor"}
 # What they write is text for other programs.
 WITHOUT_JSON = {"completion", "manual"}
 
@@ -80,7 +84,7 @@ class Outputs(Gateway):
         for command, (schema, *runs) in (RUNS | MORE_RUNS).items():
             for arguments in runs:
                 outcome = self.l3ctl("--json", *arguments, stdin=PORTAL)
-                self.assertLess(outcome.status, 3, outcome.err)
+                self.assertLess(outcome.status, 4 if command in LOOKING else 3, outcome.err)
                 self.assertNotEqual(outcome.out, "", f"{arguments}: {outcome.err}")
                 yield command, schema, json.loads(outcome.out)
 
