@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The deepest stack that any exported call of the library needs, libc not counted.
 
-    check_stack.py [--compiler g++] [--limit 2560] [--list N]
+    check_stack.py [--compiler g++] [--options=-mips16] [--limit 2560] [--list N]
 
 Compiles the library's sources with the compiler's own call graph and frame sizes and takes the
 longest path from every exported function. A function that calls itself, or a ring of functions,
@@ -33,10 +33,10 @@ RECURSION = {
 }
 
 
-def compile_all(compiler, folder):
+def compile_all(compiler, options, folder):
     for number, source in enumerate(sorted((ROOT / "src").rglob("*.cpp"))):
         subprocess.run(
-            [compiler, *FLAGS, "-c", str(source.relative_to(ROOT)), "-o", f"{folder}/{number}.o"],
+            [compiler, *FLAGS, *options, "-c", str(source.relative_to(ROOT)), "-o", f"{folder}/{number}.o"],
             cwd=ROOT,
             check=True,
         )
@@ -101,13 +101,14 @@ def exported():
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--compiler", default="g++")
+    parser.add_argument("--options", default="")
     parser.add_argument("--limit", type=int, default=2560)
     parser.add_argument("--list", type=int, default=3)
     arguments = parser.parse_args()
     sys.setrecursionlimit(10000)
 
     with tempfile.TemporaryDirectory() as folder:
-        compile_all(arguments.compiler, folder)
+        compile_all(arguments.compiler, arguments.options.split(), folder)
         frames, edges = read_graph(folder)
     stack = Stack(frames, edges)
     calls = sorted(((stack.depth(name), name) for name in exported() if name in frames), reverse=True)
@@ -118,7 +119,7 @@ def main():
     for problem in sorted(set(stack.problems)):
         print(problem)
     deepest = calls[0][0][0]
-    print(f"{arguments.compiler}: {len(calls)} calls, deepest {deepest} bytes, limit {arguments.limit}")
+    print(f"{arguments.compiler} {arguments.options}: {len(calls)} calls, deepest {deepest} bytes, limit {arguments.limit}")
     sys.exit(1 if deepest >= arguments.limit or stack.problems else 0)
 
 

@@ -18,7 +18,7 @@ L3_ADVANCE_CONF_OPTS += -DL3_FORTIFY=OFF
 endif
 
 ifeq ($(BR2_mips),y)
-L3_ADVANCE_CONF_OPTS += -DL3_PAGE_SIZE=4096
+L3_ADVANCE_CONF_OPTS += -DL3_PAGE_SIZE=4096 -DL3_RELRO=OFF
 endif
 
 $(eval $(cmake-package))
