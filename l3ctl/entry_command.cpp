@@ -64,6 +64,11 @@ Json stored_section(const Change& change, const FilterList& list) {
   return Json::parse(settings::write(change.stored(), {list.section}));
 }
 
+/* A message about a text of one line, without the name and the line of that. */
+std::string without_place(const std::string& message) {
+  return message.substr(message.find(": ") + 2);
+}
+
 /* The document as settings; what is wrong with it is told, and ends the command. Warned about is only
  * what the change brings. */
 settings::Settings checked(const Filter& filter, const Json& before, const Json& document) {
@@ -71,11 +76,11 @@ settings::Settings checked(const Filter& filter, const Json& before, const Json&
   settings::Reading reading = settings::read(document.dump(), filter.command);
   for (const std::string& warning : reading.warnings) {
     if (std::find(old_warnings.begin(), old_warnings.end(), warning) == old_warnings.end()) {
-      complain("warning: " + warning);
+      complain("warning: " + without_place(warning));
     }
   }
   for (const std::string& error : reading.errors) {
-    complain(error);
+    complain(without_place(error));
   }
   if (!reading.errors.empty()) {
     throw Failure("nothing was changed", exit_wrong_input);

@@ -108,12 +108,31 @@ Json as_json(const Verdict& verdict) {
           {"passed", passed}};
 }
 
-void print(const Verdict& verdict) {
+/* What the settings' own check has to say of those that the packet passed: a rule that matches
+ * nothing is the usual reason why one that should stop it does not. */
+std::vector<std::string> notes_on(const Verdict& verdict, const Settings& settings) {
+  std::vector<std::string> notes;
+  for (const std::string& warning : settings::read(settings::write(settings), "").warnings) {
+    // After ":line: ".
+    const std::string note = warning.substr(warning.find(": ") + 2);
+    for (const settings::Step& step : verdict.passed) {
+      if (note.starts_with(step.setting + ".")) {
+        notes.push_back(note);
+      }
+    }
+  }
+  return notes;
+}
+
+void print(const Verdict& verdict, const std::vector<std::string>& notes) {
   std::cout << outcome_word(verdict.outcome) << " by "
             << (verdict.decided_by.empty() ? "no setting" : verdict.decided_by) << ": "
             << verdict.reason << '\n';
   for (const settings::Step& step : verdict.passed) {
     std::cout << "  passed " << step.setting << ": " << step.what << '\n';
+  }
+  for (const std::string& note : notes) {
+    std::cout << "  note: " << note << '\n';
   }
 }
 
@@ -150,10 +169,13 @@ int explain(const Context& context, const Question& question) {
     return exit_done;
   }
   const Verdict verdict = settings::verdict_on(packet, settings);
+  const std::vector<std::string> notes = notes_on(verdict, settings);
   if (context.json) {
-    std::cout << as_json(verdict).dump(2) << '\n';
+    Json answer = as_json(verdict);
+    answer["notes"] = notes;
+    std::cout << answer.dump(2) << '\n';
   } else {
-    print(verdict);
+    print(verdict, notes);
   }
   return exit_done;
 }

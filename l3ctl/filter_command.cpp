@@ -74,7 +74,8 @@ void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
                             ", and KEY=VALUE with other keys of the settings file")
       ->required();
   add->footer(std::string("Example:\n  l3ctl ") + filter.command + " add " + filter.example +
-              "\n\n" + add->get_footer());
+              "\n\nThe keys stand in docs/settings.md; time spans (active) are in UTC.\n\n" +
+              add->get_footer());
   add->callback([&context, filter, choice, words] {
     context.action = [&context, filter, choice, words] {
       return add_entry(context, filter, chosen_lists(filter, *choice), *words);

@@ -100,7 +100,7 @@ class Entries(Gateway):
         self.switch_on("url-filter")
         night = self.l3ctl("url-filter", "add", "example.com", "active=22:00-06:00")
         self.assert_outcome(night, 0, out="url-filter: added as url_filter entry 0\n",
-                            err="l3ctl: warning: url-filter:1: url_filter.entries[0].active: goes past midnight, "
+                            err="l3ctl: warning: url_filter.entries[0].active: goes past midnight, "
                                 "UTC, into the next day\n")
         self.assert_outcome(self.l3ctl("url-filter", "add", "example.org"), 0,
                             out="url-filter: added as url_filter entry 1\n")
@@ -108,7 +108,7 @@ class Entries(Gateway):
     def test_a_wrong_entry_is_refused_by_name_and_nothing_changes(self):
         nothing = "nothing was changed"
         self.assert_refused(("ip-filter", "add", "direction=sideways", "protocol=tcp"),
-                            'ip-filter:1: ip_filter.rules[0].direction: "sideways" is not allowed; it must be '
+                            'ip_filter.rules[0].direction: "sideways" is not allowed; it must be '
                             '"upstream" or "downstream"', nothing)
         self.assert_refused(("acl", "add", "web"), f'acl: "web" is not KEY=VALUE; {nothing}')
         self.assert_refused(("url-filter", "add", "a", "host=b"), f'url-filter: "host" is given twice; {nothing}')

@@ -42,6 +42,25 @@ class Explain(Gateway):
                          ["port_scan_protection", "ip_filter", "url_filter", "mac_filter", "captive_portal",
                           "ipsec_pass_through"])
 
+    def test_a_rule_that_matches_nothing_is_pointed_at(self):
+        self.apply("""{"firewall": {"enabled": true}, "ip6_filter": {"enabled": true, "rules": [
+            {"direction": "upstream", "protocol": "tcp", "source": "fd00:1::20", "destination_ports": "25"}]}}""")
+        mail = ("--from", "lan", "--to", "wan", "--protocol", "tcp", "--source", "fd00:1::20", "--destination",
+                "2001:db8::1", "--destination-port", "25")
+        note = "ip6_filter.rules[0].destination: is open, so this rule matches no packet: an IPv6 rule needs both " \
+               "addresses"
+        self.assert_outcome(self.l3ctl("explain", *mail), 0,
+                            "accepted by no setting: nothing stops it\n"
+                            "  passed ip6_filter: not on the black list\n"
+                            "  passed mac6_filter: off\n"
+                            f"  note: {note}\n")
+        self.assertEqual(json.loads(self.l3ctl("--json", "explain", *mail).out)["notes"], [note])
+
+    def test_a_note_on_another_way_is_left_out(self):
+        self.apply("""{"firewall": {"enabled": true}, "ip6_filter": {"enabled": true, "rules": [
+            {"direction": "upstream", "protocol": "tcp"}]}}""")
+        self.assertEqual(json.loads(self.l3ctl("--json", "explain", *MAIL).out)["notes"], [])
+
     def test_time_device_and_name_count(self):
         self.apply(SETTINGS)
         device = ("--mac", "02:00:00:00:00:01", *MAIL[:6], "--source", "192.168.1.9", *MAIL[8:])
