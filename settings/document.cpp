@@ -77,7 +77,7 @@ class Builder {
     std::replace_if(
         what.begin(), what.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');
     if (what.size() > longest_reason) {
-      what = what.substr(0, longest_reason) + "...";
+      what.replace(longest_reason, std::string::npos, "...");
     }
     problems_.refuse(line(position), "", "no JSON: " + what);
     return false;
