@@ -13,6 +13,7 @@ enum ExitStatus {
   exit_done = 0,
   exit_failed = 1,       /* the system or the library refused */
   exit_wrong_input = 2,  /* nothing was changed */
+  exit_implausible = 3,  /* a configuration file is torn or implausible */
   exit_rules_differ = 3, /* settings are stored, the packet filter does not follow them all */
   exit_changes = 2,      /* plan and diff: there is something to change; wrong input is 1 there */
 };

@@ -25,32 +25,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr char lock_path[] = "/run/l3ctl.lock";
 
-/* Waits for the lock as long as the command line allows. The kernel drops it with the process. */
-int take_lock(int seconds) {
-  const int lock = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (lock == -1) {
-    const char* advice = errno == EACCES || errno == EPERM ? "; changing settings takes root" : "";
-    throw Failure(std::string("cannot open ") + lock_path + ": " + std::strerror(errno) + advice);
-  }
-  using Clock = std::chrono::steady_clock;
-  const auto deadline = Clock::now() + std::chrono::seconds(seconds);
-  for (bool told = false; flock(lock, LOCK_EX | LOCK_NB) != 0; told = true) {
-    const int error = errno;
-    if (error != EWOULDBLOCK || Clock::now() >= deadline) {
-      close(lock);
-      throw Failure(std::string("cannot lock ") + lock_path + ": " +
-                    (error == EWOULDBLOCK
-                         ? "another l3ctl is changing settings; --lock-timeout waits longer"
-                         : std::strerror(error)));
-    }
-    if (!told) {
-      complain("waiting for another l3ctl");
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  return lock;
-}
-
 std::string outcome(int status) {
   if (status == -1) {
     return "was not started";
@@ -157,6 +131,31 @@ settings::Settings stored_or_defaults() {
   defaults.route_qos_enabled = false;
   defaults.route_qos_rules.emplace();
   return defaults;
+}
+
+int take_lock(int seconds) {
+  const int lock = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (lock == -1) {
+    const char* advice = errno == EACCES || errno == EPERM ? "; changing settings takes root" : "";
+    throw Failure(std::string("cannot open ") + lock_path + ": " + std::strerror(errno) + advice);
+  }
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + std::chrono::seconds(seconds);
+  for (bool told = false; flock(lock, LOCK_EX | LOCK_NB) != 0; told = true) {
+    const int error = errno;
+    if (error != EWOULDBLOCK || Clock::now() >= deadline) {
+      close(lock);
+      throw Failure(std::string("cannot lock ") + lock_path + ": " +
+                    (error == EWOULDBLOCK
+                         ? "another l3ctl is changing settings; --lock-timeout waits longer"
+                         : std::strerror(error)));
+    }
+    if (!told) {
+      complain("waiting for another l3ctl");
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return lock;
 }
 
 Change::Change(const Context& context) : context_(context), lock_(-1) {

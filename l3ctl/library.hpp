@@ -46,6 +46,10 @@ settings::Settings load_stored();
 /* The same without any change: where there is no file yet, the defaults that it would get. */
 settings::Settings stored_or_defaults();
 
+/* Takes what one changing command at a time may hold, or fails when the time is up. It is held until
+ * the descriptor is closed, by the end of the process at the latest. */
+int take_lock(int seconds);
+
 /* One changing command, from taking the lock to its report. */
 class Change {
  public:
@@ -59,6 +63,9 @@ class Change {
 
   /* What the library reports as failed so far. */
   [[nodiscard]] const std::vector<std::string>& failed() const { return failed_; }
+
+  /* Loads again, after the file was replaced. */
+  void load() { stored_ = load_stored(); }
 
   /* A command line that begins so may fail: the rule that it removes is often not there. */
   void may_fail(std::string_view beginning) { may_fail_.push_back(beginning); }

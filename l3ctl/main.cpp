@@ -45,6 +45,9 @@ constexpr AddCommand commands[] = {
     add_manual_command,
     add_rules_command,
     add_check_command,
+    add_inspect_command,
+    add_backup_command,
+    add_restore_command,
 };
 
 constexpr const char* footer =
@@ -53,6 +56,7 @@ constexpr const char* footer =
     "  1  the system or the library refused; messages say what\n"
     "  2  the command line or the settings are wrong; nothing was changed\n"
     "  3  the settings are stored, but the packet filter does not follow them\n"
+    "     inspect, backup: the configuration file is torn or implausible\n"
     "\n"
     "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything else,\n"
     "the library's own messages included, to standard error.";

@@ -40,8 +40,16 @@ std::string record_name(const StoredSection& section) {
   return name.substr(0, name.find('.'));
 }
 
-/* The part that the file ends in. */
-std::string part_at(size_t size) {
+/* Whether a file of this size ends between two parts. */
+bool is_between_parts(size_t size) {
+  const auto sections = stored_sections();
+  return size == firewall_line_offset ||
+         std::any_of(sections.begin(), sections.end(),
+                     [size](const StoredSection& section) { return start_of(section) == size; });
+}
+
+/* The last part of which the file has anything. */
+std::string last_part(size_t size) {
   std::string name = size < firewall_line_offset ? "the line of VPN pass-through"
                                                  : "the line of the master switch";
   for (const StoredSection& section : stored_sections()) {
@@ -54,7 +62,10 @@ std::string part_at(size_t size) {
 
 /* What lies behind the end: whole records by their names, parts of a cut one by theirs. */
 std::string parts_behind(size_t size) {
-  std::string names = size <= firewall_line_offset ? "the line of the master switch" : "";
+  std::string names = is_between_parts(size) ? "" : "the rest of that";
+  if (size <= firewall_line_offset) {
+    names += (names.empty() ? "" : ", ") + std::string("the line of the master switch");
+  }
   std::string last;
   for (const StoredSection& section : stored_sections()) {
     const std::string name = section.record >= size ? record_name(section) : section.name;
@@ -72,13 +83,11 @@ void judge_size(std::string_view bytes, Findings& findings) {
     findings.push_back({torn, 0, "the file", "is empty: a creation was cut before its first write",
                         replace_the_file});
   } else if (bytes.size() < stored_size) {
-    const std::string behind = parts_behind(bytes.size());
     findings.push_back({torn, bytes.size(), "the file",
                         "short: " + size + " of " + std::to_string(stored_size) +
-                            " bytes, as a creation leaves it that was cut; it ends in " +
-                            part_at(bytes.size()) +
-                            "; missing, and read as zero: the rest of that" +
-                            (behind.empty() ? "" : ", " + behind),
+                            " bytes, as a creation leaves it that was cut; the last part is " +
+                            last_part(bytes.size()) +
+                            "; missing, and read as zero: " + parts_behind(bytes.size()),
                         replace_the_file});
   } else if (bytes.size() > stored_size) {
     findings.push_back({implausible, stored_size, "the file",

@@ -148,20 +148,23 @@ TEST(StoredFile, FieldsHaveNamesAndMeanings) {
 TEST(StoredFile, AShortFileSaysWhatIsMissing) {
   EXPECT_EQ(findings_of(""),
             (Messages{"torn 0 the file: is empty: a creation was cut before its first write"}));
-  EXPECT_EQ(findings_of(household().substr(0, 10)),
-            (Messages{"torn 10 the file: short: 10 of 15019 bytes, as a creation leaves it that "
-                      "was cut; it ends in the line of VPN pass-through; missing, and read as "
-                      "zero: the rest of that, the line of the master switch, fw_rules_table, "
-                      "RtQoSRulesTable, fw6_rules_table"}));
-  EXPECT_EQ(findings_of(golden("fresh-big").substr(0, fw + 5000)),
-            (Messages{"torn 5031 the file: short: 5031 of 15019 bytes, as a creation leaves it "
-                      "that was cut; it ends in fw_rules_table.dhcp_filter; missing, and read as "
-                      "zero: the rest of that, fw_rules_table.acl, fw_rules_table.caporl, "
-                      "fw_rules_table, RtQoSRulesTable, fw6_rules_table"}));
-  EXPECT_EQ(findings_of(golden("fresh-big").substr(0, 15018)),
-            (Messages{"torn 15018 the file: short: 15018 of 15019 bytes, as a creation leaves it "
-                      "that was cut; it ends in fw6_rules_table; missing, and read as zero: the "
-                      "rest of that"}));
+  EXPECT_EQ(
+      findings_of(household().substr(0, 10)),
+      (Messages{"torn 10 the file: short: 10 of 15019 bytes, as a creation leaves it that was cut; "
+                "the last part is the line of VPN pass-through; missing, and read as "
+                "zero: the rest of that, the line of the master switch, fw_rules_table, "
+                "RtQoSRulesTable, fw6_rules_table"}));
+  EXPECT_EQ(
+      findings_of(golden("fresh-big").substr(0, fw + 5000)),
+      (Messages{"torn 5031 the file: short: 5031 of 15019 bytes, as a creation leaves it "
+                "that was cut; the last part is fw_rules_table.dhcp_filter; missing, and read as "
+                "zero: the rest of that, fw_rules_table.acl, fw_rules_table.caporl, "
+                "fw_rules_table, RtQoSRulesTable, fw6_rules_table"}));
+  EXPECT_EQ(
+      findings_of(golden("fresh-big").substr(0, 15018)),
+      (Messages{"torn 15018 the file: short: 15018 of 15019 bytes, as a creation leaves it "
+                "that was cut; the last part is fw6_rules_table; missing, and read as zero: the "
+                "rest of that"}));
 }
 
 TEST(StoredFile, EverySizeBelowTheWholeIsTorn) {

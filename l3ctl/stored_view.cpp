@@ -1,0 +1,59 @@
+#include "l3ctl/stored_view.hpp"
+
+#include "l3ctl/context.hpp"
+#include "l3ctl/library.hpp"
+
+namespace l3ctl {
+
+using settings::ByteOrder;
+using settings::StoredFile;
+using settings::StoredFinding;
+
+StoredFile judged(const std::string& file, std::string_view bytes) {
+  StoredFile stored = settings::read_stored_file(bytes);
+  const bool is_other =
+      stored.order != ByteOrder::unknown && stored.order != settings::host_byte_order();
+  if (file == configuration_path && is_other) {
+    stored.findings.insert(
+        stored.findings.begin(),
+        {StoredFinding::Kind::implausible, 0, "the file",
+         std::string("was written by a ") + name_of(stored.order) +
+             " host: the library of this one reads the bytes of every word in the wrong order",
+         std::string("convert it: \"l3ctl restore ") + configuration_path + "\""});
+  }
+  return stored;
+}
+
+const char* name_of(ByteOrder order) {
+  return order == ByteOrder::little ? "little-endian"
+         : order == ByteOrder::big  ? "big-endian"
+                                    : "unknown";
+}
+
+const char* name_of(StoredFinding::Kind kind) {
+  return kind == StoredFinding::Kind::torn          ? "torn"
+         : kind == StoredFinding::Kind::implausible ? "implausible"
+                                                    : "note";
+}
+
+std::string line_of(const StoredFinding& finding) {
+  return std::string(name_of(finding.kind)) + ": byte " + std::to_string(finding.offset) + ", " +
+         finding.where + ": " + finding.what;
+}
+
+nlohmann::ordered_json as_json(const StoredFinding& finding) {
+  return {{"kind", name_of(finding.kind)},
+          {"offset", finding.offset},
+          {"where", finding.where},
+          {"what", finding.what},
+          {"advice", finding.advice}};
+}
+
+void tell_findings(const StoredFile& stored) {
+  for (const StoredFinding& finding : stored.findings) {
+    complain(line_of(finding));
+    complain("  what to do: " + finding.advice);
+  }
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,28 @@
+/* What is said about a configuration file as bytes: by inspect, backup and restore alike. */
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "settings/stored_file.hpp"
+
+namespace l3ctl {
+
+/* Far more than a configuration file has, and little enough for a gateway. */
+inline constexpr size_t largest_stored_file = 1 << 16;
+
+/* The file taken apart; `file` is where it lies, "-" is standard input. */
+settings::StoredFile judged(const std::string& file, std::string_view bytes);
+
+const char* name_of(settings::ByteOrder order);
+const char* name_of(settings::StoredFinding::Kind kind);
+
+/* "torn: byte 4659, WHERE: WHAT" */
+std::string line_of(const settings::StoredFinding& finding);
+nlohmann::ordered_json as_json(const settings::StoredFinding& finding);
+
+/* Every finding and what to do about it, on standard error. */
+void tell_findings(const settings::StoredFile& stored);
+
+}  // namespace l3ctl

@@ -1,0 +1,155 @@
+#include "l3ctl/whole_file.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "l3ctl/context.hpp"
+#include "l3ctl/input.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+/* A descriptor that is closed with its owner. */
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (fd_ > STDERR_FILENO) {
+      close(fd_);
+    }
+  }
+  [[nodiscard]] int number() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+/* The new file under a name of its own, gone again unless it has taken its place. */
+class Temporary {
+ public:
+  explicit Temporary(const std::string& beside)
+      : path_(beside + ".XXXXXX"), fd_(mkostemp(path_.data(), O_CLOEXEC)) {}
+  Temporary(const Temporary&) = delete;
+  Temporary& operator=(const Temporary&) = delete;
+  ~Temporary() {
+    if (fd_.number() != -1 && !is_in_place_) {
+      unlink(path_.c_str());
+    }
+  }
+  [[nodiscard]] int fd() const { return fd_.number(); }
+  bool take_place(const std::string& file) {
+    is_in_place_ = rename(path_.c_str(), file.c_str()) == 0;
+    return is_in_place_;
+  }
+
+ private:
+  std::string path_;
+  Descriptor fd_;
+  bool is_in_place_ = false;
+};
+
+/* At most `largest` bytes from where the descriptor stands; less at the end, errno on failure. */
+bool read_bytes(int fd, size_t largest, std::string& bytes) {
+  char buffer[4096];
+  while (bytes.size() < largest) {
+    const ssize_t got = read(fd, buffer, std::min(sizeof buffer, largest - bytes.size()));
+    if (got == 0) {
+      return true;
+    }
+    if (got == -1 && errno != EINTR) {
+      return false;
+    }
+    if (got > 0) {
+      bytes.append(buffer, static_cast<size_t>(got));
+    }
+  }
+  return true;
+}
+
+bool write_bytes(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t put = write(fd, bytes.data(), bytes.size());
+    if (put == -1 && errno != EINTR) {
+      return false;
+    }
+    bytes.remove_prefix(put > 0 ? static_cast<size_t>(put) : 0);
+  }
+  return true;
+}
+
+/* Whether the file holds these bytes and no more. */
+bool reads_back(int fd, std::string_view bytes) {
+  std::string found;
+  errno = EIO;
+  return lseek(fd, 0, SEEK_SET) == 0 && read_bytes(fd, bytes.size() + 1, found) && found == bytes;
+}
+
+[[noreturn]] void give_up(const std::string& file, const std::string& doing) {
+  throw Failure(file + ": cannot be " + doing + ": " + std::strerror(errno));
+}
+
+/* Where the bytes really go: a link stays a link. A device or a folder must not be replaced. */
+std::string place_of(const std::string& file) {
+  struct stat status = {};
+  if (stat(file.c_str(), &status) != 0) {
+    return file;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw Failure(file + ": is no regular file; nothing was changed", exit_wrong_input);
+  }
+  std::error_code error;
+  const std::string place = std::filesystem::canonical(file, error).string();
+  return error ? file : place;
+}
+
+}  // namespace
+
+std::string read_up_to(const std::string& file, size_t largest) {
+  const bool is_input = file == "-";
+  const Descriptor source(is_input ? STDIN_FILENO
+                                   : open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (source.number() == -1) {
+    give_up(file, "read");
+  }
+  struct stat status = {};
+  if (!is_input && (fstat(source.number(), &status) != 0 || !S_ISREG(status.st_mode))) {
+    throw Failure(file + ": is no regular file");
+  }
+  std::string bytes;
+  if (!read_bytes(source.number(), largest, bytes)) {
+    give_up(input_name(file), "read");
+  }
+  return bytes;
+}
+
+void write_whole(const std::string& file, std::string_view bytes) {
+  const std::string place = place_of(file);
+  const std::string parent = std::filesystem::path(place).parent_path().string();
+  const Descriptor folder(
+      open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.number() == -1) {
+    give_up(file, "written");
+  }
+  Temporary temporary(place);
+  const int fd = temporary.fd();
+  if (fd == -1 || fchmod(fd, 0600) != 0 || !write_bytes(fd, bytes) || fsync(fd) != 0 ||
+      !reads_back(fd, bytes) || !temporary.take_place(place)) {
+    give_up(file, "written");
+  }
+  // The name too must outlive a power cut.
+  if (fsync(folder.number()) != 0) {
+    give_up(file, "made durable, though it is in place");
+  }
+}
+
+}  // namespace l3ctl
