@@ -15,6 +15,7 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include "l3_advance/platform.h"
 
@@ -56,6 +57,13 @@ std::string default_route_interface() {
   return best;
 }
 
+/* Letters, digits, "_", "." and "-", which does not lead. */
+bool is_plain(std::string_view name) {
+  constexpr std::string_view plain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-";
+  return name.find_first_not_of(plain) == std::string_view::npos && !name.starts_with('-');
+}
+
 }  // namespace
 
 extern "C" {
@@ -67,7 +75,8 @@ int32_t grm_gl3_get_internet_index(void) {
   return index == 0 ? -1 : static_cast<std::int32_t>(index);
 }
 
-/* Limits: a name of more than 5 characters does not fit the callers' buffer and is unknown. */
+/* Limits: a name of more than 5 characters does not fit the callers' buffer and is unknown, and so is one
+ * that the shell might take for more than a name: the library puts it into command lines. */
 int32_t getIfName(int32_t index, char* name) {
   char found[IF_NAMESIZE] = {};
   if (index < 0 || if_indextoname(static_cast<unsigned>(index), found) == nullptr) {
@@ -75,6 +84,11 @@ int32_t getIfName(int32_t index, char* name) {
   }
   if (std::strlen(found) >= name_size) {
     l3_log_print(error_level, module, "line[%d], interface name %s is longer than 5 characters\n",
+                 __LINE__, found);
+    return -1;
+  }
+  if (!is_plain(found)) {
+    l3_log_print(error_level, module, "line[%d], interface name [%s] is not used in a command\n",
                  __LINE__, found);
     return -1;
   }
