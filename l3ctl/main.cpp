@@ -48,6 +48,7 @@ constexpr AddCommand commands[] = {
     add_inspect_command,
     add_backup_command,
     add_restore_command,
+    add_doctor_command,
 };
 
 constexpr const char* footer =
@@ -57,6 +58,7 @@ constexpr const char* footer =
     "  2  the command line or the settings are wrong; nothing was changed\n"
     "  3  the settings are stored, but the packet filter does not follow them\n"
     "     inspect, backup: the configuration file is torn or implausible\n"
+    "     doctor: something is wrong with the gateway\n"
     "\n"
     "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything else,\n"
     "the library's own messages included, to standard error.";

@@ -52,6 +52,7 @@ RUNS = {
     "explain": ("explain", ["explain", *PACKET], ["explain", *PACKET, "--settings", "-"]),
     "rules": ("rules", ["rules"]),
     "check": ("check", ["check"]),
+    "doctor": ("doctor", ["doctor"]),
     "reset": ("change", ["reset", "--yes"]),
 }
 MORE_RUNS = {

@@ -200,5 +200,20 @@ class ByHand(Case):
         self.assertIn("--comment not the gateway's", device.l3ctl("rules").stdout)
 
 
+class Doctor(Case):
+    def test_a_gateway_at_work_is_healthy_and_nothing_of_it_changes(self):
+        device.apply(_NAME)
+        files, before = device.stored_files(), {family: rules.saved(family) for family in (4, 6)}
+        told = json.loads(device.l3ctl("doctor", "--json").stdout)
+        self.assertEqual({finding["state"] for finding in told["findings"]}, {"ok"}, told)
+        self.assertEqual((device.stored_files(), {family: rules.saved(family) for family in (4, 6)}), (files, before))
+
+    def test_drift_is_a_problem(self):
+        rules.run("iptables", "-A", "forward_ext_mac", "-j", "ACCEPT")
+        found = device.l3ctl("doctor", check=False)
+        self.assertEqual(found.returncode, 3)
+        self.assertIn("IPv4 forward_ext_mac: extra: ACCEPT", found.stdout)
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -1,0 +1,243 @@
+/* What doctor says of the files, of the configuration in them, and of how the machine follows it. */
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+
+#include "l3ctl/context.hpp"
+#include "l3ctl/doctor.hpp"
+#include "l3ctl/drift.hpp"
+#include "l3ctl/library.hpp"
+#include "l3ctl/platform_view.hpp"
+#include "settings/stored_file.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using State = Finding::State;
+using Kind = settings::StoredFinding::Kind;
+
+constexpr const char* folder = "/ztcfg";
+constexpr size_t stored_size = 15019;
+
+/* Only of a file: reading a folder or a pipe would fail, or wait. */
+std::optional<std::string> content_of(const std::string& path) {
+  std::error_code error;
+  std::ifstream stream;
+  if (std::filesystem::is_regular_file(path, error)) {
+    stream.open(path, std::ios::binary);
+  }
+  if (!stream.is_open()) {
+    return std::nullopt;
+  }
+  return std::string(std::istreambuf_iterator<char>(stream), {});
+}
+
+void look_at_folder(Findings& findings) {
+  struct stat about = {};
+  if (stat(folder, &about) != 0 || !S_ISDIR(about.st_mode)) {
+    findings.push_back({State::problem, folder, "is not there",
+                        "make the folder, on storage that outlives a restart"});
+  } else if (access(folder, W_OK) != 0) {
+    findings.push_back({State::problem, folder,
+                        std::string("cannot be written: ") + std::strerror(errno),
+                        "mount it writable; until then no setting is kept"});
+  } else {
+    findings.push_back({State::ok, folder, "can be written", ""});
+  }
+}
+
+void look_at_permissions(Findings& findings) {
+  struct stat about = {};
+  if (lstat(configuration_path, &about) != 0) {
+    findings.push_back(
+        {State::ok, configuration_path,
+         errno == ENOENT ? "does not exist yet; the next start makes it" : std::strerror(errno),
+         ""});
+    return;
+  }
+  if (!S_ISREG(about.st_mode)) {
+    findings.push_back({State::problem, configuration_path, "is no regular file",
+                        "remove it; the next start makes one with defaults"});
+  } else if ((about.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    findings.push_back({State::problem, configuration_path,
+                        "can be written by others than its owner",
+                        std::string("chmod 600 ") + configuration_path +
+                            "; what is stored becomes command lines of root"});
+  } else if (about.st_uid != geteuid()) {
+    findings.push_back(
+        {State::warning, configuration_path, "belongs to user " + std::to_string(about.st_uid),
+         std::string("chown it to the user that runs l3ctl, number ") + std::to_string(geteuid())});
+  } else {
+    findings.push_back({State::ok, configuration_path, "can be written by its owner alone", ""});
+  }
+}
+
+/* A saved rule set: a start brings back the IPv6 one as it is, and records empty chains without. */
+void look_at_saved_rules(Findings& findings, const char* path) {
+  const std::optional<std::string> text = content_of(path);
+  if (!text) {
+    findings.push_back({State::warning, path,
+                        "is not there, so the next start records the empty chains and brings no "
+                        "rules back",
+                        "\"l3ctl firewall on\" saves the rules, where the firewall is to be on"});
+  } else if (text->find("\nCOMMIT\n") == std::string::npos) {
+    findings.push_back(
+        {State::problem, path, "is cut short, so it cannot be restored",
+         "\"l3ctl firewall on\" saves the rules anew, where the firewall is to be on"});
+  } else {
+    findings.push_back({State::ok, path, "is whole", ""});
+  }
+}
+
+/* The newest whole copy of a configuration beside the stored one; empty where there is none. */
+std::string newest_copy() {
+  std::string newest;
+  std::filesystem::file_time_type newest_time = std::filesystem::file_time_type::min();
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    const std::string path = entry.path();
+    if (path == configuration_path || !entry.is_regular_file(error) ||
+        entry.file_size(error) != stored_size) {
+      continue;
+    }
+    const std::optional<std::string> bytes = content_of(path);
+    const auto time = entry.last_write_time(error);
+    if (bytes && settings::is_plausible(settings::read_stored_file(*bytes)) && time > newest_time) {
+      newest = path;
+      newest_time = time;
+    }
+  }
+  return newest;
+}
+
+Finding finding_of(const settings::StoredFinding& found) {
+  const State state = found.kind == Kind::note ? State::warning : State::problem;
+  std::string advice = found.advice;
+  const std::string copy = found.kind == Kind::torn ? newest_copy() : "";
+  if (!copy.empty()) {
+    advice += (advice.empty() ? "" : "; ") + copy + " is a whole copy";
+  }
+  return {state, "configuration", found.where + ": " + found.what, advice};
+}
+
+/* Whether an entry in use is bound to a span that ends before the day does. */
+template <typename Region>
+bool has_spans(const Region& region) {
+  const int32_t capacity = static_cast<int32_t>(std::size(decltype(region.entries){}));
+  for (int32_t i = 0; i < region.count && i < capacity; ++i) {
+    const auto& entry = region.entries[i];
+    const bool begins_later = entry.start_hour != 0 || entry.start_minute != 0;
+    const bool ends_before =
+        entry.stop_hour < 23 || (entry.stop_hour == 23 && entry.stop_minute < 59);
+    if (begins_later || ends_before) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void look_at_clock(Findings& findings, const settings::Settings& stored) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local = {};
+  localtime_r(&now, &local);
+  const bool is_used = has_spans(*stored.url_filter) || has_spans(*stored.mac_filter) ||
+                       has_spans(*stored.mac6_filter);
+  if (local.tm_gmtoff == 0) {
+    findings.push_back({State::ok, "clock", "runs in UTC, as time spans do", ""});
+    return;
+  }
+  char offset[16] = {};
+  std::strftime(offset, sizeof offset, "%z", &local);
+  findings.push_back({is_used ? State::warning : State::ok, "clock",
+                      std::string("runs at UTC") + offset + ", and time spans are in UTC",
+                      is_used
+                          ? "check that the spans of url_filter, mac_filter and mac6_filter are "
+                            "meant in UTC"
+                          : ""});
+}
+
+void look_at_wan(Findings& findings) {
+  const std::string wan = quietly(internet_wan_name);
+  if (wan.empty()) {
+    findings.push_back({State::warning, "Internet WAN", "there is none: no IPv4 default route",
+                        "connect the gateway, then \"l3ctl wan update\""});
+  } else {
+    findings.push_back({State::ok, "Internet WAN", wan, ""});
+  }
+}
+
+void look_at_drift(Findings& findings) {
+  const Judgement judgement = judge_live_rules();
+  const std::vector<Drift> found = drifts(judgement);
+  const bool is_bare = judgement.tables[0].is_bare || judgement.tables[1].is_bare;
+  if (found.empty()) {
+    findings.push_back({State::ok, "rules", "follow the settings", ""});
+  } else if (is_bare) {
+    findings.push_back({State::problem, "rules", in_words(found.front()),
+                        "run \"l3ctl init\" once at every boot"});
+  } else {
+    findings.push_back(
+        {State::problem, "rules",
+         "differ from the settings in " + std::to_string(found.size()) +
+             (found.size() == 1 ? " place: " : " places; the first: ") + in_words(found.front()),
+         "\"l3ctl check\" lists all; \"l3ctl firewall on\" makes rules anew where the firewall is "
+         "on; a hook or a chain comes back with the next boot"});
+  }
+  for (const std::string& note : judgement.notes) {
+    findings.push_back({State::warning, "rules", note, ""});
+  }
+}
+
+}  // namespace
+
+void look_at_files(Findings& findings) {
+  look_at_folder(findings);
+  look_at_permissions(findings);
+  look_at_saved_rules(findings, "/ztcfg/firewall.conf");
+  look_at_saved_rules(findings, "/ztcfg/firewall6.conf");
+  if (access("/ztcfg/v1_to_v2.flag", F_OK) == 0) {
+    findings.push_back({State::warning, "/ztcfg/v1_to_v2.flag",
+                        "is there: the next start takes the stored records for those of version 1",
+                        "remove it, unless this gateway has just been upgraded from version 1"});
+  }
+}
+
+void look_at_configuration(Findings& findings) {
+  const std::optional<std::string> bytes = content_of(configuration_path);
+  if (!bytes) {
+    return;
+  }
+  const settings::StoredFile stored = settings::read_stored_file(*bytes);
+  if (stored.order != settings::host_byte_order() && stored.order != settings::ByteOrder::unknown) {
+    findings.push_back({State::problem, "configuration",
+                        "is of a machine with the other byte order",
+                        "put a backup of this gateway back"});
+  }
+  for (const settings::StoredFinding& found : stored.findings) {
+    findings.push_back(finding_of(found));
+  }
+  if (stored.findings.empty()) {
+    findings.push_back({State::ok, "configuration", "is whole and plausible", ""});
+  }
+}
+
+void look_at_settings(Findings& findings) {
+  try {
+    look_at_clock(findings, stored_or_defaults());
+    look_at_wan(findings);
+    look_at_drift(findings);
+  } catch (const Failure& failure) {
+    findings.push_back({State::problem, "rules", failure.what(),
+                        "mend what stands above, then run doctor once more"});
+  }
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,135 @@
+"""l3ctl doctor: every finding brought about, told, and gone again."""
+import json
+import os
+import unittest
+from pathlib import Path
+
+from gateway import CONFIGURATION, TOOLS
+from test_rules import FRESH6, SAVE, Rules
+from test_schema import faults
+
+TOOL = """#!/bin/sh
+name=${0##*/}
+[ "$1" != --version ] || exec echo "$name v1.8.9 (%s)"
+case "$*" in *"%s"*) exit 2 ;; esac
+"""
+
+
+class Doctor(Rules):
+    def setUp(self):
+        super().setUp()
+        for name in ("iptables", "ip6tables", "iptables-restore", "ip6tables-restore"):
+            self.tool(name)
+        for name in ("iptables-save", "ip6tables-save"):
+            (TOOLS / name).write_text(SAVE.replace("exec cat", '[ "$1" != --version ] || exec echo "$0 v1.8.9 (legacy)"\nexec cat'))
+        self.settings()
+
+    def tool(self, name, backend="legacy", refused="nothing is refused"):
+        (TOOLS / name).write_text(TOOL % (backend, refused))
+
+    def findings(self):
+        outcome = self.l3ctl("doctor", "--json")
+        told = json.loads(outcome.out)
+        self.assertEqual(faults("doctor", told), [])
+        bad = [finding for finding in told["findings"] if finding["state"] == "problem"]
+        self.assertEqual((outcome.status, told["healthy"]), (3 if bad else 0, not bad))
+        return told["findings"]
+
+    def ills(self, about, state="problem"):
+        return [finding["finding"] for finding in self.findings()
+                if finding["about"] == about and finding["state"] == state]
+
+    def assert_only_problem(self, about, text):
+        problems = [finding for finding in self.findings() if finding["state"] == "problem"]
+        self.assertEqual([finding["about"] for finding in problems], [about], problems)
+        self.assertIn(text, problems[0]["finding"])
+        self.assertTrue(problems[0]["advice"])
+
+    def test_a_healthy_gateway(self):
+        states = {finding["about"]: finding["state"] for finding in self.findings()}
+        # The sandbox has no network, and so no Internet.
+        self.assertEqual(states.pop("Internet WAN"), "warning")
+        self.assertEqual(states.pop("/ztcfg/firewall6.conf", "ok"), "ok")
+        self.assertEqual(set(states.values()), {"ok"}, states)
+        text = self.l3ctl("doctor").out
+        self.assertIn("ok       tools                  all six are iptables v1.8.9 (legacy)\n", text)
+        self.assertIn("ok       rules                  follow the settings\n", text)
+
+    def test_it_changes_nothing(self):
+        before = {path: path.read_bytes() for path in Path("/ztcfg").iterdir()}
+        self.commands()
+        self.l3ctl("doctor")
+        asked = [line for line in self.commands() if not line.endswith(" --version")]
+        self.assertEqual(asked, ["iptables-save -c -t filter", "ip6tables-save -c -t filter"])
+        self.assertEqual({path: path.read_bytes() for path in Path("/ztcfg").iterdir()}, before)
+
+    def test_tools_of_two_backends(self):
+        self.tool("ip6tables", "nf_tables")
+        self.assert_only_problem("tools", "not all tools are v1.8.9 (legacy): ip6tables v1.8.9 (nf_tables)")
+
+    def test_a_kernel_without_a_match(self):
+        self.tool("iptables", refused="-m string")
+        self.assert_only_problem("kernel", "refuses rules of the kinds string")
+        self.tool("iptables")
+        self.tool("ip6tables", refused="-m time")
+        self.assert_only_problem("kernel", "refuses rules of the kinds time of IPv6")
+
+    def test_a_file_that_others_may_write(self):
+        CONFIGURATION.chmod(0o622)
+        self.assert_only_problem(str(CONFIGURATION), "can be written by others than its owner")
+
+    def test_a_configuration_that_is_no_file(self):
+        CONFIGURATION.unlink()
+        CONFIGURATION.mkdir()
+        self.assertEqual(self.ills(str(CONFIGURATION)), ["is no regular file"])
+
+    def test_torn_and_implausible_configurations_and_the_copy_to_use(self):
+        whole = CONFIGURATION.read_bytes()
+        CONFIGURATION.write_bytes(whole[:9000])
+        torn = next(finding for finding in self.findings() if finding["about"] == "configuration")
+        self.assertIn("short: 9000 of 15019 bytes", torn["finding"])
+        self.assertNotIn("whole copy", torn["advice"])
+        Path("/ztcfg/yesterday.dat").write_bytes(whole)
+        Path("/ztcfg/noise.dat").write_bytes(os.urandom(15019))
+        torn = next(finding for finding in self.findings() if finding["about"] == "configuration")
+        self.assertIn("/ztcfg/yesterday.dat is a whole copy", torn["advice"])
+        self.store(firewall=True, w0=1, w12=42)
+        self.assertTrue(any("42" in ill for ill in self.ills("configuration")))
+
+    def test_saved_rules(self):
+        Path("/ztcfg/firewall.conf").write_text("*filter\n:INPUT ACCEPT [0:0]\n")
+        self.assert_only_problem("/ztcfg/firewall.conf", "is cut short")
+        Path("/ztcfg/firewall.conf").unlink()
+        self.assertEqual(len(self.ills("/ztcfg/firewall.conf", "warning")), 1)
+
+    def test_a_migration_that_is_pending(self):
+        Path("/ztcfg/v1_to_v2.flag").touch()
+        self.assertEqual(len(self.ills("/ztcfg/v1_to_v2.flag", "warning")), 1)
+
+    def test_a_clock_that_is_not_in_utc(self):
+        here = self.environment
+        self.environment = lambda: here() | {"TZ": "XYZ-9"}
+        self.assertEqual(self.ills("clock", "warning"), ["runs at UTC+0900, and time spans are in UTC"])
+        self.settings('{"url_filter": {"enabled": false, "entries": []}}')
+        self.assertEqual(self.ills("clock", "warning"), [])
+
+    def test_drift(self):
+        self.changed("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT")
+        self.assert_only_problem("rules", "differ from the settings in 1 place: IPv4 forward_ext_mac: extra: ACCEPT")
+        self.live("", FRESH6)
+        self.assert_only_problem("rules", "IPv4: none of the gateway's chains is there")
+        (TOOLS / "iptables-save").write_text("#!/bin/sh\n[ \"$1\" != --version ] || exec echo 'x v1.8.9 (legacy)'\nexit 4\n")
+        self.assert_only_problem("rules", "iptables-save ended with 4")
+
+    def test_advice_stands_under_its_finding(self):
+        CONFIGURATION.chmod(0o622)
+        lines = self.l3ctl("doctor").out.splitlines()
+        at = next(number for number, line in enumerate(lines) if line.startswith("problem  "))
+        self.assertTrue(lines[at + 1].lstrip().startswith("to do: chmod 600 /ztcfg/l3_advance.dat"), lines[at + 1])
+        self.assertEqual(lines[at + 1].index("to do"), lines[at].index("can be written"))
+
+
+del Rules
+
+if __name__ == "__main__":
+    unittest.main()
