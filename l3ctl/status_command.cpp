@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "l3_advance/version.h"
+#include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/confirmation.hpp"
 #include "l3ctl/library.hpp"
@@ -78,7 +79,10 @@ Json status() {
 }
 
 void print_line(const std::string& name, const std::string& value) {
-  std::cout << name << std::string(name.size() < 24 ? 24 - name.size() : 1, ' ') << value << '\n';
+  const Paint paint = paint_of_state(value.substr(0, value.find(',')));
+  std::cout << painted(Paint::strong, name)
+            << std::string(name.size() < 24 ? 24 - name.size() : 1, ' ') << painted(paint, value)
+            << '\n';
 }
 
 std::string in_words(const Json& value) {

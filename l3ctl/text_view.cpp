@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "l3ctl/colour.hpp"
+
 namespace l3ctl {
 
 namespace {
@@ -107,11 +109,17 @@ std::string table(Json entries, const std::string& list) {
   return aligned(rows);
 }
 
+/* On and off, and whatever else stands there, painted at a terminal. */
+std::string state(const Json& value) {
+  return painted(paint_of_state(shown(value)), shown(value));
+}
+
 std::string section_text(const std::string& name, const Json& section) {
+  const std::string title = painted(Paint::strong, padded(name, name_width));
   if (!section.is_object()) {
-    return padded(name, name_width) + shown(section) + "\n";
+    return title + state(section) + "\n";
   }
-  std::string head = padded(name, name_width) + shown(section["enabled"]);
+  std::string head = title + state(section["enabled"]);
   std::string entries;
   for (const auto& [key, value] : section.items()) {
     if (value.is_array()) {

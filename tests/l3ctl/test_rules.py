@@ -441,5 +441,36 @@ class Watch(Rules):
         self.assertEqual(self.l3ctl("rules", "--watch", "--svg", "/run/x").status, 2)
 
 
+class Colours(Rules):
+    def at_a_terminal(self, *arguments, **environment):
+        """What a command writes to a terminal, line ends as they are elsewhere."""
+        ours, theirs = os.openpty()
+        process = subprocess.Popen([L3CTL, *arguments], stdout=theirs, stderr=subprocess.DEVNULL,
+                                   env=self.environment() | environment)
+        os.close(theirs)
+        text = b""
+        try:
+            while some := os.read(ours, 65536):
+                text += some
+        except OSError:
+            pass  # the other end is closed
+        os.close(ours)
+        process.wait(timeout=20)
+        return text.decode().replace("\r\n", "\n")
+
+    def test_a_terminal_gets_colours_and_everything_else_plain_text(self):
+        self.settings()
+        self.changed("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT")
+        for command in ("rules", "check", "doctor", "status", "show"):
+            plain = self.l3ctl(command).out
+            self.assertNotIn("\033", plain, command)
+            painted = self.at_a_terminal(command)
+            self.assertIn("\033[", painted, command)
+            self.assertEqual(re.sub("\033\\[[0-9]*m", "", painted), plain, command)
+            self.assertEqual(self.at_a_terminal(command, NO_COLOR="1"), plain, command)
+            self.assertEqual(self.at_a_terminal(command, TERM="dumb"), plain, command)
+            self.assertEqual(self.at_a_terminal(command, NO_COLOR=""), painted, command)
+
+
 if __name__ == "__main__":
     unittest.main()
