@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "executor/executor.hpp"
+#include "executor/spawn.hpp"
 
 namespace {
 
@@ -36,13 +37,7 @@ class CaughtErrors {
 
   std::string text() {
     restore();
-    std::string result;
-    char buffer[512];
-    off_t at = 0;
-    for (ssize_t got = 0; (got = pread(file_, buffer, sizeof(buffer), at)) > 0; at += got) {
-      result.append(buffer, static_cast<std::size_t>(got));
-    }
-    return result;
+    return file_ == -1 ? std::string() : executor::content(file_);
   }
 
  private:
@@ -68,9 +63,13 @@ int run_directly(const char* command) {
   const int status = c_library_system(command);
   const std::string message = errors.text();
   if (status != 0) {
-    failed.push_back({command, status, message});
+    note_failed_line({command, status, message});
   }
   return status;
+}
+
+void note_failed_line(const FailedLine& line) {
+  failed.push_back(line);
 }
 
 const std::vector<FailedLine>& failed_lines() {

@@ -1,8 +1,11 @@
 #include "executor/executor.hpp"
 
 #include <cstring>
+#include <optional>
 
 #include "executor/direct.hpp"
+#include "executor/snapshots.hpp"
+#include "executor/transaction.hpp"
 
 namespace {
 
@@ -13,12 +16,38 @@ std::vector<std::string> recorded;
 bool looking_for_canary = false;
 bool saw_canary = false;
 
+executor::Snapshots snapshots;
+bool is_remembering = false;
+executor::OnRefusal what_on_refusal = executor::OnRefusal::stop;
+std::optional<executor::Transaction> transaction;
+
 }  // namespace
 
 namespace executor {
 
 void work(Way way) {
   way_of_working = way;
+  transaction.reset();
+  if (way == Way::transaction) {
+    transaction.emplace(snapshots, what_on_refusal);
+  }
+}
+
+void on_refusal(OnRefusal what) {
+  what_on_refusal = what;
+  work(way_of_working);
+}
+
+bool commit() {
+  return !transaction || transaction->commit();
+}
+
+void remember_rules() {
+  is_remembering = true;
+}
+
+std::string put_back() {
+  return snapshots.put_back();
 }
 
 const std::vector<std::string>& recorded_lines() {
@@ -44,8 +73,13 @@ extern "C" __attribute__((visibility("default"))) int system(const char* command
     case executor::Way::record:
       recorded.emplace_back(command);
       return 0;
+    case executor::Way::transaction:
+      return transaction->take(command);
     case executor::Way::direct:
       break;
+  }
+  if (is_remembering) {
+    snapshots.take_before(command);
   }
   return executor::run_directly(command);
 }

@@ -8,6 +8,9 @@
  *            them, since several library calls ignore a failed rule
  *   record   no line runs; every one is kept and succeeds, so that what is kept is what runs
  *            directly when every command succeeds
+ *   transaction
+ *            rule edits succeed at once and are made together by commit(), so that no packet and no
+ *            sudden end ever meets half of them; transaction.hpp says what becomes of other lines
  *
  * It must be linked as objects, not as an archive: from an archive nothing would ask for system(),
  * and the C library's would run silently. in_place() proves at start that this one is used.
@@ -20,10 +23,27 @@
 
 namespace executor {
 
-enum class Way : std::uint8_t { direct, record };
+enum class Way : std::uint8_t { direct, record, transaction };
 
-/* How system() works from now on; directly at start. */
+/* How system() works from now on; directly at start. What a transaction held is forgotten. */
 void work(Way way);
+
+/* What a transaction does when the packet filter refuses an edit: no line after it is run, or the
+ * edits that are held are run one by one, so that all others are made. */
+enum class OnRefusal : std::uint8_t { stop, go_on };
+void on_refusal(OnRefusal what);
+
+/* Makes what the transaction holds. Returns whether all of it was made; failed_lines() says what was
+ * not. In the other ways there is nothing to do. */
+bool commit();
+
+/* Directly too, a table is read from now on before the first line that may change it, as a
+ * transaction always does: put_back() needs that. */
+void remember_rules();
+
+/* Makes the tables that were changed what they were before. Returns what could not be put back,
+ * empty when all could. */
+[[nodiscard]] std::string put_back();
 
 /* The lines that were recorded, in order. */
 [[nodiscard]] const std::vector<std::string>& recorded_lines();
@@ -38,7 +58,7 @@ struct FailedLine {
 [[nodiscard]] const std::vector<FailedLine>& failed_lines();
 void forget_failed_lines();
 
-/* Number of lines run so far, failed ones included, recorded ones not. */
+/* Number of lines run so far, failed ones included; not those recorded, or held by a transaction. */
 [[nodiscard]] std::uint64_t lines_run();
 
 /* Whether `run` (the library's runner of command lines) ends in this program's system(). Hands it a

@@ -1,0 +1,208 @@
+#include "executor/transaction.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "executor/direct.hpp"
+#include "executor/refusal.hpp"
+
+namespace executor {
+
+namespace {
+
+using Edits = std::span<const RuleEdit>;
+
+constexpr int exit_1 = 1 << 8; /* as a wait status */
+
+/* Whether the packet filter's answer about the edit's rule cannot be changed by what is held: that
+ * takes away other rules of the chain at most. */
+bool is_independent(const RuleEdit& edit, const std::vector<RuleEdit>& held) {
+  return std::none_of(held.begin(), held.end(), [&](const RuleEdit& other) {
+    return other.chain == edit.chain && (other.operation != 'D' || other.rest == edit.rest);
+  });
+}
+
+/* Asks the live rules for the rule that an edit would delete. */
+Ended look_for(const RuleEdit& edit) {
+  std::vector<std::string> words = {edit.table.tool, "-t", edit.table.name, "-C", edit.chain};
+  words.insert(words.end(), edit.rest.begin(), edit.rest.end());
+  return run(words);
+}
+
+/* As the shell's ">" would, but that a full disk is noticed. Returns what went wrong. */
+std::string write_file(const std::string& path, std::string_view text) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (file == -1) {
+    return "cannot open " + path + ": " + std::strerror(errno);
+  }
+  ssize_t written = 1;
+  while (!text.empty() && written > 0) {
+    written = write(file, text.data(), text.size());
+    text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+  }
+  const int error = errno;
+  close(file);
+  return text.empty() ? "" : "cannot write " + path + ": " + std::strerror(error);
+}
+
+}  // namespace
+
+int Transaction::take(const char* line) {
+  if (is_broken_) {
+    return exit_1;
+  }
+  if (const auto edit = rule_edit(line)) {
+    return take(*edit);
+  }
+  if (const auto save = rule_save(line)) {
+    return take(*save);
+  }
+  return run_after_commit(line);
+}
+
+int Transaction::take(const RuleEdit& edit) {
+  switch (edit.operation) {
+    case 'N':
+      return take_new_chain(edit);
+    case 'D':
+      return take_deletion(edit);
+    default:
+      return hold(edit);
+  }
+}
+
+int Transaction::take(const RuleSave& save) {
+  if (const auto& earlier = held_[save.table].save; earlier && earlier->path != save.path) {
+    if (!commit()) {
+      return exit_1;
+    }
+  }
+  Held& held = held_[save.table];
+  held.save = save;
+  held.edits_before_save = held.edits.size();
+  return 0;
+}
+
+int Transaction::take_new_chain(const RuleEdit& edit) {
+  const std::set<std::string>* known = chains(edit.table);
+  if (known == nullptr) {
+    return run_after_commit(edit.line.c_str());
+  }
+  if (known->contains(edit.chain)) {
+    note_failed_line({edit.line, exit_1, edit.table.tool + ": Chain already exists.\n"});
+    return exit_1;
+  }
+  chains_[edit.table].insert(edit.chain);
+  return hold(edit);
+}
+
+int Transaction::take_deletion(const RuleEdit& edit) {
+  if (!is_independent(edit, held_[edit.table].edits) && !commit()) {
+    return exit_1;
+  }
+  const Ended found = look_for(edit);
+  if (found.status != 0) {
+    note_failed_line({edit.line, found.status, found.errors});
+    return found.status;
+  }
+  return hold(edit);
+}
+
+int Transaction::hold(const RuleEdit& edit) {
+  snapshots_.take(edit.table);
+  held_[edit.table].edits.push_back(edit);
+  return 0;
+}
+
+int Transaction::run_after_commit(const char* line) {
+  if (!commit()) {
+    return exit_1;
+  }
+  snapshots_.take_before(line);
+  chains_.clear();
+  return run_directly(line);
+}
+
+const std::set<std::string>* Transaction::chains(const Table& table) {
+  if (const auto known = chains_.find(table); known != chains_.end()) {
+    return &known->second;
+  }
+  if (!snapshots_.is_changed(table)) {
+    const std::string* rules = snapshots_.rules(table);
+    return rules == nullptr ? nullptr : &(chains_[table] = chains_in(*rules));
+  }
+  const Ended read = run({table.tool + "-save", "-t", table.name});
+  return read.status != 0 ? nullptr : &(chains_[table] = chains_in(read.output));
+}
+
+bool Transaction::commit() {
+  for (const auto& [table, held] : std::exchange(held_, {})) {
+    if (is_broken_ || !commit(held)) {
+      return false;
+    }
+  }
+  return !is_broken_;
+}
+
+bool Transaction::commit(const Held& held) {
+  const Edits edits(held.edits);
+  return make(edits.first(held.edits_before_save)) && (!held.save || save(*held.save)) &&
+         make(edits.subspan(held.edits_before_save));
+}
+
+bool Transaction::make(Edits edits) {
+  if (edits.empty()) {
+    return true;
+  }
+  const Table& table = edits.front().table;
+  const std::set<std::string>* known = chains(table);
+  if (known == nullptr || snapshots_.rules(table) == nullptr) {
+    return refused(edits,
+                   {edits.front().line, exit_1, table.tool + "-save: cannot read the rules"});
+  }
+  const auto lost = std::find_if(edits.begin(), edits.end(), [&](const RuleEdit& edit) {
+    return !known->contains(edit.chain);
+  });
+  if (lost != edits.end()) {
+    return refused(edits,
+                   {lost->line, exit_1, table.tool + ": No chain/target/match by that name.\n"});
+  }
+  const Ended ended = restore(edits);
+  if (ended.status != 0) {
+    return refused(edits, named(edits, ended));
+  }
+  snapshots_.mark_changed(table);
+  return true;
+}
+
+bool Transaction::refused(Edits edits, const FailedLine& failure) {
+  if (on_refusal_ == OnRefusal::stop) {
+    note_failed_line(failure);
+    is_broken_ = true;
+    return false;
+  }
+  snapshots_.mark_changed(edits.front().table);
+  chains_.clear();
+  for (const RuleEdit& edit : edits) {
+    run_directly(edit.line.c_str());
+  }
+  return true;
+}
+
+bool Transaction::save(const RuleSave& save) {
+  const Ended read = run({save.table.tool + "-save", "-t", save.table.name});
+  const std::string problem = read.status == 0 ? write_file(save.path, read.output) : read.errors;
+  if (read.status == 0 && problem.empty()) {
+    return true;
+  }
+  note_failed_line({save.line, read.status == 0 ? exit_1 : read.status, problem});
+  is_broken_ = on_refusal_ == OnRefusal::stop;
+  return !is_broken_;
+}
+
+}  // namespace executor
