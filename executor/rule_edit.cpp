@@ -63,7 +63,7 @@ std::string take_table(std::span<const std::string>& words) {
   if (words.size() < 2 || words[0] != "-t") {
     return "filter";
   }
-  const std::string name = words[1];
+  std::string name = words[1];
   words = words.subspan(2);
   return name;
 }

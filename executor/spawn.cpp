@@ -8,8 +8,6 @@
 #include <cerrno>
 #include <cstring>
 
-extern "C" char** environ;
-
 namespace executor {
 
 namespace {

@@ -14,7 +14,7 @@ enum ExitStatus {
   exit_failed = 1,       /* the system or the library refused */
   exit_wrong_input = 2,  /* nothing was changed */
   exit_implausible = 3,  /* a configuration file is torn or implausible */
-  exit_rules_differ = 3, /* settings are stored, the packet filter does not follow them all */
+  exit_rule_refused = 3, /* by the packet filter; everything is as it was before */
   exit_changes = 2,      /* plan and diff: there is something to change; wrong input is 1 there */
 };
 
@@ -32,7 +32,8 @@ class Failure : public std::runtime_error {
 struct Context {
   ExitStatus wrong_input = exit_wrong_input; /* how the chosen command ends on wrong input */
   bool json = false;
-  int lock_timeout = 30; /* seconds */
+  bool one_by_one = false; /* rules are made by the library's lines as they come */
+  int lock_timeout = 30;   /* seconds */
   /* What the command line asked for; set while it is parsed, run afterwards. */
   std::function<int()> action;
 };

@@ -19,9 +19,10 @@ namespace {
 constexpr const char* what_reset_keeps =
     "IPsec and VPN pass-through stay as they are, as do the rules of management access";
 
-/* Start-up as the web management server does it. */
+/* Start-up as the web management server does it. A gateway without any rule would be worse than one
+ * that lacks the rules which the packet filter refuses. */
 int init(const Context& context) {
-  Change change(context);
+  Change change(context, OnFailure::go_on);
   change.may_fail("mkdir -p /lib/modules/");
   change.may_fail("iptables -N ");
   change.may_fail("ip6tables -N ");

@@ -158,24 +158,48 @@ int take_lock(int seconds) {
   return lock;
 }
 
-Change::Change(const Context& context) : context_(context), lock_(-1) {
+Change::Change(const Context& context, OnFailure on_failure)
+    : context_(context), on_failure_(on_failure), lock_(-1) {
   if (!quietly([] { return executor::in_place(str_system); })) {
     throw Failure("command lines of the library do not reach this program; nothing was changed");
   }
   lock_ = take_lock(context.lock_timeout);
+  before_.emplace();
   stored_ = load_stored();
+  before_->keep_loaded();
+  if (on_failure == OnFailure::go_on) {
+    executor::on_refusal(executor::OnRefusal::go_on);
+  } else {
+    executor::remember_rules();
+  }
+  if (!context.one_by_one) {
+    executor::work(executor::Way::transaction);
+  }
 }
 
 Change::~Change() {
+  // What an exception ends has not been reported.
+  if (std::uncaught_exceptions() > exceptions_ && on_failure_ == OnFailure::put_back) {
+    put_back();
+  }
+  executor::work(executor::Way::direct);
   close(lock_);
 }
 
-int Change::report(const std::string& done) {
-  return report(done, Json::object());
+/* Returns whether everything is as it was before. */
+bool Change::put_back() {
+  std::vector<std::string> problems = quietly([&] { return before_->put_back(); });
+  if (const std::string rules = executor::put_back(); !rules.empty()) {
+    problems.push_back(rules);
+  }
+  for (const std::string& problem : problems) {
+    complain("cannot put back what was before: " + problem);
+  }
+  return problems.empty();
 }
 
-int Change::report(const std::string& done, const Json& members) {
-  Json failed_rules = Json::array();
+Json Change::failed_rules() const {
+  Json rules = Json::array();
   for (const executor::FailedLine& failed : executor::failed_lines()) {
     if (std::any_of(may_fail_.begin(), may_fail_.end(), [&](std::string_view beginning) {
           return failed.line.starts_with(beginning);
@@ -183,33 +207,56 @@ int Change::report(const std::string& done, const Json& members) {
       continue;
     }
     const std::string message = first_line(failed.message);
-    failed_rules.push_back(
+    rules.push_back(
         {{"line", failed.line}, {"outcome", outcome(failed.status)}, {"message", message}});
     complain("\"" + failed.line + "\" " + outcome(failed.status) +
              (message.empty() ? "" : ": " + message));
   }
+  return rules;
+}
+
+int Change::report(const std::string& done) {
+  return report(done, Json::object());
+}
+
+int Change::report(const std::string& done, const Json& members) {
+  const bool is_made = quietly(executor::commit);
+  const Json rules = failed_rules();
   for (const std::string& what : failed_) {
     complain(what + ": the library reports a failure");
   }
-  const bool is_done = failed_.empty() && failed_rules.empty();
+  const bool is_done = is_made && failed_.empty() && rules.empty();
   if (context_.json) {
     Json result{{"done", is_done ? Json(done) : Json()}};
-    result.update(members);
+    if (is_done || on_failure_ == OnFailure::go_on) {
+      result.update(members);
+    }
     result["failed"] = failed_;
-    result["failed_rules"] = failed_rules;
+    result["failed_rules"] = rules;
     std::cout << result.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
   } else if (is_done) {
     std::cout << done << '\n';
   }
-  if (!failed_rules.empty()) {
-    if (std::any_of(failed_rules.begin(), failed_rules.end(),
-                    [](const Json& rule) { return misses_chain(rule["message"]); })) {
-      complain("hint: the chains are made at start-up, by \"l3ctl init\"");
-    }
-    complain("the packet filter refused a rule and does not follow the settings");
-    return exit_rules_differ;
+  return is_done ? exit_done : exit_status(rules);
+}
+
+/* Of a change that failed. */
+int Change::exit_status(const Json& failed_rules) {
+  if (std::any_of(failed_rules.begin(), failed_rules.end(),
+                  [](const Json& rule) { return misses_chain(rule["message"]); })) {
+    complain("hint: the chains are made at start-up, by \"l3ctl init\"");
   }
-  return failed_.empty() ? exit_done : exit_failed;
+  if (on_failure_ == OnFailure::put_back && !put_back()) {
+    return exit_failed;
+  }
+  const std::string remains =
+      on_failure_ == OnFailure::go_on ? "all else is done" : "everything is as it was before";
+  if (failed_rules.empty()) {
+    complain("the change failed; " + remains);
+    return exit_failed;
+  }
+  complain("the packet filter refused a rule; " + remains);
+  return exit_rule_refused;
 }
 
 }  // namespace l3ctl

@@ -6,11 +6,13 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "l3ctl/before.hpp"
 #include "l3ctl/context.hpp"
 #include "settings/settings.hpp"
 
@@ -50,11 +52,18 @@ settings::Settings stored_or_defaults();
  * the descriptor is closed, by the end of the process at the latest. */
 int take_lock(int seconds);
 
-/* One changing command, from taking the lock to its report. */
+/* What remains of a change that fails. */
+enum class OnFailure : uint8_t {
+  put_back, /* nothing: settings, files, rules and platform are what they were */
+  go_on,    /* all that did not fail */
+};
+
+/* One changing command, from taking the lock to its report. Rules are made as a whole in the end,
+ * unless the command line says one by one. */
 class Change {
  public:
   /* Proves that the library's command lines end here, takes the lock and loads what is stored. */
-  explicit Change(const Context& context);
+  explicit Change(const Context& context, OnFailure on_failure = OnFailure::put_back);
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;
   ~Change();
@@ -80,14 +89,22 @@ class Change {
     return succeeded;
   }
 
-  /* Tells on standard error what failed, and on standard output what was done: `done` as it is, or
-   * an object with it and with `members`. Returns the exit status. */
+  /* Makes the rules; when anything failed, puts back what was before. Tells on standard error what
+   * failed, and on standard output what was done: `done` as it is, or an object with it and with
+   * `members`. Returns the exit status. */
   int report(const std::string& done, const nlohmann::ordered_json& members);
   int report(const std::string& done);
 
  private:
+  nlohmann::ordered_json failed_rules() const;
+  bool put_back();
+  int exit_status(const nlohmann::ordered_json& failed_rules);
+
   const Context& context_;
+  OnFailure on_failure_;
+  int exceptions_ = std::uncaught_exceptions();
   int lock_;
+  std::optional<Before> before_;
   settings::Settings stored_;
   std::vector<std::string_view> may_fail_;
   std::vector<std::string> failed_;

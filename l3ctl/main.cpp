@@ -56,7 +56,8 @@ constexpr const char* footer =
     "  0  done\n"
     "  1  the system or the library refused; messages say what\n"
     "  2  the command line or the settings are wrong; nothing was changed\n"
-    "  3  the settings are stored, but the packet filter does not follow them\n"
+    "  3  the packet filter refused a rule; everything is as it was before, but that \"init\"\n"
+    "     leaves all other rules standing\n"
     "     inspect, backup: the configuration file is torn or implausible\n"
     "     doctor: something is wrong with the gateway\n"
     "\n"
@@ -87,6 +88,9 @@ int run(Context& context, int argc, char** argv) {
   CLI::App app("Settings of the gateway's firewall and services", "l3ctl");
   app.set_version_flag("--version", "l3ctl " L3CTL_VERSION);
   app.add_flag("--json", context.json, "Results as JSON");
+  app.add_flag("--one-by-one", context.one_by_one,
+               "Make rules by one command each, not all of a change at once: slower, and packets\n"
+               "meet half of them");
   app.add_option("--lock-timeout", context.lock_timeout,
                  "Seconds to wait while another l3ctl is changing settings")
       ->check(CLI::Range(0, 86400))

@@ -14,12 +14,51 @@ CONFIGURATION = Path("/ztcfg/l3_advance.dat")
 TOOLS = Path("/tmp/tools")
 COMMANDS = Path("/tmp/commands")
 REFUSED = Path("/tmp/refused")
+RESTORES = Path("/tmp/restores")
+CHAINS = Path("/tmp/chains")
 
+# The chains that stand, as the tools list them.
+STANDING = [":INPUT", ":FORWARD", ":OUTPUT", *(f":forward_ext_{name}" for name in (
+    "bad_tcp", "ip", "us_ip", "ds_ip", "url", "mac", "captiveportal")), *(f":input_ext_{name}" for name in (
+        "local_access", "local_access_ex", "acl", "us_acl", "ds_acl", "dhcp", "access_ctrl"))]
+
+# Notes its arguments. A restore of edits notes their lines instead, as the commands that they would be
+# one by one; reading all rules, as is done before a change, is not noted. The chains
+# that stand are those of /tmp/chains.
 TOOL = """#!/bin/sh
-line="${0##*/}${*:+ $*}"
+name="${0##*/}"
+line="$name${*:+ $*}"
+refused() {
+  [ -e /tmp/refused ] && grep -qxF -e "$1" /tmp/refused
+}
+case "$line" in
+  *-save\\ -c\\ *)
+    printf '# rules\\n*%s\\n' "$3"
+    sed 's/$/ - [0:0]/' /tmp/chains
+    echo COMMIT
+    exit 0 ;;
+  *-restore\\ --noflush\\ *)
+    number=0
+    while IFS= read -r edit; do
+      number=$((number + 1))
+      case "$edit" in
+        -*) printf '%s %s\\n' "${name%-restore}" "$edit" >>/tmp/made
+            if refused "${name%-restore} $edit"; then
+              echo "$name: line $number failed" >&2
+              rm /tmp/made
+              exit 1
+            fi ;;
+      esac
+    done
+    printf '%s: ' "$name" >>/tmp/restores
+    grep -c . /tmp/made >>/tmp/restores
+    cat /tmp/made >>/tmp/commands
+    rm /tmp/made
+    exit 0 ;;
+esac
 printf '%s\\n' "$line" >>/tmp/commands
-if [ -e /tmp/refused ] && grep -qxF -e "$line" /tmp/refused; then
-  echo "${0##*/}: Too many links" >&2
+if refused "$line"; then
+  echo "$name: Too many links" >&2
   exit 1
 fi
 exit 0
@@ -64,6 +103,8 @@ class Outcome:
 
 class Gateway(unittest.TestCase):
     maxDiff = None
+    # How rules are made: the library's lines are looked at one by one, unless a test says otherwise.
+    way = ("--one-by-one",)
 
     def setUp(self):
         if Path("/proc/1/comm").read_text().strip() != "bwrap":
@@ -72,7 +113,7 @@ class Gateway(unittest.TestCase):
             empty_folder(folder)
         # Not all of /tmp: the checkout may lie below it.
         shutil.rmtree(TOOLS, ignore_errors=True)
-        for leftover in (COMMANDS, REFUSED):
+        for leftover in (COMMANDS, REFUSED, RESTORES):
             leftover.unlink(missing_ok=True)
         TOOLS.mkdir()
         for name in ("iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore",
@@ -80,6 +121,7 @@ class Gateway(unittest.TestCase):
             tool = TOOLS / name
             tool.write_text(TOOL)
             tool.chmod(0o755)
+        CHAINS.write_text("".join(chain + "\n" for chain in STANDING))
 
     def environment(self):
         return {"PATH": f"{TOOLS}:/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}
@@ -87,7 +129,7 @@ class Gateway(unittest.TestCase):
     def l3ctl(self, *arguments, stdin=b""):
         if isinstance(stdin, str):
             stdin = stdin.encode()
-        return Outcome(subprocess.run([L3CTL, *arguments], input=stdin, capture_output=True,
+        return Outcome(subprocess.run([L3CTL, *self.way, *arguments], input=stdin, capture_output=True,
                                       env=self.environment(), timeout=60, check=False))
 
     def apply(self, text, *options):

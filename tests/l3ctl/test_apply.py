@@ -185,7 +185,7 @@ class Failures(Gateway):
             'l3ctl: "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT" ended with 1: '
             "iptables: Too many links\n"
             "l3ctl: ip_filter: the library reports a failure\n"
-            "l3ctl: the packet filter refused a rule and does not follow the settings\n", outcome.err)
+            "l3ctl: the packet filter refused a rule; everything is as it was before\n", outcome.err)
 
     def test_a_refused_rule_as_json(self):
         self.store(firewall=True)
@@ -193,7 +193,7 @@ class Failures(Gateway):
         outcome = self.apply(IP_FILTER, "--json")
         self.assertEqual(outcome.status, 3)
         self.assertEqual(json.loads(outcome.out), {
-            "done": None, "applied": ["ip_filter"], "unchanged": [], "failed": ["ip_filter"],
+            "done": None, "failed": ["ip_filter"],
             "failed_rules": [{"line": "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT",
                               "outcome": "ended with 1",
                               "message": "iptables: Too many links"}]})

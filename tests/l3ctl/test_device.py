@@ -159,7 +159,9 @@ class StartUp(Gateway):
 
     def test_a_jump_that_fails_is_told(self):
         self.refuse("iptables -A FORWARD -j forward_ext_ip")
-        self.assertEqual(self.l3ctl("init").status, 3)
+        outcome = self.l3ctl("init")
+        self.assertEqual((outcome.status, outcome.out), (3, ""))
+        self.assertTrue(outcome.err.endswith("l3ctl: the packet filter refused a rule; all else is done\n"), outcome.err)
 
     def test_restore_rules_without_saved_files(self):
         self.store()
@@ -167,7 +169,8 @@ class StartUp(Gateway):
         self.assertEqual((outcome.status, outcome.out), (3, ""))
         self.assertIn('l3ctl: "iptables-restore </ztcfg/firewall.conf" ended with 2: ', outcome.err)
         self.assertIn('l3ctl: "ip6tables-restore </ztcfg/firewall6.conf" ended with 2: ', outcome.err)
-        self.assertEqual(self.commands(), ["iptables -D INPUT 8"])
+        put_back = ["ip6tables-restore -c -w 5", "iptables-restore -c -w 5"]
+        self.assertEqual(self.commands(), ["iptables -D INPUT 8", *put_back])
 
     def test_restore_rules_from_saved_files(self):
         self.store()

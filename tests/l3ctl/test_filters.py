@@ -248,7 +248,7 @@ class Filters(Gateway):
                 self.assertEqual(outcome.status, 3)
                 self.assertTrue(outcome.err.endswith(
                     "ended with 1: iptables: Too many links\n"
-                    "l3ctl: the packet filter refused a rule and does not follow the settings\n"), outcome.err)
+                    "l3ctl: the packet filter refused a rule; everything is as it was before\n"), outcome.err)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,35 @@
+/* What a change that fails must leave as it was, the rules of the packet filter apart. */
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "l3_advance/records.h"
+
+namespace l3ctl {
+
+class Before {
+ public:
+  /* Keeps the files of the store, and what the platform says of VPN pass-through. */
+  Before();
+
+  /* Keeps route QoS as it was just loaded. */
+  void keep_loaded();
+
+  /* Writes back the files that differ and tells the platform again what it was told otherwise.
+   * Returns what could not be put back, a line each. */
+  [[nodiscard]] std::vector<std::string> put_back() const;
+
+ private:
+  struct File {
+    const char* path;
+    std::optional<std::string> bytes; /* nothing where there was no file */
+  };
+  std::vector<File> files_;
+  std::optional<uint8_t> vpn_;
+  l3_route_qos qos_ = {};
+};
+
+}  // namespace l3ctl

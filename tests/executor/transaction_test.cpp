@@ -1,0 +1,249 @@
+/* Rule edits made together, with tools in PATH that note what they are told. */
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "executor/executor.hpp"
+#include "l3_advance/shell_command.h"
+
+namespace {
+
+std::string content(const std::string& path) {
+  std::ifstream file(path);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void write(const std::string& path, const std::string& text) {
+  std::ofstream(path) << text;
+}
+
+/* Everything that the tools are told lands in /tmp/told; /tmp/refused holds what they refuse:
+ * arguments, or a line of a restore. A refused line is named, one of /tmp/unnamed is not. */
+constexpr char tool[] = R"(#!/bin/sh
+name=${0##*/}
+printf '%s\n' "$name $*" >>/tmp/told
+case $name in
+*-save) [ ! -e /tmp/unreadable ] || exit 1
+  printf '# read\n*filter\n:FORWARD ACCEPT [0:0]\n:IN - [0:0]\n:OUT - [0:0]\nCOMMIT\n' ;;
+*-restore) number=0
+  while IFS= read -r line; do
+    number=$((number + 1))
+    printf '  %s\n' "$line" >>/tmp/told
+    if grep -qxF -e "$line" /tmp/unnamed; then failed=COMMIT; fi
+    if grep -qxF -e "$line" /tmp/refused; then echo "$name: line $number failed" >&2; exit 1; fi
+  done
+  [ -z "$failed" ] || { echo "$name: line $number failed" >&2; exit 1; } ;;
+*) if grep -qxF -e "$*" /tmp/refused; then echo "$name: no such rule" >&2; exit 1; fi ;;
+esac
+)";
+
+class Transaction : public testing::Test {
+ protected:
+  void SetUp() override {
+    mkdir("/tmp/tools", 0755);
+    for (const char* name : {"iptables", "ip6tables", "iptables-save", "ip6tables-save",
+                             "iptables-restore", "ip6tables-restore"}) {
+      const std::string path = std::string("/tmp/tools/") + name;
+      write(path, tool);
+      chmod(path.c_str(), 0755);
+    }
+    write("/tmp/refused", "");
+    write("/tmp/unnamed", "");
+    setenv("PATH", "/tmp/tools:/usr/bin:/bin", 1);
+    executor::work(executor::Way::transaction);
+  }
+
+  /* What the tools were told since the last call, but for reads of all rules. */
+  static std::string told() {
+    std::istringstream lines(content("/tmp/told"));
+    std::string text;
+    for (std::string line; std::getline(lines, line);) {
+      if (line.find("-save -c ") == std::string::npos) {
+        text += line + '\n';
+      }
+    }
+    unlink("/tmp/told");
+    return text;
+  }
+
+  static std::string only_failure() {
+    return executor::failed_lines().size() == 1 ? executor::failed_lines()[0].line : "";
+  }
+};
+
+}  // namespace
+
+TEST_F(Transaction, EditsOfOneTableAreOneRestore) {
+  EXPECT_EQ(str_system("iptables -t filter -F IN"), 0);
+  EXPECT_EQ(str_system("iptables -A IN -p tcp -j DROP"), 0);
+  EXPECT_EQ(str_system("ip6tables -I OUT -j ACCEPT"), 0);
+  EXPECT_EQ(told(), "");
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(
+      told(),
+      "ip6tables-restore --noflush -w 5\n  *filter\n  -I OUT -j ACCEPT\n  COMMIT\n"
+      "iptables-restore --noflush -w 5\n  *filter\n  -F IN\n  -A IN -p tcp -j DROP\n  COMMIT\n");
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(told(), "");
+}
+
+TEST_F(Transaction, WhatIsNotCommittedChangesNothing) {
+  str_system("iptables -A IN -j DROP");
+  executor::work(executor::Way::direct);
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(told(), "");
+}
+
+TEST_F(Transaction, AnotherLineCommitsAndRuns) {
+  str_system("iptables -A IN -j DROP");
+  EXPECT_EQ(str_system("test -s /tmp/told && ! touch /tmp/not/there"), 0);
+  EXPECT_EQ(told(), "iptables-restore --noflush -w 5\n  *filter\n  -A IN -j DROP\n  COMMIT\n");
+  EXPECT_EQ(str_system("exit 3"), -1);
+}
+
+TEST_F(Transaction, OfSeveralSavesTheLastIsMadeBehindItsEdits) {
+  str_system("iptables -A IN -j DROP");
+  EXPECT_EQ(str_system("iptables-save -t filter >/tmp/saved"), 0);
+  str_system("iptables -A OUT -j DROP");
+  EXPECT_EQ(str_system("iptables-save -t filter >/tmp/saved"), 0);
+  str_system("iptables -F IN");
+  EXPECT_EQ(access("/tmp/saved", F_OK), -1);
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(told(),
+            "iptables-restore --noflush -w 5\n  *filter\n  -A IN -j DROP\n  -A OUT -j DROP\n"
+            "  COMMIT\niptables-save -t filter\n"
+            "iptables-restore --noflush -w 5\n  *filter\n  -F IN\n  COMMIT\n");
+  EXPECT_EQ(content("/tmp/saved").substr(0, 7), "# read\n");
+}
+
+TEST_F(Transaction, ASaveThatCannotBeWrittenFailsTheCommit) {
+  str_system("iptables-save -t filter >/dev/full");
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables-save -t filter >/dev/full");
+  EXPECT_EQ(executor::failed_lines()[0].message, "cannot write /dev/full: No space left on device");
+}
+
+TEST_F(Transaction, AChainThatStandsIsNotMadeAndAMissingOneIs) {
+  EXPECT_EQ(str_system("iptables -N IN"), -1);
+  EXPECT_EQ(str_system("iptables -N NEW"), 0);
+  EXPECT_EQ(str_system("iptables -N NEW"), -1);
+  EXPECT_EQ(str_system("iptables -A NEW -j DROP"), 0);
+  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: Chain already exists.\n");
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(told(),
+            "iptables-restore --noflush -w 5\n  *filter\n  -N NEW\n  -A NEW -j DROP\n  COMMIT\n");
+}
+
+TEST_F(Transaction, ADeletionIsAskedForAndThenHeld) {
+  write("/tmp/refused", "-t filter -C IN -p udp -j DROP\n");
+  EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
+  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: no such rule\n");
+  EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
+  EXPECT_EQ(str_system("iptables -D IN -p gre -j DROP"), 0);
+  EXPECT_EQ(told(),
+            "iptables -t filter -C IN -p udp -j DROP\niptables -t filter -C IN -p tcp -j DROP\n"
+            "iptables -t filter -C IN -p gre -j DROP\n");
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(told(),
+            "iptables-restore --noflush -w 5\n  *filter\n  -D IN -p tcp -j DROP\n"
+            "  -D IN -p gre -j DROP\n  COMMIT\n");
+}
+
+TEST_F(Transaction, ADeletionThatDependsOnWhatIsHeldIsAskedForBehindACommit) {
+  str_system("iptables -A OUT -j DROP");
+  str_system("iptables -A IN -p tcp -j DROP");
+  EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
+  EXPECT_EQ(told(),
+            "iptables-restore --noflush -w 5\n  *filter\n  -A OUT -j DROP\n"
+            "  -A IN -p tcp -j DROP\n  COMMIT\niptables -t filter -C IN -p tcp -j DROP\n");
+  EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
+  EXPECT_EQ(told(),
+            "iptables-restore --noflush -w 5\n  *filter\n  -D IN -p tcp -j DROP\n  COMMIT\n"
+            "iptables -t filter -C IN -p tcp -j DROP\n");
+}
+
+TEST_F(Transaction, ARefusedLineThatTheToolNamesIsNamedAndNothingElseRuns) {
+  write("/tmp/refused", "-A IN -p udp -j DROP\n");
+  for (const char* line : {"iptables -F IN", "iptables -A IN -p udp -j DROP", "iptables -F OUT"}) {
+    EXPECT_EQ(str_system(line), 0);
+  }
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -A IN -p udp -j DROP");
+  EXPECT_EQ(executor::failed_lines()[0].message, "iptables-restore: line 3 failed\n");
+  told();
+  EXPECT_EQ(str_system("iptables -F IN"), -1);
+  EXPECT_EQ(str_system("touch /tmp/ran"), -1);
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(told(), "");
+  EXPECT_EQ(access("/tmp/ran", F_OK), -1);
+}
+
+TEST_F(Transaction, ARefusedLineThatTheToolDoesNotNameIsSearchedFor) {
+  write("/tmp/unnamed", "-A IN -p 21 -j DROP\n");
+  // By itself the line makes its tool say why.
+  write("/tmp/refused", "-t filter -A IN -p 21 -j DROP\n");
+  for (int protocol = 1; protocol <= 50; ++protocol) {
+    str_system(("iptables -A IN -p " + std::to_string(protocol) + " -j DROP").c_str());
+  }
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -A IN -p 21 -j DROP");
+  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: no such rule\n");
+}
+
+TEST_F(Transaction, AnEditOfAMissingChainIsNamed) {
+  str_system("iptables -A IN -j DROP");
+  str_system("iptables -A GONE -j DROP");
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -A GONE -j DROP");
+  EXPECT_EQ(told(), "");
+}
+
+TEST_F(Transaction, WhatWasCommittedIsPutBackFromItsSnapshot) {
+  str_system("ip6tables -F IN");
+  str_system("iptables -A GONE -j DROP");
+  EXPECT_FALSE(executor::commit());
+  told();
+  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(told(),
+            "ip6tables-restore -c -w 5\n  # read\n  *filter\n  :FORWARD ACCEPT [0:0]\n"
+            "  :IN - [0:0]\n  :OUT - [0:0]\n  COMMIT\n");
+  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(told(), "");
+}
+
+TEST_F(Transaction, ATableThatCannotBeReadIsNotChanged) {
+  write("/tmp/unreadable", "");
+  str_system("iptables -F IN");
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -F IN");
+  EXPECT_EQ(told(), "");
+}
+
+TEST_F(Transaction, GoingOnMakesEveryLineButTheRefused) {
+  executor::on_refusal(executor::OnRefusal::go_on);
+  write("/tmp/refused", "-A IN -p udp -j DROP\n");
+  for (const char* line : {"iptables -F IN", "iptables -A IN -p udp -j DROP", "iptables -F OUT"}) {
+    EXPECT_EQ(str_system(line), 0);
+  }
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -A IN -p udp -j DROP");
+  const std::string all = told();
+  EXPECT_EQ(all.substr(all.find("iptables -F IN")),
+            "iptables -F IN\niptables -A IN -p udp -j DROP\niptables -F OUT\n");
+}
+
+TEST_F(Transaction, DirectLinesArePutBackToo) {
+  executor::work(executor::Way::direct);
+  executor::remember_rules();
+  str_system("ip6tables -t nat -A FORWARD -j DROP");
+  str_system("touch /tmp/else");
+  EXPECT_EQ(told(), "ip6tables -t nat -A FORWARD -j DROP\n");
+  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(told(), "ip6tables-restore -c -w 5\n  *nat\n  COMMIT\n");
+}

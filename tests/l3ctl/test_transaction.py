@@ -1,0 +1,191 @@
+"""Rules are made together, and a change that fails leaves everything as it was."""
+import json
+import os
+import unittest
+from pathlib import Path
+
+from gateway import CHAINS, CONFIGURATION, RESTORES, STANDING, TOOLS, Gateway, configuration
+
+STORE = Path("/ztcfg")
+PLATFORM = Path("/run/l3_advance")
+BLOCK = ["-p udp --sport 500 --dport 500 -j DROP", "-p udp --sport 4500 --dport 4500 -j DROP"]
+TWO_LISTS = json.dumps({
+    "ip_filter": {"enabled": True, "rules": [
+        {"direction": "upstream", "protocol": "tcp", "destination_ports": str(port)} for port in (25, 26)]},
+    "url_filter": {"enabled": True, "entries": [{"host": "abc.tencharact.de"}]},
+    "mac6_filter": {"enabled": True, "devices": [{"mac": "02:00:00:00:00:01"}]},
+})
+UPSTREAM = "-A forward_ext_us_ip -p tcp --dport {0}:{0} -j DROP"
+# "tencharact": its length byte is a line feed, which would end a line of a restore tool's input.
+URL = ("iptables -A forward_ext_url -i br0 -p udp --dport 53 -m string --hex-string |036162630a74656e63686172616374026465| "
+       "--algo bm -m time --timestart 0:0 --timestop 23:59 -j DROP")
+
+
+class Transaction(Gateway):
+    way = ()
+
+    def setUp(self):
+        super().setUp()
+        self.store(firewall=True)
+
+    def restores(self):
+        """Which tools restored since the last call, and how many edits each."""
+        lines = RESTORES.read_text().splitlines() if RESTORES.exists() else []
+        RESTORES.unlink(missing_ok=True)
+        return sorted(lines)
+
+    def edits(self):
+        """All but those with a match string, which is spelt in two ways."""
+        return [line for line in self.commands() if line.startswith("ip") and "-save" not in line and "string" not in line]
+
+    def everything(self):
+        return {str(path): (path.read_bytes(), path.stat().st_mode)
+                for folder in (STORE, PLATFORM) if folder.exists() for path in folder.iterdir()}
+
+
+class Together(Transaction):
+    def test_a_change_is_one_restore_and_one_save_of_each_family(self):
+        outcome = self.apply(TWO_LISTS)
+        self.assertEqual((outcome.status, outcome.out),
+                         (0, "applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"))
+        self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
+        commands = self.commands()
+        self.assertEqual(commands[:3], ["ip6tables -F forward_ext_mac", commands[1], "ip6tables-save -t filter"])
+        self.assertEqual(commands[3:7], ["iptables -F forward_ext_us_ip", "iptables -F forward_ext_ds_ip",
+                                         "iptables " + UPSTREAM.format(25), "iptables " + UPSTREAM.format(26)])
+        self.assertEqual(commands[7], "iptables -F forward_ext_url")
+        self.assertEqual(commands[8], URL)
+        self.assertEqual(commands[9:], ["iptables-save -t filter"])
+
+    def test_the_lines_are_those_of_one_by_one(self):
+        self.apply(TWO_LISTS)
+        together = self.edits()
+        stored = CONFIGURATION.read_bytes()
+        self.store(firewall=True)
+        self.way = ("--one-by-one",)
+        self.apply(TWO_LISTS)
+        self.assertEqual(sorted(together), sorted(line.replace(" -t filter", "") for line in self.edits()))
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+
+    def test_one_refused_rule_leaves_everything_as_it_was(self):
+        self.apply(TWO_LISTS)
+        before = self.everything()
+        self.commands()
+        for way in ((), ("--one-by-one",)):
+            self.way = way
+            with self.subTest(way):
+                self.refuse("iptables " + UPSTREAM.format(27))
+                outcome = self.apply(TWO_LISTS.replace('"26"', '"27"').replace("00:01", "00:02"))
+                self.assertEqual((outcome.status, outcome.out), (3, ""))
+                self.assertIn(f'l3ctl: "iptables {UPSTREAM.format(27)}" ended with 1: ', outcome.err)
+                self.assertTrue(outcome.err.endswith(
+                    "l3ctl: the packet filter refused a rule; everything is as it was before\n"), outcome.err)
+                self.assertEqual(self.everything(), before)
+                # The other family was made before, or line by line: its rules go back as they were read.
+                put_back = [line for line in self.commands() if "-restore -c" in line]
+                self.assertIn("ip6tables-restore -c -w 5", put_back)
+
+    def test_the_platform_is_told_again_what_it_was_told(self):
+        self.apply('{"vpn_pass_through": true, "route_qos": {"enabled": true, "rules": "01"}}')
+        before = self.everything()
+        self.assertEqual((PLATFORM / "vpn_driver").read_text(), "47 1\n")
+        self.refuse("iptables " + UPSTREAM.format(25))
+        change = json.loads(TWO_LISTS) | {"vpn_pass_through": False, "route_qos": {"enabled": True, "rules": "02"}}
+        self.assertEqual(self.apply(json.dumps(change)).status, 3)
+        self.assertEqual(self.everything(), before)
+
+    def test_a_save_that_fails_is_a_change_that_fails(self):
+        (STORE / "firewall.conf").mkdir()
+        stored = CONFIGURATION.read_bytes()
+        outcome = self.apply(TWO_LISTS)
+        self.assertEqual((outcome.status, outcome.out), (3, ""))
+        self.assertIn('l3ctl: "iptables-save -t filter >/ztcfg/firewall.conf" ended with 1: '
+                      "cannot open /ztcfg/firewall.conf: Is a directory\n", outcome.err)
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+        self.assertEqual([line for line in self.commands() if "-restore" in line],
+                         ["ip6tables-restore -c -w 5", "iptables-restore -c -w 5"])
+
+    def test_what_cannot_be_put_back_is_told(self):
+        self.refuse("iptables " + UPSTREAM.format(25), "ip6tables-restore -c -w 5")
+        outcome = self.apply(TWO_LISTS)
+        self.assertEqual((outcome.status, outcome.out), (1, ""))
+        self.assertIn("l3ctl: cannot put back what was before: ip6tables, table filter: ip6tables-restore: ", outcome.err)
+
+    def test_rules_that_cannot_be_read_are_not_changed(self):
+        tool = TOOLS / "iptables-save"
+        tool.write_text("#!/bin/sh\nexit 1\n")
+        stored = CONFIGURATION.read_bytes()
+        outcome = self.apply('{"port_scan_protection": true}')
+        self.assertEqual((outcome.status, outcome.out), (3, ""))
+        self.assertIn("iptables-save: cannot read the rules\n", outcome.err)
+        self.assertEqual(self.commands(), [])
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+
+    def test_missing_chains_are_explained_and_nothing_is_stored(self):
+        CHAINS.write_text(":INPUT\n:FORWARD\n")
+        stored = CONFIGURATION.read_bytes()
+        outcome = self.apply(TWO_LISTS)
+        self.assertEqual((outcome.status, outcome.out), (3, ""))
+        self.assertIn('l3ctl: hint: the chains are made at start-up, by "l3ctl init"\n', outcome.err)
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+        self.assertEqual(self.commands(), [])
+
+    def test_a_first_change_that_fails_leaves_no_file(self):
+        CONFIGURATION.unlink()
+        self.refuse("iptables " + UPSTREAM.format(25))
+        self.apply('{"firewall": {"enabled": true}}')
+        CONFIGURATION.unlink()
+        (STORE / "firewall.conf").unlink()
+        (STORE / "firewall6.conf").unlink()
+        self.assertEqual(self.apply(json.dumps(json.loads(TWO_LISTS) | {"firewall": {"enabled": True}})).status, 3)
+        self.assertEqual(os.listdir(STORE), [])
+
+    def test_a_missing_rule_that_is_deleted_is_no_failure(self):
+        ask, add = ([f"iptables -t filter -{letter} FORWARD {rule}" for rule in BLOCK] for letter in "CA")
+        self.refuse(*ask)
+        outcome = self.l3ctl("ipsec", "off")
+        self.assertEqual((outcome.status, outcome.out), (0, "ipsec: off\n"))
+        self.assertEqual(self.commands(),
+                         ask + [line.replace(" -t filter", "") for line in add] + ["iptables-save -t filter"])
+        self.assertEqual(self.restores(), ["iptables-restore: 2"])
+
+    def test_a_standing_rule_is_deleted_in_the_same_restore(self):
+        self.store(w2408=0)
+        self.assertEqual(self.l3ctl("access", "telnet", "block").status, 0)
+        self.assertEqual(self.restores(), ["iptables-restore: 6"])
+
+    def test_a_firewall_that_is_switched_off_saves_nothing(self):
+        self.assert_outcome(self.l3ctl("firewall", "off"), 0, "firewall: off\n")
+        self.assertEqual(self.restores(), ["ip6tables-restore: 3", "iptables-restore: 11"])
+        self.assertEqual(sorted(os.listdir(STORE)), ["l3_advance.dat"])
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+
+
+class StartUp(Transaction):
+    def bare(self):
+        CHAINS.write_text(":INPUT\n:FORWARD\n:OUTPUT\n")
+
+    def test_a_bare_packet_filter_gets_its_tree_at_once(self):
+        self.bare()
+        self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n")
+        self.assertEqual(self.restores(), ["ip6tables-restore: 6", "iptables-restore: 27"])
+
+    def test_a_second_start_makes_no_chain_twice(self):
+        outcome = self.l3ctl("init")
+        self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
+        self.assertIn("l3ctl: warning: the chains were there already", outcome.err)
+        self.assertFalse([line for line in self.commands() if " -N " in line])
+
+    def test_a_start_makes_every_rule_but_the_refused(self):
+        self.bare()
+        self.refuse("iptables -A FORWARD -j forward_ext_url")
+        outcome = self.l3ctl("init")
+        self.assertEqual((outcome.status, outcome.out), (3, ""))
+        self.assertTrue(outcome.err.endswith("l3ctl: the packet filter refused a rule; all else is done\n"), outcome.err)
+        self.assertEqual(self.restores(), ["ip6tables-restore: 6"])
+        self.assertEqual(sum(line.startswith("iptables -") for line in self.commands()), 27)
+        self.assertEqual(len(STANDING), 17)
+
+
+if __name__ == "__main__":
+    unittest.main()
