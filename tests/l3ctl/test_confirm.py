@@ -79,6 +79,17 @@ class Confirming(Gateway):
 
 
 class Confirm(Confirming):
+    def test_an_apply_that_is_refused_leaves_nothing_to_confirm(self):
+        self.refuse("iptables -t filter -F forward_ext_captiveportal", "iptables -F forward_ext_captiveportal")
+        for way in ((), ("--one-by-one",)):
+            self.way = way
+            outcome = self.l3ctl("apply", "--confirm", "60", "/tmp/wanted.json")
+            self.assertEqual((outcome.status, outcome.out), (3, ""))
+            self.assertNotIn("l3ctl confirm", outcome.err)
+            self.wait_for_the_timer()
+            self.assertFalse(PENDING.exists())
+            self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+
     def test_confirmed_settings_stay(self):
         self.assert_outcome(self.apply(PORTAL, "--confirm", "60"), 0,
                             "applied: captive_portal; unchanged: nothing\n", WAITING % 60)
@@ -182,7 +193,7 @@ class Cut(Confirming):
         """Applies at a terminal of its own and stays there; returns the shell and the terminal."""
         shell, terminal = pty.fork()
         if shell == 0:
-            script = f'"{L3CTL}" apply --confirm {seconds} /tmp/wanted.json; echo done; read line'
+            script = f'"{L3CTL}" {" ".join(self.way)} apply --confirm {seconds} /tmp/wanted.json; echo done; read line'
             os.execve("/bin/sh", ["sh", "-c", script], self.environment())
         said = b""
         while b"done" not in said:

@@ -1,0 +1,205 @@
+"""The rules of a change are made together: nothing leaks meanwhile, and no sudden end leaves half of them.
+
+Each proof is made with --one-by-one as well, where packets do leak and ends do leave half: so it would see them.
+"""
+
+import contextlib
+import json
+import os
+import random
+import socket
+import subprocess
+import threading
+import time
+
+from l3lab import device, hosts, rules
+from l3lab.netns import Namespaces
+from lab_case import LabCase
+from random_settings import Dice, settings
+
+_FULL = os.environ.get("L3_TEST_FULL") == "yes"
+_SEED = int(os.environ.get("L3LAB_SEED", "23"))
+_CLOSED = 5000
+_APART = ("--one-by-one",)
+_FILE = f"{device.STORE}/l3_advance.dat"
+
+
+def _lists(other_port: int, length: int = 50) -> dict:
+    """Filters of both families; the last rule of the first closes a port, whatever the others say."""
+    ports = [*(str(other_port + number) for number in range(length - 1)), str(_CLOSED)]
+    ip_rules = [
+        {"direction": "downstream", "protocol": "udp", "destination_ports": port} for port in ports
+    ]
+    macs = [{"mac": f"02:00:00:00:{other_port % 256:02x}:{number:02x}"} for number in range(20)]
+    return {
+        "ip_filter": {"enabled": True, "rules": ip_rules},
+        "mac6_filter": {"enabled": True, "devices": macs},
+    }
+
+
+def _apply(wanted: dict, *options: str) -> subprocess.CompletedProcess:
+    return device.l3ctl(*options, "apply", settings=wanted)
+
+
+def _state() -> tuple:
+    """The rules of both families, and the stored files as far as they do not tell the time."""
+    files = device.stored_files()
+    for name in ("firewall.conf", "firewall6.conf"):
+        files[name] = rules.normalised(files[name].decode()).encode()
+    return rules.saved(4), rules.saved(6), files
+
+
+class SameRules(LabCase):
+    def test_together_and_one_by_one_end_in_the_same_rules_and_files(self):
+        dice = Dice(_SEED)
+        wanted = [settings(dice) for _ in range(60 if _FULL else 8)]
+        ends = []
+        for options in ((), _APART):
+            LabCase.setUp(self)
+            ends.append([])
+            for one in wanted:
+                _apply(one, *options)
+                ends[-1].append(_state())
+        for number, (together, apart) in enumerate(zip(*ends)):
+            self.assertEqual(together, apart, f"seed {_SEED}, settings {number}: {json.dumps(wanted[number])}")
+        self.assertGreater(len({end[0] for end in ends[0]}), len(wanted) // 2)
+
+
+class Flood:
+    """Packets from the Internet to a port of the LAN, without a pause, and those that arrive."""
+
+    def __init__(self, namespaces: Namespaces):
+        self._sender = namespaces.socket("wan", socket.AF_INET, socket.SOCK_DGRAM)
+        self._ear = namespaces.socket("lan", socket.AF_INET, socket.SOCK_DGRAM)
+        self._ear.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
+        self._ear.bind((hosts.LAN.v4, _CLOSED))
+        self._goes_on = True
+        self.sent = 0
+        self._thread = threading.Thread(target=self._send)
+        self._thread.start()
+
+    def _send(self) -> None:
+        while self._goes_on:
+            with contextlib.suppress(BlockingIOError, ConnectionError):
+                self._sender.sendto(b"flood", (hosts.LAN.v4, _CLOSED))
+                self.sent += 1
+
+    def arrived(self) -> int:
+        """How many since the last call."""
+        count = 0
+        with contextlib.suppress(BlockingIOError):
+            while self._ear.recv(16):
+                count += 1
+        return count
+
+    def close(self) -> None:
+        self._goes_on = False
+        self._thread.join()
+        self._sender.close()
+        self._ear.close()
+
+
+class Leaks(LabCase):
+    def setUp(self):
+        super().setUp()
+        namespaces = Namespaces(hosts.NAMES)
+        self.addCleanup(namespaces.close)
+        self._flood = Flood(namespaces)
+        self.addCleanup(self._flood.close)
+
+    def _leaked(self, changes: int, *options: str) -> int:
+        """What gets through a rule that stays closed while others change."""
+        _apply(_lists(6000))
+        self._flood.arrived()
+        leaked = 0
+        for number in range(changes):
+            before = self._flood.sent
+            _apply(_lists(6100 + 100 * number), *options)
+            self.assertGreater(self._flood.sent - before, 50, "no flood to speak of")
+            leaked += self._flood.arrived()
+        return leaked
+
+    def test_nothing_gets_through_a_rule_that_stays(self):
+        self.assertEqual(self._leaked(200 if _FULL else 20), 0)
+
+    def test_one_by_one_much_does(self):
+        self.assertGreater(self._leaked(2, *_APART), 0)
+
+
+class Kills(LabCase):
+    def _partial(self, kills: int, *options: str) -> tuple[int, int]:
+        """Ends a change at a random moment, again and again: how often a change was under way, and how often
+        a table was neither the old nor the new one."""
+        dice = random.Random(_SEED)
+        ends = []
+        for port in (6000, 7000):
+            start = time.monotonic()
+            _apply(_lists(port), *options)
+            duration = time.monotonic() - start
+            ends.append((device.stored_files()["l3_advance.dat"], rules.saved(4), rules.saved(6)))
+        hit = partial = 0
+        for _ in range(kills):
+            stored = device.stored_files()["l3_advance.dat"]
+            path = f"/tmp/kill.{os.getpid()}.json"
+            with open(path, "w", encoding="utf-8") as file:
+                json.dump(_lists(6000 if stored == ends[1][0] else 7000), file)
+            hit += self._killed(["l3ctl", *options, "apply", path], dice.uniform(0, duration))
+            four, six = rules.saved(4), rules.saved(6)
+            partial += four not in (ends[0][1], ends[1][1]) or six not in (ends[0][2], ends[1][2])
+        for port, end in ((6000, ends[0]), (7000, ends[1]), (6000, ends[0])):
+            _apply(_lists(port), *options)
+        self.assertEqual((rules.saved(4), rules.saved(6)), ends[0][1:], "no change works any more")
+        return hit, partial
+
+    def _killed(self, command: list[str], after: float) -> bool:
+        with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+            try:
+                process.wait(after)
+            except subprocess.TimeoutExpired:
+                process.kill()
+        return process.returncode == -9
+
+    def test_no_sudden_end_leaves_half_of_the_rules(self):
+        kills = 200 if _FULL else 40
+        hit, partial = self._partial(kills)
+        self.assertEqual(partial, 0)
+        self.assertGreater(hit, kills // 2, "the kills came too late")
+
+    def test_one_by_one_some_do(self):
+        self.assertGreater(self._partial(10, *_APART)[1], 0)
+
+
+class Refused(LabCase):
+    """One rule of fifty that the packet filter refuses; only a file from elsewhere can hold such."""
+
+    _NAMES = [f"host-{number:02}.example" for number in range(50)]
+
+    def setUp(self):
+        super().setUp()
+        entries = [{"host": name} for name in self._NAMES]
+        _apply({**_lists(6000), "url_filter": {"enabled": False, "entries": entries}})
+
+    def _spoil(self, name: str, at: int, new: bytes) -> None:
+        """Overwrites bytes of the stored entry."""
+        with open(_FILE, "r+b") as file:
+            file.seek(file.read().index(name.encode()) + at)
+            file.write(new)
+
+    def _assert_everything_stays(self, refused: str):
+        for options in ((), _APART):
+            with self.subTest(options):
+                before = _state()
+                outcome = device.l3ctl(*options, "url-filter", "on", check=False)
+                self.assertEqual((outcome.returncode, outcome.stdout), (3, ""))
+                self.assertIn(refused, outcome.stderr)
+                self.assertEqual(outcome.stderr.count('l3ctl: "ip'), 1, outcome.stderr)
+                self.assertTrue(outcome.stderr.endswith("everything is as it was before\n"), outcome.stderr)
+                self.assertEqual(_state(), before)
+
+    def test_a_rule_that_the_tool_refuses(self):
+        self._spoil(self._NAMES[33], 32, bytes([30]))
+        self._assert_everything_stays("--timestart 30:0 ")
+
+    def test_a_rule_that_the_kernel_refuses(self):
+        self._spoil(self._NAMES[21], 0, bytes(len(self._NAMES[21])))
+        self._assert_everything_stays('--string "" --algo bm')
