@@ -29,7 +29,7 @@ void Snapshots::take(const Table& table) {
   if (!snapshot.reading && !snapshot.rules) {
     // With the counters, so that putting back loses none.
     snapshot.reading = std::make_unique<Started>(
-        std::vector<std::string>{table.tool + "-save", "-c", "-t", table.name});
+        std::vector<std::string>{table.tool + "-save", "-t", table.name, "-c"});
   }
 }
 

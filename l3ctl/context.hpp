@@ -15,6 +15,7 @@ enum ExitStatus {
   exit_wrong_input = 2,  /* nothing was changed */
   exit_implausible = 3,  /* a configuration file is torn or implausible */
   exit_rule_refused = 3, /* by the packet filter; everything is as it was before */
+  exit_rules_differ = 3, /* check: the kernel's rules are not those of the settings */
   exit_changes = 2,      /* plan and diff: there is something to change; wrong input is 1 there */
 };
 

@@ -64,7 +64,7 @@ class Transaction : public testing::Test {
     std::istringstream lines(content("/tmp/told"));
     std::string text;
     for (std::string line; std::getline(lines, line);) {
-      if (line.find("-save -c ") == std::string::npos) {
+      if (!line.ends_with(" -c")) {
         text += line + '\n';
       }
     }

@@ -32,8 +32,8 @@ refused() {
   [ -e /tmp/refused ] && grep -qxF -e "$1" /tmp/refused
 }
 case "$line" in
-  *-save\\ -c\\ *)
-    printf '# rules\\n*%s\\n' "$3"
+  *-save\\ -t\\ *\\ -c)
+    printf '# rules\\n*%s\\n' "$2"
     sed 's/$/ - [0:0]/' /tmp/chains
     echo COMMIT
     exit 0 ;;

@@ -30,7 +30,7 @@ def _lists(other_port: int, length: int = 50) -> dict:
     ip_rules = [
         {"direction": "downstream", "protocol": "udp", "destination_ports": port} for port in ports
     ]
-    macs = [{"mac": f"02:00:00:00:{other_port % 256:02x}:{number:02x}"} for number in range(20)]
+    macs = [{"mac": f"02:00:00:00:{other_port % 256:02x}:{number:02x}"} for number in range(10)]
     return {
         "ip_filter": {"enabled": True, "rules": ip_rules},
         "mac6_filter": {"enabled": True, "devices": macs},
