@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 namespace executor {
@@ -46,8 +47,16 @@ int start(pid_t& process, const std::vector<std::string>& words, const int (&fil
   for (int place = STDIN_FILENO; place <= STDERR_FILENO; ++place) {
     posix_spawn_file_actions_adddup2(&actions, files[place], place);
   }
+  // Signals that this program puts off can still end a tool that hangs.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
   const int error =
-      posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
+      posix_spawnp(&process, arguments[0], &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return error;
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -24,6 +25,18 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr char lock_path[] = "/run/l3ctl.lock";
+
+sigset_t signals_before;
+
+/* Those that would end the program wait until the change is whole, which takes milliseconds. */
+void put_signals_off() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+    sigaddset(&ending, signal);
+  }
+  sigprocmask(SIG_BLOCK, &ending, &signals_before);
+}
 
 std::string outcome(int status) {
   if (status == -1) {
@@ -164,6 +177,7 @@ Change::Change(const Context& context, OnFailure on_failure)
     throw Failure("command lines of the library do not reach this program; nothing was changed");
   }
   lock_ = take_lock(context.lock_timeout);
+  put_signals_off();
   before_.emplace();
   stored_ = load_stored();
   before_->keep_loaded();
@@ -184,6 +198,9 @@ Change::~Change() {
   }
   executor::work(executor::Way::direct);
   close(lock_);
+  // A signal that waited ends the program here; what was reported must be out by then.
+  std::cout.flush();
+  sigprocmask(SIG_SETMASK, &signals_before, nullptr);
 }
 
 /* Returns whether everything is as it was before. */

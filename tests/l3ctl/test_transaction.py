@@ -154,6 +154,17 @@ class Together(Transaction):
         self.assertEqual(self.l3ctl("access", "telnet", "block").status, 0)
         self.assertEqual(self.restores(), ["iptables-restore: 6"])
 
+    def test_a_signal_waits_until_the_change_is_whole(self):
+        tool = TOOLS / "iptables-restore"
+        tool.write_text(tool.read_text().replace("#!/bin/sh\n", '#!/bin/sh\nkill -TERM "$PPID"\n', 1))
+        outcome = self.apply(TWO_LISTS)
+        self.assertEqual((outcome.status, outcome.out),
+                         (-15, "applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"))
+        self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
+        self.way = ("--one-by-one",)
+        self.assertEqual(self.apply(TWO_LISTS).out,
+                         "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
+
     def test_a_firewall_that_is_switched_off_saves_nothing(self):
         self.assert_outcome(self.l3ctl("firewall", "off"), 0, "firewall: off\n")
         self.assertEqual(self.restores(), ["ip6tables-restore: 3", "iptables-restore: 11"])
