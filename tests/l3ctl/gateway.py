@@ -34,7 +34,7 @@ refused() {
 case "$line" in
   *-save\\ -t\\ *\\ -c)
     printf '# rules\\n*%s\\n' "$2"
-    sed 's/$/ - [0:0]/' /tmp/chains
+    while read -r chain; do printf '%s - [0:0]\\n' "$chain"; done </tmp/chains
     echo COMMIT
     exit 0 ;;
   *-restore\\ --noflush\\ *)

@@ -17,6 +17,8 @@ RAN = Path("/tmp/x")
 PACKET_FILTER = {"iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore", "ip6tables-restore"}
 # Start-up makes a folder for the kernel's modules, and a migration renames a file.
 OTHERS = {"mkdir", "touch", "uname", "mv"}
+# What l3ctl itself asks of the packet filter: reading, making and putting back all rules of a table.
+OWN = [["-t", "filter", "-c"], ["-t", "filter"], ["--noflush", "-w", "5"], ["-c", "-w", "5"]]
 
 HOSTILE = ["$(touch /tmp/x)", "`touch /tmp/x`", ";touch /tmp/x", "|touch /tmp/x", "&touch /tmp/x", "\ntouch /tmp/x\n",
            "'; touch /tmp/x; '", '"; touch /tmp/x; "', "\\$(touch /tmp/x)", "--modprobe=/bin/x", "-j", "${IFS}touch",
@@ -57,7 +59,7 @@ class Injection(Gateway):
 
     def run_l3ctl(self, *arguments, stdin=b""):
         """Runs l3ctl; only what is meant to may have been started, with the arguments of its line."""
-        done, started = self.traced(L3CTL, *arguments, stdin=stdin)
+        done, started = self.traced(L3CTL, *self.way, *arguments, stdin=stdin)
         self.assertGreaterEqual(done.returncode, 0, done.stderr)
         self.assertEqual(started[0][0], L3CTL.encode())
         lines = [argv[2] for path, argv in started if path == b"/bin/sh"]
@@ -65,6 +67,9 @@ class Injection(Gateway):
             name = os.path.basename(path).decode()
             if name == "sh":
                 self.assertEqual(argv[:2], [b"sh", b"-c"])
+            elif name in PACKET_FILTER and [one.decode("latin-1") for one in argv[1:]] in OWN:
+                # Started without a shell, and without a word of anybody else.
+                self.assertEqual(argv[0].decode(), name)
             elif name in PACKET_FILTER:
                 # Each tool runs for a line of its own, which a shell splits as told here.
                 self.assertIn([one.decode("latin-1") for one in argv], [words_of(line) for line in lines])
