@@ -17,6 +17,7 @@
 
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
+#include "l3ctl/wanted_rules.hpp"
 
 namespace l3ctl {
 
@@ -224,10 +225,13 @@ Json Change::failed_rules() const {
       continue;
     }
     const std::string message = first_line(failed.message);
-    rules.push_back(
-        {{"line", failed.line}, {"outcome", outcome(failed.status)}, {"message", message}});
-    complain("\"" + failed.line + "\" " + outcome(failed.status) +
-             (message.empty() ? "" : ": " + message));
+    const std::string setting = origin_of(failed.line).path;
+    rules.push_back({{"setting", setting.empty() ? Json() : Json(setting)},
+                     {"line", failed.line},
+                     {"outcome", outcome(failed.status)},
+                     {"message", message}});
+    complain((setting.empty() ? "" : setting + ": ") + "\"" + failed.line + "\" " +
+             outcome(failed.status) + (message.empty() ? "" : ": " + message));
   }
   return rules;
 }

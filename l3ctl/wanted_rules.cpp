@@ -117,9 +117,8 @@ void find_entries(std::vector<RecordedLine>& lines, Region& region, int32_t (*ge
 }
 
 /* The rules of all lists and of port-scan protection, as regeneration makes them. */
-std::vector<RecordedLine> filter_lines(const settings::Settings& stored) {
+std::vector<RecordedLine> filter_lines(bool has_dhcp_rules) {
   std::vector<RecordedLine> lines;
-  const bool has_dhcp_rules = *stored.firewall && stored.dhcp_filter->dhcp_mac_filter_ctrl != 0;
   for (const std::string& line : recorded([&] {
          config_fw();
          config_fw6();
@@ -154,7 +153,40 @@ WantedRule wanted(const std::string& line, Origin origin) {
   return result;
 }
 
+/* A line that makes no rule of an entry serves the section whose chain it names. */
+Origin chain_origin(Family family, const std::string& line) {
+  for (const OwnChain& chain : own_chains()) {
+    if ((line + " ").find(std::string(" ") + chain.name + " ") == std::string::npos) {
+      continue;
+    }
+    std::string section = chain.section;
+    if (family == Family::ipv6 && (section == "ip_filter" || section == "mac_filter")) {
+      section.insert(section.find('_'), "6");
+    }
+    return {section, section, -1};
+  }
+  if (line.find(" FORWARD -p udp --sport ") != std::string::npos) {
+    return {"ipsec_pass_through", "ipsec_pass_through", -1};
+  }
+  return {};
+}
+
 }  // namespace
+
+Origin origin_of(const std::string& line) {
+  const Family family = line.starts_with("ip6tables") ? Family::ipv6 : Family::ipv4;
+  if (line.find(" -A ") != std::string::npos) {
+    const Rule rule = parse_rule(family, line);
+    for (const RecordedLine& one :
+         filter_lines(fw_rules_table.dhcp_filter.dhcp_mac_filter_ctrl != 0)) {
+      if (one.text.substr(0, 4) == line.substr(0, 4) && !one.origin.section.empty() &&
+          parse_rule(family, one.text) == rule) {
+        return one.origin;
+      }
+    }
+  }
+  return chain_origin(family, line);
+}
 
 Wanted wanted_rules(const settings::Settings& stored, const std::string& bound_to) {
   Wanted result;
@@ -170,7 +202,8 @@ Wanted wanted_rules(const settings::Settings& stored, const std::string& bound_t
           {Family::ipv4, drop, {"ipsec_pass_through", "ipsec_pass_through", -1}});
     }
   }
-  for (const RecordedLine& line : filter_lines(stored)) {
+  const bool has_dhcp_rules = *stored.firewall && stored.dhcp_filter->dhcp_mac_filter_ctrl != 0;
+  for (const RecordedLine& line : filter_lines(has_dhcp_rules)) {
     // The drop of the WAN comes with the binding, below.
     if (line.text.find(" -I input_ext_local_access_ex ") == std::string::npos) {
       result.rules.push_back(wanted(line.text, line.origin));

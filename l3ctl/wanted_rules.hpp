@@ -35,4 +35,8 @@ struct Wanted {
  * one name `bound_to`. Writes nothing and runs no command. */
 Wanted wanted_rules(const settings::Settings& stored, const std::string& bound_to);
 
+/* The setting that a command line of the library serves, by what the library has in memory; without a
+ * section where no setting is known. Runs no command. */
+Origin origin_of(const std::string& line);
+
 }  // namespace l3ctl

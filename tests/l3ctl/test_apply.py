@@ -182,7 +182,7 @@ class Failures(Gateway):
         outcome = self.apply(IP_FILTER)
         self.assertEqual((outcome.status, outcome.out), (3, ""))
         self.assertIn(
-            'l3ctl: "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT" ended with 1: '
+            'l3ctl: ip_filter.rules[1]: "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT" ended with 1: '
             "iptables: Too many links\n"
             "l3ctl: ip_filter: the library reports a failure\n"
             "l3ctl: the packet filter refused a rule; everything is as it was before\n", outcome.err)
@@ -194,7 +194,8 @@ class Failures(Gateway):
         self.assertEqual(outcome.status, 3)
         self.assertEqual(json.loads(outcome.out), {
             "done": None, "failed": ["ip_filter"],
-            "failed_rules": [{"line": "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT",
+            "failed_rules": [{"setting": "ip_filter.rules[1]",
+                              "line": "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT",
                               "outcome": "ended with 1",
                               "message": "iptables: Too many links"}]})
 

@@ -173,7 +173,8 @@ class IpFilter(Gateway):
         self.assertEqual(outcome.status, 3)
         self.assertEqual(json.loads(outcome.out), {
             "done": None, "failed": ["ip_filter"],
-            "failed_rules": [{"line": "iptables -t filter -F forward_ext_us_ip", "outcome": "ended with 1",
+            "failed_rules": [{"setting": "ip_filter", "line": "iptables -t filter -F forward_ext_us_ip",
+                              "outcome": "ended with 1",
                               "message": "iptables: Too many links"}]})
 
     def test_a_verb_is_needed(self):

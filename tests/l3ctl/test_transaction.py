@@ -77,7 +77,7 @@ class Together(Transaction):
                 self.refuse("iptables " + UPSTREAM.format(27))
                 outcome = self.apply(TWO_LISTS.replace('"26"', '"27"').replace("00:01", "00:02"))
                 self.assertEqual((outcome.status, outcome.out), (3, ""))
-                self.assertIn(f'l3ctl: "iptables {UPSTREAM.format(27)}" ended with 1: ', outcome.err)
+                self.assertIn(f'l3ctl: ip_filter.rules[1]: "iptables {UPSTREAM.format(27)}" ended with 1: ', outcome.err)
                 self.assertTrue(outcome.err.endswith(
                     "l3ctl: the packet filter refused a rule; everything is as it was before\n"), outcome.err)
                 self.assertEqual(self.everything(), before)
