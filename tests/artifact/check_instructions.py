@@ -16,11 +16,10 @@ ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "bench"))
 
 from l3bench import instructions  # noqa: E402
+from l3bench.targets import RULE, RULE6, UNCHANGED  # noqa: E402
 
 TABLE = ROOT / "bench/instructions.json"
 GROWTH = 1.05
-UNCHANGED = 2000
-RULE, RULE6 = 12000, 35000
 COUNTS = ("library", "process", "process, log on")
 EXACT = ("commands", "file calls")
 

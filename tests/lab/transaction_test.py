@@ -3,30 +3,27 @@
 Each proof is made with --one-by-one as well, where packets do leak and ends do leave half: so it would see them.
 """
 
-import contextlib
 import json
 import os
 import random
-import socket
 import subprocess
-import threading
 import time
 
 from l3lab import device, hosts, rules
+from l3lab.flood import CLOSED, Flood
 from l3lab.netns import Namespaces
 from lab_case import LabCase
 from random_settings import Dice, settings
 
 _FULL = os.environ.get("L3_TEST_FULL") == "yes"
 _SEED = int(os.environ.get("L3LAB_SEED", "23"))
-_CLOSED = 5000
 _APART = ("--one-by-one",)
 _FILE = f"{device.STORE}/l3_advance.dat"
 
 
 def _lists(other_port: int, length: int = 50) -> dict:
     """Filters of both families; the last rule of the first closes a port, whatever the others say."""
-    ports = [*(str(other_port + number) for number in range(length - 1)), str(_CLOSED)]
+    ports = [*(str(other_port + number) for number in range(length - 1)), str(CLOSED)]
     ip_rules = [
         {"direction": "downstream", "protocol": "udp", "destination_ports": port} for port in ports
     ]
@@ -63,40 +60,6 @@ class SameRules(LabCase):
         for number, (together, apart) in enumerate(zip(*ends)):
             self.assertEqual(together, apart, f"seed {_SEED}, settings {number}: {json.dumps(wanted[number])}")
         self.assertGreater(len({end[0] for end in ends[0]}), len(wanted) // 2)
-
-
-class Flood:
-    """Packets from the Internet to a port of the LAN, without a pause, and those that arrive."""
-
-    def __init__(self, namespaces: Namespaces):
-        self._sender = namespaces.socket("wan", socket.AF_INET, socket.SOCK_DGRAM)
-        self._ear = namespaces.socket("lan", socket.AF_INET, socket.SOCK_DGRAM)
-        self._ear.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
-        self._ear.bind((hosts.LAN.v4, _CLOSED))
-        self._goes_on = True
-        self.sent = 0
-        self._thread = threading.Thread(target=self._send)
-        self._thread.start()
-
-    def _send(self) -> None:
-        while self._goes_on:
-            with contextlib.suppress(BlockingIOError, ConnectionError):
-                self._sender.sendto(b"flood", (hosts.LAN.v4, _CLOSED))
-                self.sent += 1
-
-    def arrived(self) -> int:
-        """How many since the last call."""
-        count = 0
-        with contextlib.suppress(BlockingIOError):
-            while self._ear.recv(16):
-                count += 1
-        return count
-
-    def close(self) -> None:
-        self._goes_on = False
-        self._thread.join()
-        self._sender.close()
-        self._ear.close()
 
 
 class Leaks(LabCase):

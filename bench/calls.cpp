@@ -1,0 +1,46 @@
+/*
+ * The time that each scene's call takes in the library alone: its commands do nothing. By Google
+ * Benchmark; its options are as everywhere.
+ */
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+
+#include "platform.hpp"
+#include "scenes.hpp"
+
+extern "C" int system(const char* /*command*/) {
+  return 0;
+}
+
+namespace {
+
+void measure(benchmark::State& state, const bench::Scene& scene, bool log) {
+  bench::log_on(log);
+  for (auto _ : state) {
+    scene.before();
+    const auto start = std::chrono::steady_clock::now();
+    benchmark::DoNotOptimize(scene.call());
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    state.SetIterationTime(taken.count());
+  }
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  benchmark::Initialize(&count, arguments);
+  for (const bench::Scene& scene : bench::scenes()) {
+    for (const bool log : {false, true}) {
+      benchmark::RegisterBenchmark((scene.name + (log ? ", log on" : "")).c_str(), measure, scene,
+                                   log)
+          ->UseManualTime()
+          ->Iterations(20)
+          ->Repetitions(9)
+          ->ReportAggregatesOnly()
+          ->Unit(benchmark::kMicrosecond);
+    }
+  }
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}

@@ -1,0 +1,76 @@
+"""A household's settings by l3ctl, and one setting changed: with transactions, which is its way, and one by one."""
+
+import json
+import pathlib
+import re
+import subprocess
+
+from l3bench import timing
+from l3bench.instructions import ROOT
+from l3lab import device, rules
+
+SETTINGS = ROOT / "examples/home.json"
+_EXECUTED = re.compile(r'execve\("/bin/sh", \["sh", "-c", (?:"--", )?"((?:[^"\\]|\\.)*)"\]')
+ONE_BY_ONE = "--one-by-one"
+
+
+def _changed(folder):
+    """The same settings with another port closed."""
+    settings = json.loads(SETTINGS.read_text())
+    settings["ip_filter"]["rules"][0]["destination_ports"] = "26"
+    path = folder / "changed.json"
+    path.write_text(json.dumps(settings))
+    return path
+
+
+def _keep_state(folder):
+    """What `stopwatch prepare` keeps of a scene, for a gateway that l3ctl has brought where it is."""
+    for family, tool in ((4, "iptables-save"), (6, "ip6tables-save")):
+        (folder / f"before{family}").write_text(rules.run(tool, "-t", "filter").stdout)
+    store = folder / "store"
+    store.mkdir(exist_ok=True)
+    for name, content in device.stored_files().items():
+        (store / name).write_bytes(content)
+    (folder / "lines").write_bytes(b"")
+
+
+def _lines_of(folder, command):
+    """The lines that a command runs one by one, as the kernel was asked to start them."""
+    timing.stopwatch("restore", folder)
+    trace = folder / "trace"
+    subprocess.run(["strace", "-f", "-qq", "-e", "trace=execve", "-s", "4096", "-o", trace, *command], check=True,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)  # fmt: skip
+    found = [match.encode("latin-1").decode("unicode_escape") for match in _EXECUTED.findall(trace.read_text())]
+    (folder / "lines").write_bytes("".join(line + "\0" for line in found).encode("latin-1"))
+    return len(found)
+
+
+def _measure(folder, words, rounds):
+    """{"commands", "contenders"} of l3ctl with these words; the floor is what it runs one by one."""
+    commands = _lines_of(folder, ["l3ctl", ONE_BY_ONE, *map(str, words)])
+    contenders = {
+        "floor": [["floor"]],
+        "l3ctl": [["run", "l3ctl", *words]],
+        "l3ctl, one by one": [["run", "l3ctl", ONE_BY_ONE, *words]],
+    }
+    samples = timing.time_contenders(folder, contenders, rounds, 6)
+    return {"commands": commands, "contenders": timing.summary(samples)}
+
+
+def measure(work, rounds):
+    folder = pathlib.Path(work) / "household"
+    folder.mkdir()
+    device.put_files({})
+    for _ in range(3):
+        device.cut_power()
+        device.l3ctl("init")
+    device.l3ctl("wan", "update", "wan3")
+    _keep_state(folder)
+    found = {"apply home.json": _measure(folder, ["apply", SETTINGS], rounds)}
+
+    device.l3ctl("apply", str(SETTINGS))
+    _keep_state(folder)
+    found["apply it with one port changed"] = _measure(folder, ["apply", _changed(folder)], rounds)
+    found["url-filter add"] = _measure(folder, ["url-filter", "add", "chat.example.org"], rounds)
+    found["anti port scan off"] = _measure(folder, ["port-scan", "off"], rounds)
+    return found

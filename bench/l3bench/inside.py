@@ -1,0 +1,217 @@
+"""What bench/run does inside the gateway of the lab, on one backend: times everything, writes a JSON file.
+
+    python3 -m l3bench.inside OUTPUT [PATTERN]
+"""
+
+import itertools
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+from l3bench import household, leaks, lines, others, timing
+from l3bench.instructions import BUILD
+from l3lab import rules
+
+WORK = pathlib.Path("/tmp/bench")
+# Not more: without privileges outside the sandbox, one message of the nft tools carries under a thousand rules.
+FOREIGN = (0, 100, 250, 500)
+ROUNDS, SECONDS = 31, 3.0
+SLOW_ROUNDS = 3
+MEMORY_SCENE = "ip_filter 50"
+# Ranges are in the instruction counts; their commands are like those of the others.
+LEFT_OUT = ("unchanged", "acl_ranges")
+
+
+def state_after(folder, steps):
+    """Both tables after one run of a contender, as iptables-save prints them."""
+    timing.time_contenders(folder, {"one": steps}, 1, 0)
+    return {family: rules.saved(family) for family in (4, 6)}
+
+
+def other_rules(state, expected):
+    """The first rule that stands elsewhere than in the floor's tables, or none. The order of the chains says
+    nothing, that of the rules in each does."""
+    for family in (4, 6):
+        pairs = itertools.zip_longest(*(sorted(one[family].splitlines(), key=_chain) for one in (state, expected)))
+        for here, there in pairs:
+            if here != there:
+                return f"leaves '{here}', not '{there}'"
+    return None
+
+
+def _chain(line):
+    words = line.split()
+    return words[:2] if line.startswith("-A") else words[:1]
+
+
+def contenders_of(folder, scene, backend):
+    """({name: steps}, {name: why it is not there}). What leaves other rules than the floor is no contender."""
+    made, absent = {"floor": [["floor"]]}, {}
+    expected = state_after(folder, made["floor"])
+    for family in (4, 6):
+        (folder / f"after{family}").write_text(expected[family])
+    if scene:
+        made["library"] = [["call", scene]]
+        made["transaction"] = [["run", BUILD / "transaction", scene]]
+    made["shell script"] = [["run", "sh", lines.write_script(folder)]]
+    made["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
+    made["ferm"] = [others.ferm(folder)]
+    for name in list(made)[1:]:
+        try:
+            if why := other_rules(state_after(folder, made[name]), expected):
+                absent[name] = why
+        except timing.Failed as failed:
+            absent[name] = str(failed)
+    add_nft(folder, backend, made, absent)
+    return {name: steps for name, steps in made.items() if name not in absent}, absent
+
+
+def add_nft(folder, backend, made, absent):
+    """On the legacy backend nft's own tables stand beside the others, and get ready before the clock starts."""
+    path, why = lines.write_nft(folder)
+    if why:
+        absent["nft"] = why
+        return
+    made["nft"] = [["run", "nft", "-f", path]]
+    if backend == "legacy":
+        made["nft"].insert(0, ["first", "nft", "-f", folder / "before.nft"])
+    try:
+        # What nft itself makes, iptables-save cannot always read.
+        timing.time_contenders(folder, {"nft": made["nft"]}, 2, 0)
+    except timing.Failed as failed:
+        absent["nft"] = str(failed)
+
+
+def measure_scene(scene, backend):
+    folder = WORK / re.sub(r"\W", "_", scene)
+    timing.stopwatch("prepare", scene, folder)
+    made, absent = contenders_of(folder, scene, backend)
+    memory = measure_memory(scene, made) if scene == MEMORY_SCENE else {}
+    slow = {name: made.pop(name) for name in ("ferm",) if name in made}
+    samples = timing.time_contenders(folder, made, ROUNDS, SECONDS)
+    found = timing.summary(samples)
+    if slow:
+        found |= timing.summary(timing.time_contenders(folder, slow | {"floor": made["floor"]}, 5, 0))
+    return {
+        "contenders": found | timing.summary(samples),
+        "pairs": timing.pair_ratios(samples, "library"),
+        "absent": absent,
+        "memory": memory,
+        "commands": len(lines.read(folder)),
+    }
+
+
+def measure_managers(backend, scenes):
+    """{manager: {scene: summary or why not}}: the IP filter alone, which all of them can say."""
+    found = {}
+    for kind in others.MANAGERS:
+        found[kind.name] = {}
+        try:
+            manager = kind(backend)
+        except RuntimeError as failed:
+            found[kind.name] = {scene: str(failed) for scene in scenes}
+            continue
+        for scene in scenes:
+            found[kind.name][scene] = measure_manager(manager, scene)
+        manager.close()
+    return found
+
+
+def measure_manager(manager, scene):
+    folder = WORK / re.sub(r"\W", "_", scene)
+    wanted = others.ip_rules(folder)
+    try:
+        steps = {manager.name: [manager.say(wanted)], "floor": [["floor"]]}
+        state = state_after(folder, steps[manager.name])
+        if missing := [rule.source for rule in wanted if not _in_kernel(rule, state[4])]:
+            return f"{len(missing)} rules are not in the kernel"
+        return timing.summary(timing.time_contenders(folder, steps, SLOW_ROUNDS, 0))[manager.name]
+    except (timing.Failed, RuntimeError) as failed:
+        return str(failed)
+
+
+def _in_kernel(rule, saved):
+    if f"-s {rule.source}/32" in saved:
+        return True
+    listing = subprocess.run(["nft", "list", "ruleset"], capture_output=True, text=True).stdout
+    return f"ip saddr {rule.source} " in listing
+
+
+def measure_memory(scene, made):
+    """{contender: KiB of its largest process}; the floor's is a shell with one line, since the loop around it is
+    whatever program calls the library."""
+    folder = WORK / re.sub(r"\W", "_", scene)
+    rule = next(line for line in lines.read(folder) if " -A " in line)
+    commands = {"floor": ["sh", "-c", rule], "libc alone": [BUILD / "load_without"],
+                "libc and the library": [BUILD / "load_library"]}  # fmt: skip
+    commands |= {name: steps[-1][1:] for name, steps in made.items() if steps[-1][0] == "run"}
+    found = {}
+    for name, command in commands.items():
+        timing.stopwatch("restore", folder)
+        subprocess.run([BUILD / "peak", "/tmp/peak", *command], check=True, stdout=subprocess.DEVNULL)
+        found[name] = int(pathlib.Path("/tmp/peak").read_text())
+    return found
+
+
+def measure_foreign(scene):
+    """{number of foreign rules: summary}: the same call where others have rules in the table too."""
+    folder = WORK / re.sub(r"\W", "_", scene)
+    before = (folder / "before4").read_text()
+    found = {}
+    for number in FOREIGN:
+        foreign = "".join(f"-A FORWARD -s 10.{i // 250}.{i % 250}.1/32 -j ACCEPT\n" for i in range(number))
+        (folder / "before4").write_text(before.replace("COMMIT", foreign + "COMMIT"))
+        contenders = {"floor": [["floor"]], "library": [["call", scene]]}
+        contenders["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
+        found[number] = timing.summary(timing.time_contenders(folder, contenders, 11, 2))
+    (folder / "before4").write_text(before)
+    return found
+
+
+def measure_parts(scene):
+    """What one command is made of: {part: summary}, each holding what the part before it does, and more."""
+    folder = WORK / "parts"
+    shutil.copytree(WORK / re.sub(r"\W", "_", scene), folder)
+    rule = next(line for line in lines.read(folder) if " -A " in line)
+    (folder / "lines").write_text(rule + "\0")
+    parts = {
+        "a process": [["run", "true"]],
+        "a shell": [["run", "sh", "-c", ":"]],
+        "iptables, loaded": [["run", "iptables", "--version"]],
+        "iptables, one rule": [["run", *rule.split()]],
+        "floor": [["floor"]],
+    }
+    return timing.summary(timing.time_contenders(folder, parts, 2 * ROUNDS, SECONDS))
+
+
+def main():
+    output, pattern = sys.argv[1], (sys.argv[2:] or [""])[0]
+    backend = os.environ["L3LAB_BACKEND"]
+    WORK.mkdir()
+    others.lay_over(backend)
+    others.choose_backend(backend)
+    scenes = [name for name in timing.stopwatch("scenes").splitlines()
+              if not any(part in name for part in LEFT_OUT) and re.search(pattern, name)]  # fmt: skip
+    result = {"scenes": {}}
+    for scene in scenes:
+        print(f"{backend}: {scene}", file=sys.stderr, flush=True)
+        result["scenes"][scene] = measure_scene(scene, backend)
+    print(f"{backend}: l3ctl", file=sys.stderr, flush=True)
+    if not pattern or "l3ctl" in pattern:
+        result["household"] = household.measure(WORK, ROUNDS)
+        result["leaks"] = leaks.measure()
+    filters = [scene for scene in scenes if scene.startswith("ip_filter ")]
+    if filters:
+        print(f"{backend}: foreign rules, and other managers", file=sys.stderr, flush=True)
+        result["parts"] = measure_parts(filters[-1])
+        result["foreign"] = measure_foreign(filters[min(1, len(filters) - 1)])
+        result["managers"] = measure_managers(backend, filters)
+    pathlib.Path(output).write_text(json.dumps(result, indent=1))
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,203 @@
+"""The tables of a run, in Markdown, which reads well on a terminal too."""
+
+from l3bench import instructions, targets, timing
+
+BACKENDS = ("legacy", "nft")
+CONTENDERS = ("library", "shell script", "transaction", "restore", "nft", "ferm")
+
+
+def table(heads, rows):
+    """Columns as wide as their widest cell; all but the first to the right."""
+    widths = [max(len(str(row[i])) for row in [heads, *rows]) for i in range(len(heads))]
+
+    def line(cells):
+        first, *others = (str(cell) for cell in cells)
+        padded = [first.ljust(widths[0]), *(cell.rjust(width) for cell, width in zip(others, widths[1:]))]
+        return "| " + " | ".join(padded) + " |"
+
+    ruler = "|" + "|".join(["-" * (widths[0] + 2), *("-" * (width + 1) + ":" for width in widths[1:])]) + "|"
+    return "\n".join([line(heads), ruler, *map(line, rows)]) + "\n"
+
+
+def grouped(number):
+    return f"{number:,}"
+
+
+def _ms(value):
+    return f"{value:.0f}" if value >= 100 else f"{value:.1f}"
+
+
+def _cell(measured):
+    """Milliseconds and ratio; the interval where one is asked for."""
+    return f"{_ms(measured['ms'])} ({measured['ratio']:.3g})"
+
+
+def _library_cell(measured):
+    low, high = measured["interval"]
+    return f"{_ms(measured['ms'])} ({measured['ratio']:.3f}, {low:.3f} to {high:.3f}, n={measured['n']})"
+
+
+def times(result):
+    """One row a call: medians in milliseconds, in brackets the ratio to the floor."""
+    rows = []
+    for scene, measured in result["scenes"].items():
+        found = measured["contenders"]
+        cells = [scene, measured["commands"], _ms(found["floor"]["ms"])]
+        for name in CONTENDERS:
+            if name not in found:
+                cells.append("-")
+            else:
+                cells.append(_library_cell(found[name]) if name == "library" else _cell(found[name]))
+        rows.append(cells)
+    return table(["call", "commands", "floor", *CONTENDERS], rows)
+
+
+def reasons(result):
+    """Why a contender is not there, each reason once, with its calls."""
+    found = {}
+    for scene, measured in result["scenes"].items():
+        for name, why in measured["absent"].items():
+            found.setdefault((name, why), []).append(scene)
+    return "".join(f"- {name}, not for {', '.join(scenes)}: {why.splitlines()[0]}\n"
+                   for (name, why), scenes in found.items())  # fmt: skip
+
+
+def library_beside_floor(results):
+    rows = []
+    for backend in BACKENDS:
+        if backend in results:
+            found = timing.pooled(results[backend]["scenes"].values())
+            rows.append([backend, f"{found['ratio']:.4f}", f"{found['low']:.4f} to {found['high']:.4f}", found["n"]])
+    return table(["backend", "library / floor", "95 % interval of the median", "pairs"], rows)
+
+
+def managers(results):
+    """The IP filter by those that load a whole rule set of their own making."""
+    rows = []
+    for backend in BACKENDS:
+        for name, scenes in results.get(backend, {}).get("managers", {}).items():
+            for scene, found in scenes.items():
+                cells = [found, "", ""] if isinstance(found, str) else [_cell(found), found["processes"], found["n"]]
+                rows.append([f"{name}, {scene}, {backend}", *cells])
+    return table(["manager", "ms (to the floor)", "processes", "n"], rows)
+
+
+def processes(result):
+    rows = []
+    for scene, measured in result["scenes"].items():
+        found = measured["contenders"]
+        rows.append([scene, *(found[name]["processes"] if name in found else "-" for name in ("floor", *CONTENDERS))])
+    return table(["processes started", "floor", *CONTENDERS], rows)
+
+
+def memory(result):
+    rows = [[name, grouped(size)]
+            for measured in result["scenes"].values() for name, size in measured["memory"].items()]  # fmt: skip
+    return table(["largest process", "KiB"], rows)
+
+
+def foreign(results):
+    rows = []
+    for backend in BACKENDS:
+        for number, found in results.get(backend, {}).get("foreign", {}).items():
+            rows.append([f"{backend}, {number}", _ms(found["floor"]["ms"]), _library_cell(found["library"]),
+                         _cell(found["restore"])])  # fmt: skip
+    return table(["foreign rules", "floor", "library", "restore"], rows)
+
+
+def household(results):
+    """l3ctl from its start to its end, beside the lines that it runs one by one."""
+    rows = []
+    for backend in BACKENDS:
+        for words, measured in results.get(backend, {}).get("household", {}).items():
+            found = measured["contenders"]
+            rows.append([f"{words}, {backend}", measured["commands"], _ms(found["floor"]["ms"]),
+                         _cell(found["l3ctl"]), _cell(found["l3ctl, one by one"]), found["l3ctl"]["processes"],
+                         found["l3ctl"]["n"]])  # fmt: skip
+    return table(["l3ctl", "commands", "floor", "l3ctl", "one by one", "processes", "n"], rows)
+
+
+def leaks(results):
+    rows = []
+    for backend in BACKENDS:
+        for way, lengths in results.get(backend, {}).get("leaks", {}).items():
+            for length, found in lengths.items():
+                rows.append([f"{way}, {length} rules, {backend}", grouped(round(found["sent"])),
+                             grouped(round(found["arrived"])), _ms(found["ms"]), found["n"]])  # fmt: skip
+    return table(["a change of others in the list", "packets sent", "leaked", "ms", "n"], rows)
+
+
+def parts_of_a_command(results):
+    """Where the time of one command goes, as the differences between what holds less and what holds more."""
+    rows = []
+    for backend in BACKENDS:
+        if backend not in results or "parts" not in results[backend]:
+            continue
+        took = {name: found["ms"] for name, found in results[backend]["parts"].items()}
+        whole, start = took["floor"], took["a process"]
+        iptables, loaded = took["iptables, one rule"], took["iptables, loaded"]
+        shares = [start, loaded - start, iptables - loaded, whole - iptables]
+        rows.append([backend, f"{whole:.2f}", *(f"{share:.2f} ({share / whole:.0%})" for share in shares)])
+    heads = ["one rule, ms", "whole", "a process starts", "iptables loads", "reads, changes and writes the table",
+             "shell around it"]  # fmt: skip
+    return table(heads, rows)
+
+
+def growth(results):
+    """Milliseconds for one entry more, between an empty list and a full one."""
+    rows = []
+    for backend in BACKENDS:
+        scenes = results.get(backend, {}).get("scenes", {})
+        for kind in dict.fromkeys(scene.rpartition(" ")[0] for scene in scenes):
+            numbers = sorted(int(scene.rpartition(" ")[2]) for scene in scenes if scene.rpartition(" ")[0] == kind)
+            if kind == "factory_reset" or len(numbers) < 2:
+                continue
+            least, most = (scenes[f"{kind} {number}"] for number in (numbers[0], numbers[-1]))
+            commands = most["commands"] - least["commands"]
+            more = most["contenders"]["floor"]["ms"] - least["contenders"]["floor"]["ms"]
+            rows.append([f"{kind}, {backend}", commands, f"{more / commands:.2f}"])
+    return table(["from empty to full", "commands more", "ms for each"], rows)
+
+
+def counts(results):
+    """What the library itself does: exact counts, and the time of the call without its commands."""
+    rows = []
+    for scene, found in results["instructions"].items():
+        rows.append([scene, found["commands"], found["file calls"], grouped(found["library"]),
+                     grouped(found["process"]), grouped(found["process, log on"]),
+                     f"{results['calls'][scene]:.1f}"])  # fmt: skip
+    heads = ["call", "commands", "file calls", "instructions, library alone", "with libc", "and the log on",
+             "microseconds"]  # fmt: skip
+    return table(heads, rows)
+
+
+def rule_costs(results):
+    costs = instructions.per_rule(results["instructions"])
+    return table(["one rule more", "instructions"], [[name, grouped(cost)] for name, cost in costs.items()])
+
+
+def loading(results):
+    found = results["loading"]
+    share = [[name, grouped(found[name]), f"{found[name] / found['libc']:.1%}"]
+             for name in ("library", "empty library")]  # fmt: skip
+    return table(["loading", "instructions", "of libc alone"], [["libc alone", grouped(found["libc"]), ""], *share])
+
+
+def everything(results):
+    """(title, text) of every part, in order."""
+    parts = [("Targets", table(["target", "wanted", "measured", "holds"], list(targets.rows(results)))),
+             ("The library beside the floor", library_beside_floor(results))]  # fmt: skip
+    for backend in BACKENDS:
+        if backend in results:
+            result = results[backend]
+            parts.append((f"Milliseconds, {backend} backend", times(result) + "\n" + reasons(result)))
+            parts.append((f"Processes, {backend} backend", processes(result)))
+            parts.append((f"Memory, {backend} backend", memory(result)))
+    parts.append(("l3ctl", household(results)))
+    parts.append(("Packets leaked", leaks(results)))
+    parts.append(("One command", parts_of_a_command(results)))
+    parts.append(("Growth", growth(results)))
+    parts.append(("Other managers, IP filter", managers(results)))
+    parts.append(("Foreign rules in the table", foreign(results)))
+    parts.append(("The library alone", counts(results) + "\n" + rule_costs(results) + "\n" + loading(results)))
+    return parts

@@ -1,0 +1,62 @@
+"""What was asked for, what a run measured, and whether it holds."""
+
+from l3bench import instructions, timing
+
+FLOOR = 1.02
+UNCHANGED = 2000
+RULE, RULE6 = 12000, 35000
+LOADING = 0.05
+APPLY = {"legacy": 0.15, "nft": 0.5}
+ONE_SETTING = 10.0
+
+
+def _beside_floor(results):
+    for backend in ("legacy", "nft"):
+        if backend in results:
+            found = timing.pooled(results[backend]["scenes"].values())
+            yield (f"library beside the floor, {backend}", f"at most {FLOOR}",
+                   f"{found['ratio']:.4f} ({found['low']:.4f} to {found['high']:.4f})",
+                   found["ratio"] <= FLOOR)  # fmt: skip
+
+
+def _counts(results):
+    calls = results["instructions"]
+    unchanged = {name: call for name, call in calls.items() if name.endswith(" unchanged")}
+    most = max(call["process"] for call in unchanged.values())
+    work = sum(call["commands"] + call["file calls"] for call in unchanged.values())
+    yield ("an unchanged set", f"no command, no file, under {UNCHANGED:,} instructions",
+           f"{work} commands and file calls, at most {most:,}", work == 0 and most < UNCHANGED)  # fmt: skip
+    costs = instructions.per_rule(calls)
+    six = costs.pop("ip6_filter")
+    dearest = max(costs, key=costs.get)
+    yield ("a rule beside its command", f"at most {RULE:,} instructions", f"at most {costs[dearest]:,} ({dearest})",
+           costs[dearest] <= RULE)  # fmt: skip
+    yield ("a rule of the IPv6 IP filter", f"at most {RULE6:,} instructions", f"{six:,}", six <= RULE6)
+
+
+def _loading(results):
+    found = results["loading"]
+    shares = {name: found[name] / found["libc"] for name in ("library", "empty library")}
+    yield ("loading the library", f"at most {LOADING:.0%} of loading libc alone",
+           f"{shares['library']:.1%}; an empty library: {shares['empty library']:.1%}",
+           shares["library"] <= LOADING)  # fmt: skip
+
+
+def _l3ctl(results):
+    for backend, most in APPLY.items():
+        measured = dict(results.get(backend, {}).get("household", {}))
+        if not measured:
+            continue
+        ratio = measured.pop("apply home.json")["contenders"]["l3ctl"]["ratio"]
+        yield f"l3ctl apply examples/home.json, {backend}", f"at most {most} of the floor", f"{ratio:.3f}", ratio <= most
+        if backend == "legacy":
+            took = {words: one["contenders"]["l3ctl"]["ms"] for words, one in measured.items()}
+            slowest = max(took, key=took.get)
+            yield ("one changed setting, legacy", f"under {ONE_SETTING:.0f} ms",
+                   f"at most {took[slowest]:.1f} ms ({slowest})", took[slowest] < ONE_SETTING)  # fmt: skip
+
+
+def rows(results):
+    for part in (_beside_floor, _counts, _loading, _l3ctl):
+        for what, wanted, measured, holds in part(results):
+            yield [what, wanted, measured, "yes" if holds else "no"]

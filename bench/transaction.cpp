@@ -1,0 +1,44 @@
+/*
+ * transaction SCENE: the scene's call with the executor that makes all rule edits at once, as l3ctl
+ * does it, from its own start to its end.
+ */
+#include <algorithm>
+#include <cstdio>
+
+#include "executor/executor.hpp"
+#include "l3_advance/shell_command.h"
+#include "scenes.hpp"
+
+namespace {
+
+int run(const bench::Scene& scene) {
+  // A boot finds nothing in memory; every other call what is stored.
+  if (scene.name.rfind("boot", 0) != 0) {
+    bench::load_stored();
+  }
+  executor::work(executor::Way::transaction);
+  const bool called = scene.call() == 0;
+  const bool made = executor::commit();
+  for (const executor::FailedLine& failed : executor::failed_lines()) {
+    fprintf(stderr, "%s: %s\n", failed.line.c_str(), failed.message.c_str());
+  }
+  return called && made ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (!executor::in_place(str_system)) {
+    fputs("transaction: the library does not run this program's system()\n", stderr);
+    return 1;
+  }
+  const std::vector<bench::Scene> all = bench::scenes();
+  const auto found = std::find_if(all.begin(), all.end(), [&](const bench::Scene& scene) {
+    return count == 2 && scene.name == arguments[1];
+  });
+  if (found == all.end()) {
+    fputs("usage: transaction SCENE\n", stderr);
+    return 2;
+  }
+  return run(*found);
+}
