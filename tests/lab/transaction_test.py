@@ -155,7 +155,7 @@ class Refused(LabCase):
                 outcome = device.l3ctl(*options, "url-filter", "on", check=False)
                 self.assertEqual((outcome.returncode, outcome.stdout), (3, ""))
                 self.assertIn(refused, outcome.stderr)
-                self.assertEqual(outcome.stderr.count('l3ctl: "ip'), 1, outcome.stderr)
+                self.assertEqual(outcome.stderr.count('l3ctl: url_filter.entries['), 1, outcome.stderr)
                 self.assertTrue(outcome.stderr.endswith("everything is as it was before\n"), outcome.stderr)
                 self.assertEqual(_state(), before)
 
