@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "l3ctl/library.hpp"
+#include "l3ctl/live_bindings.hpp"
 #include "l3ctl/own_chains.hpp"
 
 namespace l3ctl {
@@ -18,19 +19,6 @@ constexpr char dhcp_chain[] = "input_ext_dhcp";
 
 bool is_dispatch(const std::string& chain) {
   return chain == "forward_ext_ip" || chain == "input_ext_acl";
-}
-
-/* The interface that live rules take for the Internet WAN. */
-std::string bound_interface(const LiveTable& table) {
-  if (const LiveChain* dispatch = table.find("forward_ext_ip")) {
-    for (const LiveRule& live : dispatch->rules) {
-      const auto in = live.rule.options.find("in-interface");
-      if (live.rule.target == "forward_ext_ds_ip" && in != live.rule.options.end()) {
-        return in->second;
-      }
-    }
-  }
-  return "wan3";
 }
 
 WantedRules of_chain(const WantedRules& rules, Family family, const std::string& chain) {
@@ -252,7 +240,8 @@ const char* mark_name(Mark mark) {
 Judgement judge_live_rules() {
   const LiveTable ipv4 = read_live(Family::ipv4);
   const LiveTable ipv6 = read_live(Family::ipv6);
-  const Wanted wanted = wanted_rules(stored_or_defaults(), bound_interface(ipv4));
+  const std::vector<std::string> bound = bindings_in(ipv4, ipv6).ip_filter;
+  const Wanted wanted = wanted_rules(stored_or_defaults(), bound.empty() ? "wan3" : bound.front());
   const bool is_bound = has_rules(ipv4, "forward_ext_ip");
   Judgement judgement;
   judgement.tables = {judge_table(ipv4, wanted, is_bound), judge_table(ipv6, wanted, is_bound)};

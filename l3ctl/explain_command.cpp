@@ -7,7 +7,9 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/live_bindings.hpp"
 #include "l3ctl/packet_words.hpp"
+#include "l3ctl/platform_view.hpp"
 #include "settings/verdict.hpp"
 
 namespace l3ctl {
@@ -18,6 +20,7 @@ using Json = nlohmann::ordered_json;
 using settings::Outcome;
 using settings::Settings;
 using settings::Verdict;
+using Notes = std::vector<std::string>;
 
 constexpr size_t largest_file = 1 << 20;
 constexpr size_t largest_batch = 1 << 26;
@@ -108,10 +111,49 @@ Json as_json(const Verdict& verdict) {
           {"passed", passed}};
 }
 
+/* What the rules are bound to now; a change of the settings that turns something on binds it anew. */
+settings::Bindings bindings_now(const Settings& stored, const Settings& wanted, Notes& notes) {
+  settings::Bindings bindings;
+  try {
+    const LiveBindings live = read_live_bindings();
+    if (live.is_bare) {
+      notes.emplace_back(
+          "none of the gateway's chains is there, so nothing is stopped before "
+          "\"l3ctl init\"");
+      return {};
+    }
+    bindings = for_verdict(live, quietly(internet_wan_name));
+  } catch (const Failure& failure) {
+    notes.emplace_back(std::string(failure.what()) + ", so the rules are taken to be bound");
+    return {};
+  }
+  if (*wanted.firewall && !*stored.firewall) {
+    bindings.ip_filter = bindings.acl = bindings.wan_drop = {};
+  }
+  if (*wanted.port_scan_protection && !*stored.port_scan_protection) {
+    bindings.wan_drop = {};
+  }
+  return bindings;
+}
+
+/* A device filter without a device to judge. */
+void note_missing_mac(const settings::Packet& packet, const Verdict& verdict, Notes& notes) {
+  std::vector<settings::Step> met = verdict.passed;
+  met.push_back({verdict.decided_by, verdict.reason});
+  for (const settings::Step& step : met) {
+    const std::string section = step.setting.substr(0, step.setting.find('.'));
+    const bool is_of_devices =
+        section == "mac_filter" || section == "mac6_filter" || section == "dhcp_filter";
+    if (is_of_devices && !packet.mac && step.what.starts_with("not on the ")) {
+      notes.emplace_back("no --mac is given, so " + section +
+                         " is judged as for a device that is on no list");
+    }
+  }
+}
+
 /* What the settings' own check has to say of those that the packet passed: a rule that matches
  * nothing is the usual reason why one that should stop it does not. */
-std::vector<std::string> notes_on(const Verdict& verdict, const Settings& settings) {
-  std::vector<std::string> notes;
+void add_warnings(const Verdict& verdict, const Settings& settings, Notes& notes) {
   for (const std::string& warning : settings::read(settings::write(settings), "").warnings) {
     // After ":line: ".
     const std::string note = warning.substr(warning.find(": ") + 2);
@@ -121,10 +163,9 @@ std::vector<std::string> notes_on(const Verdict& verdict, const Settings& settin
       }
     }
   }
-  return notes;
 }
 
-void print(const Verdict& verdict, const std::vector<std::string>& notes) {
+void print(const Verdict& verdict, const Notes& notes) {
   std::cout << outcome_word(verdict.outcome) << " by "
             << (verdict.decided_by.empty() ? "no setting" : verdict.decided_by) << ": "
             << verdict.reason << '\n';
@@ -136,8 +177,19 @@ void print(const Verdict& verdict, const std::vector<std::string>& notes) {
   }
 }
 
+/* A gateway as packets meet it. */
+struct Gateway {
+  Settings settings;
+  settings::Bindings bindings;
+};
+
+Verdict verdict_at(const Gateway& gateway, settings::Packet& packet) {
+  packet.bindings = gateway.bindings;
+  return settings::verdict_on(packet, gateway.settings);
+}
+
 /* One packet a line in, one verdict a line out; nothing out when any line is wrong. */
-void explain_batch(const Settings& settings, const std::string& file) {
+void explain_batch(const Gateway& gateway, const std::string& file) {
   std::istringstream lines(read_input(file, largest_batch));
   std::string answers;
   std::string line;
@@ -148,7 +200,8 @@ void explain_batch(const Settings& settings, const std::string& file) {
       throw Failure(where + "is no JSON", exit_wrong_input);
     }
     try {
-      answers += as_json(settings::verdict_on(packet_of(words), settings)).dump() + "\n";
+      settings::Packet packet = packet_of(words);
+      answers += as_json(verdict_at(gateway, packet)).dump() + "\n";
     } catch (const Failure& failure) {
       throw Failure(where + failure.what(), failure.status());
     }
@@ -159,17 +212,18 @@ void explain_batch(const Settings& settings, const std::string& file) {
 int explain(const Context& context, const Question& question) {
   // The words are looked at first: a slip there is told at once.
   const bool is_batch = !question.batch.empty();
-  const settings::Packet packet = is_batch ? settings::Packet() : packet_of(question.packet);
-  Settings settings = stored_settings();
-  if (!question.settings.empty()) {
-    settings = with_file(std::move(settings), question.settings);
-  }
+  settings::Packet packet = is_batch ? settings::Packet() : packet_of(question.packet);
+  const Settings stored = stored_settings();
+  Gateway gateway{question.settings.empty() ? stored : with_file(stored, question.settings), {}};
+  Notes notes;
+  gateway.bindings = bindings_now(stored, gateway.settings, notes);
   if (is_batch) {
-    explain_batch(settings, question.batch);
+    explain_batch(gateway, question.batch);
     return exit_done;
   }
-  const Verdict verdict = settings::verdict_on(packet, settings);
-  const std::vector<std::string> notes = notes_on(verdict, settings);
+  const Verdict verdict = verdict_at(gateway, packet);
+  note_missing_mac(packet, verdict, notes);
+  add_warnings(verdict, gateway.settings, notes);
   if (context.json) {
     Json answer = as_json(verdict);
     answer["notes"] = notes;

@@ -40,18 +40,29 @@ inline bool is_from(const Packet& packet, std::span<const uint8_t, 6> mac) {
   return packet.mac && std::equal(mac.begin(), mac.end(), packet.mac->begin());
 }
 
+/* Why a feature whose rules are bound so never sees the packet; empty where it does. */
+inline std::string unbound(const Packet& packet, const Binding& binding) {
+  if (!binding.is_bound) {
+    return "bound to no Internet WAN";
+  }
+  const bool is_missed = packet.from == Side::wan && !binding.another_wan.empty();
+  return is_missed ? "bound to " + binding.another_wan + ", which is not the Internet WAN" : "";
+}
+
 /* An entry's match: a black list drops, a white list accepts. */
 inline Finding match_of(bool white_list, std::string path) {
   return {white_list ? Outcome::accepted : Outcome::dropped, std::move(path),
           white_list ? "on the white list" : "on the black list"};
 }
 
-/* No entry matches: a white list drops the rest. */
-inline Finding no_match_of(bool white_list, const std::string& section, const std::string& mode) {
+/* No entry matches: a white list drops the rest. `resting` tells of one that would, were it active. */
+inline Finding no_match_of(bool white_list, const std::string& section, const std::string& mode,
+                           const std::string& resting = {}) {
   if (white_list) {
-    return {Outcome::dropped, section + "." + mode, "not on the white list"};
+    return {Outcome::dropped, section + "." + mode,
+            resting.empty() ? "not on the white list" : resting};
   }
-  return {{}, section, "not on the black list"};
+  return {{}, section, resting.empty() ? "not on the black list" : resting};
 }
 
 }  // namespace settings

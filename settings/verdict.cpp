@@ -67,11 +67,15 @@ Finding judge_by_port_scan_protection(const Packet& packet, const Settings& sett
   if (!*settings.port_scan_protection) {
     return {{}, setting, "off"};
   }
+  std::string why_not_shut;
   if (packet.to_gateway && packet.from == Side::wan) {
-    return {Outcome::dropped, setting, "the Internet does not reach the gateway itself"};
+    why_not_shut = unbound(packet, packet.bindings.wan_drop);
+    if (why_not_shut.empty()) {
+      return {Outcome::dropped, setting, "the Internet does not reach the gateway itself"};
+    }
   }
   if (packet.protocol != Protocol::tcp) {
-    return {{}, setting, "looks at TCP alone"};
+    return {{}, setting, why_not_shut.empty() ? "looks at TCP alone" : why_not_shut};
   }
   const uint8_t flags = packet.tcp_flags & (tcp_syn | tcp_ack | tcp_fin | tcp_rst);
   // A lone ACK may be the middle of a connection, so it counts as one; every other segment that
@@ -83,7 +87,8 @@ Finding judge_by_port_scan_protection(const Packet& packet, const Settings& sett
     return {Outcome::accepted_at_first, setting,
             "resets are accepted at one a second, beyond that they go on their way"};
   }
-  return {{}, setting, "no segment out of nowhere that it knows"};
+  return {
+      {}, setting, why_not_shut.empty() ? "no segment out of nowhere that it knows" : why_not_shut};
 }
 
 }  // namespace settings

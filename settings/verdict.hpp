@@ -34,6 +34,19 @@ inline constexpr uint8_t tcp_syn = 2;
 inline constexpr uint8_t tcp_rst = 4;
 inline constexpr uint8_t tcp_ack = 16;
 
+/* Which Internet WAN the rules that tell directions apart are bound to, apart from all settings. */
+struct Binding {
+  bool is_bound = true;    /* otherwise no direction is judged */
+  std::string another_wan; /* where it is not the Internet WAN, from which nothing is judged then */
+};
+
+struct Bindings {
+  Binding ip_filter;
+  Binding ip6_filter;
+  Binding acl;
+  Binding wan_drop; /* of port-scan protection */
+};
+
 struct Packet {
   Side from = Side::lan;
   bool to_gateway = false; /* otherwise forwarded */
@@ -50,6 +63,7 @@ struct Packet {
   std::optional<MacAddress> mac; /* of the sender; without one, a device that is on no list */
   std::string dns_name;          /* the name that a DNS query asks for */
   uint32_t second = 0;           /* of the day, in UTC */
+  Bindings bindings;             /* that it meets */
 };
 
 enum class Outcome : uint8_t {

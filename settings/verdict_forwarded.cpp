@@ -54,6 +54,11 @@ Finding judge_by_rules(const Packet& packet, const Region& filter, const std::st
   if (packet.from == Side::elsewhere) {
     return {{}, section, "comes neither from the home network nor from the Internet WAN"};
   }
+  const Bindings& bindings = packet.bindings;
+  if (std::string why = unbound(packet, packet.is_ipv6 ? bindings.ip6_filter : bindings.ip_filter);
+      !why.empty()) {
+    return {{}, section, std::move(why)};
+  }
   const bool upstream = packet.from == Side::lan;
   const bool white_list = (upstream ? filter.us_black_white : filter.ds_black_white) != 0;
   const auto entries = used_entries(filter);
@@ -88,10 +93,30 @@ bool name_matches(std::string_view asked, std::string_view listed) {
   return std::search(all.begin(), all.end(), wanted.begin(), wanted.end()) != all.end();
 }
 
+std::string clock_text(uint32_t second) {
+  const auto two = [](uint32_t number) {
+    return (number < 10 ? "0" : "") + std::to_string(number);
+  };
+  return two(second / 3600) + ":" + two(second / 60 % 60);
+}
+
+/* Why an entry does not count, though it names the packet; empty where it does. */
 template <typename Entry>
-bool is_active_now(const Entry& entry, const Packet& packet) {
-  return is_active({entry.start_hour, entry.start_minute, entry.stop_hour, entry.stop_minute},
-                   packet.second);
+std::string why_resting(const Entry& entry, bool is_enabled, uint32_t second) {
+  if (!is_enabled) {
+    return "is disabled";
+  }
+  const TimeSpan span = {entry.start_hour, entry.start_minute, entry.stop_hour, entry.stop_minute};
+  return is_active(span, second)
+             ? ""
+             : "rests at " + clock_text(second) + " UTC (active " + time_span_text(span) + ")";
+}
+
+/* Only the first is told of. */
+void note_resting(std::string& resting, const std::string& path, const std::string& why) {
+  if (resting.empty()) {
+    resting = path + " is listed, but " + why;
+  }
 }
 
 std::string_view text_of(const l3_caporl_entry& entry) {
@@ -125,16 +150,21 @@ Finding judge_by_url_filter(const Packet& packet, const Settings& settings) {
     return {{}, section, "looks at DNS queries from the home network alone"};
   }
   const bool white_list = filter.url_black_white != 0;
+  std::string resting;
   const auto entries = used_entries(filter);
   for (size_t i = 0; i < entries.size(); ++i) {
     const l3_url_entry& entry = entries[i];
     const std::string_view name(entry.url, strnlen(entry.url, sizeof entry.url));
-    if (entry.url_enable != 0 && is_active_now(entry, packet) &&
-        name_matches(packet.dns_name, name)) {
+    if (!name_matches(packet.dns_name, name)) {
+      continue;
+    }
+    const std::string why = why_resting(entry, entry.url_enable != 0, packet.second);
+    if (why.empty()) {
       return match_of(white_list, item_path("url_filter.entries", i));
     }
+    note_resting(resting, item_path("entries", i), why);
   }
-  return no_match_of(white_list, section, "mode");
+  return no_match_of(white_list, section, "mode", resting);
 }
 
 Finding judge_by_mac_filter(const Packet& packet, const Settings& settings) {
@@ -147,14 +177,20 @@ Finding judge_by_mac_filter(const Packet& packet, const Settings& settings) {
     return {{}, section, "looks at devices of the home network alone"};
   }
   const bool white_list = filter.mac_black_white == 1;
+  std::string resting;
   const auto entries = used_entries(filter);
   for (size_t i = 0; i < entries.size(); ++i) {
     const l3_mac_entry& entry = entries[i];
-    if (entry.mac_enable != 0 && is_from(packet, entry.mac) && is_active_now(entry, packet)) {
+    if (!is_from(packet, entry.mac)) {
+      continue;
+    }
+    const std::string why = why_resting(entry, entry.mac_enable != 0, packet.second);
+    if (why.empty()) {
       return match_of(white_list, item_path(section + ".devices", i));
     }
+    note_resting(resting, item_path("devices", i), why);
   }
-  return no_match_of(white_list, section, "mode");
+  return no_match_of(white_list, section, "mode", resting);
 }
 
 Finding judge_by_captive_portal(const Packet& packet, const Settings& settings) {

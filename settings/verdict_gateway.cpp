@@ -50,6 +50,9 @@ Finding judge_by_acl(const Packet& packet, const Settings& settings) {
   if (packet.from == Side::elsewhere) {
     return {{}, section, "comes neither from the home network nor from the Internet WAN"};
   }
+  if (std::string why = unbound(packet, packet.bindings.acl); !why.empty()) {
+    return {{}, section, std::move(why)};
+  }
   bool side_has_entries = false;
   const auto entries = used_entries(acl);
   for (size_t i = 0; i < entries.size(); ++i) {

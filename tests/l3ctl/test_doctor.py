@@ -5,7 +5,7 @@ import unittest
 from pathlib import Path
 
 from gateway import CONFIGURATION, TOOLS
-from test_rules import FRESH6, SAVE, Rules
+from live import FRESH6, SAVE, Rules
 from test_schema import faults
 
 TOOL = """#!/bin/sh

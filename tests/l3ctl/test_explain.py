@@ -1,7 +1,8 @@
 """l3ctl explain: a packet in words, the setting that decides, and the way to it."""
 import json
 
-from gateway import CONFIGURATION, Gateway
+from gateway import CONFIGURATION
+from live import FRESH4, FRESH6, Rules
 
 SETTINGS = """{"firewall": {"enabled": true},
  "ip_filter": {"enabled": true, "rules": [
@@ -15,7 +16,19 @@ LINE = {"from": "lan", "to": "wan", "protocol": "tcp", "source": "192.168.1.9", 
         "destination_port": 25, "time": "12:00"}
 
 
-class Explain(Gateway):
+BOUND6 = FRESH6.replace("COMMIT", "[0:0] -A forward_ext_ip -i br0 -j forward_ext_us_ip\n"
+                                  "[0:0] -A forward_ext_ip -i wan3 -j forward_ext_ds_ip\nCOMMIT")
+# Of IPv4: none of the rules that tell directions apart.
+UNBOUND = "".join(line for line in FRESH4.splitlines(True) if " -j input_ext_us_" not in line and "s_ip\n" not in line)
+UNBOUND = UNBOUND.replace("[0:0] -A input_ext_acl -i wan3 -j input_ext_ds_acl\n", "")
+ASKED = ["iptables-save -c -t filter", "ip6tables-save -c -t filter"]
+
+
+class Explain(Rules):
+    def setUp(self):
+        super().setUp()
+        self.live(FRESH4, BOUND6)
+
     def test_stored_settings_are_explained_and_nothing_is_touched(self):
         self.assertEqual(self.apply(SETTINGS).status, 0)
         self.commands()
@@ -23,7 +36,7 @@ class Explain(Gateway):
         self.assert_outcome(self.l3ctl("explain", *MAIL), 0,
                             "dropped by ip_filter.rules[1]: on the black list\n"
                             "  passed port_scan_protection: off\n")
-        self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
+        self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, ASKED))
 
     def test_a_file_is_explained_as_if_it_were_applied(self):
         self.store(firewall=True)
@@ -32,7 +45,7 @@ class Explain(Gateway):
         level = self.l3ctl("explain", *MAIL, "--tcp-flags", "ACK", "--settings", "-",
                            stdin='{"security_level": "high"}')
         self.assert_outcome(level, 0, "dropped by port_scan_protection: claims a connection that nobody opened\n")
-        self.assertEqual(self.commands(), [])
+        self.assertEqual(self.commands(), ASKED * 2)
 
     def test_as_json_it_tells_the_whole_way(self):
         self.store(firewall=True)
@@ -60,6 +73,64 @@ class Explain(Gateway):
         self.apply("""{"firewall": {"enabled": true}, "ip6_filter": {"enabled": true, "rules": [
             {"direction": "upstream", "protocol": "tcp"}]}}""")
         self.assertEqual(json.loads(self.l3ctl("--json", "explain", *MAIL).out)["notes"], [])
+
+    def test_rules_that_are_bound_to_no_wan_decide_nothing(self):
+        self.apply(SETTINGS)
+        self.live(UNBOUND)
+        self.assert_outcome(self.l3ctl("explain", *MAIL, "--mac", "02:00:00:00:00:02"), 0,
+                            "accepted by no setting: nothing stops it\n"
+                            "  passed port_scan_protection: off\n"
+                            "  passed ip_filter: bound to no Internet WAN\n"
+                            "  passed url_filter: off\n"
+                            "  passed mac_filter: not on the black list\n"
+                            "  passed captive_portal: off\n"
+                            "  passed ipsec_pass_through: on, so IPsec passes\n")
+        batch = self.l3ctl("explain", "--batch", "-", stdin=json.dumps({**LINE, "source": "192.168.1.20"}))
+        self.assertIsNone(json.loads(batch.out)["decided_by"])
+        # Turning the firewall on binds the rules.
+        self.l3ctl("firewall", "off")
+        on = self.l3ctl("explain", *MAIL, "--settings", "-", stdin='{"firewall": {"enabled": true}}')
+        self.assertEqual(on.out.splitlines()[0], "dropped by ip_filter.rules[1]: on the black list")
+
+    def test_each_family_and_list_is_bound_for_itself(self):
+        self.apply("""{"firewall": {"enabled": true}, "port_scan_protection": true,
+            "ip6_filter": {"enabled": true, "upstream": "white-list"},
+            "acl": {"enabled": true, "entries": [{"service": "web", "from": "wan", "sources": "any"}]}}""")
+        mail6 = ("--from", "lan", "--to", "wan", "--protocol", "tcp", "--source", "fd00:1::20", "--destination",
+                 "2001:db8::1", "--destination-port", "25")
+        telnet = ("--from", "wan", "--to", "gateway", "--protocol", "tcp", "--source", "203.0.113.2",
+                  "--destination-port", "23")
+        drop = "[0:0] -A input_ext_local_access_ex -i wan3 -j DROP\nCOMMIT"
+        for ipv4, ipv6, packet, decider in (
+                (FRESH4, BOUND6, mail6, "ip6_filter.upstream"), (FRESH4, FRESH6, mail6, None),
+                (UNBOUND, BOUND6, mail6, "ip6_filter.upstream"), (FRESH4, BOUND6, telnet, "acl.entries"),
+                (UNBOUND, BOUND6, telnet, None),
+                (UNBOUND.replace("COMMIT", drop), BOUND6, telnet, "port_scan_protection")):
+            self.live(ipv4, ipv6)
+            self.assertEqual(json.loads(self.l3ctl("--json", "explain", *packet).out)["decided_by"], decider)
+
+    def test_a_gateway_that_has_not_started_and_one_that_cannot_be_asked_are_noted(self):
+        self.apply(SETTINGS)
+        self.live("", "")
+        for said in ("none of the gateway's chains is there, so nothing is stopped before \"l3ctl init\"",
+                     "iptables-save stopped in the middle of its answer, so the rules are taken to be bound"):
+            told = json.loads(self.l3ctl("--json", "explain", *MAIL).out)
+            self.assertEqual((told["decided_by"], told["notes"]), ("ip_filter.rules[1]", [said]))
+            self.live("*filter\n")
+
+    def test_a_device_that_is_not_named_is_noted(self):
+        self.apply(SETTINGS)
+        web = (*MAIL[:-1], "80")
+        note = "no --mac is given, so mac_filter is judged as for a device that is on no list"
+        self.assertEqual(json.loads(self.l3ctl("--json", "explain", *web).out)["notes"], [note])
+        named = self.l3ctl("--json", "explain", *web, "--mac", "02:00:00:00:00:02")
+        self.assertEqual(json.loads(named.out)["notes"], [])
+
+    def test_an_entry_that_rests_is_told_of(self):
+        self.apply(SETTINGS)
+        web = (*MAIL[:-1], "80", "--mac", "02:00:00:00:00:01", "--time", "22:32")
+        self.assertIn("  passed mac_filter: devices[0] is listed, but rests at 22:32 UTC (active 08:00-20:00)\n",
+                      self.l3ctl("explain", *web).out)
 
     def test_time_device_and_name_count(self):
         self.apply(SETTINGS)
@@ -123,3 +194,6 @@ class Explain(Gateway):
         answer = self.l3ctl("explain", *MAIL)
         self.assertEqual((answer.status, answer.out), (1, ""))
         self.assertIn("cannot be explained", answer.err)
+
+
+del Rules

@@ -13,6 +13,7 @@ from lab_case import LabCase
 from random_settings import Dice, packet, settings
 
 _ROUNDS, _PACKETS = 34, 100
+_UNBOUND_ROUNDS = 6
 _LEAST = 2000
 _SEED = int(os.environ.get("L3LAB_SEED", "20"))
 
@@ -59,6 +60,24 @@ class Differential(LabCase):
                 self.assertGreater(decided[outcome][decider], 0, f"{decider}: {outcome} nothing")
         self.assertGreaterEqual(sum(sum(counts.values()) for counts in decided.values()), _LEAST)
 
+    def test_they_agree_while_the_rules_are_bound_to_no_wan_or_to_another(self):
+        dice = Dice(_SEED)
+        self._meet_the_neighbours()
+        for words, passed_by in ((["clear"], "bound to no Internet WAN"),
+                                 (["update", "wan9"], "bound to wan9, which is not the Internet WAN")):
+            met, decided = set(), {"dropped": collections.Counter(), "accepted": collections.Counter()}
+            for number in range(_UNBOUND_ROUNDS):
+                LabCase.setUp(self)
+                wanted = settings(dice) | {"firewall": {"enabled": True}, "port_scan_protection": number % 2 == 0}
+                device.apply(wanted)
+                device.l3ctl("wan", *words)
+                rules.forget_connections()
+                with self.subTest(round=number, seed=_SEED, wan=words):
+                    for verdict in self._round(dice, wanted, decided):
+                        met.update(step["setting"] for step in verdict["passed"] if step["what"] == passed_by)
+            self.assertEqual({"ip_filter", "ip6_filter", "acl", "port_scan_protection"} - met, set(), words)
+            self.assertGreater(decided["dropped"].total(), 0)
+
     def _meet_the_neighbours(self):
         """A host whose hardware address is not known yet would lose packets of a batch."""
         for source, target in (("lan", "wan"), ("tablet", "other")):
@@ -85,3 +104,4 @@ class Differential(LabCase):
             if outcome != verdict["outcome"]:
                 wrong.append(f"{outcome}: {json.dumps(packets[i])}\n  explained: {json.dumps(verdict)}")
         self.assertEqual(wrong, [], "\n".join([*wrong[:5], json.dumps(wanted)]))
+        return verdicts

@@ -228,6 +228,44 @@ TEST(SettingsVerdict, APortalDestinationThatIsNoAddressEndsThePortal) {
   EXPECT_EQ(told(request, portal), "dropped captive_portal.destinations");
 }
 
+TEST(SettingsVerdict, RulesThatAreBoundToNoWanOrToAnotherDecideNothing) {
+  const settings::Settings listed = with(R"("port_scan_protection": true,
+    "ip_filter": {"enabled": true, "upstream": "white-list", "downstream": "white-list"},
+    "acl": {"enabled": true, "entries": [{"service": "web", "from": "lan", "sources": "any"},
+                                         {"service": "web", "from": "wan", "sources": "any"}]})");
+  const auto bound = [](Packet packet, const settings::Binding& binding) {
+    packet.bindings = {binding, binding, binding, binding};
+    return packet;
+  };
+  const settings::Binding none = {false, {}};
+  const settings::Binding other = {true, "wan9"};
+  EXPECT_EQ(told(bound(tcp(25), none), listed), "accepted ");
+  EXPECT_EQ(told(bound(tcp(25), other), listed), "dropped ip_filter.upstream");
+  EXPECT_EQ(told(bound(tcp(25, Side::wan), other), listed), "accepted ");
+  EXPECT_EQ(told(to_gateway(bound(tcp(23), none)), listed), "accepted ");
+  EXPECT_EQ(told(to_gateway(bound(tcp(23), other)), listed), "dropped acl.entries");
+  EXPECT_EQ(told(to_gateway(bound(tcp(23, Side::wan), other)), listed), "accepted ");
+  Packet segment = to_gateway(bound(tcp(23, Side::wan), none));
+  segment.tcp_flags = settings::tcp_ack;
+  EXPECT_EQ(told(segment, listed), "dropped port_scan_protection");
+}
+
+TEST(SettingsVerdict, AnEntryThatDoesNotCountNowIsToldOf) {
+  const settings::Settings listed = with(R"(
+    "url_filter": {"enabled": true, "entries": [{"host": "example.com", "enabled": false}]},
+    "mac_filter": {"enabled": true, "mode": "white-list", "devices": [
+      {"mac": "02:00:00:00:00:02"}, {"mac": "02:00:00:00:00:01", "active": "20:30-21:00"}]})");
+  Packet packet = query("www.example.com");
+  packet.mac = {2, 0, 0, 0, 0, 1};
+  packet.second = at(8, 5, 0);
+  const settings::Verdict verdict = settings::verdict_on(packet, listed);
+  EXPECT_EQ(verdict.passed[2].what, "entries[0] is listed, but is disabled");
+  EXPECT_EQ(verdict.decided_by, "mac_filter.mode");
+  EXPECT_EQ(verdict.reason, "devices[1] is listed, but rests at 08:05 UTC (active 20:30-21:00)");
+  packet.second = at(20, 45, 0);
+  EXPECT_EQ(told(packet, listed), "accepted mac_filter.devices[1]");
+}
+
 TEST(SettingsVerdict, DevicesAreKnownByTheirAddress) {
   const settings::Settings listed = with(R"(
     "mac_filter": {"enabled": true, "mode": "white-list", "devices": [{"mac": "02:00:00:00:00:01"}]},
