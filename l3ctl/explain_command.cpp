@@ -200,7 +200,7 @@ void explain_batch(const Gateway& gateway, const std::string& file) {
       throw Failure(where + "is no JSON", exit_wrong_input);
     }
     try {
-      settings::Packet packet = packet_of(words);
+      settings::Packet packet = packet_of(words, Naming::keys);
       answers += as_json(verdict_at(gateway, packet)).dump() + "\n";
     } catch (const Failure& failure) {
       throw Failure(where + failure.what(), failure.status());
@@ -212,7 +212,8 @@ void explain_batch(const Gateway& gateway, const std::string& file) {
 int explain(const Context& context, const Question& question) {
   // The words are looked at first: a slip there is told at once.
   const bool is_batch = !question.batch.empty();
-  settings::Packet packet = is_batch ? settings::Packet() : packet_of(question.packet);
+  settings::Packet packet =
+      is_batch ? settings::Packet() : packet_of(question.packet, Naming::options);
   const Settings stored = stored_settings();
   Gateway gateway{question.settings.empty() ? stored : with_file(stored, question.settings), {}};
   Notes notes;
@@ -239,13 +240,14 @@ constexpr struct {
   const char* key;
   const char* help;
 } words[] = {
-    {"--from", "from", "Where it comes in: lan, wan (the Internet WAN) or other"},
-    {"--to", "to", "Where it goes: gateway, lan, wan or other"},
-    {"--protocol", "protocol", "tcp, udp, icmp (ICMPv6 for IPv6 addresses) or other"},
-    {"--source", "source", "Its source address, IPv4 or IPv6"},
-    {"--destination", "destination", "Its destination address; not needed to the gateway"},
+    {"--from", "from", "Needed: where it comes in, lan, wan (the Internet WAN) or other"},
+    {"--to", "to", "Needed: where it goes, gateway, lan, wan or other"},
+    {"--protocol", "protocol",
+     "Needed without --dns-name: tcp, udp, icmp (ICMPv6 for IPv6 addresses) or other"},
+    {"--source", "source", "Needed: its source address, IPv4 or IPv6"},
+    {"--destination", "destination", "Needed but to the gateway: its destination address"},
     {"--source-port", "source_port", "Its source port (tcp, udp)"},
-    {"--destination-port", "destination_port", "Its destination port (tcp, udp)"},
+    {"--destination-port", "destination_port", "Needed for tcp and udp: its destination port"},
     {"--tcp-flags", "tcp_flags", "Flags such as SYN or PSH+ACK; SYN unless said"},
     {"--mac", "mac", "The sender's hardware address"},
     {"--dns-name", "dns_name", "The name that a DNS query asks for; implies udp to port 53"},

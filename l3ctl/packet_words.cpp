@@ -22,17 +22,29 @@ using settings::Protocol;
 using settings::Side;
 using settings::Word;
 
-constexpr const char* keys[] = {"from",        "to",          "protocol",         "source",
-                                "destination", "source_port", "destination_port", "tcp_flags",
-                                "established", "mac",         "dns_name",         "time"};
+constexpr struct {
+  const char* name;
+  const char* allowed; /* for those that a packet may have to have */
+} keys[] = {{"from", "lan, wan, other"},
+            {"to", "gateway, lan, wan, other"},
+            {"protocol", "tcp, udp, icmp, other"},
+            {"source", "an IPv4 or IPv6 address"},
+            {"destination", "an address of the same family"},
+            {"source_port", ""},
+            {"destination_port", "0 to 65535"},
+            {"tcp_flags", ""},
+            {"established", ""},
+            {"mac", ""},
+            {"dns_name", ""},
+            {"time", ""}};
 constexpr Word sides[] = {{"lan", 0}, {"wan", 1}, {"other", 2}};
 constexpr Word targets[] = {{"gateway", 3}, {"lan", 0}, {"wan", 1}, {"other", 2}};
 constexpr Word protocols[] = {{"tcp", 0}, {"udp", 1}, {"icmp", 2}, {"other", 3}};
 constexpr Word flags[] = {{"FIN", 1},  {"SYN", 2},  {"RST", 4}, {"PSH", 8},
                           {"ACK", 16}, {"URG", 32}, {"none", 0}};
 
-[[noreturn]] void refuse(const std::string& key, const Json& value, const std::string& allowed) {
-  throw Failure(key + ": " + value.dump(-1, ' ', true, Json::error_handler_t::replace) +
+[[noreturn]] void refuse(const std::string& name, const Json& value, const std::string& allowed) {
+  throw Failure(name + ": " + value.dump(-1, ' ', true, Json::error_handler_t::replace) +
                     " is not allowed; it must be " + allowed,
                 exit_wrong_input);
 }
@@ -48,30 +60,42 @@ std::string listed(std::span<const Word> words) {
 /* One packet's words while they are read. */
 class Words {
  public:
-  explicit Words(const Json& words) : words_(words) {
+  Words(const Json& words, Naming naming) : words_(words), naming_(naming) {
     if (!words.is_object()) {
       throw Failure("a packet is an object such as {\"from\": \"lan\"}", exit_wrong_input);
     }
     for (const auto& [key, value] : words.items()) {
-      if (std::find(std::begin(keys), std::end(keys), key) == std::end(keys)) {
+      const std::string& name = key;
+      if (std::none_of(std::begin(keys), std::end(keys),
+                       [&](const auto& known) { return name == known.name; })) {
         throw Failure(key + ": a packet has no such key", exit_wrong_input);
       }
     }
   }
 
+  /* A key as whoever wrote the packet knows it: "destination_port" or "--destination-port". */
+  [[nodiscard]] std::string name(std::string key) const {
+    if (naming_ == Naming::keys) {
+      return key;
+    }
+    std::replace(key.begin(), key.end(), '_', '-');
+    return "--" + key;
+  }
+
   [[nodiscard]] bool has(const char* key) const { return words_.contains(key); }
+
+  [[nodiscard]] bool says(const char* key, const char* text) const {
+    return has(key) && words_[key] == text;
+  }
 
   /* The text of a member; numbers count as their digits. */
   [[nodiscard]] std::string text(const char* key) const {
-    if (!has(key)) {
-      throw Failure(std::string(key) + ": is missing", exit_wrong_input);
-    }
     const Json& value = words_[key];
     if (value.is_number_unsigned()) {
       return value.dump();
     }
     if (!value.is_string()) {
-      refuse(key, value, "a text");
+      refuse(name(key), value, "a text");
     }
     return value.get<std::string>();
   }
@@ -83,23 +107,52 @@ class Words {
         return word.value;
       }
     }
-    refuse(key, words_[key], listed(words));
+    refuse(name(key), words_[key], listed(words));
   }
 
   [[nodiscard]] bool flag(const char* key) const {
     if (has(key) && !words_[key].is_boolean()) {
-      refuse(key, words_[key], "true or false");
+      refuse(name(key), words_[key], "true or false");
     }
     return has(key) && words_[key].get<bool>();
   }
 
   [[noreturn]] void refuse_value(const char* key, const std::string& allowed) const {
-    refuse(key, words_[key], allowed);
+    refuse(name(key), words_[key], allowed);
   }
 
  private:
   const Json& words_;
+  Naming naming_;
 };
+
+/* Whether a packet of these words has to have this one. */
+bool is_needed(const Words& words, std::string_view key) {
+  const bool is_dns = words.has("dns_name");
+  if (key == "protocol") {
+    return !is_dns;
+  }
+  if (key == "destination") {
+    return !words.says("to", "gateway");  // No setting asks which of its addresses it is called by.
+  }
+  if (key == "destination_port") {
+    return !is_dns && (words.says("protocol", "tcp") || words.says("protocol", "udp"));
+  }
+  return key == "from" || key == "to" || key == "source";
+}
+
+/* Names everything that is missing at once. */
+void require_all(const Words& words) {
+  std::string missing;
+  for (const auto& key : keys) {
+    if (is_needed(words, key.name) && !words.has(key.name)) {
+      missing += (missing.empty() ? "" : "; ") + words.name(key.name) + " (" + key.allowed + ")";
+    }
+  }
+  if (!missing.empty()) {
+    throw Failure("a packet also needs " + missing, exit_wrong_input);
+  }
+}
 
 /* Reads an address of either family; returns whether it is one of IPv6. */
 bool read_address(const Words& words, const char* key, uint32_t& v4, settings::Ipv6Address& v6) {
@@ -177,7 +230,8 @@ void read_way(const Words& words, Packet& packet) {
   const uint32_t to = words.word("to", targets);
   packet.to_gateway = to == 3;
   if (to == 0 && packet.from == Side::lan) {
-    throw Failure("from, to: packets inside the home network do not meet the packet filter",
+    throw Failure(words.name("from") + ", " + words.name("to") +
+                      ": packets inside the home network do not meet the packet filter",
                   exit_wrong_input);
   }
 }
@@ -185,7 +239,7 @@ void read_way(const Words& words, Packet& packet) {
 void read_addresses(const Words& words, Packet& packet) {
   packet.is_ipv6 = read_address(words, "source", packet.source, packet.source6);
   if (packet.to_gateway && !words.has("destination")) {
-    return;  // No setting asks which of its addresses the gateway is called by.
+    return;
   }
   if (read_address(words, "destination", packet.destination, packet.destination6) !=
       packet.is_ipv6) {
@@ -206,9 +260,6 @@ void read_protocol(const Words& words, Packet& packet) {
       words.refuse_value(key, "left out: only tcp and udp have ports");
     }
   }
-  if (has_ports && !is_dns && !words.has("destination_port")) {
-    throw Failure("destination_port: is missing", exit_wrong_input);
-  }
   if (words.has("tcp_flags")) {
     if (packet.protocol != Protocol::tcp) {
       words.refuse_value("tcp_flags", "left out: only tcp has flags");
@@ -219,8 +270,9 @@ void read_protocol(const Words& words, Packet& packet) {
 
 }  // namespace
 
-Packet packet_of(const Json& json) {
-  const Words words(json);
+Packet packet_of(const Json& json, Naming naming) {
+  const Words words(json, naming);
+  require_all(words);
   Packet packet;
   read_way(words, packet);
   read_addresses(words, packet);

@@ -180,7 +180,24 @@ class Explain(Rules):
             self.store(firewall=True)
             self.assert_outcome(self.l3ctl("explain", "--batch", "-", stdin=line), 2, "",
                                 f"l3ctl: standard input:1: {fault}\n")
-        self.assertEqual(self.l3ctl("explain", "--from", "lan").err, "l3ctl: to: is missing\n")
+
+    def test_everything_that_is_missing_is_named_at_once(self):
+        self.store(firewall=True)
+        needs = "l3ctl: a packet also needs "
+        for options, missing in (
+                (MAIL[:-2], "--destination-port (0 to 65535)"),
+                (["--from", "lan"], "--to (gateway, lan, wan, other); --protocol (tcp, udp, icmp, other); --source (an IPv4 or "
+                                    "IPv6 address); --destination (an address of the same family)"),
+                (["--from", "wan", "--to", "gateway", "--source", "1.2.3.4"], "--protocol (tcp, udp, icmp, other)")):
+            self.assert_outcome(self.l3ctl("explain", *options), 2, "", f"{needs}{missing}\n")
+        self.assert_outcome(self.l3ctl("explain", "--batch", "-", stdin='{"to": "gateway", "dns_name": "a"}'), 2, "",
+                            "l3ctl: standard input:1: a packet also needs from (lan, wan, other); source (an IPv4 or IPv6 "
+                            "address)\n")
+
+    def test_a_wrong_option_is_named_as_it_was_typed(self):
+        self.store(firewall=True)
+        self.assert_outcome(self.l3ctl("explain", *MAIL[:-1], "http"), 2, "",
+                            'l3ctl: --destination-port: "http" is not allowed; it must be a port from 0 to 65535\n')
 
     def test_faulty_settings_are_not_explained(self):
         self.store(firewall=True)
