@@ -46,7 +46,7 @@ int backup(const Context& context, const Copy& copy) {
   take_lock(context.lock_timeout);
   const std::string bytes = read_up_to(configuration_path, largest_stored_file);
   const StoredFile stored = judged(configuration_path, bytes);
-  tell_findings(stored);
+  tell_findings(configuration_path, stored);
   if (is_torn(stored) && !copy.force) {
     throw Failure("no backup was made; --force makes one all the same", exit_implausible);
   }
@@ -85,7 +85,7 @@ void refuse_commands(const settings::StoredFile& stored) {
 /* The bytes to put in place; nothing is returned for a file that should not be. */
 std::string checked_image(const Copy& copy) {
   const StoredFile stored = settings::read_stored_file(read_input(copy.file, largest_stored_file));
-  tell_findings(stored);
+  tell_findings(copy.file, stored);
   if (!settings::is_plausible(stored) && !copy.force) {
     throw Failure(
         input_name(copy.file) +

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -15,6 +16,7 @@
 #include "l3ctl/drift.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/platform_view.hpp"
+#include "l3ctl/stored_view.hpp"
 #include "settings/stored_file.hpp"
 
 namespace l3ctl {
@@ -221,8 +223,14 @@ void look_at_configuration(Findings& findings) {
                         "is of a machine with the other byte order",
                         "put a backup of this gateway back"});
   }
-  for (const settings::StoredFinding& found : stored.findings) {
-    findings.push_back(finding_of(found));
+  const size_t count = stored.findings.size();
+  for (size_t i = 0; i < std::min(count, few_findings); ++i) {
+    findings.push_back(finding_of(stored.findings[i]));
+  }
+  if (count > few_findings) {
+    findings.push_back({settings::is_plausible(stored) ? State::warning : State::problem,
+                        "configuration", "and " + std::to_string(count - few_findings) + " more",
+                        "\"l3ctl inspect --all\" tells them"});
   }
   if (stored.findings.empty()) {
     findings.push_back({State::ok, "configuration", "is whole and plausible", ""});

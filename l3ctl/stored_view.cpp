@@ -1,5 +1,7 @@
 #include "l3ctl/stored_view.hpp"
 
+#include <algorithm>
+
 #include "l3ctl/context.hpp"
 #include "l3ctl/library.hpp"
 
@@ -49,10 +51,19 @@ nlohmann::ordered_json as_json(const StoredFinding& finding) {
           {"advice", finding.advice}};
 }
 
-void tell_findings(const StoredFile& stored) {
-  for (const StoredFinding& finding : stored.findings) {
-    complain(line_of(finding));
-    complain("  what to do: " + finding.advice);
+void tell_findings(const std::string& file, const StoredFile& stored) {
+  const bool is_in_use = file == configuration_path;
+  const size_t count = stored.findings.size();
+  for (size_t i = 0; i < std::min(count, few_findings); ++i) {
+    complain(line_of(stored.findings[i]));
+    if (is_in_use) {
+      complain("  what to do: " + stored.findings[i].advice);
+    }
+  }
+  if (count > few_findings) {
+    const std::string command = is_in_use ? "l3ctl inspect" : "l3ctl inspect " + file;
+    complain("and " + std::to_string(count - few_findings) + " more; \"" + command +
+             " --all\" tells them");
   }
 }
 

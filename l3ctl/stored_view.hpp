@@ -22,7 +22,10 @@ const char* name_of(settings::StoredFinding::Kind kind);
 std::string line_of(const settings::StoredFinding& finding);
 nlohmann::ordered_json as_json(const settings::StoredFinding& finding);
 
-/* Every finding and what to do about it, on standard error. */
-void tell_findings(const settings::StoredFile& stored);
+/* So many findings show what a file is like; inspect tells all. */
+inline constexpr size_t few_findings = 5;
+
+/* The first findings on standard error; of the stored file with what to do, which no other file needs. */
+void tell_findings(const std::string& file, const settings::StoredFile& stored);
 
 }  // namespace l3ctl

@@ -115,6 +115,14 @@ class Restore(Copies):
         BACKUP.write_bytes(data)
         return self.l3ctl("restore", str(BACKUP), *options)
 
+    def test_a_file_that_is_none_is_told_of_briefly(self):
+        self.store()
+        lines = self.restore(b"{}" * 5000).err.splitlines()
+        self.assertEqual(len(lines), 7, lines)
+        self.assertRegex(lines[5], f'^l3ctl: and [0-9]+ more; "l3ctl inspect {BACKUP} --all" tells them$')
+        self.assertIn("torn or implausible; nothing was changed", lines[6])
+        self.assertNotIn("what to do", "".join(lines))
+
     def test_the_rules_follow(self):
         self.store()
         outcome = self.restore(HOUSEHOLD)

@@ -96,6 +96,12 @@ class Doctor(Rules):
         self.store(firewall=True, w0=1, w12=42)
         self.assertTrue(any("42" in ill for ill in self.ills("configuration")))
 
+    def test_noise_is_told_of_briefly(self):
+        CONFIGURATION.write_bytes(bytes(range(256)) * 58 + bytes(171))
+        ills = self.ills("configuration")
+        self.assertEqual(len([ill for ill in ills if not ill.startswith("is of a machine")]), 6)
+        self.assertRegex(ills[-1], "^and [0-9]+ more$")
+
     def test_saved_rules(self):
         Path("/ztcfg/firewall.conf").write_text("*filter\n:INPUT ACCEPT [0:0]\n")
         self.assert_only_problem("/ztcfg/firewall.conf", "is cut short")
