@@ -33,7 +33,6 @@ void show_progress(const char* section, size_t place, size_t total) {
 int apply_file(const Context& context, const WantedFile& file, int confirm_within) {
   const settings::Settings wanted = read_wanted(file);
   Change change(context);
-  refuse_while_pending();
   const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
   if (waits) {
     begin_confirmation(context, change, wanted, confirm_within);

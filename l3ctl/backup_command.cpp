@@ -7,7 +7,6 @@
 
 #include "l3_advance/l3_advance.h"
 #include "l3ctl/commands.hpp"
-#include "l3ctl/confirmation.hpp"
 #include "l3ctl/input.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/stored_view.hpp"
@@ -137,8 +136,7 @@ void bring_in_line(Change& change) {
 
 int restore(const Context& context, const Copy& copy) {
   const std::string image = checked_image(copy);
-  Change change(context);
-  refuse_while_pending();
+  Change change(context, Meets::damage);
   write_whole(configuration_path, image);
   if (copy.file_only) {
     return change.report("restore: the file is in place; its rules come with the next start");

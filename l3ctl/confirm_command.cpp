@@ -9,7 +9,7 @@ namespace l3ctl {
 namespace {
 
 int confirm(const Context& context, bool goes_back) {
-  Change change(context);
+  Change change(context, Meets::anything);
   const auto pending = read_pending();
   if (!pending) {
     throw Failure("nothing waits for a confirmation; nothing was changed");

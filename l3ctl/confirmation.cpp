@@ -79,7 +79,7 @@ void bring_back_unless_confirmed(const Context& context, int64_t deadline) {
   int signal = 0;
   while ((signal = wait_until(deadline)) != stop_signal) {
     // Under the lock: an apply that is still at work ends first, and then starts the time anew.
-    Change change(context);
+    Change change(context, Meets::anything);
     const auto known = my_deadline();
     if (!known) {
       return;
@@ -155,15 +155,6 @@ pid_t start_timer(const Context& context, int64_t deadline) {
 }
 
 }  // namespace
-
-void refuse_while_pending() {
-  if (read_pending()) {
-    throw Failure(
-        "an earlier apply waits for its confirmation: \"l3ctl confirm\" keeps its settings, "
-        "\"l3ctl "
-        "confirm --revert\" takes them back; nothing was changed");
-  }
-}
 
 void begin_confirmation(const Context& context, const Change& change, const Settings& wanted,
                         int seconds) {

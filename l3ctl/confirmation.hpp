@@ -11,9 +11,6 @@
 
 namespace l3ctl {
 
-/* Ends the program while an earlier apply waits for its confirmation. */
-void refuse_while_pending();
-
 /* Starts the wait for an apply of these settings. `change` holds the lock and has changed nothing. */
 void begin_confirmation(const Context& context, const Change& change,
                         const settings::Settings& wanted, int seconds);

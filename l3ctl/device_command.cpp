@@ -22,7 +22,7 @@ constexpr const char* what_reset_keeps =
 /* Start-up as the web management server does it. A gateway without any rule would be worse than one
  * that lacks the rules which the packet filter refuses. */
 int init(const Context& context) {
-  Change change(context, OnFailure::go_on);
+  Change change(context, Meets::anything, OnFailure::go_on);
   change.may_fail("mkdir -p /lib/modules/");
   change.may_fail("iptables -N ");
   change.may_fail("ip6tables -N ");
@@ -58,7 +58,7 @@ int reset(const Context& context, bool is_sure) {
   if (!is_sure) {
     confirm();
   }
-  Change change(context);
+  Change change(context, Meets::damage);
   change.call("reset", gl3_web_set_firewall_default);
   return change.report("reset: factory state");
 }

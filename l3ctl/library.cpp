@@ -17,6 +17,8 @@
 
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
+#include "l3ctl/pending.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "l3ctl/wanted_rules.hpp"
 
 namespace l3ctl {
@@ -61,6 +63,15 @@ std::string why_unreadable() {
   }
   close(file);
   return "its content could not be read";
+}
+
+/* What is not meant would be made into rules, and stored once more as if it were whole. */
+void refuse_damage() {
+  if (const std::string damage = stored_damage(); !damage.empty()) {
+    throw Failure(damage +
+                  "; \"l3ctl inspect\" tells all, \"l3ctl restore\" puts a backup back, --force "
+                  "goes on all the same; nothing was changed");
+  }
 }
 
 std::string first_line(const std::string& text) {
@@ -172,12 +183,20 @@ int take_lock(int seconds) {
   return lock;
 }
 
-Change::Change(const Context& context, OnFailure on_failure)
+Change::Change(const Context& context, Meets meets, OnFailure on_failure)
     : context_(context), on_failure_(on_failure), lock_(-1) {
   if (!quietly([] { return executor::in_place(str_system); })) {
     throw Failure("command lines of the library do not reach this program; nothing was changed");
   }
   lock_ = take_lock(context.lock_timeout);
+  if (meets != Meets::anything) {
+    refuse_while_pending();
+  }
+  if (meets == Meets::sound_state && !context.force) {
+    refuse_damage();
+  } else {
+    warn_of_stored_damage();
+  }
   put_signals_off();
   before_.emplace();
   stored_ = load_stored();

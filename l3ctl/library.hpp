@@ -58,12 +58,20 @@ enum class OnFailure : uint8_t {
   go_on,    /* all that did not fail */
 };
 
+/* What a changing command goes on with. */
+enum class Meets : uint8_t {
+  sound_state, /* what is stored is whole and plausible, and no apply waits for its confirmation */
+  damage, /* and what is stored may be torn or implausible, which the command is a way out of */
+  anything,
+};
+
 /* One changing command, from taking the lock to its report. Rules are made as a whole in the end,
  * unless the command line says one by one. */
 class Change {
  public:
   /* Proves that the library's command lines end here, takes the lock and loads what is stored. */
-  explicit Change(const Context& context, OnFailure on_failure = OnFailure::put_back);
+  explicit Change(const Context& context, Meets meets = Meets::sound_state,
+                  OnFailure on_failure = OnFailure::put_back);
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;
   ~Change();

@@ -105,6 +105,14 @@ void remove_pending() {
   unlink(pending_path);
 }
 
+void refuse_while_pending() {
+  if (read_pending()) {
+    throw Failure(
+        "an earlier apply waits for its confirmation: \"l3ctl confirm\" keeps its settings, "
+        "\"l3ctl confirm --revert\" takes them back; nothing was changed");
+  }
+}
+
 int64_t running_time() {
   timespec now = {};
   clock_gettime(CLOCK_BOOTTIME, &now);

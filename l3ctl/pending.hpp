@@ -27,6 +27,9 @@ std::optional<Pending> read_pending();
 void write_pending(const Pending& pending);
 void remove_pending();
 
+/* Ends the program while an apply waits for its confirmation. */
+void refuse_while_pending();
+
 /* Milliseconds since the machine started; nobody sets this clock. */
 int64_t running_time();
 

@@ -145,11 +145,20 @@ class Confirm(Confirming):
         self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
         self.assertEqual(CONFIGURATION.read_bytes()[19:31], b"fire_wall=1\n")
 
-    def test_other_commands_go_on_and_only_what_was_applied_comes_back(self):
+    def test_other_changes_wait_for_the_confirmation(self):
         self.apply(PORTAL, "--confirm", "60")
-        self.assertEqual(self.l3ctl("ipsec", "off", "--lock-timeout", "0").status, 0)
-        self.l3ctl("confirm", "--revert")
-        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True, w4632=0))
+        stored = CONFIGURATION.read_bytes()
+        self.commands()
+        for change in (["ipsec", "off"], ["reset", "--yes"], ["mac-filter", "add", "02:00:00:00:00:01"],
+                       ["--force", "firewall", "off"], ["access", "telnet", "block"], ["qos", "on"]):
+            outcome = self.l3ctl(*change, "--lock-timeout", "0")
+            self.assertEqual((outcome.status, outcome.out), (1, ""), change)
+            self.assertTrue(outcome.err.startswith("l3ctl: an earlier apply waits for its confirmation"), outcome.err)
+        self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
+        self.assertEqual(self.l3ctl("init").status, 0)
+        self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
 
     def test_wrong_times(self):
         for seconds in ("0", "-1", "86401", "soon"):

@@ -144,7 +144,7 @@ class Injection(Gateway):
             data[FW + 2428:FW + 2428 + len(text)] = text
             data[FW + 2461] = 24
             CONFIGURATION.write_bytes(bytes(data))
-            done, started = self.run_l3ctl("firewall", "on")
+            done, started = self.run_l3ctl("--force", "firewall", "on")
             self.assertEqual(done.returncode, 0, done.stderr)
             labels = b"".join(bytes([len(label)]) + label for label in text.split(b"."))
             rules = [argv for _, argv in started if b"forward_ext_url" in argv and b"--string" in argv]
