@@ -41,6 +41,9 @@ void refuse_stored_file_as_target(const std::string& file) {
 
 int backup(const Context& context, const Copy& copy) {
   refuse_stored_file_as_target(copy.file);
+  if (context.json && copy.file == "-") {
+    throw Failure("a backup to standard output leaves no room for --json", exit_wrong_input);
+  }
   // No other l3ctl is in the middle of a change while the file is read.
   take_lock(context.lock_timeout);
   const std::string bytes = read_up_to(configuration_path, largest_stored_file);

@@ -146,6 +146,21 @@ bool has_spans(const Region& region) {
   return false;
 }
 
+/* What the settings' own check warns of: a rule that matches no packet, say. */
+void look_at_warnings(Findings& findings, const settings::Settings& stored) {
+  const std::vector<std::string> warnings = settings::read(settings::write(stored), "").warnings;
+  for (size_t i = 0; i < std::min(warnings.size(), few_findings); ++i) {
+    // After ":line: ".
+    findings.push_back({State::warning, "settings", warnings[i].substr(warnings[i].find(": ") + 2),
+                        "set the entry again, or delete it, unless it is meant so"});
+  }
+  if (warnings.size() > few_findings) {
+    findings.push_back({State::warning, "settings",
+                        "and " + std::to_string(warnings.size() - few_findings) + " more",
+                        "\"l3ctl export | l3ctl diff -\" tells them"});
+  }
+}
+
 void look_at_clock(Findings& findings, const settings::Settings& stored) {
   const std::time_t now = std::time(nullptr);
   std::tm local = {};
@@ -239,7 +254,9 @@ void look_at_configuration(Findings& findings) {
 
 void look_at_settings(Findings& findings) {
   try {
-    look_at_clock(findings, stored_or_defaults());
+    const settings::Settings stored = stored_or_defaults();
+    look_at_warnings(findings, stored);
+    look_at_clock(findings, stored);
     look_at_wan(findings);
     look_at_drift(findings);
   } catch (const Failure& failure) {

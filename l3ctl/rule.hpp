@@ -41,6 +41,9 @@ struct Rule {
 /* Takes "iptables -A chain ..." or "-A chain ...", with words quoted as by sh or by iptables-save. */
 Rule parse_rule(Family family, const std::string& line);
 
+/* Whether no packet can meet it: one with an open IPv6 address, which stands for "::" itself. */
+bool matches_nothing(const Rule& rule);
+
 /* The rule in words, such as "DROP udp 53 name example.com 08:00-21:30". */
 std::string in_words(const Rule& rule);
 

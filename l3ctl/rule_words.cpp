@@ -120,4 +120,12 @@ std::string in_words(const Rule& rule) {
   return words;
 }
 
+bool matches_nothing(const Rule& rule) {
+  const auto is_open = [&](const char* end) {
+    const auto found = rule.options.find(end);
+    return found != rule.options.end() && found->second == "::";
+  };
+  return is_open("source") || is_open("destination");
+}
+
 }  // namespace l3ctl

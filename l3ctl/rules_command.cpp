@@ -1,7 +1,9 @@
 /* l3ctl rules: the chains as they stand in the kernel. l3ctl check: whether they follow the settings. */
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <ctime>
 #include <fstream>
 #include <iostream>
@@ -49,8 +51,9 @@ void write_picture(const std::string& file, const std::string& svg) {
   stream << svg;
   stream.close();
   if (!stream || std::rename(next.c_str(), file.c_str()) != 0) {
+    const std::string why = std::strerror(errno);
     unlink(next.c_str());
-    throw Failure("cannot write " + file);
+    throw Failure("cannot write " + file + ": " + why);
   }
 }
 
@@ -101,6 +104,9 @@ int watch(const Context& context, const Look& look) {
 
 int show_rules(const Context& context, const Look& look) {
   if (!look.picture.empty()) {
+    if (context.json) {
+      throw Failure("--svg draws a picture, which --json cannot be asked of", exit_wrong_input);
+    }
     return draw(look.picture);
   }
   if (look.is_watching) {

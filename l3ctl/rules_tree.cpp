@@ -124,6 +124,10 @@ class Tree {
       row.remark = mark_name(rule.mark) + (row.remark.empty() ? "" : ": " + row.remark);
       row.remark_paint = is_drift ? Paint::warning : Paint::faint;
     }
+    if (matches_nothing(rule.rule)) {
+      row.remark += (row.remark.empty() ? "" : ", ") + std::string("matches no packet");
+      row.remark_paint = Paint::warning;
+    }
     rows_.push_back(row);
   }
 

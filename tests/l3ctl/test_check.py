@@ -45,7 +45,7 @@ class Check(Rules):
             "ACCEPT udp 27000-65535 source port 1-65535  ip_filter.rules[1]",
             "DROP to 192.168.1.20  ip_filter.rules[3]",
             "DROP  ip_filter.upstream",
-            "DROP tcp 25 from fd00:1::10 to ::  ip6_filter.rules[0]",
+            "DROP tcp 25 from fd00:1::10 to ::  ip6_filter.rules[0], matches no packet",
             "ACCEPT udp 53 name a-bc.org 23:00-01:00 in br0  url_filter.entries[4]",
             "DROP udp 53 in br0  url_filter.mode",
             "DROP mac 02:00:00:00:01:aa 20:30-23:59 in br0  mac_filter.devices[0]",

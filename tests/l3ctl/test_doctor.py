@@ -119,6 +119,12 @@ class Doctor(Rules):
         self.settings('{"url_filter": {"enabled": false, "entries": []}}')
         self.assertEqual(self.ills("clock", "warning"), [])
 
+    def test_rules_that_match_nothing(self):
+        self.settings("""{"ip6_filter": {"enabled": true, "rules": [
+            {"direction": "upstream", "protocol": "tcp", "destination_ports": "80"}]}}""")
+        self.assertIn("ip6_filter.rules[0].source: is open, so this rule matches no packet: an IPv6 rule needs both addresses",
+                      self.ills("settings", "warning"))
+
     def test_drift(self):
         self.changed("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT")
         self.assert_only_problem("rules", "differ from the settings in 1 place: IPv4 forward_ext_mac: extra: ACCEPT")

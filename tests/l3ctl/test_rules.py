@@ -125,7 +125,9 @@ class Picture(Rules):
     def test_a_picture_needs_dot_and_a_place(self):
         self.settings()
         self.assert_outcome(self.l3ctl("rules", "--svg", "/run/none/rules.svg"), 1, "",
-                            "l3ctl: cannot write /run/none/rules.svg\n")
+                            "l3ctl: cannot write /run/none/rules.svg: No such file or directory\n")
+        self.assert_outcome(self.l3ctl("--json", "rules", "--svg", "/run/rules.svg"), 2, "",
+                            "l3ctl: --svg draws a picture, which --json cannot be asked of\n")
         (TOOLS / "dot").write_text("#!/bin/sh\necho broken >&2\nexit 9\n")
         (TOOLS / "dot").chmod(0o755)
         self.assert_outcome(self.l3ctl("rules", "--svg", "/run/rules.svg"), 1, "", "l3ctl: dot ended with 9: broken\n\n")
