@@ -19,7 +19,7 @@ from l3lab import rules
 WORK = pathlib.Path("/tmp/bench")
 # Not more: without privileges outside the sandbox, one message of the nft tools carries under a thousand rules.
 FOREIGN = (0, 100, 250, 500)
-ROUNDS, SECONDS = 31, 3.0
+ROUNDS, SECONDS = 31, 2.5
 SLOW_ROUNDS = 3
 MEMORY_SCENE = "ip_filter 50"
 # Ranges are in the instruction counts; their commands are like those of the others.
