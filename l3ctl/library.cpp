@@ -18,6 +18,7 @@
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
 #include "l3ctl/pending.hpp"
+#include "l3ctl/printable.hpp"
 #include "l3ctl/stored_damage.hpp"
 #include "l3ctl/wanted_rules.hpp"
 
@@ -249,8 +250,8 @@ Json Change::failed_rules() const {
                      {"line", failed.line},
                      {"outcome", outcome(failed.status)},
                      {"message", message}});
-    complain((setting.empty() ? "" : setting + ": ") + "\"" + failed.line + "\" " +
-             outcome(failed.status) + (message.empty() ? "" : ": " + message));
+    complain((setting.empty() ? "" : setting + ": ") + "\"" + printable(failed.line) + "\" " +
+             outcome(failed.status) + (message.empty() ? "" : ": " + printable(message)));
   }
   return rules;
 }

@@ -12,6 +12,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/field_changes.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/printable.hpp"
 #include "l3ctl/private_copy.hpp"
 #include "l3ctl/wanted.hpp"
 #include "platform/linux/platform_linux.hpp"
@@ -98,26 +99,6 @@ Plan make_plan(const Context& context, const settings::Settings& wanted) {
   const settings::Settings stored = change.stored();
   return {field_changes(stored, load_stored()), recorded_steps(),
           byte_changes(before, configuration_bytes())};
-}
-
-std::string in_hexadecimal(const std::string& bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    const auto number = static_cast<unsigned char>(byte);
-    text += "0123456789abcdef"[number >> 4];
-    text += "0123456789abcdef"[number & 15];
-  }
-  return text;
-}
-
-/* Names in DNS form hold bytes that a terminal would act on. */
-std::string printable(const std::string& text) {
-  std::string result;
-  for (const char byte : text) {
-    const bool is_plain = static_cast<unsigned char>(byte) >= 0x20 && byte != 0x7f;
-    result += is_plain ? std::string(1, byte) : "\\x" + in_hexadecimal({byte});
-  }
-  return result;
 }
 
 void print_json(const Plan& plan) {

@@ -140,6 +140,13 @@ class Together(Transaction):
         self.assertEqual(self.apply(json.dumps(json.loads(TWO_LISTS) | {"firewall": {"enabled": True}})).status, 3)
         self.assertEqual(os.listdir(STORE), [])
 
+    def test_no_byte_of_a_refused_rule_reaches_the_terminal(self):
+        self.refuse(URL)
+        outcome = self.apply(TWO_LISTS)
+        self.assertEqual(outcome.status, 3)
+        self.assertIn("\\x03abc\\x0atencharact\\x02de", outcome.err)
+        self.assertEqual([byte for byte in outcome.err if byte < " " and byte != "\n"], [])
+
     def test_a_missing_rule_that_is_deleted_is_no_failure(self):
         ask, add = ([f"iptables -t filter -{letter} FORWARD {rule}" for rule in BLOCK] for letter in "CA")
         self.refuse(*ask)
