@@ -42,7 +42,7 @@ Json entry_of(const Filter& filter, const std::vector<std::string>& words) {
   for (const std::string& word : words) {
     const size_t equals = word.find('=');
     const bool is_main = equals == std::string::npos;
-    if (is_main && filter.main_key == nullptr) {
+    if (is_main && (filter.main_key == nullptr || entry.contains(filter.main_key))) {
       refuse(filter, "\"" + word + "\" is not KEY=VALUE");
     }
     const std::string key = is_main ? filter.main_key : word.substr(0, equals);
@@ -69,16 +69,27 @@ std::string without_place(const std::string& message) {
   return message.substr(message.find(": ") + 2);
 }
 
+/* What it says of the entry, without the path of that. */
+std::string without_path(const std::string& message) {
+  return without_place(without_place(message));
+}
+
 /* The document as settings; what is wrong with it is told, and ends the command. Warned about is only
- * what the change brings. */
-settings::Settings checked(const Filter& filter, const Json& before, const Json& document) {
+ * what the change brings, and once where it brings that to both families: `told` grows by it. */
+settings::Settings checked(const Filter& filter, const Json& before, const Json& document,
+                           std::vector<std::string>& told) {
   const auto old_warnings = settings::read(before.dump(), filter.command).warnings;
   settings::Reading reading = settings::read(document.dump(), filter.command);
+  std::vector<std::string> new_words;
   for (const std::string& warning : reading.warnings) {
-    if (std::find(old_warnings.begin(), old_warnings.end(), warning) == old_warnings.end()) {
+    const bool is_new =
+        std::find(old_warnings.begin(), old_warnings.end(), warning) == old_warnings.end();
+    if (is_new && std::find(told.begin(), told.end(), without_path(warning)) == told.end()) {
       complain("warning: " + without_place(warning));
+      new_words.push_back(without_path(warning));
     }
   }
+  told.insert(told.end(), new_words.begin(), new_words.end());
   for (const std::string& error : reading.errors) {
     complain(without_place(error));
   }
@@ -108,6 +119,17 @@ void note_what_is_off(const Filter& filter, const Change& change, const Json& do
   }
 }
 
+/* The same entry twice has no effect but that deleting one leaves the other. */
+void warn_of_twin(const Wanted& wanted) {
+  Json section = Json::parse(settings::write(wanted.settings, {wanted.list->section}));
+  const Json& entries = entries_of(section.front());
+  const auto twin = std::find(entries.begin(), entries.end() - 1, entries.back());
+  if (twin != entries.end() - 1) {
+    complain("warning: " + std::string(wanted.list->section) + " entry " +
+             std::to_string(twin - entries.begin()) + " says the same");
+  }
+}
+
 int set_all(Change& change, const std::vector<Wanted>& all, const std::string& done) {
   for (const Wanted& one : all) {
     change.call(one.list->section, [&] { return one.list->set(one.settings); });
@@ -121,12 +143,25 @@ bool has_value(const Filter& filter, const Json& entry, const std::string& value
   return main == value;
 }
 
+bool is_number(const std::string& which) {
+  return !which.empty() && which.size() < 6 &&
+         which.find_first_not_of("0123456789") == std::string::npos;
+}
+
+/* The entries of one number in two lists have nothing to do with each other. */
+void refuse_two_of_a_number(const Filter& filter, const std::string& which,
+                            const std::vector<Wanted>& wanted) {
+  if (wanted.size() > 1 && is_number(which)) {
+    refuse(filter, std::string("both ") + wanted[0].list->section + " and " +
+                       wanted[1].list->section + " have an entry " + which +
+                       ": --ipv4 or --ipv6 says which");
+  }
+}
+
 /* Deletes what `which` says; the number of deleted entries. */
 size_t erase_from(const Filter& filter, Json& entries, const std::string& which) {
   const size_t before = entries.size();
-  const bool is_number = !which.empty() && which.size() < 6 &&
-                         which.find_first_not_of("0123456789") == std::string::npos;
-  if (is_number) {
+  if (is_number(which)) {
     const size_t number = std::stoul(which);
     if (number < before) {
       entries.erase(number);
@@ -148,12 +183,14 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
   Change change(context);
   std::vector<Wanted> wanted;
   std::string places;
+  std::vector<std::string> told;
   for (const FilterList& list : lists_for(filter, lists, entry)) {
     const Json before = stored_section(change, list);
     Json document = before;
     Json& entries = entries_of(document.front());
     entries.push_back(entry);
-    wanted.push_back({&list, checked(filter, before, document)});
+    wanted.push_back({&list, checked(filter, before, document, told)});
+    warn_of_twin(wanted.back());
     places += (places.empty() ? "" : ", ") + std::string(list.section) + " entry " +
               std::to_string(entries.size() - 1);
     if (wanted.size() == 1) {
@@ -167,16 +204,18 @@ int delete_entry(const Context& context, const Filter& filter, Lists lists,
                  const std::string& which) {
   Change change(context);
   std::vector<Wanted> wanted;
+  std::vector<std::string> told;
   size_t deleted = 0;
   for (const FilterList& list : lists) {
     const Json before = stored_section(change, list);
     Json document = before;
     const size_t found = erase_from(filter, entries_of(document.front()), which);
     if (found != 0) {
-      wanted.push_back({&list, checked(filter, before, document)});
+      wanted.push_back({&list, checked(filter, before, document, told)});
       deleted += found;
     }
   }
+  refuse_two_of_a_number(filter, which, wanted);
   if (deleted == 0) {
     refuse(filter, "no entry \"" + which + "\" (\"l3ctl " + filter.command + " list\" shows them)");
   }

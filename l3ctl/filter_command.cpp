@@ -74,8 +74,11 @@ void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
                             ", and KEY=VALUE with other keys of the settings file")
       ->required();
   add->footer(std::string("Example:\n  l3ctl ") + filter.command + " add " + filter.example +
-              "\n\nThe keys stand in docs/settings.md; time spans (active) are in UTC.\n\n" +
-              add->get_footer());
+              "\n\nThe keys stand in docs/settings.md" +
+              (std::string_view(filter.example).find("active=") == std::string_view::npos
+                   ? "."
+                   : "; time spans (active) are in UTC.") +
+              "\n\n" + add->get_footer());
   add->callback([&context, filter, choice, words] {
     context.action = [&context, filter, choice, words] {
       return add_entry(context, filter, chosen_lists(filter, *choice), *words);
@@ -121,9 +124,13 @@ void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
   add_verb(
       "off", "Keep the list without applying it",
       [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, false); });
-  add_verb("clear", "Remove all entries; mode and switch stay", clear);
+  add_verb("clear", "Remove all entries; mode (see \"l3ctl apply\") and switch stay", clear);
   add_verb("reset", "Factory state: no entries, mode and switch as on a new gateway",
            [](const Context& c, const Filter& f, const Lists&) { return reset(c, f); });
+  command->footer(
+      "Whether a list is black or white (\"mode\", where it has one) is said in a settings file:\n"
+      "\"l3ctl apply\" sets it.\n\n" +
+      command->get_footer());
 }
 
 }  // namespace l3ctl

@@ -102,6 +102,8 @@ class Entries(Gateway):
         self.assert_outcome(night, 0, out="url-filter: added as url_filter entry 0\n",
                             err="l3ctl: warning: url_filter.entries[0].active: goes past midnight, "
                                 "UTC, into the next day\n")
+        both = self.l3ctl("mac-filter", "add", MAC, "active=22:00-06:00")
+        self.assertEqual(both.err.count("goes past midnight"), 1, both.err)
         self.assert_outcome(self.l3ctl("url-filter", "add", "example.org"), 0,
                             out="url-filter: added as url_filter entry 1\n")
 
@@ -111,7 +113,34 @@ class Entries(Gateway):
                             'ip_filter.rules[0].direction: "sideways" is not allowed; it must be '
                             '"upstream" or "downstream"', nothing)
         self.assert_refused(("acl", "add", "web"), f'acl: "web" is not KEY=VALUE; {nothing}')
+        self.assert_refused(("mac-filter", "add", MAC, "active"), f'mac-filter: "active" is not KEY=VALUE; {nothing}')
         self.assert_refused(("url-filter", "add", "a", "host=b"), f'url-filter: "host" is given twice; {nothing}')
+
+    def test_the_same_entry_twice_is_warned_about(self):
+        self.switch_on("url-filter")
+        self.l3ctl("url-filter", "add", "example.com")
+        self.assert_outcome(self.l3ctl("url-filter", "add", "example.com", "active=08:00-09:00"), 0,
+                            out="url-filter: added as url_filter entry 1\n")
+        self.assert_outcome(self.l3ctl("url-filter", "add", "example.com"), 0,
+                            out="url-filter: added as url_filter entry 2\n",
+                            err="l3ctl: warning: url_filter entry 0 says the same\n")
+
+    def test_a_number_that_both_families_have_needs_one_of_them(self):
+        for number in (1, 2):
+            self.l3ctl("mac-filter", "--ipv4", "add", f"02:00:00:00:00:0{number}")
+        self.l3ctl("mac-filter", "--ipv6", "add", "02:00:00:00:00:03")
+        self.commands()
+        self.assert_refused(("mac-filter", "delete", "0"),
+                            "mac-filter: both mac_filter and mac6_filter have an entry 0: --ipv4 or --ipv6 says "
+                            "which; nothing was changed")
+        self.assert_outcome(self.l3ctl("mac-filter", "--ipv6", "delete", "0"), 0, out="mac-filter: deleted 1 entry\n")
+        self.assert_outcome(self.l3ctl("mac-filter", "delete", "0"), 0, out="mac-filter: deleted 1 entry\n")
+        self.assertEqual([device["mac"] for device in self.entries("mac_filter", "devices")], ["02:00:00:00:00:02"])
+
+    def test_help_speaks_of_spans_and_modes_where_they_are_told(self):
+        self.assertIn("time spans (active) are in UTC", self.l3ctl("url-filter", "add", "--help").out)
+        self.assertNotIn("time spans", self.l3ctl("ip-filter", "add", "--help").out)
+        self.assertIn('"l3ctl apply" sets it', self.l3ctl("mac-filter", "--help").out)
 
     def test_one_entry_too_many_is_refused_and_nothing_changes(self):
         for number in range(10):
