@@ -10,6 +10,7 @@
 #include "l3ctl/live_bindings.hpp"
 #include "l3ctl/packet_words.hpp"
 #include "l3ctl/platform_view.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "settings/verdict.hpp"
 
 namespace l3ctl {
@@ -47,6 +48,7 @@ Settings checked(const std::string& text, const std::string& name) {
 
 /* The stored settings as words say them: what words cannot say, nobody can promise anything of. */
 Settings stored_settings() {
+  warn_of_stored_damage();
   const std::string text = settings::write(stored_or_defaults());
   const settings::Reading reading = settings::read(text, "stored");
   for (const std::string& error : reading.errors) {

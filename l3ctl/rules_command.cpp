@@ -13,6 +13,7 @@
 #include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/rules_view.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "l3ctl/tool.hpp"
 
 namespace l3ctl {
@@ -103,6 +104,7 @@ int watch(const Context& context, const Look& look) {
 }
 
 int show_rules(const Context& context, const Look& look) {
+  warn_of_stored_damage();
   if (!look.picture.empty()) {
     if (context.json) {
       throw Failure("--svg draws a picture, which --json cannot be asked of", exit_wrong_input);
@@ -119,10 +121,16 @@ int show_rules(const Context& context, const Look& look) {
 }
 
 int check(const Context& context) {
-  const std::vector<Drift> found = drifts(judge_live_rules());
+  warn_of_stored_damage();
+  const Judgement judgement = judge_live_rules();
+  const std::vector<Drift> found = drifts(judgement);
   if (context.json) {
-    std::cout << json_text({{"follows", found.empty()}, {"drift", drifts_json(found)}}, 2);
+    std::cout << json_text(
+        {{"follows", found.empty()}, {"drift", drifts_json(found)}, {"notes", judgement.notes}}, 2);
   } else {
+    for (const std::string& note : judgement.notes) {
+      complain("note: " + note);
+    }
     for (const Drift& drift : found) {
       std::cout << painted(Paint::warning, in_words(drift)) << '\n';
     }

@@ -3,6 +3,7 @@
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "l3ctl/text_view.hpp"
 
 namespace l3ctl {
@@ -14,6 +15,7 @@ void add_show_command(CLI::App& app, Context& context) {
       ->check(CLI::IsMember(settings::section_names()));
   command->callback([&context, sections] {
     context.action = [&context, sections] {
+      warn_of_stored_damage();
       const settings::Settings stored = stored_or_defaults();
       std::cout << (context.json ? settings::write(stored, *sections)
                                  : text_view(stored, *sections));
@@ -31,6 +33,7 @@ void add_export_command(CLI::App& app, Context& context) {
       ->check(CLI::IsMember(settings::section_names()));
   command->callback([&context, sections] {
     context.action = [sections] {
+      warn_of_stored_damage();
       const std::string text = settings::write(stored_or_defaults(), *sections);
       std::cout << text;
       // Other programs may have stored what no settings text can say.

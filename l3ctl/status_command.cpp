@@ -4,14 +4,18 @@
 #include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "l3_advance/version.h"
 #include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/confirmation.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/live_bindings.hpp"
 #include "l3ctl/platform_view.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "platform/linux/platform_linux.hpp"
+#include "settings/sections.hpp"
 
 namespace l3ctl {
 
@@ -21,22 +25,24 @@ using Json = nlohmann::ordered_json;
 using settings::Settings;
 
 /* A list: whether it makes rules now, and how many entries it holds. */
-Json list_status(const Settings& stored, bool is_on, int32_t count) {
-  return {{"enabled", is_on}, {"active", is_on && *stored.firewall}, {"entries", count}};
+template <typename Region>
+Json list_status(const Settings& stored, bool is_on, const Region& list) {
+  return {{"enabled", is_on},
+          {"active", is_on && *stored.firewall},
+          {"entries", settings::used_entries(list).size()}};
 }
 
 Json lists(const Settings& s) {
   return {
-      {"ip_filter", list_status(s, s.ip_filter->ip_filter_ctrl == 0, s.ip_filter->count)},
-      {"ip6_filter", list_status(s, s.ip6_filter->ip_filter_ctrl == 0, s.ip6_filter->count)},
-      {"url_filter", list_status(s, s.url_filter->url_filter_ctrl != 0, s.url_filter->count)},
-      {"mac_filter", list_status(s, s.mac_filter->mac_filter_ctrl != 0, s.mac_filter->count)},
-      {"mac6_filter", list_status(s, s.mac6_filter->mac_filter_ctrl != 0, s.mac6_filter->count)},
-      {"dhcp_filter",
-       list_status(s, s.dhcp_filter->dhcp_mac_filter_ctrl != 0, s.dhcp_filter->count)},
-      {"acl", list_status(s, s.acl->acl_filter_ctrl != 0, s.acl->count)},
+      {"ip_filter", list_status(s, s.ip_filter->ip_filter_ctrl == 0, *s.ip_filter)},
+      {"ip6_filter", list_status(s, s.ip6_filter->ip_filter_ctrl == 0, *s.ip6_filter)},
+      {"url_filter", list_status(s, s.url_filter->url_filter_ctrl != 0, *s.url_filter)},
+      {"mac_filter", list_status(s, s.mac_filter->mac_filter_ctrl != 0, *s.mac_filter)},
+      {"mac6_filter", list_status(s, s.mac6_filter->mac_filter_ctrl != 0, *s.mac6_filter)},
+      {"dhcp_filter", list_status(s, s.dhcp_filter->dhcp_mac_filter_ctrl != 0, *s.dhcp_filter)},
+      {"acl", list_status(s, s.acl->acl_filter_ctrl != 0, *s.acl)},
       {"captive_portal",
-       list_status(s, s.captive_portal->caporl_filter_ctrl != 0, s.captive_portal->count)},
+       list_status(s, s.captive_portal->caporl_filter_ctrl != 0, *s.captive_portal)},
   };
 }
 
@@ -50,6 +56,16 @@ Json confirmation() {
   return {{"seconds_left", (left + 999) / 1000}, {"timer", timer_lives()}};
 }
 
+/* The interfaces that the lists' rules are bound to; null where the packet filter does not tell. */
+Json bound_to() {
+  try {
+    const LiveBindings live = read_live_bindings();
+    return {{"ip_filter", live.ip_filter}, {"ip6_filter", live.ip6_filter}, {"acl", live.acl}};
+  } catch (const Failure&) {
+    return nullptr;
+  }
+}
+
 const char* security_level(const Settings& stored) {
   if (!*stored.firewall) {
     return "off";
@@ -58,6 +74,7 @@ const char* security_level(const Settings& stored) {
 }
 
 Json status() {
+  warn_of_stored_damage();
   const Settings stored = stored_or_defaults();
   const std::string wan = quietly(internet_wan_name);
   const std::string lan = lan_address();
@@ -66,6 +83,7 @@ Json status() {
       {"firewall", *stored.firewall},
       {"security_level", security_level(stored)},
       {"internet_wan", wan.empty() ? Json() : Json(wan)},
+      {"bound_to", bound_to()},
       {"lan_address", lan.empty() ? Json() : Json(lan)},
       {"port_scan_protection", *stored.port_scan_protection},
       {"ipsec_pass_through", *stored.ipsec_pass_through},
@@ -92,9 +110,13 @@ std::string in_words(const Json& value) {
   return value.is_null() ? "none" : value.get<std::string>();
 }
 
+std::string plural(size_t count) {
+  return std::to_string(count) + (count == 1 ? " entry" : " entries");
+}
+
 std::string list_in_words(const Json& list) {
-  const int32_t count = list["entries"];
-  const std::string entries = std::to_string(count) + (count == 1 ? " entry" : " entries");
+  const size_t count = list["entries"];
+  const std::string entries = plural(count);
   if (!list["enabled"].get<bool>()) {
     return "off, " + entries;
   }
@@ -110,16 +132,43 @@ std::string confirmation_in_words(const Json& confirmation) {
          " s, else the old settings come back";
 }
 
+std::string joined(const Json& names) {
+  std::string text;
+  // Each binding adds its rules once more.
+  for (const std::string& name : names.get<std::set<std::string>>()) {
+    text += (text.empty() ? "" : " and ") + name;
+  }
+  return text.empty() ? "none" : text;
+}
+
+/* "wan3", or for each list where they differ. */
+std::string bound_in_words(const Json& bound) {
+  if (bound.is_null()) {
+    return "unknown";
+  }
+  std::string all;
+  bool is_one = true;
+  for (const auto& [list, names] : bound.items()) {
+    is_one = is_one && joined(names) == joined(bound["ip_filter"]);
+    all += (all.empty() ? "" : ", ") + list + " " + joined(names);
+  }
+  return is_one ? joined(bound["ip_filter"]) : all;
+}
+
 void print_status(const Json& view) {
-  for (const char* key : {"firewall", "security_level", "internet_wan", "lan_address",
-                          "port_scan_protection", "ipsec_pass_through", "vpn_pass_through"}) {
+  for (const char* key : {"firewall", "security_level", "internet_wan"}) {
+    print_line(key, in_words(view[key]));
+  }
+  print_line("bound_to", bound_in_words(view["bound_to"]));
+  for (const char* key :
+       {"lan_address", "port_scan_protection", "ipsec_pass_through", "vpn_pass_through"}) {
     print_line(key, in_words(view[key]));
   }
   for (const auto& [name, list] : view["lists"].items()) {
     print_line(name, list_in_words(list));
   }
   const Json& qos = view["route_qos"];
-  print_line("route_qos", in_words(qos["enabled"]) + ", rules " + qos["rules"].dump());
+  print_line("route_qos", in_words(qos["enabled"]) + ", " + plural(qos["rules"]));
   const Json& saved = view["saved_rules"];
   const auto yes_no = [](const Json& value) { return value.get<bool>() ? "yes" : "no"; };
   print_line("saved_rules",

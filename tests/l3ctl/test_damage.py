@@ -43,6 +43,13 @@ class Damage(Gateway):
         self.assertTrue(outcome.err.startswith("l3ctl: /ztcfg/l3_advance.dat is torn ("), outcome.err)
         self.assertEqual(CONFIGURATION.stat().st_size, 5000)
 
+    def test_readers_warn_once_and_count_what_there_is_room_for(self):
+        for reader in (["show"], ["status"], ["export"], ["rules"], ["check"]):
+            self.assertEqual(self.l3ctl(*reader).err.count(f"l3ctl: warning: {COUNT}; {INSPECT}\n"), 1, reader)
+        self.assertIn("ip_filter               waits for the firewall, 50 entries\n", self.l3ctl("status").out)
+        self.store()
+        self.assertEqual(self.l3ctl("status").err, "")
+
     def test_a_missing_file_is_none(self):
         CONFIGURATION.unlink()
         self.assertEqual(self.l3ctl("ipsec", "off").status, 0)

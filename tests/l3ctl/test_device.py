@@ -6,7 +6,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, FW, L3CTL, Gateway, configuration, word
+from gateway import CONFIGURATION, FW, L3CTL, TOOLS, Gateway, configuration, word
 
 FLUSH = [f"iptables -t filter -F {chain}" for chain in (
     "input_ext_local_access", "input_ext_us_acl", "input_ext_ds_acl", "input_ext_dhcp", "forward_ext_bad_tcp",
@@ -23,6 +23,7 @@ STATUS = """\
 firewall                on
 security_level          high
 internet_wan            none
+bound_to                none
 lan_address             none
 port_scan_protection    on
 ipsec_pass_through      on
@@ -35,7 +36,7 @@ mac6_filter             off, 0 entries
 dhcp_filter             off, 0 entries
 acl                     off, 2 entries
 captive_portal          off, 0 entries
-route_qos               off, rules 0
+route_qos               off, 0 entries
 saved_rules             IPv4 no, IPv6 no
 """
 
@@ -128,6 +129,8 @@ class Switches(Gateway):
         for arguments in (["firewall", "status"], ["portal", "status"], ["qos", "show"], ["status"],
                           ["acl", "list"]):
             self.assertEqual(self.l3ctl(*arguments).status, 0)
+            asked = ["iptables-save -c -t filter", "ip6tables-save -c -t filter"]
+            self.assertEqual(self.commands(), asked if arguments == ["status"] else [])
             self.assert_untouched()
 
 
@@ -403,6 +406,19 @@ class Status(Gateway):
         self.assertEqual(status["lists"]["ip_filter"], {"enabled": True, "active": True, "entries": 1})
         self.assertEqual(status["lists"]["acl"], {"enabled": False, "active": False, "entries": 0})
         self.assertEqual(status["saved_rules"], {"ipv4": False, "ipv6": False})
+
+    def test_what_the_rules_are_bound_to(self):
+        self.store(firewall=True)
+        for ipv4, ipv6, words in (("wan3", "wan3", "wan3"), ("wan9", None, "ip_filter wan9, ip6_filter none, acl none"),
+                                  ("wan3", "wan4", "ip_filter wan3, ip6_filter wan4, acl none")):
+            for tool, wan in (("iptables-save", ipv4), ("ip6tables-save", ipv6)):
+                bound = f"[0:0] -A forward_ext_ip -i {wan} -j forward_ext_ds_ip\\n" if wan else ""
+                acl = f"[0:0] -A input_ext_acl -i {wan} -j input_ext_ds_acl\\n" if words == "wan3" else ""
+                (TOOLS / tool).write_text("#!/bin/sh\nprintf '*filter\\n:forward_ext_ip - [0:0]\\n"
+                                          f":input_ext_acl - [0:0]\\n{bound}{acl}COMMIT\\n'\n")
+            self.assertIn(f"bound_to                {words}\n", self.l3ctl("status").out)
+        (TOOLS / "iptables-save").write_text("#!/bin/sh\nexit 4\n")
+        self.assertIn("bound_to                unknown\n", self.l3ctl("status").out)
 
     def test_version_is_registered_with_the_platform(self):
         outcome = self.l3ctl("version")

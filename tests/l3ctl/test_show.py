@@ -104,6 +104,8 @@ class Export(Gateway):
         self.assertEqual(json.loads(outcome.out)["ip_filter"]["rules"],
                          [{"direction": "upstream", "protocol": 42}])
         self.assertEqual(outcome.err,
+                         'l3ctl: warning: /ztcfg/l3_advance.dat is implausible (ip_filter.rules[0].protocol: 42 is not '
+                         'allowed; it must be "all", "icmp", "tcp" or "udp"); "l3ctl inspect" tells all\n'
                          'l3ctl: export:13: ip_filter.rules[0].protocol: 42 is not allowed; it must be '
                          '"all", "icmp", "tcp" or "udp"\n')
 
