@@ -83,8 +83,8 @@ void add_init_command(CLI::App& app, Context& context) {
 }
 
 void add_reset_command(CLI::App& app, Context& context) {
-  CLI::App* command = app.add_subcommand(
-      "reset", std::string("Firewall off, every filter and route QoS empty; ") + what_reset_keeps);
+  CLI::App* command = app.add_subcommand("reset", "Firewall off, every filter and route QoS empty");
+  command->footer(std::string(what_reset_keeps) + ".\n\n" + app.get_footer());
   auto is_sure = std::make_shared<bool>(false);
   command->add_flag("--yes", *is_sure, "Do not ask");
   command->callback([&context, is_sure] {
@@ -93,9 +93,8 @@ void add_reset_command(CLI::App& app, Context& context) {
 }
 
 void add_restore_rules_command(CLI::App& app, Context& context) {
-  app.add_subcommand(
-         "restore-rules",
-         "Put the saved rules back into the packet filter; deletes rule 8 of INPUT afterwards")
+  app.add_subcommand("restore-rules",
+                     "Put the saved rules back; deletes rule 8 of INPUT afterwards")
       ->callback([&context] { context.action = [&context] { return restore_rules(context); }; });
 }
 

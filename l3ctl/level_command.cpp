@@ -39,10 +39,11 @@ int set(const Context& context, const std::string& word) {
 }  // namespace
 
 void add_level_command(CLI::App& app, Context& context) {
-  CLI::App* command = app.add_subcommand(
-      "level",
-      "Show or set the security level: off (firewall off), low (firewall on), high (firewall and "
-      "port-scan protection on)");
+  CLI::App* command =
+      app.add_subcommand("level", "Show or set the security level: off, low or high");
+  command->footer(
+      "off: firewall off; low: firewall on; high: firewall and port-scan protection on.\n\n" +
+      app.get_footer());
   auto word = std::make_shared<std::string>();
   command->add_option("LEVEL", *word, "The new level")
       ->check(CLI::IsMember({"off", "low", "high"}));

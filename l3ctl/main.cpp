@@ -2,10 +2,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
 
 #include "l3ctl/commands.hpp"
+#include "l3ctl/wrong_words.hpp"
 
 namespace l3ctl {
 
@@ -51,18 +53,63 @@ constexpr AddCommand commands[] = {
     add_doctor_command,
 };
 
-constexpr const char* footer =
-    "Exit status:\n"
-    "  0  done\n"
-    "  1  the system or the library refused; messages say what\n"
-    "  2  the command line or the settings are wrong; nothing was changed\n"
+constexpr const char* every_status_three =
     "  3  the packet filter refused a rule; everything is as it was before, but that \"init\"\n"
     "     leaves all other rules standing\n"
+    "     check: the kernel's rules are not those of the settings\n"
     "     inspect, backup: the configuration file is torn or implausible\n"
-    "     doctor: something is wrong with the gateway\n"
-    "\n"
-    "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything else,\n"
-    "the library's own messages included, to standard error.";
+    "     doctor: something is wrong with the gateway\n";
+
+/* What status 3 is of commands that do not change rules; "" where they never end so. */
+constexpr struct {
+  const char* command;
+  const char* text;
+} other_status_three[] = {
+    {"init", "  3  the packet filter refused a rule; all other rules stand\n"},
+    {"check", "  3  the kernel's rules are not those of the settings\n"},
+    {"inspect", "  3  the configuration file is torn or implausible\n"},
+    {"backup", "  3  the configuration file is torn; no backup was made\n"},
+    {"doctor", "  3  something is wrong with the gateway\n"},
+    {"show", ""},
+    {"export", ""},
+    {"status", ""},
+    {"version", ""},
+    {"rules", ""},
+    {"explain", ""},
+    {"completion", ""},
+    {"manual", ""},
+};
+
+std::string footer_with(const char* status_three) {
+  return std::string(
+             "Exit status:\n"
+             "  0  done\n"
+             "  1  the system or the library refused; messages say what\n"
+             "  2  the command line or the settings are wrong; nothing was changed\n") +
+         status_three +
+         "\n"
+         "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything "
+         "else,\n"
+         "the library's own messages included, to standard error.";
+}
+
+/* Commands have taken the footer that tells of all of them; from here on each tells of itself. */
+void say_status_three(CLI::App& app) {
+  const std::string all = footer_with(every_status_three);
+  for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    const auto* other =
+        std::find_if(std::begin(other_status_three), std::end(other_status_three),
+                     [&](const auto& one) { return command->get_name() == one.command; });
+    const char* text =
+        other != std::end(other_status_three)
+            ? other->text
+            : "  3  the packet filter refused a rule; everything is as it was before\n";
+    std::string footer = command->get_footer();
+    if (footer.ends_with(all)) {
+      command->footer(footer.replace(footer.size() - all.size(), all.size(), footer_with(text)));
+    }
+  }
+}
 
 /* A closed standard descriptor would be given to the next file that is opened, and what is meant for
  * people would be written into it. */
@@ -97,12 +144,14 @@ int run(Context& context, int argc, char** argv) {
                  "Seconds to wait while another l3ctl is changing settings")
       ->check(CLI::Range(0, 86400))
       ->capture_default_str();
-  app.footer(footer);
+  app.footer(footer_with(every_status_three));
+  app.failure_message(wrong_words);
   app.require_subcommand(1);
   app.fallthrough();
   for (const AddCommand add : commands) {
     add(app, context);
   }
+  say_status_three(app);
   if (const int status = parse(app, context, argc, argv); status != -1) {
     return status;
   }

@@ -54,8 +54,9 @@ void write_text(const std::string& text) {
 /* What a command says of itself below its options: the part of its footer that is not everybody's. */
 void write_remarks(const CLI::App& command, const std::string& common) {
   std::string own = command.get_footer();
-  if (own.ends_with(common)) {
-    own.resize(own.size() - common.size());
+  // What statuses mean stands in the page once, unless a command has its own.
+  if (own.ends_with(common.substr(common.rfind("\n\n")))) {
+    own.resize(own.rfind("Exit status:"));
   }
   own.erase(own.find_last_not_of('\n') + 1);
   if (own.empty()) {
