@@ -14,6 +14,7 @@
 #include "l3ctl/context.hpp"
 #include "l3ctl/doctor.hpp"
 #include "l3ctl/drift.hpp"
+#include "l3ctl/drift_advice.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/platform_view.hpp"
 #include "l3ctl/stored_view.hpp"
@@ -122,12 +123,30 @@ std::string newest_copy() {
 
 Finding finding_of(const settings::StoredFinding& found) {
   const State state = found.kind == Kind::note ? State::warning : State::problem;
-  std::string advice = found.advice;
-  const std::string copy = found.kind == Kind::torn ? newest_copy() : "";
-  if (!copy.empty()) {
-    advice += (advice.empty() ? "" : "; ") + copy + " is a whole copy";
+  return {state, "configuration", found.where + ": " + found.what, found.advice};
+}
+
+/* "2026-11-20 08:15 UTC" */
+std::string time_of(const std::string& path) {
+  struct stat about = {};
+  std::tm clock = {};
+  char text[32] = {};
+  if (stat(path.c_str(), &about) == 0 && gmtime_r(&about.st_mtime, &clock) != nullptr) {
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", &clock);
   }
-  return {state, "configuration", found.where + ": " + found.what, advice};
+  return text;
+}
+
+/* The backup to use where the stored file is damaged. */
+void name_the_backup(Findings& findings) {
+  const std::string copy = newest_copy();
+  if (copy.empty()) {
+    findings.push_back({State::warning, "backup", std::string("there is none in ") + folder,
+                        "look for one elsewhere: \"l3ctl restore FILE\" checks it first"});
+  } else {
+    findings.push_back({State::ok, "backup", copy + " of " + time_of(copy) + " is whole",
+                        "\"l3ctl restore " + copy + "\""});
+  }
 }
 
 /* Whether an entry in use is bound to a span that ends before the day does. */
@@ -191,7 +210,7 @@ void look_at_wan(Findings& findings) {
   }
 }
 
-void look_at_drift(Findings& findings) {
+void look_at_drift(Findings& findings, const settings::Settings& stored) {
   const Judgement judgement = judge_live_rules();
   const std::vector<Drift> found = drifts(judgement);
   const bool is_bare = judgement.tables[0].is_bare || judgement.tables[1].is_bare;
@@ -201,12 +220,11 @@ void look_at_drift(Findings& findings) {
     findings.push_back({State::problem, "rules", in_words(found.front()),
                         "run \"l3ctl init\" once at every boot"});
   } else {
-    findings.push_back(
-        {State::problem, "rules",
-         "differ from the settings in " + std::to_string(found.size()) +
-             (found.size() == 1 ? " place: " : " places; the first: ") + in_words(found.front()),
-         "\"l3ctl check\" lists all; \"l3ctl firewall on\" makes rules anew where the firewall is "
-         "on; a hook or a chain comes back with the next boot"});
+    findings.push_back({State::problem, "rules",
+                        "differ from the settings in " + std::to_string(found.size()) +
+                            (found.size() == 1 ? " place: " : " places; the first: ") +
+                            in_words(found.front()),
+                        advice_on(found, *stored.firewall, quietly(internet_wan_name))});
   }
   for (const std::string& note : judgement.notes) {
     findings.push_back({State::warning, "rules", note, ""});
@@ -247,6 +265,9 @@ void look_at_configuration(Findings& findings) {
                         "configuration", "and " + std::to_string(count - few_findings) + " more",
                         "\"l3ctl inspect --all\" tells them"});
   }
+  if (!settings::is_plausible(stored)) {
+    name_the_backup(findings);
+  }
   if (stored.findings.empty()) {
     findings.push_back({State::ok, "configuration", "is whole and plausible", ""});
   }
@@ -258,7 +279,7 @@ void look_at_settings(Findings& findings) {
     look_at_warnings(findings, stored);
     look_at_clock(findings, stored);
     look_at_wan(findings);
-    look_at_drift(findings);
+    look_at_drift(findings, stored);
   } catch (const Failure& failure) {
     findings.push_back({State::problem, "rules", failure.what(),
                         "mend what stands above, then run doctor once more"});

@@ -88,11 +88,13 @@ class Doctor(Rules):
         CONFIGURATION.write_bytes(whole[:9000])
         torn = next(finding for finding in self.findings() if finding["about"] == "configuration")
         self.assertIn("short: 9000 of 15019 bytes", torn["finding"])
-        self.assertNotIn("whole copy", torn["advice"])
+        self.assertEqual(self.ills("backup", "warning"), ["there is none in /ztcfg"])
         Path("/ztcfg/yesterday.dat").write_bytes(whole)
         Path("/ztcfg/noise.dat").write_bytes(os.urandom(15019))
-        torn = next(finding for finding in self.findings() if finding["about"] == "configuration")
-        self.assertIn("/ztcfg/yesterday.dat is a whole copy", torn["advice"])
+        os.utime("/ztcfg/yesterday.dat", (1700000000, 1700000000))
+        copy = next(finding for finding in self.findings() if finding["about"] == "backup")
+        self.assertEqual((copy["finding"], copy["advice"]), ("/ztcfg/yesterday.dat of 2023-11-14 22:13 UTC is whole",
+                                                             '"l3ctl restore /ztcfg/yesterday.dat"'))
         self.store(firewall=True, w0=1, w12=42)
         self.assertTrue(any("42" in ill for ill in self.ills("configuration")))
 
@@ -128,6 +130,15 @@ class Doctor(Rules):
     def test_drift(self):
         self.changed("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT")
         self.assert_only_problem("rules", "differ from the settings in 1 place: IPv4 forward_ext_mac: extra: ACCEPT")
+        for change, advice in (
+                (("-i wan3 -j forward_ext_ds_ip", "-i wan9 -j forward_ext_ds_ip"), '"l3ctl wan update'),
+                (("COMMIT", "[0:0] -A FORWARD -j forward_ext_ip\nCOMMIT"), "restart the gateway"),
+                (("COMMIT", "[0:0] -A FORWARD -p udp -m udp --sport 500 --dport 500 -j DROP\nCOMMIT"), '"l3ctl ipsec"'),
+                (("COMMIT", "[0:0] -A input_ext_dhcp -j DROP\nCOMMIT"), '"l3ctl dhcp-filter off"'),
+                (("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT"), '"l3ctl firewall on"')):
+            self.changed(*change)
+            drift = next(finding for finding in self.findings() if finding["about"] == "rules")
+            self.assertTrue(drift["advice"].startswith(advice) and drift["advice"].endswith('; "l3ctl check" lists all'), drift)
         self.live("", FRESH6)
         self.assert_only_problem("rules", "IPv4: none of the gateway's chains is there")
         (TOOLS / "iptables-save").write_text("#!/bin/sh\n[ \"$1\" != --version ] || exec echo 'x v1.8.9 (legacy)'\nexit 4\n")

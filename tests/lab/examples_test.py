@@ -45,6 +45,8 @@ class Examples(LabCase):
     def run_all(self, commands: list[str]) -> None:
         """As someone types them, one after the other, in the folder that the tree was cloned into."""
         for command in commands:
+            if command.startswith("l3ctl init"):
+                device.cut_power()  # A start finds an empty packet filter.
             done = subprocess.run(["bash", "-c", command], cwd=ROOT, capture_output=True, text=True, errors="replace",
                                   env={**os.environ, "HOME": "/tmp"},
                                   stdin=subprocess.DEVNULL)

@@ -3,6 +3,7 @@
 import json
 import os
 import random
+import re
 import unittest
 
 import random_settings
@@ -213,6 +214,21 @@ class Doctor(Case):
         found = device.l3ctl("doctor", check=False)
         self.assertEqual(found.returncode, 3)
         self.assertIn("IPv4 forward_ext_mac: extra: ACCEPT", found.stdout)
+
+    def test_what_it_advises_against_drift_heals(self):
+        for breakage in (["l3ctl", "wan", "update", "wan9"], ["iptables", "-A", "forward_ext_mac", "-j", "ACCEPT"],
+                         ["ip6tables", "-D", "forward_ext_ip", "1"], ["iptables", "-A", "input_ext_dhcp", "-j", "DROP"],
+                         ["l3ctl", "--force", "init"]):
+            with self.subTest(breakage=breakage):
+                rules.run(*breakage)
+                advice = re.search("to do: (.*); \"l3ctl check\" lists all", device.l3ctl("doctor", check=False).stdout)
+                if advice.group(1).startswith("restart the gateway"):
+                    device.cut_power()
+                    device.l3ctl("init")
+                    device.l3ctl("wan", "update", "wan3")
+                for command in re.findall('"l3ctl ([^"]*)"', advice.group(1)):
+                    device.l3ctl(*command.split())
+                self.assert_no_drift("healed")
 
 
 if __name__ == "__main__":
