@@ -33,7 +33,7 @@ class Failure : public std::runtime_error {
 struct Context {
   ExitStatus wrong_input = exit_wrong_input; /* how the chosen command ends on wrong input */
   bool json = false;
-  bool force = false;      /* also where what is stored is torn or implausible */
+  bool force = false;      /* also where what is stored is damaged, or start-up is done */
   bool one_by_one = false; /* rules are made by the library's lines as they come */
   int lock_timeout = 30;   /* seconds */
   /* What the command line asked for; set while it is parsed, run afterwards. */

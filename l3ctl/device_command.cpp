@@ -1,16 +1,15 @@
 /* l3ctl init, reset, restore-rules: the gateway as a whole. */
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 #include <memory>
 
-#include "executor/executor.hpp"
 #include "l3_advance/firewall.h"
 #include "l3_advance/rule_set.h"
 #include "l3_advance/vpn_pass_through.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/tool.hpp"
 
 namespace l3ctl {
 
@@ -19,23 +18,28 @@ namespace {
 constexpr const char* what_reset_keeps =
     "IPsec and VPN pass-through stay as they are, as do the rules of management access";
 
+/* Whether the own chains are hooked in. Where nobody can tell, start-up goes on: no rule would be worse
+ * than one that stands twice. */
+bool is_started() {
+  const ToolRun run = run_tool({"iptables-save", "-t", "filter", "-c"});
+  return run.output.find("-A FORWARD -j forward_ext_ip\n") != std::string::npos;
+}
+
 /* Start-up as the web management server does it. A gateway without any rule would be worse than one
  * that lacks the rules which the packet filter refuses. */
 int init(const Context& context) {
+  if (is_started() && !context.force) {
+    throw Failure(
+        "init: start-up has been done, and would put every jump into the chains there once more; "
+        "it "
+        "belongs to boot, once; --force does it all the same; nothing was changed");
+  }
   Change change(context, Meets::anything, OnFailure::go_on);
   change.may_fail("mkdir -p /lib/modules/");
   change.may_fail("iptables -N ");
   change.may_fail("ip6tables -N ");
   change.call("firewall", gl3_web_init_fw);
   change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
-  const auto& failed = executor::failed_lines();
-  if (std::any_of(failed.begin(), failed.end(), [](const executor::FailedLine& one) {
-        return one.line == "iptables -N forward_ext_ip";
-      })) {
-    complain(
-        "warning: the chains were there already, so each jump into them stands twice now; start-up "
-        "belongs to boot, once");
-  }
   return change.report("init: the gateway is up");
 }
 

@@ -139,7 +139,8 @@ int run(Context& context, int argc, char** argv) {
                "Make rules by one command each, not all of a change at once: slower, and packets\n"
                "meet half of them");
   app.add_flag("--force", context.force,
-               "Change settings also where those that are stored are torn or implausible");
+               "Change settings also where those that are stored are torn or implausible,\n"
+               "and start up once more");
   app.add_option("--lock-timeout", context.lock_timeout,
                  "Seconds to wait while another l3ctl is changing settings")
       ->check(CLI::Range(0, 86400))

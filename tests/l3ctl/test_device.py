@@ -6,7 +6,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, FW, L3CTL, TOOLS, Gateway, configuration, word
+from gateway import CONFIGURATION, FW, L3CTL, TOOLS, TOOLS, Gateway, configuration, word
 
 FLUSH = [f"iptables -t filter -F {chain}" for chain in (
     "input_ext_local_access", "input_ext_us_acl", "input_ext_ds_acl", "input_ext_dhcp", "forward_ext_bad_tcp",
@@ -153,12 +153,21 @@ class StartUp(Gateway):
         self.assertEqual(Path("/run/l3_advance/vpn_pass_through").read_text(), "1\n")
         self.assertEqual(Path("/run/l3_advance/vpn_driver").read_text(), "47 1\n")
 
-    def test_chains_that_are_there_already_are_warned_about(self):
+    def test_a_second_start_is_refused(self):
+        self.store()
+        tool = TOOLS / "iptables-save"
+        tool.write_text(tool.read_text().replace("echo COMMIT", "echo '[3:180] -A FORWARD -j forward_ext_ip'; echo COMMIT"))
+        self.assert_outcome(
+            self.l3ctl("init"), 1,
+            err="l3ctl: init: start-up has been done, and would put every jump into the chains there once more; it "
+                "belongs to boot, once; --force does it all the same; nothing was changed\n")
+        self.assertEqual(self.commands(), [])
+        self.assertEqual(self.l3ctl("--force", "init").status, 0)
+        self.assertIn("iptables -A FORWARD -j forward_ext_ip", self.commands())
+
+    def test_chains_without_a_jump_are_no_start(self):
         self.refuse("iptables -N forward_ext_ip", "ip6tables -N forward_ext_ip")
-        outcome = self.l3ctl("init")
-        self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
-        self.assertIn("l3ctl: warning: the chains were there already, so each jump into them stands twice "
-                      "now; start-up belongs to boot, once\n", outcome.err)
+        self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n", self.l3ctl("init").err)
 
     def test_a_jump_that_fails_is_told(self):
         self.refuse("iptables -A FORWARD -j forward_ext_ip")
