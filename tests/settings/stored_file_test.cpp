@@ -319,14 +319,12 @@ TEST(StoredFile, Texts) {
 TEST(StoredFile, HardwareAddressesThatNoDeviceHas) {
   std::string bytes = household();
   bytes[fw + 4640 + 4] = 1;
-  EXPECT_EQ(findings_of(bytes),
-            (Messages{"note 4675 fw_rules_table.mac_filter.entries[0].mac: "
-                      "01:00:5e:10:00:01 is no device's address"}));
+  EXPECT_EQ(findings_of(bytes), (Messages{"note 4675 fw_rules_table.mac_filter.entries[0].mac: "
+                                          "01:00:5e:10:00:01 is no device's address"}));
   bytes = household();
   bytes.replace(fw6 + 7040 + 4, 6, 6, '\0');
-  EXPECT_EQ(findings_of(bytes),
-            (Messages{"note 13491 fw6_rules_table.mac_filter.entries[0].mac: "
-                      "00:00:00:00:00:00 is no device's address"}));
+  EXPECT_EQ(findings_of(bytes), (Messages{"note 13491 fw6_rules_table.mac_filter.entries[0].mac: "
+                                          "00:00:00:00:00:00 is no device's address"}));
 }
 
 /* Whatever stands in a file, it can be taken apart, told and written. */
