@@ -41,10 +41,10 @@ class RefusedNames(LabCase):
         self.assertEqual(files["l3_advance.dat"].count(b"example.org"), 1)
         files["l3_advance.dat"] = files["l3_advance.dat"].replace(b"example.org", bytes(11))
         device.put_files(files)
-        device.apply({"firewall": {"enabled": False}})
+        device.l3ctl("--force", "apply", settings={"firewall": {"enabled": False}})
         path = "/tmp/on.json"
         with open(path, "w", encoding="utf-8") as file:
             file.write('{"firewall": {"enabled": true}}')
-        self.assertNotEqual(device.l3ctl("apply", path, check=False).returncode, 0)
+        self.assertNotEqual(device.l3ctl("--force", "apply", path, check=False).returncode, 0)
         self.assertEqual(rules.chain(_URL), [])
         self.assert_all_pass("refused", [query])

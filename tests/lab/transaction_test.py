@@ -152,7 +152,7 @@ class Refused(LabCase):
         for options in ((), _APART):
             with self.subTest(options):
                 before = _state()
-                outcome = device.l3ctl(*options, "url-filter", "on", check=False)
+                outcome = device.l3ctl("--force", *options, "url-filter", "on", check=False)
                 self.assertEqual((outcome.returncode, outcome.stdout), (3, ""))
                 self.assertIn(refused, outcome.stderr)
                 self.assertEqual(outcome.stderr.count('l3ctl: url_filter.entries['), 1, outcome.stderr)
