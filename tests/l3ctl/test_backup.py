@@ -23,12 +23,6 @@ class Copies(Gateway):
         for left in BACKUP.parent.iterdir():
             left.unlink()
 
-    def with_fault(self, fault, *arguments):
-        """Runs l3ctl with one kind of system call failing."""
-        return subprocess.run(["strace", "-f", "-e", f"trace={fault.split(':')[0]}", "-e", f"inject={fault}", "-o", "/dev/null",
-                               L3CTL, *arguments], capture_output=True, text=True, env=self.environment(),
-                              timeout=60, check=False)
-
 
 class Backup(Copies):
     def test_is_the_stored_file_byte_for_byte(self):
@@ -92,24 +86,6 @@ class Backup(Copies):
         self.assertEqual(self.l3ctl("backup", str(link)).status, 0)
         self.assertTrue(link.is_symlink())
         self.assertEqual(BACKUP.read_bytes(), configuration())
-
-    def test_a_failure_leaves_the_file_that_was_there(self):
-        self.store()
-        for fault in ("write:error=ENOSPC:when=1", "fsync:error=EIO:when=1", "fchmod:error=EPERM",
-                      "rename:error=EIO", "lseek:error=EIO"):
-            BACKUP.write_bytes(b"the good one")
-            done = self.with_fault(fault, "backup", str(BACKUP))
-            self.assertEqual((done.returncode, done.stdout), (1, ""), fault)
-            self.assertIn(f"l3ctl: {BACKUP}: cannot be written: ", done.stderr)
-            self.assertEqual(BACKUP.read_bytes(), b"the good one")
-            self.assertEqual(os.listdir(BACKUP.parent), ["backup.dat"])
-
-    def test_bytes_that_do_not_read_back_are_no_backup(self):
-        self.store()
-        # A write that says that it wrote everything, and did nothing.
-        done = self.with_fault("write:retval=15019:when=1", "backup", str(BACKUP))
-        self.assertEqual(done.returncode, 1, done.stderr)
-        self.assertEqual(os.listdir(BACKUP.parent), [])
 
 
 class Restore(Copies):

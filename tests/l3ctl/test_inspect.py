@@ -144,7 +144,7 @@ class Inspect(Gateway):
             file.truncate(1 << 40)
         trace = "/tmp/trace"
         outcome = subprocess.run(["strace", "-e", "trace=read", "-P", str(FILE), "-o", trace, L3CTL, "inspect",
-                                  str(FILE)], capture_output=True, check=False, env=self.environment())
+                                  str(FILE)], capture_output=True, check=False, env=self.traced_environment())
         FILE.unlink()
         self.assertEqual(outcome.returncode, 3)
         self.assertEqual(outcome.stderr, b"l3ctl: note: only the first 65536 bytes were read\n")
@@ -168,7 +168,7 @@ class Inspect(Gateway):
         before = CONFIGURATION.stat()
         trace = "/tmp/trace"
         subprocess.run(["strace", "-f", "-e", "trace=%file", "-o", trace, L3CTL, "inspect"], capture_output=True, check=True,
-                       env=self.environment())
+                       env=self.traced_environment())
         lines = [line for line in Path(trace).read_text().splitlines() if "/ztcfg" in line or "/run/" in line]
         self.assertEqual([line.split(" ", 1)[1].strip().split(" = ")[0] for line in lines],
                          ['openat(AT_FDCWD, "/ztcfg/l3_advance.dat", O_RDONLY|O_NONBLOCK|O_CLOEXEC)'])
