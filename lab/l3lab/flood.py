@@ -7,7 +7,7 @@ import threading
 from l3lab import hosts
 from l3lab.netns import Namespaces
 
-CLOSED = 5000
+CLOSED = 50001  # a port that no probe uses: the prober keeps its ears open
 
 
 class Flood:
