@@ -9,7 +9,7 @@ namespace {
 
 using settings::Settings;
 
-constexpr FilterList lists[] = {
+constexpr FilterList acl_lists[] = {
     {.section = "acl",
      .set = [](const Settings& s) { return gl3_web_set_acl_cfg(&*s.acl); },
      .enable = [](Settings& s, bool on) { s.acl->acl_filter_ctrl = on ? 1 : 0; },
@@ -20,7 +20,7 @@ constexpr Filter acl = {.command = "acl",
                         .help = "Who may reach the gateway's own services",
                         .main_key = nullptr,
                         .example = "service=web from=lan sources=192.168.1.2-192.168.1.10",
-                        .lists = lists,
+                        .lists = acl_lists,
                         .reset = gl3_web_set_acl_table_default};
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 
 using settings::Settings;
 
-constexpr FilterList lists[] = {
+constexpr FilterList captive_portal_lists[] = {
     {.section = "captive_portal",
      .set = [](const Settings& s) { return gl3_web_set_caporl_cfg(&*s.captive_portal); },
      .enable = [](Settings& s, bool on) { s.captive_portal->caporl_filter_ctrl = on ? 1 : 0; },
@@ -27,7 +27,7 @@ constexpr Filter captive_portal = {.command = "captive-portal",
                                    .help = "Where web requests of LAN clients may go",
                                    .main_key = "destination",
                                    .example = "203.0.113.0/24",
-                                   .lists = lists,
+                                   .lists = captive_portal_lists,
                                    .reset = gl3_web_set_caporl_table_default};
 
 int show_portal(const Context& context) {

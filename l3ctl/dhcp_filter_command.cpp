@@ -9,7 +9,7 @@ namespace {
 
 using settings::Settings;
 
-constexpr FilterList lists[] = {
+constexpr FilterList dhcp_lists[] = {
     {.section = "dhcp_filter",
      .set = [](const Settings& s) { return gl3_web_set_dhcp_cfg(&*s.dhcp_filter); },
      .enable = [](Settings& s, bool on) { s.dhcp_filter->dhcp_mac_filter_ctrl = on ? 1 : 0; },
@@ -20,7 +20,7 @@ constexpr Filter dhcp_filter = {.command = "dhcp-filter",
                                 .help = "Which devices get an address from the gateway",
                                 .main_key = "mac",
                                 .example = "02:00:00:00:00:01",
-                                .lists = lists,
+                                .lists = dhcp_lists,
                                 .reset = gl3_web_set_dhcp_table_default};
 
 }  // namespace

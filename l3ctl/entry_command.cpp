@@ -13,7 +13,7 @@ using Json = nlohmann::ordered_json;
 using Lists = std::span<const FilterList>;
 
 /* A section with its entry changed, checked and ready for the library. */
-struct Wanted {
+struct WantedSection {
   const FilterList* list;
   settings::Settings settings;
 };
@@ -120,7 +120,7 @@ void note_what_is_off(const Filter& filter, const Change& change, const Json& do
 }
 
 /* The same entry twice has no effect but that deleting one leaves the other. */
-void warn_of_twin(const Wanted& wanted) {
+void warn_of_twin(const WantedSection& wanted) {
   Json section = Json::parse(settings::write(wanted.settings, {wanted.list->section}));
   const Json& entries = entries_of(section.front());
   const auto twin = std::find(entries.begin(), entries.end() - 1, entries.back());
@@ -130,8 +130,8 @@ void warn_of_twin(const Wanted& wanted) {
   }
 }
 
-int set_all(Change& change, const std::vector<Wanted>& all, const std::string& done) {
-  for (const Wanted& one : all) {
+int set_all(Change& change, const std::vector<WantedSection>& all, const std::string& done) {
+  for (const WantedSection& one : all) {
     change.call(one.list->section, [&] { return one.list->set(one.settings); });
   }
   return change.report(done);
@@ -150,7 +150,7 @@ bool is_number(const std::string& which) {
 
 /* The entries of one number in two lists have nothing to do with each other. */
 void refuse_two_of_a_number(const Filter& filter, const std::string& which,
-                            const std::vector<Wanted>& wanted) {
+                            const std::vector<WantedSection>& wanted) {
   if (wanted.size() > 1 && is_number(which)) {
     refuse(filter, std::string("both ") + wanted[0].list->section + " and " +
                        wanted[1].list->section + " have an entry " + which +
@@ -181,7 +181,7 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
               const std::vector<std::string>& words) {
   const Json entry = entry_of(filter, words);
   Change change(context);
-  std::vector<Wanted> wanted;
+  std::vector<WantedSection> wanted;
   std::string places;
   std::vector<std::string> told;
   for (const FilterList& list : lists_for(filter, lists, entry)) {
@@ -203,7 +203,7 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
 int delete_entry(const Context& context, const Filter& filter, Lists lists,
                  const std::string& which) {
   Change change(context);
-  std::vector<Wanted> wanted;
+  std::vector<WantedSection> wanted;
   std::vector<std::string> told;
   size_t deleted = 0;
   for (const FilterList& list : lists) {

@@ -241,7 +241,7 @@ constexpr struct {
   const char* option;
   const char* key;
   const char* help;
-} words[] = {
+} packet_options[] = {
     {"--from", "from", "Needed: where it comes in, lan, wan (the Internet WAN) or other"},
     {"--to", "to", "Needed: where it goes, gateway, lan, wan or other"},
     {"--protocol", "protocol",
@@ -265,7 +265,7 @@ void add_explain_command(CLI::App& app, Context& context) {
   auto* batch = command->add_option(
       "--batch", question->batch,
       "Packets as JSON, one a line, with keys as the options; - is standard input");
-  for (const auto& word : words) {
+  for (const auto& word : packet_options) {
     command
         ->add_option_function<std::string>(
             word.option,

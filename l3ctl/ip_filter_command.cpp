@@ -9,7 +9,7 @@ namespace {
 
 using settings::Settings;
 
-constexpr FilterList lists[] = {
+constexpr FilterList ip_lists[] = {
     {.section = "ip_filter",
      .set = [](const Settings& s) { return gl3_web_set_firewall_cfg(&*s.ip_filter); },
      .enable = [](Settings& s, bool on) { s.ip_filter->ip_filter_ctrl = on ? 0 : 1; },
@@ -24,7 +24,7 @@ constexpr Filter ip_filter = {.command = "ip-filter",
                               .help = "Forwarded traffic by protocol, addresses and ports",
                               .main_key = nullptr,
                               .example = "direction=upstream protocol=tcp destination_ports=25",
-                              .lists = lists,
+                              .lists = ip_lists,
                               .reset = gl3_web_set_ip_table_default};
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace {
 
 using settings::Settings;
 
-constexpr FilterList lists[] = {
+constexpr FilterList mac_lists[] = {
     {.section = "mac_filter",
      .set = [](const Settings& s) { return gl3_web_set_mac_cfg(&*s.mac_filter); },
      .enable = [](Settings& s, bool on) { s.mac_filter->mac_filter_ctrl = on ? 1 : 0; },
@@ -24,7 +24,7 @@ constexpr Filter mac_filter = {.command = "mac-filter",
                                .help = "Forwarded traffic of LAN devices, by daily time span",
                                .main_key = "mac",
                                .example = "02:00:00:00:00:01 active=22:00-06:00",
-                               .lists = lists,
+                               .lists = mac_lists,
                                .reset = gl3_web_set_mac_table_default};
 
 }  // namespace

@@ -7,7 +7,7 @@ namespace l3ctl {
 
 namespace {
 
-std::string escaped(const std::string& text) {
+std::string markup(const std::string& text) {
   std::string result;
   for (const char c : text) {
     switch (c) {
@@ -58,7 +58,7 @@ std::string row(const JudgedRule& rule, size_t number) {
     text = std::string(mark_name(rule.mark)) + ": " + text;
   }
   return "<tr><td align=\"left\" port=\"r" + std::to_string(number) + "\" bgcolor=\"" +
-         colour(rule) + "\">" + escaped(text) + "</td></tr>";
+         colour(rule) + "\">" + markup(text) + "</td></tr>";
 }
 
 std::string box(const JudgedTable& table, const JudgedChain& chain) {
@@ -66,8 +66,8 @@ std::string box(const JudgedTable& table, const JudgedChain& chain) {
   std::string text = "    " + node(table, chain.name) +
                      " [label=<<table border=\"0\" cellborder=\"1\" cellspacing=\"0\" "
                      "cellpadding=\"4\"><tr><td port=\"head\" bgcolor=\"" +
-                     (chain.is_own ? "#cfe2f3" : "#dddddd") + "\"><b>" + escaped(chain.name) +
-                     "</b>" + escaped(about) + "</td></tr>";
+                     (chain.is_own ? "#cfe2f3" : "#dddddd") + "\"><b>" + markup(chain.name) +
+                     "</b>" + markup(about) + "</td></tr>";
   for (size_t i = 0; i < chain.rules.size(); ++i) {
     text += row(chain.rules[i], i);
   }

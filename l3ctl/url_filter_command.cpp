@@ -9,7 +9,7 @@ namespace {
 
 using settings::Settings;
 
-constexpr FilterList lists[] = {
+constexpr FilterList url_lists[] = {
     {.section = "url_filter",
      .set = [](const Settings& s) { return gl3_web_set_url_cfg(&*s.url_filter); },
      .enable = [](Settings& s, bool on) { s.url_filter->url_filter_ctrl = on ? 1 : 0; },
@@ -20,7 +20,7 @@ constexpr Filter url_filter = {.command = "url-filter",
                                .help = "Look-ups of host names, by daily time span",
                                .main_key = "host",
                                .example = "games.example.com active=08:00-21:30",
-                               .lists = lists,
+                               .lists = url_lists,
                                .reset = gl3_web_set_url_table_default};
 
 }  // namespace
