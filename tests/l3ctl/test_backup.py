@@ -169,17 +169,6 @@ class Restore(Copies):
         self.assert_outcome(outcome, 2, "", "l3ctl: standard input: more than 65536 bytes; nothing was changed\n")
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())
 
-    def test_a_failed_write_changes_nothing(self):
-        self.store(firewall=True)
-        BACKUP.write_bytes(HOUSEHOLD)
-        for fault in ("fsync:error=EIO:when=1", "rename:error=EROFS", "fchmod:error=EPERM"):
-            done = self.with_fault(fault, "restore", str(BACKUP))
-            self.assertEqual((done.returncode, done.stdout), (1, ""), fault)
-            self.assertIn("/ztcfg/l3_advance.dat: cannot be written: ", done.stderr)
-            self.assertEqual(CONFIGURATION.read_bytes(), configuration(True))
-            self.assertEqual([name for name in os.listdir("/ztcfg") if name.startswith("l3_advance.dat.")], [])
-        self.assertEqual(self.commands(), [])
-
     def test_the_lock_is_waited_for(self):
         self.store()
         BACKUP.write_bytes(HOUSEHOLD)

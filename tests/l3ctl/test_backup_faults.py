@@ -3,8 +3,8 @@ import os
 import subprocess
 import unittest
 
-from gateway import L3CTL, configuration
-from test_backup import BACKUP, Copies
+from gateway import CONFIGURATION, L3CTL, configuration
+from test_backup import BACKUP, HOUSEHOLD, Copies
 
 
 class BackupFaults(Copies):
@@ -31,6 +31,17 @@ class BackupFaults(Copies):
         done = self.with_fault("write:retval=15019:when=1", "backup", str(BACKUP))
         self.assertEqual(done.returncode, 1, done.stderr)
         self.assertEqual(os.listdir(BACKUP.parent), [])
+
+    def test_a_failed_write_changes_nothing(self):
+        self.store(firewall=True)
+        BACKUP.write_bytes(HOUSEHOLD)
+        for fault in ("fsync:error=EIO:when=1", "rename:error=EROFS", "fchmod:error=EPERM"):
+            done = self.with_fault(fault, "restore", str(BACKUP))
+            self.assertEqual((done.returncode, done.stdout), (1, ""), fault)
+            self.assertIn("/ztcfg/l3_advance.dat: cannot be written: ", done.stderr)
+            self.assertEqual(CONFIGURATION.read_bytes(), configuration(True))
+            self.assertEqual([name for name in os.listdir("/ztcfg") if name.startswith("l3_advance.dat.")], [])
+        self.assertEqual(self.commands(), [])
 
 
 if __name__ == "__main__":
