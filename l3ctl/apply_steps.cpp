@@ -51,7 +51,7 @@ bool level_differs(const Settings& wanted, const Settings& stored) {
   return on != *stored.firewall || (on && scan != *stored.port_scan_protection);
 }
 
-constexpr ApplyStep steps[] = {
+constexpr ApplyStep all_steps[] = {
     // The master switch first: everything that follows makes rules only while it is on.
     {"security_level", is_wanted<&Settings::security_level>, level_differs,
      [](const Settings& s) {
@@ -110,11 +110,11 @@ void add_once(std::vector<std::string>& names, const char* name) {
 }  // namespace
 
 std::span<const ApplyStep> apply_steps() {
-  return steps;
+  return all_steps;
 }
 
 bool changes_something(const Settings& wanted, const Settings& stored) {
-  return std::any_of(std::begin(steps), std::end(steps), [&](const ApplyStep& step) {
+  return std::any_of(std::begin(all_steps), std::end(all_steps), [&](const ApplyStep& step) {
     return step.is_wanted(wanted) && step.differs(wanted, stored);
   });
 }
@@ -134,11 +134,12 @@ Applied apply_in_order(Change& change, const Settings& wanted, const Progress& p
   Applied applied;
   // Removed before it is added, and often not there.
   change.may_fail("iptables -t filter -D FORWARD -p udp ");
-  const auto total = static_cast<size_t>(std::count_if(
-      std::begin(steps), std::end(steps), [&](const ApplyStep& s) { return s.is_wanted(wanted); }));
+  const auto total =
+      static_cast<size_t>(std::count_if(std::begin(all_steps), std::end(all_steps),
+                                        [&](const ApplyStep& s) { return s.is_wanted(wanted); }));
   size_t place = 0;
   Settings now = change.stored();
-  for (const ApplyStep& step : steps) {
+  for (const ApplyStep& step : all_steps) {
     if (!step.is_wanted(wanted)) {
       continue;
     }

@@ -10,7 +10,7 @@ namespace l3ctl {
 
 namespace {
 
-constexpr const char* words[] = {"off", "low", "high"};
+constexpr const char* level_words[] = {"off", "low", "high"};
 
 int show(const Context& context) {
   // Reading brings the stored level in line with the switches, and so writes the file.
@@ -20,7 +20,7 @@ int show(const Context& context) {
     return change.report("");
   }
   const std::string word =
-      level >= 0 && level <= 2 ? words[level] : "unknown (" + std::to_string(level) + ")";
+      level >= 0 && level <= 2 ? level_words[level] : "unknown (" + std::to_string(level) + ")";
   std::cout << (context.json ? "{\n  \"security_level\": \"" + word + "\"\n}\n"
                              : "security level " + word + "\n");
   return exit_done;
@@ -29,7 +29,7 @@ int show(const Context& context) {
 int set(const Context& context, const std::string& word) {
   Change change(context);
   int32_t level = 0;
-  while (word != words[level]) {
+  while (word != level_words[level]) {
     ++level;
   }
   change.call("level", [level] { return gl3_web_set_fw_security_level(level); });
