@@ -9,9 +9,9 @@ namespace l3ctl {
 namespace {
 
 /* What puts a difference right, in the order in which it is to be done. */
-enum class Cure : uint8_t { restart, firewall, dhcp_filter, ipsec, wan };
+enum class Cure : uint8_t { restart, firewall, dhcp_rules, ipsec, wan };
 
-constexpr Cure cures[] = {Cure::restart, Cure::firewall, Cure::dhcp_filter, Cure::ipsec, Cure::wan};
+constexpr Cure cures[] = {Cure::restart, Cure::firewall, Cure::dhcp_rules, Cure::ipsec, Cure::wan};
 
 Cure cure_of(const Drift& drift) {
   const OwnChain* own = own_chain(drift.family, drift.chain);
@@ -23,7 +23,7 @@ Cure cure_of(const Drift& drift) {
     return Cure::restart;
   }
   if (drift.chain == "input_ext_dhcp") {
-    return Cure::dhcp_filter;
+    return Cure::dhcp_rules;
   }
   const bool is_bound = drift.chain == "forward_ext_ip" || drift.chain == "input_ext_acl" ||
                         drift.chain == "input_ext_local_access_ex";
@@ -37,7 +37,7 @@ std::string words_of(Cure cure, bool is_firewall_on, const std::string& internet
     case Cure::firewall:
       return is_firewall_on ? "\"l3ctl firewall on\" makes the rules of the lists anew"
                             : "\"l3ctl firewall off\" takes the rules of the lists away";
-    case Cure::dhcp_filter:
+    case Cure::dhcp_rules:
       return "\"l3ctl dhcp-filter off\" and \"l3ctl dhcp-filter on\", or off alone where it is to "
              "be off";
     case Cure::ipsec:
