@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/wrong_words.hpp"
@@ -122,6 +123,12 @@ void occupy_standard_descriptors() {
   }
 }
 
+/* What a flag says is stored only after this one is answered, so the command line itself is asked. */
+std::string version_text(bool as_json) {
+  return as_json ? nlohmann::ordered_json{{"l3ctl", L3CTL_VERSION}}.dump(2)
+                 : "l3ctl " L3CTL_VERSION;
+}
+
 int parse(CLI::App& app, const Context& context, int argc, char** argv) {
   try {
     app.parse(argc, argv);
@@ -133,7 +140,7 @@ int parse(CLI::App& app, const Context& context, int argc, char** argv) {
 
 int run(Context& context, int argc, char** argv) {
   CLI::App app("Settings of the gateway's firewall and services", "l3ctl");
-  app.set_version_flag("--version", "l3ctl " L3CTL_VERSION);
+  app.set_version_flag("--version", [&app] { return version_text(app.count("--json") != 0); });
   app.add_flag("--json", context.json, "Results as JSON");
   app.add_flag("--one-by-one", context.one_by_one,
                "Make rules by one command each, not all of a change at once: slower, and packets\n"

@@ -56,6 +56,7 @@ RUNS = {
     "reset": ("change", ["reset", "--yes"]),
 }
 MORE_RUNS = {
+    "--version": ("program", ["--version"]),
     "wan": ("wan", ["wan", "show"]),
     "wan clear": ("change", ["wan", "clear"]),
     "record write": ("change", ["record", "write", "ct-timeout", "300"]),

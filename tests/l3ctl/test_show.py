@@ -187,6 +187,9 @@ class IpFilter(Gateway):
 class Program(Gateway):
     def test_version(self):
         self.assert_outcome(self.l3ctl("--version"), 0, "l3ctl 10.0.0\n")
+        for flags in (["--json", "--version"], ["--version", "--json"]):
+            self.assert_outcome(self.l3ctl(*flags), 0, '{\n  "l3ctl": "10.0.0"\n}\n')
+        self.assert_untouched()
 
     def test_help_lists_commands_and_exit_statuses(self):
         outcome = self.l3ctl("--help")
