@@ -9,6 +9,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/filter_command.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_damage.hpp"
 
 namespace l3ctl {
 
@@ -31,6 +32,7 @@ constexpr Filter captive_portal = {.command = "captive-portal",
                                    .reset = gl3_web_set_caporl_table_default};
 
 int show_portal(const Context& context) {
+  warn_of_stored_damage();
   // The library's own view: the firewall's switch and the portal's must both be on.
   uint32_t active = 0;
   if (stored_exists()) {

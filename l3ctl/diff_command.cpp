@@ -4,6 +4,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/field_changes.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "l3ctl/wanted.hpp"
 
 namespace l3ctl {
@@ -12,6 +13,7 @@ namespace {
 
 int show_diff(const Context& context, const WantedFile& file) {
   const settings::Settings wanted = read_wanted(file);
+  warn_of_stored_damage();
   const auto changes = field_changes(stored_or_defaults(), wanted);
   if (context.json) {
     std::cout << nlohmann::ordered_json{{"fields", field_list(changes)}}.dump(2) << '\n';

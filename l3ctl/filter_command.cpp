@@ -7,6 +7,7 @@
 
 #include "l3ctl/entry_command.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "l3ctl/text_view.hpp"
 
 namespace l3ctl {
@@ -29,6 +30,7 @@ Lists chosen_lists(const Filter& filter, const Choice& choice) {
 }
 
 int list(const Context& context, const Lists& lists) {
+  warn_of_stored_damage();
   const settings::Settings stored = stored_or_defaults();
   std::vector<std::string> sections;
   for (const FilterList& one : lists) {

@@ -8,6 +8,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "settings/settings.hpp"
 #include "settings/values.hpp"
 
@@ -28,6 +29,7 @@ Json known_fields(const l3_qos_rules& rules) {
 }
 
 int show(const Context& context) {
+  warn_of_stored_damage();
   const settings::Settings stored = stored_or_defaults();
   Json view = {{"enabled", *stored.route_qos_enabled}};
   view.update(known_fields(*stored.route_qos_rules));

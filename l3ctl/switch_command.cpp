@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_damage.hpp"
 #include "l3ctl/text_view.hpp"
 
 namespace l3ctl {
@@ -10,6 +11,7 @@ namespace l3ctl {
 namespace {
 
 int show(const Context& context, const Switch& one) {
+  warn_of_stored_damage();
   const settings::Settings stored = stored_or_defaults();
   std::cout << (context.json ? settings::write(stored, {one.section})
                              : text_view(stored, {one.section}));

@@ -44,8 +44,15 @@ class Damage(Gateway):
         self.assertEqual(CONFIGURATION.stat().st_size, 5000)
 
     def test_readers_warn_once_and_count_what_there_is_room_for(self):
-        for reader in (["show"], ["status"], ["export"], ["rules"], ["check"]):
-            self.assertEqual(self.l3ctl(*reader).err.count(f"l3ctl: warning: {COUNT}; {INSPECT}\n"), 1, reader)
+        lists = [[name, "list"] for name in ("ip-filter", "acl", "url-filter", "mac-filter", "dhcp-filter", "captive-portal")]
+        switches = [[name, "status"] for name in ("firewall", "port-scan", "ipsec", "vpn", "portal")]
+        stored = CONFIGURATION.read_bytes()
+        for reader in (["show"], ["status"], ["export"], ["rules"], ["qos", "show"], ["diff", "-"], *lists, *switches):
+            outcome = self.l3ctl(*reader, stdin="{}")
+            self.assertEqual((outcome.status, outcome.out == ""), (0, reader[0] == "diff"), reader)
+            self.assertEqual(outcome.err, f"l3ctl: warning: {COUNT}; {INSPECT}\n", reader)
+        self.assertEqual(self.l3ctl("check").err.count(f"l3ctl: warning: {COUNT}; {INSPECT}\n"), 1)
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
         self.assertIn("ip_filter               waits for the firewall, 50 entries\n", self.l3ctl("status").out)
         self.store()
         self.assertEqual(self.l3ctl("status").err, "")
