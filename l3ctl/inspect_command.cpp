@@ -108,17 +108,20 @@ void print_fields(const std::vector<Shown>& fields) {
   }
 }
 
-void print_findings(const StoredFile& stored, bool all) {
+void print_findings(const Question& question, const StoredFile& stored) {
   constexpr size_t enough = 20;
   std::cout << '\n';
   if (stored.findings.empty()) {
     std::cout << "nothing is torn or implausible\n";
   }
-  for (size_t i = 0; i < stored.findings.size() && (all || i < enough); ++i) {
-    std::cout << line_of(stored.findings[i]) << "\n  what to do: " << stored.findings[i].advice
-              << '\n';
+  const bool has_advice = is_in_use(question.file);
+  for (size_t i = 0; i < stored.findings.size() && (question.all || i < enough); ++i) {
+    std::cout << line_of(stored.findings[i]) << '\n';
+    if (has_advice) {
+      std::cout << "  what to do: " << stored.findings[i].advice << '\n';
+    }
   }
-  if (!all && stored.findings.size() > enough) {
+  if (!question.all && stored.findings.size() > enough) {
     std::cout << "and " << stored.findings.size() - enough << " more; --all tells them\n";
   }
 }
@@ -132,7 +135,7 @@ void print(const Question& question, const StoredFile& stored, std::string_view 
                                name_of(settings::host_byte_order()))
             << (stored.order == settings::host_byte_order() ? ", as this machine\n" : "\n");
   print_fields(fields_of(stored, bytes, question.all));
-  print_findings(stored, question.all);
+  print_findings(question, stored);
 }
 
 void print_json(const Question& question, const StoredFile& stored, std::string_view bytes) {
@@ -148,7 +151,7 @@ void print_json(const Question& question, const StoredFile& stored, std::string_
   }
   Json findings = Json::array();
   for (const settings::StoredFinding& finding : stored.findings) {
-    findings.push_back(as_json(finding));
+    findings.push_back(as_json(question.file, finding));
   }
   const Json result = {{"file", question.file},
                        {"size", stored.size},

@@ -1,6 +1,7 @@
 #include "l3ctl/stored_view.hpp"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "l3ctl/context.hpp"
 #include "l3ctl/library.hpp"
@@ -15,7 +16,7 @@ StoredFile judged(const std::string& file, std::string_view bytes) {
   StoredFile stored = settings::read_stored_file(bytes);
   const bool is_other =
       stored.order != ByteOrder::unknown && stored.order != settings::host_byte_order();
-  if (file == configuration_path && is_other) {
+  if (is_other && is_in_use(file)) {
     stored.findings.insert(
         stored.findings.begin(),
         {StoredFinding::Kind::implausible, 0, "the file",
@@ -24,6 +25,11 @@ StoredFile judged(const std::string& file, std::string_view bytes) {
          std::string("convert it: \"l3ctl restore ") + configuration_path + "\""});
   }
   return stored;
+}
+
+bool is_in_use(const std::string& file) {
+  std::error_code error;
+  return file == configuration_path || std::filesystem::equivalent(file, configuration_path, error);
 }
 
 const char* name_of(ByteOrder order) {
@@ -43,25 +49,26 @@ std::string line_of(const StoredFinding& finding) {
          finding.where + ": " + finding.what;
 }
 
-nlohmann::ordered_json as_json(const StoredFinding& finding) {
+nlohmann::ordered_json as_json(const std::string& file, const StoredFinding& finding) {
+  using Json = nlohmann::ordered_json;
   return {{"kind", name_of(finding.kind)},
           {"offset", finding.offset},
           {"where", finding.where},
           {"what", finding.what},
-          {"advice", finding.advice}};
+          {"advice", is_in_use(file) ? Json(finding.advice) : Json()}};
 }
 
 void tell_findings(const std::string& file, const StoredFile& stored) {
-  const bool is_in_use = file == configuration_path;
+  const bool has_advice = is_in_use(file);
   const size_t count = stored.findings.size();
   for (size_t i = 0; i < std::min(count, few_findings); ++i) {
     complain(line_of(stored.findings[i]));
-    if (is_in_use) {
+    if (has_advice) {
       complain("  what to do: " + stored.findings[i].advice);
     }
   }
   if (count > few_findings) {
-    const std::string command = is_in_use ? "l3ctl inspect" : "l3ctl inspect " + file;
+    const std::string command = has_advice ? "l3ctl inspect" : "l3ctl inspect " + file;
     complain("and " + std::to_string(count - few_findings) + " more; \"" + command +
              " --all\" tells them");
   }

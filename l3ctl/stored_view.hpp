@@ -15,12 +15,16 @@ inline constexpr size_t largest_stored_file = 1 << 16;
 /* The file taken apart; `file` is where it lies, "-" is standard input. */
 settings::StoredFile judged(const std::string& file, std::string_view bytes);
 
+/* Whether it is the stored file, by whatever name: only of that there is something to do. */
+bool is_in_use(const std::string& file);
+
 const char* name_of(settings::ByteOrder order);
 const char* name_of(settings::StoredFinding::Kind kind);
 
 /* "torn: byte 4659, WHERE: WHAT" */
 std::string line_of(const settings::StoredFinding& finding);
-nlohmann::ordered_json as_json(const settings::StoredFinding& finding);
+/* With null for what to do where the file is not in use. */
+nlohmann::ordered_json as_json(const std::string& file, const settings::StoredFinding& finding);
 
 /* So many findings show what a file is like; inspect tells all. */
 inline constexpr size_t few_findings = 5;
