@@ -22,7 +22,10 @@ StoredFile judged(const std::string& file, std::string_view bytes) {
         {StoredFinding::Kind::implausible, 0, "the file",
          std::string("was written by a ") + name_of(stored.order) +
              " host: the library of this one reads the bytes of every word in the wrong order",
-         std::string("convert it: \"l3ctl restore ") + configuration_path + "\""});
+         // What else is wrong would be taken over.
+         settings::is_plausible(stored)
+             ? std::string("convert it: \"l3ctl restore ") + configuration_path + "\""
+             : "put a backup back (\"l3ctl restore BACKUP\")"});
   }
   return stored;
 }

@@ -93,7 +93,7 @@ void judge_size(std::string_view bytes, Findings& findings) {
     findings.push_back({implausible, stored_size, "the file",
                         std::to_string(bytes.size() - stored_size) +
                             " bytes behind the last record, which nothing reads",
-                        "\"l3ctl restore --force\" of this file leaves them out"});
+                        "\"l3ctl restore --force /ztcfg/l3_advance.dat\" leaves them out"});
   }
 }
 
@@ -102,15 +102,15 @@ struct Line {
   const char* key;
   const char* where;
   bool (*is_on)(std::string_view image);
-  const char* advice;
 };
 
 constexpr Line lines[] = {
-    {vpn_line_offset, "vpn_pass_through=", "the line of VPN pass-through", vpn_of,
-     "set the switch the other way and back: \"l3ctl vpn on\", \"l3ctl vpn off\""},
-    {firewall_line_offset, "fire_wall=", "the line of the master switch", firewall_of,
-     "set the switch: \"l3ctl firewall on\" or \"off\""},
+    {vpn_line_offset, "vpn_pass_through=", "the line of VPN pass-through", vpn_of},
+    {firewall_line_offset, "fire_wall=", "the line of the master switch", firewall_of},
 };
+
+constexpr char write_the_line_anew[] =
+    "\"l3ctl restore --force /ztcfg/l3_advance.dat\" writes it anew as it counts";
 
 void judge_line(const Line& line, std::string_view bytes, Findings& findings) {
   const std::string key = line.key;
@@ -126,7 +126,38 @@ void judge_line(const Line& line, std::string_view bytes, Findings& findings) {
                       (is_missing ? "is missing, zero bytes stand there"
                                   : "reads " + shown({.kind = Node::Kind::text, .text = found})) +
                           "; it counts as " + (line.is_on(bytes) ? "on" : "off"),
-                      line.advice});
+                      write_the_line_anew});
+}
+
+/* The commands that set a switch or the level whatever is stored: an apply would find nothing to change
+ * where what is stored counts as what is wanted. */
+struct OneWord {
+  size_t offset;
+  const char* advice;
+};
+
+constexpr char set_the_level[] =
+    "set the level and look at the other settings (\"l3ctl --force level low\"), or put a backup "
+    "back "
+    "(\"l3ctl restore BACKUP\")";
+
+constexpr OneWord one_words[] = {
+    {fw_offset + offsetof(l3_fw_rules, anti_port_scan),
+     "\"l3ctl --force port-scan on\", or \"l3ctl --force port-scan off\""},
+    {ipsec_offset, "\"l3ctl --force ipsec on\", or \"l3ctl --force ipsec off\""},
+    {fw_offset + offsetof(l3_fw_rules, security_level), set_the_level},
+    {qos_offset + offsetof(l3_route_qos, control),
+     "\"l3ctl --force qos on\", or \"l3ctl --force qos off\""},
+    {fw6_offset + offsetof(l3_fw6_rules, security_level), set_the_level},
+};
+
+std::string set_word_again(const StoredField& field) {
+  for (const OneWord& word : one_words) {
+    if (word.offset == field.offset) {
+      return word.advice;
+    }
+  }
+  return set_again(*field.section);
 }
 
 /* Switches and modes: any number counts as one of two, but no settings file says it. */
@@ -137,7 +168,7 @@ void judge_words(const StoredSection& section, std::string_view image, Findings&
     const uint32_t value = word_at(image, field.offset);
     if (!words.empty() && value >= words.size()) {
       findings.push_back({implausible, field.offset, name_of(field), meaning_of(field, image),
-                          set_again(section)});
+                          set_word_again(field)});
     }
   }
 }
@@ -151,11 +182,11 @@ void judge_end(std::string_view image, Findings& findings) {
     findings.push_back({torn, level6, "fw6_rules_table.security_level",
                         "differs from fw_rules_table.security_level: some sections are old, some "
                         "new, as a cut between the records leaves them",
-                        "do the last change again, or put a backup back (\"l3ctl restore\")"});
+                        set_the_level});
   }
   if (word_at(image, reserved) != 0) {
     findings.push_back({implausible, reserved, "fw6_rules_table.reserved", "is not zero",
-                        "nothing reads it; a backup may be better (\"l3ctl restore\")"});
+                        std::string("nothing reads it; ") + replace_the_file});
   }
 }
 
@@ -188,6 +219,12 @@ std::vector<StoredFinding> findings_of(const StoredFile& file, std::string_view 
     judge_line(line, bytes, findings);
   }
   judge_values(file, findings);
+  if (bytes.size() < stored_size) {
+    // Whatever is set would make zeros of all that is missing.
+    for (StoredFinding& finding : findings) {
+      finding.advice = replace_the_file;
+    }
+  }
   std::stable_sort(
       findings.begin(), findings.end(),
       [](const StoredFinding& a, const StoredFinding& b) { return a.offset < b.offset; });
@@ -195,11 +232,15 @@ std::vector<StoredFinding> findings_of(const StoredFile& file, std::string_view 
 }
 
 std::string set_again(const StoredSection& section) {
-  return section.setting == nullptr
-             ? "put a backup back (\"l3ctl restore\")"
-             : std::string("look at \"l3ctl show ") + section.setting +
-                   "\" and set the section again (\"l3ctl apply\"), or put a backup back (\"l3ctl "
-                   "restore\")";
+  // No call sets the other parts of a record.
+  return section.setting == nullptr ? replace_the_file : set_again(std::string(section.setting));
+}
+
+std::string set_again(const std::string& setting) {
+  return "write the section to a file (\"l3ctl export --section " + setting +
+         " >FILE\"), mend that and set it again (\"l3ctl --force apply FILE\"), or put a backup "
+         "back "
+         "(\"l3ctl restore BACKUP\")";
 }
 
 bool is_empty(std::string_view image, size_t offset, size_t size) {

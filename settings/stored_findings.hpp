@@ -17,10 +17,11 @@ void judge_by_reader(const StoredFile& file, std::vector<StoredFinding>& finding
 
 /* What to do about a section: of settings, or of none. */
 std::string set_again(const StoredSection& section);
+std::string set_again(const std::string& setting);
 
 inline constexpr char replace_the_file[] =
-    "put a backup back (\"l3ctl restore\"), or remove the file: the next start makes one with "
-    "defaults";
+    "put a backup back (\"l3ctl restore BACKUP\"), or remove the file: the next start makes one "
+    "with defaults";
 
 /* Whether every byte of a part is zero. */
 bool is_empty(std::string_view image, size_t offset, size_t size);

@@ -183,9 +183,7 @@ void judge_by_reader(const StoredFile& file, Findings& findings) {
     }
     const std::string section = path.substr(0, path.find('.'));
     findings.push_back({StoredFinding::Kind::implausible, offset, path, told.substr(colon + 2),
-                        "look at \"l3ctl show " + section +
-                            "\" and set the section again (\"l3ctl apply\"), or put a backup back "
-                            "(\"l3ctl restore\")"});
+                        set_again(section)});
   }
 }
 
