@@ -77,10 +77,10 @@ void judge_behind_count(const StoredSection& section, std::string_view image, Fi
   }
 }
 
-/* Settings can say it, so it is no more than odd. */
+/* Settings can say it, so it is no more than odd. Zeros they cannot, which the reader tells. */
 void judge_mac(const StoredField& field, std::string_view image, Findings& findings) {
   const bool is_group = (image[field.offset] & 1) != 0;
-  if (is_group || is_empty(image, field.offset, field.member->size)) {
+  if (is_group) {
     findings.push_back({note, field.offset, name_of(field),
                         meaning_of(field, image) + " is no device's address",
                         set_again(*field.section)});

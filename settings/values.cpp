@@ -202,7 +202,8 @@ std::string ports_text(Ports ports) {
 }
 
 Parsed<MacAddress> parse_mac(std::string_view text) {
-  constexpr const char* allowed = "a hardware address of six pairs such as \"02:00:00:00:00:01\"";
+  constexpr const char* allowed =
+      "a hardware address of six pairs such as \"02:00:00:00:00:01\", not all of them zero";
   if (text.size() != 17) {
     return {{}, allowed};
   }
@@ -213,6 +214,10 @@ Parsed<MacAddress> parse_mac(std::string_view text) {
       return {{}, allowed};
     }
     mac[i] = *byte;
+  }
+  // No device has it, and as an entry it would look like one that was not written.
+  if (mac == MacAddress{}) {
+    return {{}, allowed};
   }
   return {mac, {}};
 }

@@ -27,6 +27,21 @@ class Entries(Gateway):
         self.assertEqual(CONFIGURATION.read_bytes(), before)
         self.assertEqual(self.commands(), [])
 
+    def test_an_address_of_zeros_is_refused(self):
+        none = ('"00:00:00:00:00:00" is not allowed; it must be a hardware address of six pairs such as '
+                '"02:00:00:00:00:01", not all of them zero')
+        for command, section in (("mac-filter --ipv4", "mac_filter"), ("mac-filter --ipv6", "mac6_filter"),
+                                 ("mac-filter", "mac_filter"), ("dhcp-filter", "dhcp_filter")):
+            self.assert_refused([*command.split(), "add", "00:00:00:00:00:00"], f"{section}.devices[0].mac: {none}",
+                                "nothing was changed")
+        for document, path in (({"dhcp_filter": {"enabled": True, "devices": [MAC, {"mac": "00:00:00:00:00:00", "flag": 1}]}},
+                                "dhcp_filter.devices[1].mac"),
+                               ({"mac6_filter": {"enabled": True, "devices": [{"mac": "00:00:00:00:00:00"}]}},
+                                "mac6_filter.devices[0].mac")):
+            self.assert_outcome(self.apply(json.dumps(document)), 2,
+                                err=f"l3ctl: standard input:1: {path}: {none}\nl3ctl: nothing was changed\n")
+        self.assertEqual(self.l3ctl("inspect").status, 0)
+
     def test_a_device_is_added_to_the_lists_of_both_families_and_deleted_by_its_address(self):
         self.switch_on("mac-filter")
         self.assert_outcome(self.l3ctl("mac-filter", "add", MAC, "active=08:00-21:30"), 0,

@@ -18,7 +18,8 @@ std::string portal(const std::string& destination) {
   return "{\"captive_portal\": {\"enabled\": true, \"destinations\": [" + destination + "]}}";
 }
 
-constexpr const char* a_mac = "a hardware address of six pairs such as \"02:00:00:00:00:01\"";
+constexpr const char* a_mac =
+    "a hardware address of six pairs such as \"02:00:00:00:00:01\", not all of them zero";
 constexpr const char* a_destination =
     "an IPv4 address such as \"203.0.113.2\" or a prefix such as \"198.51.100.0/24\"";
 constexpr const char* sources =

@@ -23,7 +23,8 @@ constexpr const char* a_host =
     "most 31 characters";
 constexpr const char* a_span =
     "a span in UTC such as \"08:00-21:30\", with an end of at most 24:00, or \"all day\"";
-constexpr const char* a_mac = "a hardware address of six pairs such as \"02:00:00:00:00:01\"";
+constexpr const char* a_mac =
+    "a hardware address of six pairs such as \"02:00:00:00:00:01\", not all of them zero";
 
 }  // namespace
 
