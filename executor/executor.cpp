@@ -46,6 +46,10 @@ void remember_rules() {
   is_remembering = true;
 }
 
+void read_ahead(const std::string& tool) {
+  snapshots.take({tool, "filter"});
+}
+
 std::string put_back() {
   return snapshots.put_back();
 }

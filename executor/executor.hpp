@@ -41,6 +41,10 @@ bool commit();
  * transaction always does: put_back() needs that. */
 void remember_rules();
 
+/* Starts to read the filter table of a tool, "iptables" or "ip6tables": whoever is going to edit it
+ * gets ready meanwhile. As early as nobody else may edit it any more. */
+void read_ahead(const std::string& tool);
+
 /* Makes the tables that were changed what they were before. Returns what could not be put back,
  * empty when all could. */
 [[nodiscard]] std::string put_back();

@@ -22,14 +22,14 @@ void expect_missing_rules(Change& change) {
 }
 
 int set_telnet(const Context& context, bool allow) {
-  Change change(context);
+  Change change(context, Foreseen::ipv4_rules);
   expect_missing_rules(change);
   change.call("access", [allow] { return omci_set_telnet_state(allow ? 1 : 0); });
   return change.report(std::string("access: telnet ") + (allow ? "allowed" : "blocked"));
 }
 
 int set_web(const Context& context, bool allow, int port) {
-  Change change(context);
+  Change change(context, Foreseen::ipv4_rules);
   expect_missing_rules(change);
   change.call("access", [allow, port] { return omci_set_web_state(allow ? 1 : 0, port); });
   return change.report("access: web at port " + std::to_string(port) +

@@ -32,7 +32,7 @@ void show_progress(const char* section, size_t place, size_t total) {
 /* `confirm_within` is in seconds; 0 where nobody has to confirm. */
 int apply_file(const Context& context, const WantedFile& file, int confirm_within) {
   const settings::Settings wanted = read_wanted(file);
-  Change change(context);
+  Change change(context, Foreseen::ipv4_rules);
   const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
   if (waits) {
     begin_confirmation(context, change, wanted, confirm_within);

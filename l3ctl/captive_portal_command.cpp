@@ -45,7 +45,7 @@ int show_portal(const Context& context) {
 }
 
 int switch_portal(const Context& context, bool on) {
-  Change change(context);
+  Change change(context, Foreseen::ipv4_rules);
   complain("note: this switches the whole firewall; \"l3ctl captive-portal " +
            std::string(on ? "on" : "off") + "\" switches the portal alone");
   change.call("portal", [on] { return gl3_web_set_caporl_enable(on ? 1 : 0); });

@@ -180,11 +180,12 @@ size_t erase_from(const Filter& filter, Json& entries, const std::string& which)
 int add_entry(const Context& context, const Filter& filter, Lists lists,
               const std::vector<std::string>& words) {
   const Json entry = entry_of(filter, words);
-  Change change(context);
+  lists = lists_for(filter, lists, entry);
+  Change change(context, first_rules_of(filter, lists));
   std::vector<WantedSection> wanted;
   std::string places;
   std::vector<std::string> told;
-  for (const FilterList& list : lists_for(filter, lists, entry)) {
+  for (const FilterList& list : lists) {
     const Json before = stored_section(change, list);
     Json document = before;
     Json& entries = entries_of(document.front());
@@ -202,7 +203,7 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
 
 int delete_entry(const Context& context, const Filter& filter, Lists lists,
                  const std::string& which) {
-  Change change(context);
+  Change change(context, first_rules_of(filter, lists));
   std::vector<WantedSection> wanted;
   std::vector<std::string> told;
   size_t deleted = 0;

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "l3ctl/context.hpp"
+#include "l3ctl/library.hpp"
 #include "settings/settings.hpp"
 
 namespace l3ctl {
@@ -26,6 +27,9 @@ struct Filter {
   std::span<const FilterList> lists; /* IPv4 first */
   int32_t (*reset)();                /* all lists of the filter */
 };
+
+/* The rules that a change of these lists of the filter edits first. */
+Foreseen first_rules_of(const Filter& filter, std::span<const FilterList> lists);
 
 /* Adds the filter's command with its verbs. */
 void add_filter_command(CLI::App& app, Context& context, const Filter& filter);

@@ -184,7 +184,7 @@ int take_lock(int seconds) {
   return lock;
 }
 
-Change::Change(const Context& context, Meets meets, OnFailure on_failure)
+Change::Change(const Context& context, Meets meets, OnFailure on_failure, Foreseen foreseen)
     : context_(context), on_failure_(on_failure), lock_(-1) {
   if (!quietly([] { return executor::in_place(str_system); })) {
     throw Failure("command lines of the library do not reach this program; nothing was changed");
@@ -192,6 +192,9 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure)
   lock_ = take_lock(context.lock_timeout);
   if (meets != Meets::anything) {
     refuse_while_pending();
+  }
+  if (foreseen != Foreseen::nothing && !context.one_by_one) {
+    executor::read_ahead(foreseen == Foreseen::ipv4_rules ? "iptables" : "ip6tables");
   }
   if (meets == Meets::sound_state && !context.force) {
     refuse_damage();

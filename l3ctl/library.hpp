@@ -65,13 +65,20 @@ enum class Meets : uint8_t {
   anything,
 };
 
+/* Whose rules a change will most likely edit: they are read while it gets ready. A wrong guess costs
+ * time alone. */
+enum class Foreseen : uint8_t { nothing, ipv4_rules, ipv6_rules };
+
 /* One changing command, from taking the lock to its report. Rules are made as a whole in the end,
  * unless the command line says one by one. */
 class Change {
  public:
   /* Proves that the library's command lines end here, takes the lock and loads what is stored. */
   explicit Change(const Context& context, Meets meets = Meets::sound_state,
-                  OnFailure on_failure = OnFailure::put_back);
+                  OnFailure on_failure = OnFailure::put_back,
+                  Foreseen foreseen = Foreseen::nothing);
+  Change(const Context& context, Foreseen foreseen)
+      : Change(context, Meets::sound_state, OnFailure::put_back, foreseen) {}
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;
   ~Change();

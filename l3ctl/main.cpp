@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <span>
+#include <string_view>
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/wrong_words.hpp"
@@ -14,44 +17,49 @@ namespace l3ctl {
 
 namespace {
 
-constexpr AddCommand commands[] = {
-    add_apply_command,
-    add_plan_command,
-    add_diff_command,
-    add_confirm_command,
-    add_show_command,
-    add_export_command,
-    add_status_command,
-    add_version_command,
-    add_init_command,
-    add_reset_command,
-    add_level_command,
-    add_firewall_command,
-    add_portal_command,
-    add_ip_filter_command,
-    add_acl_command,
-    add_url_filter_command,
-    add_mac_filter_command,
-    add_dhcp_filter_command,
-    add_captive_portal_command,
-    add_port_scan_command,
-    add_ipsec_command,
-    add_vpn_command,
-    add_qos_command,
-    add_wan_command,
-    add_access_command,
-    add_page_jump_command,
-    add_record_command,
-    add_restore_rules_command,
-    add_explain_command,
-    add_completion_command,
-    add_manual_command,
-    add_rules_command,
-    add_check_command,
-    add_inspect_command,
-    add_backup_command,
-    add_restore_command,
-    add_doctor_command,
+struct Command {
+  const char* name;
+  AddCommand add;
+};
+
+constexpr Command commands[] = {
+    {"apply", add_apply_command},
+    {"plan", add_plan_command},
+    {"diff", add_diff_command},
+    {"confirm", add_confirm_command},
+    {"show", add_show_command},
+    {"export", add_export_command},
+    {"status", add_status_command},
+    {"version", add_version_command},
+    {"init", add_init_command},
+    {"reset", add_reset_command},
+    {"level", add_level_command},
+    {"firewall", add_firewall_command},
+    {"portal", add_portal_command},
+    {"ip-filter", add_ip_filter_command},
+    {"acl", add_acl_command},
+    {"url-filter", add_url_filter_command},
+    {"mac-filter", add_mac_filter_command},
+    {"dhcp-filter", add_dhcp_filter_command},
+    {"captive-portal", add_captive_portal_command},
+    {"port-scan", add_port_scan_command},
+    {"ipsec", add_ipsec_command},
+    {"vpn", add_vpn_command},
+    {"qos", add_qos_command},
+    {"wan", add_wan_command},
+    {"access", add_access_command},
+    {"page-jump", add_page_jump_command},
+    {"record", add_record_command},
+    {"restore-rules", add_restore_rules_command},
+    {"explain", add_explain_command},
+    {"completion", add_completion_command},
+    {"manual", add_manual_command},
+    {"rules", add_rules_command},
+    {"check", add_check_command},
+    {"inspect", add_inspect_command},
+    {"backup", add_backup_command},
+    {"restore", add_restore_command},
+    {"doctor", add_doctor_command},
 };
 
 constexpr const char* every_status_three =
@@ -129,6 +137,56 @@ std::string version_text(bool as_json) {
                  : "l3ctl " L3CTL_VERSION;
 }
 
+/* The parser without any command. */
+std::unique_ptr<CLI::App> options_alone(Context& context) {
+  auto app = std::make_unique<CLI::App>("Settings of the gateway's firewall and services", "l3ctl");
+  app->set_version_flag("--version",
+                        [one = app.get()] { return version_text(one->count("--json") != 0); });
+  app->add_flag("--json", context.json, "Results as JSON");
+  app->add_flag("--one-by-one", context.one_by_one,
+                "Make rules by one command each, not all of a change at once: slower, and packets\n"
+                "meet half of them");
+  app->add_flag("--force", context.force,
+                "Change settings also where those that are stored are torn or implausible,\n"
+                "and start up once more");
+  app->add_option("--lock-timeout", context.lock_timeout,
+                  "Seconds to wait while another l3ctl is changing settings")
+      ->check(CLI::Range(0, 86400))
+      ->capture_default_str();
+  app->require_subcommand(1);
+  app->fallthrough();
+  return app;
+}
+
+/* The first command that the command line names, if it needs no other to be known: those that write
+ * about all commands do. */
+const Command* named_command(std::span<char*> words) {
+  for (const std::string_view word : words) {
+    const auto* named = std::find_if(std::begin(commands), std::end(commands),
+                                     [&](const Command& one) { return word == one.name; });
+    if (named != std::end(commands)) {
+      return named->add == add_completion_command || named->add == add_manual_command ? nullptr
+                                                                                      : named;
+    }
+  }
+  return nullptr;
+}
+
+/* Parses with one command alone, since all of them take as long to build as the rest of a start.
+ * What does not go through, a call for help too, is left to the parser that knows them all. */
+std::unique_ptr<CLI::App> parsed_alone(const Command& named, Context& context, int argc,
+                                       char** argv) {
+  auto app = options_alone(context);
+  named.add(*app, context);
+  try {
+    app->parse(argc, argv);
+  } catch (const CLI::ParseError&) {
+    return nullptr;
+  }
+  return app;
+}
+
+/* The status that the program ends with at once, or -1. */
 int parse(CLI::App& app, const Context& context, int argc, char** argv) {
   try {
     app.parse(argc, argv);
@@ -138,32 +196,30 @@ int parse(CLI::App& app, const Context& context, int argc, char** argv) {
   return -1;
 }
 
-int run(Context& context, int argc, char** argv) {
-  CLI::App app("Settings of the gateway's firewall and services", "l3ctl");
-  app.set_version_flag("--version", [&app] { return version_text(app.count("--json") != 0); });
-  app.add_flag("--json", context.json, "Results as JSON");
-  app.add_flag("--one-by-one", context.one_by_one,
-               "Make rules by one command each, not all of a change at once: slower, and packets\n"
-               "meet half of them");
-  app.add_flag("--force", context.force,
-               "Change settings also where those that are stored are torn or implausible,\n"
-               "and start up once more");
-  app.add_option("--lock-timeout", context.lock_timeout,
-                 "Seconds to wait while another l3ctl is changing settings")
-      ->check(CLI::Range(0, 86400))
-      ->capture_default_str();
-  app.footer(footer_with(every_status_three));
-  app.failure_message(wrong_words);
-  app.require_subcommand(1);
-  app.fallthrough();
-  for (const AddCommand add : commands) {
-    add(app, context);
+int run_with_all(Context& context, int argc, char** argv) {
+  const auto app = options_alone(context);
+  app->footer(footer_with(every_status_three));
+  app->failure_message(wrong_words);
+  for (const Command& command : commands) {
+    command.add(*app, context);
   }
-  say_status_three(app);
-  if (const int status = parse(app, context, argc, argv); status != -1) {
+  say_status_three(*app);
+  if (const int status = parse(*app, context, argc, argv); status != -1) {
     return status;
   }
   return context.action();
+}
+
+int run(Context& context, int argc, char** argv) {
+  if (const Command* named = named_command(std::span(argv + std::min(argc, 1), argv + argc))) {
+    // Never destroyed: the end of the process gives its memory back faster.
+    static const CLI::App* const app = parsed_alone(*named, context, argc, argv).release();
+    if (app != nullptr) {
+      return context.action();
+    }
+    context = Context();
+  }
+  return run_with_all(context, argc, argv);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ int show(const Context& context, const Switch& one) {
 }
 
 int set(const Context& context, const Switch& one, bool on) {
-  Change change(context);
+  Change change(context, one.foreseen);
   if (!one.may_fail.empty()) {
     change.may_fail(one.may_fail);
   }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "l3ctl/context.hpp"
+#include "l3ctl/library.hpp"
 #include "settings/settings.hpp"
 
 namespace l3ctl {
@@ -17,6 +18,7 @@ struct Switch {
   const char* off_help;
   int32_t (*set)(bool on);
   std::string_view may_fail = {}; /* lines that begin so may fail */
+  Foreseen foreseen = Foreseen::ipv4_rules;
 };
 
 /* Adds the switch's command; returns it for further verbs. */

@@ -46,6 +46,7 @@ constexpr Switch vpn = {
     .on_help = "Let GRE pass",
     .off_help = "Do not let GRE pass",
     .set = set_vpn_pass_through,
+    .foreseen = Foreseen::nothing,
 };
 
 int reset_vpn(const Context& context) {

@@ -35,7 +35,7 @@ int show(const Context& context) {
 }
 
 int update(const Context& context, const std::string& name) {
-  Change change(context);
+  Change change(context, Foreseen::ipv4_rules);
   // The daemon clears first as well: updating appends to the dispatch chains.
   change.call("wan", gl3_l3ctl_clear_firewall);
   change.call("wan", [&] { return gl3_l3ctl_update_firewall(name.c_str()); });
@@ -43,7 +43,7 @@ int update(const Context& context, const std::string& name) {
 }
 
 int clear(const Context& context) {
-  Change change(context);
+  Change change(context, Foreseen::ipv4_rules);
   change.call("wan", gl3_l3ctl_clear_firewall);
   return change.report("wan: cleared");
 }

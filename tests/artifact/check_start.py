@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Checks how many instructions l3ctl takes to start and to answer. Time would depend on the machine; eight
-million instructions are a few milliseconds on any."""
+million instructions are a few milliseconds on any. A named command is the only one that the parser learns."""
 
 import pathlib
 import re
@@ -9,16 +9,16 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 L3CTL = ROOT / "build/release/l3ctl"
-MOST = {"--version": 8_000_000, "status": 8_000_000}
+MOST = {"--version": 8_000_000, "status": 4_000_000, "url-filter list": 4_000_000}
 
 
-def instructions(argument):
-    done = subprocess.run(
-        [ROOT / "tests/sandbox", "valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", L3CTL, argument],
-        capture_output=True, text=True, check=False)  # fmt: skip
+def instructions(command):
+    callgrind = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"]
+    done = subprocess.run([ROOT / "tests/sandbox", *callgrind, L3CTL, *command.split()],
+                          capture_output=True, text=True, check=False)  # fmt: skip
     found = re.search(r"refs:\s+([\d,]+)", done.stderr)
     if done.returncode != 0 or found is None:
-        sys.exit(f"l3ctl {argument} under valgrind ended with {done.returncode}: {done.stderr}")
+        sys.exit(f"l3ctl {command} under valgrind ended with {done.returncode}: {done.stderr}")
     return int(found[1].replace(",", ""))
 
 

@@ -225,6 +225,26 @@ TEST_F(Transaction, ATableThatCannotBeReadIsNotChanged) {
   EXPECT_EQ(told(), "");
 }
 
+TEST_F(Transaction, ATableReadAheadIsNotReadOnceMore) {
+  executor::read_ahead("iptables");
+  str_system("iptables -F IN");
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(executor::put_back(), "");
+  const std::string all = content("/tmp/told");
+  EXPECT_EQ(all.substr(0, all.find('\n')), "iptables-save -t filter -c");
+  EXPECT_EQ(all.find("iptables-save", 1), std::string::npos);
+  EXPECT_TRUE(
+      told().ends_with("  :FORWARD ACCEPT [0:0]\n  :IN - [0:0]\n  :OUT - [0:0]\n  COMMIT\n"));
+}
+
+TEST_F(Transaction, ATableThatCannotBeReadAheadIsNotChanged) {
+  write("/tmp/unreadable", "");
+  executor::read_ahead("iptables");
+  str_system("iptables -F IN");
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(told(), "");
+}
+
 TEST_F(Transaction, GoingOnMakesEveryLineButTheRefused) {
   executor::on_refusal(executor::OnRefusal::go_on);
   write("/tmp/refused", "-A IN -p udp -j DROP\n");

@@ -22,6 +22,18 @@ class Words(Gateway):
             self.assert_outcome(self.l3ctl(*line.split()), 2, err=f"l3ctl: {told}\n")
         self.assert_untouched()
 
+    def test_words_mean_the_same_wherever_a_command_stands(self):
+        self.store()
+        found = self.l3ctl("url-filter", "list").out
+        for line in ("--lock-timeout 3 url-filter list", "--force url-filter --one-by-one list", "url-filter list --force"):
+            self.assert_outcome(self.l3ctl(*line.split()), 0, found)
+        self.assert_outcome(self.l3ctl("mac-filter", "delete", "status"), 2, err=(
+            'l3ctl: mac-filter: no entry "status" ("l3ctl mac-filter list" shows them); nothing was changed\n'))
+        self.assert_outcome(self.l3ctl("version", "status"), 2, err=(
+            'l3ctl: "status" is no word of "l3ctl version"; "l3ctl version --help" lists what there is\n'))
+        self.assert_outcome(self.l3ctl("nothing", "version"), 2, err=(
+            'l3ctl: "nothing" is no word of "l3ctl version"; "l3ctl version --help" lists what there is\n'))
+
     def test_each_command_tells_its_own_statuses(self):
         refused = "the packet filter refused a rule"
         self.assertIn("  3  the kernel's rules are not those of the settings\n", self.l3ctl("check", "--help").out)
