@@ -15,7 +15,7 @@ struct Section {
   Json (*write)(const Settings& settings); /* none for a section that others imply */
 };
 
-constexpr Section sections[] = {
+constexpr Section known_sections[] = {
     {"firewall", read_firewall, write_firewall},
     {"security_level", read_security_level, nullptr},
     {"port_scan_protection", read_port_scan_protection, write_port_scan_protection},
@@ -70,7 +70,7 @@ Reading read(std::string_view text, const std::string& source) {
   Reading reading;
   if (const auto document = parse_document(text, problems)) {
     Object object(*document, "", problems);
-    for (const Section& section : sections) {
+    for (const Section& section : known_sections) {
       if (const Node* node = object.find(section.name)) {
         section.read({*node, section.name, problems}, reading.settings);
       }
@@ -91,7 +91,7 @@ Reading read(std::string_view text, const std::string& source) {
 
 std::string write(const Settings& settings, const std::vector<std::string>& only) {
   Json document = Json::object();
-  for (const Section& section : sections) {
+  for (const Section& section : known_sections) {
     const bool is_wanted =
         only.empty() || std::find(only.begin(), only.end(), section.name) != only.end();
     if (section.write == nullptr || !is_wanted) {
@@ -107,7 +107,7 @@ std::string write(const Settings& settings, const std::vector<std::string>& only
 const std::vector<std::string>& section_names() {
   static const std::vector<std::string> names = [] {
     std::vector<std::string> result;
-    for (const Section& section : sections) {
+    for (const Section& section : known_sections) {
       if (section.write != nullptr) {
         result.emplace_back(section.name);
       }

@@ -116,7 +116,7 @@ constexpr Member qos_rules[] = {
 #define ENTRIES(region, members) \
   members, sizeof(region::entries[0]), std::size(decltype(region::entries){})
 
-constexpr StoredSection sections[] = {
+constexpr StoredSection section_table[] = {
     {"fw_rules_table.ip_filter", "ip_filter", IN_FW(ip_filter), ip_words,
      ENTRIES(l3_ip_filter, ip_entry)},
     {"fw_rules_table.url_filter", "url_filter", IN_FW(url_filter), url_words,
@@ -217,12 +217,12 @@ std::span<const Word> words_of(FieldKind kind) {
 }
 
 std::span<const StoredSection> stored_sections() {
-  return sections;
+  return section_table;
 }
 
 std::vector<StoredField> stored_fields() {
   std::vector<StoredField> fields;
-  for (const StoredSection& section : sections) {
+  for (const StoredSection& section : section_table) {
     const bool has_entries = section.capacity != 0;
     add_fields(fields, section, section.words.first(has_entries ? 1 : section.words.size()));
     for (size_t i = 0; i < section.capacity; ++i) {

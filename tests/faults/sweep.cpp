@@ -60,7 +60,7 @@ class Judge {
   int sweep() {
     int faults = 0;
     const int operations = static_cast<int>(clean_.ways.size());
-    for (int nth = 1; nth <= operations; ++nth) {
+    for (int nth = 1; nth <= operations; nth += sample()) {
       const int ways = clean_.ways[static_cast<size_t>(nth) - 1];
       const int first = in_full() ? 0 : nth % ways;
       const int last = in_full() ? ways - 1 : first;
@@ -185,6 +185,11 @@ bool in_full() {
   return full != nullptr && full[0] != '\0';
 }
 
+int sample() {
+  const char* every = getenv("L3_TEST_SAMPLE");
+  return every != nullptr ? std::max(atoi(every), 1) : 1;
+}
+
 void sweep(const List& list, int floor) {
   int faults = 0;
   for (const Scenario& scenario : list) {
@@ -198,7 +203,7 @@ void sweep(const List& list, int floor) {
     }
   }
   all_sweeps.faults += faults;
-  EXPECT_GE(faults, floor);
+  EXPECT_GE(faults, floor / sample());
 }
 
 const Tally& tally() {

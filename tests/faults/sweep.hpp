@@ -9,6 +9,10 @@ namespace scenarios {
  * a way that changes from one to the next. */
 bool in_full();
 
+/* Every how-manieth operation is tried: 1, or what L3_TEST_SAMPLE says. Sanitizers and emulators make each
+ * try some twenty times as dear. */
+int sample();
+
 /* Sweeps over all of them and says what was tried. At least `floor` faults have to be met. */
 void sweep(const List& list, int floor);
 

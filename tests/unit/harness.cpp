@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "one_by_one.hpp"
+
 namespace harness {
 
 bool tests_leave_no_state = false;
@@ -50,6 +52,11 @@ int main(int argc, char** argv) {
   if (!testing::GTEST_FLAG(list_tests)) {
     insist_on_safe_ground();
     testing::UnitTest::GetInstance()->listeners().Append(new OneTestAProcess);
+  }
+  int part = 0;
+  int parts = 0;
+  if (argc == 2 && sscanf(argv[1], "--part=%d/%d", &part, &parts) == 2) {
+    return run_one_by_one(part, parts);
   }
   return RUN_ALL_TESTS();
 }
