@@ -5,13 +5,14 @@ import pathlib
 import re
 import subprocess
 
-from l3bench import timing
+from l3bench import lines, timing
 from l3bench.instructions import ROOT
 from l3lab import device, rules
 
 SETTINGS = ROOT / "examples/home.json"
 _EXECUTED = re.compile(r'execve\("/bin/sh", \["sh", "-c", (?:"--", )?"((?:[^"\\]|\\.)*)"\]')
 ONE_BY_ONE = "--one-by-one"
+ADD = ("url-filter", "add", "chat.example.org")
 
 
 def _changed(folder):
@@ -71,6 +72,22 @@ def measure(work, rounds):
     device.l3ctl("apply", str(SETTINGS))
     _keep_state(folder)
     found["apply it with one port changed"] = _measure(folder, ["apply", _changed(folder)], rounds)
-    found["url-filter add"] = _measure(folder, ["url-filter", "add", "chat.example.org"], rounds)
+    found["url-filter add"] = _measure(folder, ADD, rounds)
     found["anti port scan off"] = _measure(folder, ["port-scan", "off"], rounds)
     return found
+
+
+def measure_parts(work, rounds):
+    """The programs that one changed setting is made of, each by itself, from the state that the change finds."""
+    folder = pathlib.Path(work) / "household"
+    _lines_of(folder, ["l3ctl", ONE_BY_ONE, *ADD])
+    read = ["iptables-save", "-t", "filter", "-f", "/dev/null"]
+    parts = {
+        "whole": [["run", "l3ctl", *ADD]],
+        "a process": [["run", "true"]],
+        "l3ctl": [["run", "l3ctl", "version"]],
+        "reading": [["run", *read, "-c"]],
+        "restore": [["run", *command] for command, _ in lines.write_restore(folder)],
+        "saved rules": [["run", *read]],
+    }
+    return timing.summary(timing.time_contenders(folder, parts, rounds, 4))

@@ -143,6 +143,21 @@ def parts_of_a_command(results):
     return table(heads, rows)
 
 
+def one_setting(results):
+    """Where the time of one changed setting goes: its programs, each by itself, and what is left."""
+    heads = ["url-filter add, ms", "whole", "l3ctl starts", "rules are read", "restore", "rules are saved",
+             "all else", "a process that does nothing"]  # fmt: skip
+    rows = []
+    for backend in BACKENDS:
+        if "setting" not in results.get(backend, {}):
+            continue
+        took = {name: found["ms"] for name, found in results[backend]["setting"].items()}
+        parts = [took[name] for name in ("l3ctl", "reading", "restore", "saved rules")]
+        rows.append([backend, *(f"{ms:.2f}" for ms in
+                                (took["whole"], *parts, took["whole"] - sum(parts), took["a process"]))])  # fmt: skip
+    return table(heads, rows)
+
+
 def growth(results):
     """Milliseconds for one entry more, between an empty list and a full one."""
     rows = []
@@ -194,6 +209,7 @@ def everything(results):
             parts.append((f"Processes, {backend} backend", processes(result)))
             parts.append((f"Memory, {backend} backend", memory(result)))
     parts.append(("l3ctl", household(results)))
+    parts.append(("One changed setting", one_setting(results)))
     parts.append(("Packets leaked", leaks(results)))
     parts.append(("One command", parts_of_a_command(results)))
     parts.append(("Growth", growth(results)))
