@@ -5,11 +5,15 @@
 
 namespace executor {
 
-/* Runs the line; where it fails, keeps it with what it wrote to standard error. Returns its
- * wait status. */
+/* Runs the line; where it fails, keeps it with what it wrote to standard error. Returns what
+ * ended_with() does. */
 int run_directly(const char* command);
 
-/* Keeps a line that failed in another way. */
-void note_failed_line(const FailedLine& line);
+/* The wait status of a line for the library. One that failed is kept, but where it may: then this is
+ * 0. */
+int ended_with(const FailedLine& line);
+
+/* Keeps a line that failed, whether it may or not. */
+void keep_failed_line(const FailedLine& line);
 
 }  // namespace executor

@@ -19,6 +19,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace executor {
@@ -48,6 +49,10 @@ void read_ahead(const std::string& tool);
 /* Makes the tables that were changed what they were before. Returns what could not be put back,
  * empty when all could. */
 [[nodiscard]] std::string put_back();
+
+/* A line that begins so may fail harmlessly, such as one that removes what is often not there: to
+ * the library it then succeeds, and it is not kept. */
+void may_fail(std::string_view beginning);
 
 /* The lines that were recorded, in order. */
 [[nodiscard]] const std::vector<std::string>& recorded_lines();

@@ -94,8 +94,7 @@ int Transaction::take_new_chain(const RuleEdit& edit) {
     return run_after_commit(edit.line.c_str());
   }
   if (known->contains(edit.chain)) {
-    note_failed_line({edit.line, exit_1, edit.table.tool + ": Chain already exists.\n"});
-    return exit_1;
+    return ended_with({edit.line, exit_1, edit.table.tool + ": Chain already exists.\n"});
   }
   chains_[edit.table].insert(edit.chain);
   return hold(edit);
@@ -107,8 +106,7 @@ int Transaction::take_deletion(const RuleEdit& edit) {
   }
   const Ended found = look_for(edit);
   if (found.status != 0) {
-    note_failed_line({edit.line, found.status, found.errors});
-    return found.status;
+    return ended_with({edit.line, found.status, found.errors});
   }
   return hold(edit);
 }
@@ -182,7 +180,7 @@ bool Transaction::make(Edits edits) {
 
 bool Transaction::refused(Edits edits, const FailedLine& failure) {
   if (on_refusal_ == OnRefusal::stop) {
-    note_failed_line(failure);
+    keep_failed_line(failure);
     is_broken_ = true;
     return false;
   }
@@ -200,7 +198,7 @@ bool Transaction::save(const RuleSave& save) {
   if (read.status == 0 && problem.empty()) {
     return true;
   }
-  note_failed_line({save.line, read.status == 0 ? exit_1 : read.status, problem});
+  keep_failed_line({save.line, read.status == 0 ? exit_1 : read.status, problem});
   is_broken_ = on_refusal_ == OnRefusal::stop;
   return !is_broken_;
 }

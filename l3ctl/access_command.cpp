@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "executor/executor.hpp"
 #include "l3_advance/management_access.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/library.hpp"
@@ -16,21 +17,21 @@ namespace l3ctl {
 namespace {
 
 /* Every change first deletes the rules of an earlier one, which are often not there. */
-void expect_missing_rules(Change& change) {
-  change.may_fail("iptables -D INPUT -j input_ext_access_ctrl");
-  change.may_fail("iptables -D input_ext_access_ctrl -p tcp --dport ");
+void expect_missing_rules() {
+  executor::may_fail("iptables -D INPUT -j input_ext_access_ctrl");
+  executor::may_fail("iptables -D input_ext_access_ctrl -p tcp --dport ");
 }
 
 int set_telnet(const Context& context, bool allow) {
   Change change(context, Foreseen::ipv4_rules);
-  expect_missing_rules(change);
+  expect_missing_rules();
   change.call("access", [allow] { return omci_set_telnet_state(allow ? 1 : 0); });
   return change.report(std::string("access: telnet ") + (allow ? "allowed" : "blocked"));
 }
 
 int set_web(const Context& context, bool allow, int port) {
   Change change(context, Foreseen::ipv4_rules);
-  expect_missing_rules(change);
+  expect_missing_rules();
   change.call("access", [allow, port] { return omci_set_web_state(allow ? 1 : 0, port); });
   return change.report("access: web at port " + std::to_string(port) +
                        (allow ? " allowed" : " blocked"));

@@ -5,6 +5,7 @@
 #include <optional>
 #include <type_traits>
 
+#include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
 
 namespace l3ctl {
@@ -133,7 +134,7 @@ Settings level_as_switches(Settings settings) {
 Applied apply_in_order(Change& change, const Settings& wanted, const Progress& progress) {
   Applied applied;
   // Removed before it is added, and often not there.
-  change.may_fail("iptables -t filter -D FORWARD -p udp ");
+  executor::may_fail("iptables -t filter -D FORWARD -p udp ");
   const auto total =
       static_cast<size_t>(std::count_if(std::begin(all_steps), std::end(all_steps),
                                         [&](const ApplyStep& s) { return s.is_wanted(wanted); }));

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 
+#include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input.hpp"
@@ -126,7 +127,7 @@ int32_t make_dhcp_rules() {
  */
 void bring_in_line(Change& change) {
   const settings::Settings& now = change.stored();
-  change.may_fail("iptables -t filter -D FORWARD -p udp ");
+  executor::may_fail("iptables -t filter -D FORWARD -p udp ");
   change.call("firewall", [&] { return gl3_web_set_fw_status(*now.firewall ? 1 : 0); });
   if (*now.firewall && now.dhcp_filter->dhcp_mac_filter_ctrl != 0) {
     change.call("dhcp_filter", make_dhcp_rules);

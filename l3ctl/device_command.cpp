@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "executor/executor.hpp"
 #include "l3_advance/firewall.h"
 #include "l3_advance/rule_set.h"
 #include "l3_advance/vpn_pass_through.h"
@@ -35,9 +36,9 @@ int init(const Context& context) {
         "belongs to boot, once; --force does it all the same; nothing was changed");
   }
   Change change(context, Meets::anything, OnFailure::go_on);
-  change.may_fail("mkdir -p /lib/modules/");
-  change.may_fail("iptables -N ");
-  change.may_fail("ip6tables -N ");
+  executor::may_fail("mkdir -p /lib/modules/");
+  executor::may_fail("iptables -N ");
+  executor::may_fail("ip6tables -N ");
   change.call("firewall", gl3_web_init_fw);
   change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
   return change.report("init: the gateway is up");

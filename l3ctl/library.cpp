@@ -242,11 +242,6 @@ bool Change::put_back() {
 Json Change::failed_rules() const {
   Json rules = Json::array();
   for (const executor::FailedLine& failed : executor::failed_lines()) {
-    if (std::any_of(may_fail_.begin(), may_fail_.end(), [&](std::string_view beginning) {
-          return failed.line.starts_with(beginning);
-        })) {
-      continue;
-    }
     const std::string message = first_line(failed.message);
     const std::string setting = origin_of(failed.line).path;
     rules.push_back({{"setting", setting.empty() ? Json() : Json(setting)},

@@ -9,7 +9,6 @@
 #include <exception>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "l3ctl/before.hpp"
@@ -91,9 +90,6 @@ class Change {
   /* Loads again, after the file was replaced. */
   void load() { stored_ = load_stored(); }
 
-  /* A command line that begins so may fail: the rule that it removes is often not there. */
-  void may_fail(std::string_view beginning) { may_fail_.push_back(beginning); }
-
   /* Calls the library; a result of 0 is success. A failure is noted for the report. */
   template <typename Call>
   bool call(const std::string& what, Call&& library_call) {
@@ -121,7 +117,6 @@ class Change {
   int lock_;
   std::optional<Before> before_;
   settings::Settings stored_;
-  std::vector<std::string_view> may_fail_;
   std::vector<std::string> failed_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "executor/executor.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/stored_damage.hpp"
 #include "l3ctl/text_view.hpp"
@@ -21,7 +22,7 @@ int show(const Context& context, const Switch& one) {
 int set(const Context& context, const Switch& one, bool on) {
   Change change(context, one.foreseen);
   if (!one.may_fail.empty()) {
-    change.may_fail(one.may_fail);
+    executor::may_fail(one.may_fail);
   }
   change.call(one.command, [&] { return one.set(on); });
   return change.report(std::string(one.command) + (on ? ": on" : ": off"));

@@ -44,6 +44,14 @@ TEST(Executor, FailedLinesAreKeptWithTheirStatusAndWords) {
   EXPECT_TRUE(executor::failed_lines().empty());
 }
 
+TEST(Executor, ALineThatMayFailSucceedsAndIsNotKept) {
+  executor::may_fail("test -d /no");
+  EXPECT_EQ(str_system("test -d /nowhere"), 0);
+  EXPECT_EQ(str_system("test -e /nowhere"), -1);
+  ASSERT_EQ(executor::failed_lines().size(), 1U);
+  EXPECT_EQ(executor::failed_lines()[0].line, "test -e /nowhere");
+}
+
 TEST(Executor, RecordedLinesAreKeptInOrderAndNoneRuns) {
   executor::work(executor::Way::record);
   EXPECT_EQ(str_system("touch /tmp/was_run"), 0);

@@ -155,6 +155,19 @@ TEST_F(Transaction, ADeletionIsAskedForAndThenHeld) {
             "  -D IN -p gre -j DROP\n  COMMIT\n");
 }
 
+TEST_F(Transaction, WhatMayFailSucceedsButForARefusedCommit) {
+  executor::may_fail("iptables -D IN -p udp");
+  executor::may_fail("iptables -N ");
+  write("/tmp/refused", "-t filter -C IN -p udp -j DROP\n-D IN -p udp -j ACCEPT\n");
+  EXPECT_EQ(str_system("iptables -N IN"), 0);
+  EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), 0);
+  EXPECT_TRUE(executor::failed_lines().empty());
+  // It was there when it was asked for, so that nobody expects this.
+  EXPECT_EQ(str_system("iptables -D IN -p udp -j ACCEPT"), 0);
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j ACCEPT");
+}
+
 TEST_F(Transaction, ADeletionThatDependsOnWhatIsHeldIsAskedForBehindACommit) {
   str_system("iptables -A OUT -j DROP");
   str_system("iptables -A IN -p tcp -j DROP");

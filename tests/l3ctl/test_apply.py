@@ -110,9 +110,9 @@ class Apply(Gateway):
         self.store()
         self.refuse("iptables -t filter -D FORWARD -p udp --sport 500 --dport 500 -j DROP",
                     "iptables -t filter -D FORWARD -p udp --sport 4500 --dport 4500 -j DROP")
-        outcome = self.apply('{"ipsec_pass_through": false}')
-        self.assertEqual((outcome.status, outcome.out),
-                         (0, "applied: ipsec_pass_through; unchanged: nothing\n"))
+        self.assert_outcome(self.apply('{"ipsec_pass_through": false}'), 0,
+                            "applied: ipsec_pass_through; unchanged: nothing\n")
+        self.assert_outcome(self.l3ctl("ipsec", "on"), 0, "ipsec: on\n")
 
     def test_the_librarys_lines_stay_off_standard_output(self):
         self.store(firewall=True)

@@ -130,6 +130,15 @@ class Restore(Copies):
                          SAVES[:1])
         self.assertEqual(Path("/run/l3_advance/vpn_driver").read_text(), "47 0\n")
 
+    def test_rules_that_were_not_there_to_be_removed_are_no_errors(self):
+        removals = [line.format("D") for line in IPSEC]
+        for way in (["--one-by-one"], []):
+            self.way = way
+            self.store(firewall=True, w4632=0)
+            self.refuse(*removals, *(line.replace(" -D ", " -C ") for line in removals))
+            self.assert_outcome(self.restore(configuration()), 0,
+                                "restore: the file is in place, and the rules follow it\n")
+
     def test_the_other_byte_order_is_converted(self):
         outcome = self.restore(HOUSEHOLD_BIG.read_bytes(), "--file-only")
         self.assert_outcome(outcome, 0, "restore: the file is in place; its rules come with the next start\n",

@@ -62,6 +62,20 @@ class SameRules(LabCase):
         self.assertGreater(len({end[0] for end in ends[0]}), len(wanted) // 2)
 
 
+class Restored(LabCase):
+    def test_a_restore_brings_back_files_and_rules_and_shows_no_error(self):
+        start = _state()
+        device.l3ctl("backup", "/tmp/restored.dat")
+        for options in ((), _APART):
+            _apply({**_lists(6000), "ipsec_pass_through": False})
+            self.assertNotEqual(_state(), start)
+            # The rules of IPsec are there to be removed, and then they are not.
+            for _ in range(2):
+                told = device.l3ctl(*options, "restore", "/tmp/restored.dat").stderr.splitlines()
+                self.assertEqual([line for line in told if not line.startswith("[gl3_")], [])
+                self.assertEqual(_state(), start)
+
+
 class Leaks(LabCase):
     def setUp(self):
         super().setUp()
