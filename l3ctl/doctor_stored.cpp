@@ -224,7 +224,7 @@ void look_at_drift(Findings& findings, const settings::Settings& stored) {
                         "differ from the settings in " + std::to_string(found.size()) +
                             (found.size() == 1 ? " place: " : " places; the first: ") +
                             in_words(found.front()),
-                        advice_on(found, *stored.firewall, quietly(internet_wan_name))});
+                        advice_on(found, stored, quietly(internet_wan_name))});
   }
   for (const std::string& note : judgement.notes) {
     findings.push_back({State::warning, "rules", note, ""});

@@ -30,18 +30,24 @@ Cure cure_of(const Drift& drift) {
   return is_bound ? Cure::wan : Cure::firewall;
 }
 
-std::string words_of(Cure cure, bool is_firewall_on, const std::string& internet_wan) {
+/* To set what is stored already would change nothing, so the other comes first. */
+std::string there_and_back(const std::string& command, bool is_on) {
+  const std::string on = "\"l3ctl " + command + " on\"";
+  const std::string off = "\"l3ctl " + command + " off\"";
+  return is_on ? off + ", then " + on : on + ", then " + off;
+}
+
+std::string words_of(Cure cure, const settings::Settings& stored, const std::string& internet_wan) {
   switch (cure) {
     case Cure::restart:
       return "restart the gateway: chains and jumps are made at boot, once";
     case Cure::firewall:
-      return is_firewall_on ? "\"l3ctl firewall on\" makes the rules of the lists anew"
-                            : "\"l3ctl firewall off\" takes the rules of the lists away";
+      return *stored.firewall ? "\"l3ctl firewall on\" makes the rules of the lists anew"
+                              : "\"l3ctl firewall off\" takes the rules of the lists away";
     case Cure::dhcp_rules:
-      return "\"l3ctl dhcp-filter off\" and \"l3ctl dhcp-filter on\", or off alone where it is to "
-             "be off";
+      return there_and_back("dhcp-filter", stored.dhcp_filter->dhcp_mac_filter_ctrl != 0);
     case Cure::ipsec:
-      return "\"l3ctl ipsec\" the other way and back again";
+      return there_and_back("ipsec", *stored.ipsec_pass_through);
     case Cure::wan:
       break;
   }
@@ -51,13 +57,13 @@ std::string words_of(Cure cure, bool is_firewall_on, const std::string& internet
 
 }  // namespace
 
-std::string advice_on(const std::vector<Drift>& drifts, bool is_firewall_on,
+std::string advice_on(const std::vector<Drift>& drifts, const settings::Settings& stored,
                       const std::string& internet_wan) {
   std::string advice;
   for (const Cure cure : cures) {
     if (std::any_of(drifts.begin(), drifts.end(),
                     [cure](const Drift& drift) { return cure_of(drift) == cure; })) {
-      advice += (advice.empty() ? "" : "; ") + words_of(cure, is_firewall_on, internet_wan);
+      advice += (advice.empty() ? "" : "; ") + words_of(cure, stored, internet_wan);
     }
   }
   return advice + "; \"l3ctl check\" lists all";

@@ -5,11 +5,12 @@
 #include <vector>
 
 #include "l3ctl/drift.hpp"
+#include "settings/settings.hpp"
 
 namespace l3ctl {
 
 /* A command for each kind of difference. `internet_wan` may be empty. */
-std::string advice_on(const std::vector<Drift>& drifts, bool is_firewall_on,
+std::string advice_on(const std::vector<Drift>& drifts, const settings::Settings& stored,
                       const std::string& internet_wan);
 
 }  // namespace l3ctl

@@ -133,8 +133,10 @@ class Doctor(Rules):
         for change, advice in (
                 (("-i wan3 -j forward_ext_ds_ip", "-i wan9 -j forward_ext_ds_ip"), '"l3ctl wan update'),
                 (("COMMIT", "[0:0] -A FORWARD -j forward_ext_ip\nCOMMIT"), "restart the gateway"),
-                (("COMMIT", "[0:0] -A FORWARD -p udp -m udp --sport 500 --dport 500 -j DROP\nCOMMIT"), '"l3ctl ipsec"'),
-                (("COMMIT", "[0:0] -A input_ext_dhcp -j DROP\nCOMMIT"), '"l3ctl dhcp-filter off"'),
+                (("COMMIT", "[0:0] -A FORWARD -p udp -m udp --sport 500 --dport 500 -j DROP\nCOMMIT"),
+                 '"l3ctl ipsec off", then "l3ctl ipsec on"'),
+                (("COMMIT", "[0:0] -A input_ext_dhcp -j DROP\nCOMMIT"),
+                 '"l3ctl dhcp-filter on", then "l3ctl dhcp-filter off"'),
                 (("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT"), '"l3ctl firewall on"')):
             self.changed(*change)
             drift = next(finding for finding in self.findings() if finding["about"] == "rules")
