@@ -53,12 +53,12 @@ std::string line_of(const StoredFinding& finding) {
 }
 
 nlohmann::ordered_json as_json(const std::string& file, const StoredFinding& finding) {
-  using Json = nlohmann::ordered_json;
   return {{"kind", name_of(finding.kind)},
           {"offset", finding.offset},
           {"where", finding.where},
           {"what", finding.what},
-          {"advice", is_in_use(file) ? Json(finding.advice) : Json()}};
+          {"advice",
+           is_in_use(file) ? nlohmann::ordered_json(finding.advice) : nlohmann::ordered_json()}};
 }
 
 void tell_findings(const std::string& file, const StoredFile& stored) {
