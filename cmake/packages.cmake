@@ -2,7 +2,10 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME l3-advance)
 set(CPACK_PACKAGE_VENDOR "The l3_advance maintainers")
-set(CPACK_PACKAGE_CONTACT "The l3_advance maintainers <maintainers@users.noreply.example>")
+# No mail arrives at the default: who ships packages names a contact of their own (SECURITY.md).
+set(L3_PACKAGE_MAINTAINER "The l3_advance maintainers <maintainers@users.noreply.example>"
+    CACHE STRING "Maintainer line of the Debian packages, as \"Name <address>\"")
+set(CPACK_PACKAGE_CONTACT "${L3_PACKAGE_MAINTAINER}")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
