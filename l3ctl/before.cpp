@@ -4,11 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "l3_advance/platform.h"
+#include "l3ctl/context.hpp"
+#include "l3ctl/whole_file.hpp"
 
 namespace l3ctl {
 
@@ -18,56 +20,55 @@ constexpr const char* stored_paths[] = {"/ztcfg/l3_advance.dat", "/ztcfg/firewal
                                         "/ztcfg/firewall6.conf"};
 constexpr int32_t gre = 47;
 
-/* Nothing where there is no file. */
-std::optional<std::string> bytes_of(const char* path) {
-  const int file = open(path, O_RDONLY | O_CLOEXEC);
-  if (file == -1) {
-    return std::nullopt;
+/* A file that is there but cannot be read would come back empty, or not at all. */
+std::optional<std::string> kept(const char* path) {
+  try {
+    return read_if_there(path);
+  } catch (const Failure& failure) {
+    throw Failure(std::string(failure.what()) + "; nothing was changed");
   }
-  std::string bytes;
-  char buffer[16384];
-  for (ssize_t got = 0; (got = read(file, buffer, sizeof buffer)) > 0;) {
-    bytes.append(buffer, static_cast<size_t>(got));
-  }
-  close(file);
-  return bytes;
 }
 
-bool write_bytes(int file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(file, bytes.data(), bytes.size());
-    if (written <= 0) {
-      return false;
-    }
-    bytes.remove_prefix(static_cast<size_t>(written));
+/* A file that cannot be read is not what it was. */
+bool holds(const char* path, const std::optional<std::string>& bytes) {
+  try {
+    return read_if_there(path) == bytes;
+  } catch (const Failure&) {
+    return false;
   }
-  return fsync(file) == 0;
 }
 
-bool write_to(const std::string& path, int flags, mode_t mode, std::string_view bytes) {
-  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, mode);
+bool write_over(const char* path, std::string_view bytes) {
+  const int file = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   if (file == -1) {
     return false;
   }
-  const bool is_written = write_bytes(file, bytes) &&
-                          ftruncate(file, static_cast<off_t>(bytes.size())) == 0 &&
-                          fchmod(file, mode) == 0;
+  const bool is_written = write(file, bytes.data(), bytes.size()) == std::ssize(bytes) &&
+                          ftruncate(file, std::ssize(bytes)) == 0 && fsync(file) == 0;
   close(file);
   return is_written;
 }
 
 /* By a new file in its place, so that a sudden end leaves one or the other. A full disk has no room
- * for that, but for the old bytes where they were. */
-bool replace(const char* path, std::string_view bytes) {
+ * for that, but for the old bytes where they were. Returns what went wrong. */
+std::string write_back(const char* path, const std::string& bytes) {
   struct stat now = {};
   const mode_t mode = stat(path, &now) == 0 ? now.st_mode & 07777 : 0600;
-  const std::string next = std::string(path) + ".next";
-  if (write_to(next, O_CREAT | O_TRUNC | O_NOFOLLOW, mode, bytes) &&
-      rename(next.c_str(), path) == 0) {
-    return true;
+  try {
+    write_whole(path, bytes, mode);
+    return "";
+  } catch (const Failure& failure) {
+    return write_over(path, bytes) ? "" : failure.what();
   }
-  unlink(next.c_str());
-  return write_to(path, O_CREAT, mode, bytes);
+}
+
+std::string remove_again(const char* path) {
+  try {
+    remove_whole(path);
+    return "";
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
 }
 
 std::optional<uint8_t> vpn_state() {
@@ -79,7 +80,7 @@ std::optional<uint8_t> vpn_state() {
 
 Before::Before() : vpn_(vpn_state()) {
   for (const char* path : stored_paths) {
-    files_.push_back({path, bytes_of(path)});
+    files_.push_back({path, kept(path)});
   }
 }
 
@@ -90,11 +91,13 @@ void Before::keep_loaded() {
 std::vector<std::string> Before::put_back() const {
   std::vector<std::string> problems;
   for (const File& file : files_) {
-    if (bytes_of(file.path) == file.bytes) {
+    if (holds(file.path, file.bytes)) {
       continue;
     }
-    if (file.bytes ? !replace(file.path, *file.bytes) : unlink(file.path) != 0) {
-      problems.push_back(std::string(file.path) + ": " + std::strerror(errno));
+    const std::string problem =
+        file.bytes ? write_back(file.path, *file.bytes) : remove_again(file.path);
+    if (!problem.empty()) {
+      problems.push_back(problem);
     }
   }
   if (vpn_ && vpn_state() != vpn_ &&

@@ -202,13 +202,15 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure, Forese
     warn_of_stored_damage();
   }
   put_signals_off();
-  before_.emplace();
+  if (on_failure == OnFailure::put_back) {
+    before_.emplace();
+  }
   stored_ = load_stored();
-  before_->keep_loaded();
-  if (on_failure == OnFailure::go_on) {
-    executor::on_refusal(executor::OnRefusal::go_on);
-  } else {
+  if (before_) {
+    before_->keep_loaded();
     executor::remember_rules();
+  } else {
+    executor::on_refusal(executor::OnRefusal::go_on);
   }
   if (!context.one_by_one) {
     executor::work(executor::Way::transaction);

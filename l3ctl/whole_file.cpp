@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 
 #include "l3ctl/context.hpp"
 #include "l3ctl/input.hpp"
@@ -98,6 +99,11 @@ bool reads_back(int fd, std::string_view bytes) {
   throw Failure(file + ": cannot be " + doing + ": " + std::strerror(errno));
 }
 
+std::string folder_of(const std::string& file) {
+  const std::string folder = std::filesystem::path(file).parent_path().string();
+  return folder.empty() ? "." : folder;
+}
+
 /* Where the bytes really go: a link stays a link. A device or a folder must not be replaced. */
 std::string place_of(const std::string& file) {
   struct stat status = {};
@@ -132,23 +138,39 @@ std::string read_up_to(const std::string& file, size_t largest) {
   return bytes;
 }
 
-void write_whole(const std::string& file, std::string_view bytes) {
+std::optional<std::string> read_if_there(const std::string& file) {
+  struct stat status = {};
+  if (stat(file.c_str(), &status) == 0) {
+    return read_up_to(file, std::numeric_limits<size_t>::max());
+  }
+  if (errno != ENOENT) {
+    give_up(file, "read");
+  }
+  return std::nullopt;
+}
+
+void write_whole(const std::string& file, std::string_view bytes, mode_t mode) {
   const std::string place = place_of(file);
-  const std::string parent = std::filesystem::path(place).parent_path().string();
-  const Descriptor folder(
-      open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor folder(open(folder_of(place).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.number() == -1) {
     give_up(file, "written");
   }
   Temporary temporary(place);
   const int fd = temporary.fd();
-  if (fd == -1 || fchmod(fd, 0600) != 0 || !write_bytes(fd, bytes) || fsync(fd) != 0 ||
+  if (fd == -1 || fchmod(fd, mode) != 0 || !write_bytes(fd, bytes) || fsync(fd) != 0 ||
       !reads_back(fd, bytes) || !temporary.take_place(place)) {
     give_up(file, "written");
   }
   // The name too must outlive a power cut.
   if (fsync(folder.number()) != 0) {
     give_up(file, "made durable, though it is in place");
+  }
+}
+
+void remove_whole(const std::string& file) {
+  const Descriptor folder(open(folder_of(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.number() == -1 || unlink(file.c_str()) != 0 || fsync(folder.number()) != 0) {
+    give_up(file, "removed");
   }
 }
 

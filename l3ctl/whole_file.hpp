@@ -1,6 +1,9 @@
 /* Files that are there whole or not at all, whenever the power fails. */
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,8 +13,14 @@ namespace l3ctl {
  * and a pipe or a device is not waited for: each of these is a failure. */
 std::string read_up_to(const std::string& file, size_t largest);
 
-/* Makes a file, or replaces it, mode 0600: written beside it, read back, made durable, renamed. A
+/* All of a regular file; nothing where there is none. Any other failure is one. */
+std::optional<std::string> read_if_there(const std::string& file);
+
+/* Makes a file, or replaces it: written beside it, read back, made durable, renamed. A
  * failure leaves what was there before. */
-void write_whole(const std::string& file, std::string_view bytes);
+void write_whole(const std::string& file, std::string_view bytes, mode_t mode = 0600);
+
+/* Removes a file, durably. */
+void remove_whole(const std::string& file);
 
 }  // namespace l3ctl

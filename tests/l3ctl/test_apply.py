@@ -210,7 +210,8 @@ class Failures(Gateway):
         CONFIGURATION.mkdir()
         outcome = self.apply(IP_FILTER)
         self.assertEqual((outcome.status, outcome.out), (1, ""))
-        self.assertTrue(outcome.err.endswith("l3ctl: cannot read /ztcfg/l3_advance.dat: Is a directory\n"), outcome.err)
+        self.assertTrue(outcome.err.endswith(
+            "l3ctl: /ztcfg/l3_advance.dat: is no regular file; nothing was changed\n"), outcome.err)
         self.assertEqual(self.commands(), [])
 
     def test_without_the_right_to_change(self):

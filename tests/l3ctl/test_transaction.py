@@ -94,17 +94,6 @@ class Together(Transaction):
         self.assertEqual(self.apply(json.dumps(change)).status, 3)
         self.assertEqual(self.everything(), before)
 
-    def test_a_save_that_fails_is_a_change_that_fails(self):
-        (STORE / "firewall.conf").mkdir()
-        stored = CONFIGURATION.read_bytes()
-        outcome = self.apply(TWO_LISTS)
-        self.assertEqual((outcome.status, outcome.out), (3, ""))
-        self.assertIn('l3ctl: "iptables-save -t filter >/ztcfg/firewall.conf" ended with 1: '
-                      "cannot open /ztcfg/firewall.conf: Is a directory\n", outcome.err)
-        self.assertEqual(CONFIGURATION.read_bytes(), stored)
-        self.assertEqual([line for line in self.commands() if "-restore" in line],
-                         ["ip6tables-restore -c -w 5", "iptables-restore -c -w 5"])
-
     def test_what_cannot_be_put_back_is_told(self):
         self.refuse("iptables " + UPSTREAM.format(25), "ip6tables-restore -c -w 5")
         outcome = self.apply(TWO_LISTS)
