@@ -12,6 +12,11 @@
  *            rule edits succeed at once and are made together by commit(), so that no packet and no
  *            sudden end ever meets half of them; transaction.hpp says what becomes of other lines
  *
+ * work() forgets what a transaction holds, and nothing else: the tables as they were read, those that
+ * are being read, which lines may fail, and the failed ones stay until the process ends. A process that
+ * is forked off has all of that too, but the tools at work are children of the other one: it can
+ * neither wait for them nor take what they read for its own, and calls forget() first.
+ *
  * It must be linked as objects, not as an archive: from an archive nothing would ask for system(),
  * and the C library's would run silently. in_place() proves at start that this one is used.
  */
@@ -49,6 +54,10 @@ void read_ahead(const std::string& tool);
 /* Makes the tables that were changed what they were before. Returns what could not be put back,
  * empty when all could. */
 [[nodiscard]] std::string put_back();
+
+/* In a process just forked off: starts as if nothing had been read, held, remembered or failed. Waits
+ * for nothing and closes nothing. */
+void forget();
 
 /* A line that begins so may fail harmlessly, such as one that removes what is often not there: to
  * the library it then succeeds, and it is not kept. */

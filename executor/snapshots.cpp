@@ -84,6 +84,15 @@ std::string Snapshots::put_back() {
   return problems;
 }
 
+void Snapshots::forget() {
+  for (auto& [table, snapshot] : tables_) {
+    if (snapshot.reading) {
+      snapshot.reading->forget();
+    }
+  }
+  tables_.clear();
+}
+
 std::set<std::string> chains_in(std::string_view rules) {
   std::set<std::string> chains;
   for (std::size_t at = 0; at < rules.size();) {

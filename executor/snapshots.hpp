@@ -28,6 +28,9 @@ class Snapshots {
   /* Reads the tables that the line may change, and marks them. */
   void take_before(std::string_view line);
 
+  /* Nothing was read yet. What is being read belongs to the process that this one was forked off. */
+  void forget();
+
   /* Makes every changed table what it was. Returns what could not be put back, empty when all
    * could. */
   [[nodiscard]] std::string put_back();

@@ -12,6 +12,7 @@
 #include <ctime>
 #include <optional>
 
+#include "executor/executor.hpp"
 #include "l3ctl/apply_steps.hpp"
 
 namespace l3ctl {
@@ -94,8 +95,10 @@ void bring_back_unless_confirmed(const Context& context, int64_t deadline) {
   }
 }
 
-/* Nothing of the caller stays: its session, terminal, folder, lock and pipes. */
+/* Nothing of the caller stays: its session, terminal, folder, lock, pipes, and the tools that it has at
+ * work, whose files are closed here. */
 void leave_the_caller(int timer_file) {
+  executor::forget();
   setsid();
   std::signal(SIGHUP, SIG_IGN);
   const sigset_t signals = waited_signals();

@@ -195,6 +195,11 @@ class Confirm(Confirming):
         self.assertGreater(changed, ROUNDS // 2)
 
 
+class ConfirmTogether(Confirm):
+    """The rules of a change made as one, which is how they are made unless the command line says otherwise."""
+    way = ()
+
+
 class Cut(Confirming):
     """Terminals, sessions and processes that end before their time."""
 
@@ -307,6 +312,10 @@ class Cut(Confirming):
 
     def one_by_one(self):
         return ["--one-by-one"] if "--one-by-one" in self.l3ctl("--help").out else []
+
+
+class CutTogether(Cut):
+    way = ()
 
 
 if __name__ == "__main__":
