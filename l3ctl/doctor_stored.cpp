@@ -18,6 +18,7 @@
 #include "l3ctl/library.hpp"
 #include "l3ctl/platform_view.hpp"
 #include "l3ctl/stored_view.hpp"
+#include "l3ctl/whole_file.hpp"
 #include "settings/stored_file.hpp"
 
 namespace l3ctl {
@@ -107,7 +108,7 @@ std::string newest_copy() {
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
     const std::string path = entry.path();
-    if (path == configuration_path || !entry.is_regular_file(error) ||
+    if (path == configuration_path || path.ends_with(unfinished) || !entry.is_regular_file(error) ||
         entry.file_size(error) != stored_size) {
       continue;
     }

@@ -1,20 +1,19 @@
 /* l3ctl rules: the chains as they stand in the kernel. l3ctl check: whether they follow the settings. */
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <ctime>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/rules_view.hpp"
 #include "l3ctl/stored_damage.hpp"
 #include "l3ctl/tool.hpp"
+#include "l3ctl/whole_file.hpp"
 
 namespace l3ctl {
 
@@ -26,7 +25,7 @@ struct Look {
   bool has_counters = false;
   bool is_watching = false;
   int seconds = 2;
-  std::string picture; /* a file */
+  std::optional<std::string> picture; /* a file */
 };
 
 std::string json_text(const nlohmann::ordered_json& json, int indent) {
@@ -45,33 +44,39 @@ std::string drawn(const std::string& picture) {
   return run.output;
 }
 
-/* Written beside the file and put in its place, so that no half picture is ever there. */
-void write_picture(const std::string& file, const std::string& svg) {
-  const std::string next = file + ".next";
-  std::ofstream stream(next, std::ios::binary | std::ios::trunc);
-  stream << svg;
-  stream.close();
-  if (!stream || std::rename(next.c_str(), file.c_str()) != 0) {
-    const std::string why = std::strerror(errno);
-    unlink(next.c_str());
-    throw Failure("cannot write " + file + ": " + why);
-  }
-}
-
 int draw(const std::string& file) {
   const std::string svg = drawn(rules_picture(judge_live_rules()));
   if (file == "-") {
     std::cout << svg;
   } else {
-    write_picture(file, svg);
+    write_for_all(file, svg);
   }
   return exit_done;
 }
 
+sigset_t endings() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  return signals;
+}
+
 /* Until the next redraw is due: whether it still is wanted. */
-bool wait_for_redraw(const sigset_t& endings, int seconds) {
+bool wait_for_redraw(int seconds) {
+  const sigset_t signals = endings();
   const timespec pause{seconds, 0};
-  return sigtimedwait(&endings, nullptr, &pause) == -1;
+  return sigtimedwait(&signals, nullptr, &pause) == -1;
+}
+
+/* A tool may hang, so the signals that end a watch are let in while it works; they wait while a drawing
+ * is written, which is never cut. */
+Judgement judge_interruptibly() {
+  const sigset_t signals = endings();
+  sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+  Judgement judgement = judge_live_rules();
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  return judgement;
 }
 
 std::string heading() {
@@ -82,15 +87,14 @@ std::string heading() {
 }
 
 int watch(const Context& context, const Look& look) {
-  sigset_t endings;
-  sigemptyset(&endings);
-  sigaddset(&endings, SIGINT);
-  sigaddset(&endings, SIGTERM);
-  sigprocmask(SIG_BLOCK, &endings, nullptr);
+  // Until the first drawing is done too, an end that is asked for is no failure.
+  for (const int ending : {SIGINT, SIGTERM}) {
+    std::signal(ending, [](int) { _exit(exit_done); });
+  }
   const bool clears = isatty(STDOUT_FILENO) == 1;
   Counted before;
   do {
-    const Judgement judgement = judge_live_rules();
+    const Judgement judgement = judge_interruptibly();
     if (context.json) {
       std::cout << json_text(rules_json(judgement), -1);
     } else {
@@ -99,17 +103,20 @@ int watch(const Context& context, const Look& look) {
     }
     std::cout.flush();
     before = counted(judgement);
-  } while (std::cout && wait_for_redraw(endings, look.seconds));
+  } while (std::cout && wait_for_redraw(look.seconds));
   return exit_done;
 }
 
 int show_rules(const Context& context, const Look& look) {
   warn_of_stored_damage();
-  if (!look.picture.empty()) {
+  if (look.picture) {
+    if (look.picture->empty()) {
+      throw Failure("--svg: the name of the file is empty", exit_wrong_input);
+    }
     if (context.json) {
       throw Failure("--svg draws a picture, which --json cannot be asked of", exit_wrong_input);
     }
-    return draw(look.picture);
+    return draw(*look.picture);
   }
   if (look.is_watching) {
     return watch(context, look);

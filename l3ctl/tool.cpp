@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -79,6 +80,13 @@ ToolRun run_tool(const std::vector<std::string>& words, const std::string& input
   posix_spawn_file_actions_adddup2(&descriptors, in.fd(), STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&descriptors, out.fd(), STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&descriptors, errors.fd(), STDERR_FILENO);
+  // Signals that this program, or whoever started it, puts off can still end a tool that hangs.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
   std::vector<char*> arguments;
   for (const std::string& word : words) {
     arguments.push_back(const_cast<char*>(word.c_str()));
@@ -86,7 +94,8 @@ ToolRun run_tool(const std::vector<std::string>& words, const std::string& input
   arguments.push_back(nullptr);
   pid_t child = -1;
   const int error =
-      posix_spawnp(&child, arguments[0], &descriptors, nullptr, arguments.data(), environ);
+      posix_spawnp(&child, arguments[0], &descriptors, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&descriptors);
   if (error != 0) {
     return {-1, {}, std::strerror(error)};

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -35,11 +36,32 @@ class Descriptor {
   int fd_;
 };
 
+/* Those that would end the program wait as long as this lives: they would leave a file that is in nobody's
+ * place. */
+class SignalsOff {
+ public:
+  SignalsOff() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+      sigaddset(&ending, signal);
+    }
+    sigprocmask(SIG_BLOCK, &ending, &before_);
+  }
+  SignalsOff(const SignalsOff&) = delete;
+  SignalsOff& operator=(const SignalsOff&) = delete;
+  ~SignalsOff() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_ = {};
+};
+
 /* The new file under a name of its own, gone again unless it has taken its place. */
 class Temporary {
  public:
   explicit Temporary(const std::string& beside)
-      : path_(beside + ".XXXXXX"), fd_(mkostemp(path_.data(), O_CLOEXEC)) {}
+      : path_(beside + ".XXXXXX" + unfinished),
+        fd_(mkostemps(path_.data(), sizeof unfinished - 1, O_CLOEXEC)) {}
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;
   ~Temporary() {
@@ -108,6 +130,9 @@ std::string folder_of(const std::string& file) {
 std::string place_of(const std::string& file) {
   struct stat status = {};
   if (stat(file.c_str(), &status) != 0) {
+    if (lstat(file.c_str(), &status) == 0) {
+      throw Failure(file + ": is a link that leads nowhere; nothing was changed", exit_wrong_input);
+    }
     return file;
   }
   if (!S_ISREG(status.st_mode)) {
@@ -155,6 +180,7 @@ void write_whole(const std::string& file, std::string_view bytes, mode_t mode) {
   if (folder.number() == -1) {
     give_up(file, "written");
   }
+  const SignalsOff until_the_end;
   Temporary temporary(place);
   const int fd = temporary.fd();
   if (fd == -1 || fchmod(fd, mode) != 0 || !write_bytes(fd, bytes) || fsync(fd) != 0 ||
@@ -171,6 +197,24 @@ void remove_whole(const std::string& file) {
   const Descriptor folder(open(folder_of(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.number() == -1 || unlink(file.c_str()) != 0 || fsync(folder.number()) != 0) {
     give_up(file, "removed");
+  }
+}
+
+void write_for_all(const std::string& file, std::string_view bytes) {
+  struct stat status = {};
+  struct stat output = {};
+  const bool exists = stat(file.c_str(), &status) == 0;
+  const bool is_output = exists && fstat(STDOUT_FILENO, &output) == 0 &&
+                         status.st_dev == output.st_dev && status.st_ino == output.st_ino;
+  if (!is_output && (!exists || S_ISREG(status.st_mode))) {
+    const mode_t mask = umask(0);
+    umask(mask);
+    write_whole(file, bytes, 0666 & ~mask);
+    return;
+  }
+  const Descriptor into(is_output ? STDOUT_FILENO : open(file.c_str(), O_WRONLY | O_CLOEXEC));
+  if (into.number() == -1 || !write_bytes(into.number(), bytes)) {
+    give_up(file, "written");
   }
 }
 

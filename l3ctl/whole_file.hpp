@@ -16,11 +16,18 @@ std::string read_up_to(const std::string& file, size_t largest);
 /* All of a regular file; nothing where there is none. Any other failure is one. */
 std::optional<std::string> read_if_there(const std::string& file);
 
-/* Makes a file, or replaces it: written beside it, read back, made durable, renamed. A
- * failure leaves what was there before. */
+/* How the name of a file ends that is still being written; a sudden end leaves it. */
+inline constexpr char unfinished[] = ".next";
+
+/* Makes a file, or replaces it: written beside it, read back, made durable, renamed. A failure, or a
+ * signal that ends the program, leaves the old file or the new one and nothing else. */
 void write_whole(const std::string& file, std::string_view bytes, mode_t mode = 0600);
 
 /* Removes a file, durably. */
 void remove_whole(const std::string& file);
+
+/* Makes or replaces what everybody may read; but a pipe, a device and standard output, by whatever name,
+ * are written into and not replaced. */
+void write_for_all(const std::string& file, std::string_view bytes);
 
 }  // namespace l3ctl

@@ -1,5 +1,6 @@
 """A backup whose file cannot be written, synced or put in place."""
 import os
+import signal
 import subprocess
 import unittest
 
@@ -24,6 +25,15 @@ class BackupFaults(Copies):
             self.assertIn(f"l3ctl: {BACKUP}: cannot be written: ", done.stderr)
             self.assertEqual(BACKUP.read_bytes(), b"the good one")
             self.assertEqual(os.listdir(BACKUP.parent), ["backup.dat"])
+
+    def test_an_interruption_leaves_nothing_beside_the_file(self):
+        self.store()
+        for ending in ("INT", "TERM", "HUP"):
+            done = self.with_fault(f"fsync:signal={ending}:when=1", "backup", str(BACKUP))
+            # strace ends as the traced program does.
+            self.assertEqual((done.returncode, done.stdout), (-getattr(signal, "SIG" + ending), ""), ending)
+            self.assertEqual(os.listdir(BACKUP.parent), ["backup.dat"])
+            self.assertEqual(BACKUP.read_bytes(), configuration())
 
     def test_bytes_that_do_not_read_back_are_no_backup(self):
         self.store()

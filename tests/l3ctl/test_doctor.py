@@ -95,6 +95,10 @@ class Doctor(Rules):
         copy = next(finding for finding in self.findings() if finding["about"] == "backup")
         self.assertEqual((copy["finding"], copy["advice"]), ("/ztcfg/yesterday.dat of 2023-11-14 22:13 UTC is whole",
                                                              '"l3ctl restore /ztcfg/yesterday.dat"'))
+        # What a sudden end of a writer left is nobody's backup.
+        Path("/ztcfg/l3_advance.dat.next").write_bytes(whole)
+        Path("/ztcfg/yesterday.dat.x1Y2z3.next").write_bytes(whole)
+        self.assertIn(copy, self.findings())
         self.store(firewall=True, w0=1, w12=42)
         self.assertTrue(any("42" in ill for ill in self.ills("configuration")))
 

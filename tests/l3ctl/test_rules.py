@@ -125,7 +125,7 @@ class Picture(Rules):
     def test_a_picture_needs_dot_and_a_place(self):
         self.settings()
         self.assert_outcome(self.l3ctl("rules", "--svg", "/run/none/rules.svg"), 1, "",
-                            "l3ctl: cannot write /run/none/rules.svg: No such file or directory\n")
+                            "l3ctl: /run/none/rules.svg: cannot be written: No such file or directory\n")
         self.assert_outcome(self.l3ctl("--json", "rules", "--svg", "/run/rules.svg"), 2, "",
                             "l3ctl: --svg draws a picture, which --json cannot be asked of\n")
         (TOOLS / "dot").write_text("#!/bin/sh\necho broken >&2\nexit 9\n")
@@ -142,6 +142,46 @@ class Picture(Rules):
         self.assertEqual((done.returncode, done.stdout, done.stderr), (
             1, "", "l3ctl: cannot start dot, which draws the picture (Debian package graphviz): No such file or directory\n"))
         self.assertFalse(Path("/run/rules.svg").exists())
+
+    def test_the_place_of_a_picture_stays_what_it_is(self):
+        self.settings()
+        svg = self.l3ctl("rules", "--svg", "-").out
+        # A shell that appends gets the picture behind what is there.
+        log = Path("/run/log")
+        log.write_text("before\n")
+        with log.open("a") as end:
+            subprocess.run([L3CTL, "rules", "--svg", "/dev/stdout"], stdout=end, env=self.environment(), check=True)
+        self.assertEqual(log.read_text(), "before\n" + svg)
+        self.assertEqual(self.l3ctl("rules", "--svg", "/dev/stdout").out, svg)
+        self.assertTrue(Path("/dev/stdout").is_symlink())
+        os.mkfifo("/run/pipe")
+        reader = os.open("/run/pipe", os.O_RDONLY | os.O_NONBLOCK)
+        self.assert_outcome(self.l3ctl("rules", "--svg", "/run/pipe"), 0)
+        self.assertEqual(os.read(reader, 1 << 20).decode(), svg)
+        os.close(reader)
+        self.assertTrue(Path("/run/pipe").is_fifo())
+        Path("/run/link").symlink_to("/run/rules.svg")
+        self.assert_outcome(self.l3ctl("rules", "--svg", "/run/link"), 2, "",
+                            "l3ctl: /run/link: is a link that leads nowhere; nothing was changed\n")
+        Path("/run/rules.svg").touch()
+        self.assert_outcome(self.l3ctl("rules", "--svg", "/run/link"), 0)
+        self.assertTrue(Path("/run/link").is_symlink())
+        self.assertEqual(Path("/run/rules.svg").read_text(), svg)
+
+    def test_a_picture_leaves_its_neighbours_and_may_be_read_by_all(self):
+        self.settings()
+        Path("/run/rules.svg.next").write_text("mine")
+        os.umask(0o022)
+        self.assert_outcome(self.l3ctl("rules", "--svg", "/run/rules.svg"), 0)
+        self.assertEqual(Path("/run/rules.svg.next").read_text(), "mine")
+        self.assertEqual(Path("/run/rules.svg").stat().st_mode & 0o777, 0o644)
+
+    def test_places_that_are_none(self):
+        self.settings()
+        self.assert_outcome(self.l3ctl("rules", "--svg", ""), 2, "", "l3ctl: --svg: the name of the file is empty\n")
+        self.assert_outcome(self.l3ctl("rules", "--svg", "/run"), 1, "", "l3ctl: /run: cannot be written: Is a directory\n")
+        self.assert_outcome(self.l3ctl("rules", "--svg", "/dev/full"), 1, "",
+                            "l3ctl: /dev/full: cannot be written: No space left on device\n")
 
 
 class Watch(Rules):
@@ -185,6 +225,29 @@ class Watch(Rules):
         process.send_signal(signal.SIGTERM)
         process.communicate(timeout=20)
         self.assertEqual(process.returncode, 0)
+
+    def test_ends_while_a_tool_hangs(self):
+        self.settings()
+        (TOOLS / "iptables-save").write_text("#!/bin/sh\necho here >/run/hangs\nexec sleep 30\n")
+        os.mkfifo("/run/hangs")
+        for ending in (signal.SIGINT, signal.SIGTERM):
+            process = subprocess.Popen([L3CTL, "rules", "--watch"], stdout=subprocess.DEVNULL, env=self.environment(),
+                                       process_group=0)
+            patience = threading.Timer(20, os.killpg, (process.pid, signal.SIGKILL))
+            patience.start()
+            self.addCleanup(patience.cancel)
+            Path("/run/hangs").read_text()
+            # l3ctl alone is told, then, as at a terminal, the tool with it.
+            process.send_signal(ending)
+            self.assertEqual(process.wait(timeout=20), 0)
+            os.killpg(process.pid, ending)
+
+    def test_a_tool_can_be_ended_whoever_started_l3ctl(self):
+        self.settings()
+        (TOOLS / "ip6tables-save").write_text("#!/bin/sh\nkill -INT $$\nexec sleep 30\n")
+        done = subprocess.run([L3CTL, "check"], capture_output=True, text=True, env=self.environment(), check=False,
+                              preexec_fn=lambda: signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGINT]), timeout=20)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (1, "", "l3ctl: ip6tables-save ended with 130: \n"))
 
     def test_wrong_intervals(self):
         for seconds in ("0", "3601", "x"):
