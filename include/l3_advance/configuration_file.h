@@ -8,14 +8,18 @@
  *     6199   RtQoSRulesTable, 248 bytes
  *     6447   fw6_rules_table, 8572 bytes
  *
- * Every call opens the file, works on its own bytes and closes it; nothing is cached and nothing
- * is rolled back. All return 0, or -1 on failure. A call that "checks the file" creates a missing
- * one with its defaults first (both switches 0, records zero but for the two IPsec words, which
- * are 1), which sets the records in memory to the same defaults.
+ * Each call opens the file, works on its own bytes and closes it; nothing is cached and nothing is
+ * rolled back. Failures of the record calls go to standard output: "<call>::open <file> error!",
+ * and likewise lseek, read and write, or "<call>::init_cfgfile err!" for a missing file that cannot
+ * be created. After a failed seek the descriptor stays open.
  *
- * Failures of the record calls go to standard output: "<call>::open <file> error!", and likewise
- * lseek, read, write, and "<call>::init_cfgfile err!". After a failed seek the descriptor stays
- * open. A file that ends early is no error: the rest of the record reads as zero.
+ * **A missing file.** Only a file that is not there (ENOENT) counts as missing. Its defaults are
+ * both switches 0, and records of zeros but for the two IPsec words, which are 1. A call that
+ * creates it with them also sets all three records in memory to them. So a management call that
+ * meets no file when it stores a filter, anti port scan, the IPsec pass control, the security level
+ * or route QoS stores the defaults: they take the place of what it was given, and of every other
+ * setting in memory. It goes on with them and returns 0. Made once more, now that there is a file,
+ * it does its work. A program that loads the records first (l3_advance.h) does not meet this.
  */
 #ifndef L3_ADVANCE_CONFIGURATION_FILE_H
 #define L3_ADVANCE_CONFIGURATION_FILE_H
@@ -29,48 +33,99 @@ extern "C" {
 #endif
 
 /**
- * Writes the whole file with its defaults, creating it with mode 0600 where it is missing, and
- * sets the records in memory to them. A failed open or text write is silent.
+ * Writes the whole file with its defaults, over what it held, and sets the three records in memory
+ * to the same. Creates it with mode 0600 where it is missing and never truncates it. Returns 0, or
+ * -1 when it cannot be opened or written. A failed open, or a failed write of the two text lines,
+ * is silent and leaves memory as it was (the latter leaves the descriptor open too).
  */
 L3_API int32_t init_cfgfile(void);
 
 /**
- * Read one of the two switches: 1 when its two value bytes are "1\n", 0 for anything else, a short
- * read included. Check the file. A null pointer is named on standard output; a failed open, seek
- * or read is silent and leaves `xo_control` as it was and the descriptor open.
+ * Reads the VPN pass-through switch to one byte: 1 when the line's value is "1" and a line feed, 0
+ * for anything else, the end of the file included. Creates a missing file first. Returns 0, or -1:
+ * a null pointer and a file that cannot be created are named on standard output; a failed open,
+ * seek or read is silent, and leaves `xo_control` as it was and the descriptor open.
  */
 L3_API int32_t get_vpn_pass_through_state_from_cfgfile(uint8_t* xo_control);
-/** The same for the master switch. */
+
+/**
+ * Reads the firewall master switch to one byte: 1 when the line's value is "1" and a line feed, 0
+ * for anything else, the end of the file included. Creates a missing file first. Returns 0, or -1:
+ * a null pointer and a file that cannot be created are named on standard output; a failed open,
+ * seek or read is silent, and leaves `xo_control` as it was and the descriptor open. The library's
+ * own copy of the switch, which the generators obey, is not touched (gl3_web_get_fw_status()).
+ */
 L3_API int32_t get_firewall_state_from_cfgfile(uint8_t* xo_control);
 
 /**
- * Write one of the two switches, key text and value. The low byte of `xi_control` must be 0 or 1;
- * any other is named on standard output. They do not check the file: where it is missing, one is
- * created that holds this line alone, after a hole where the line is not the first.
+ * Writes the line of the VPN pass-through switch, bytes 0 to 18 of the file. The low byte of
+ * `xi_control` is the value, 0 or 1. A missing file is created with this line alone (mode 0600);
+ * its records then read as zero. Returns 0, or -1: any other value is named on standard output; a
+ * failed open, seek or write is silent and leaves the descriptor open.
  */
 L3_API int32_t set_vpn_pass_through_state_to_cfgfile(uint32_t xi_control);
-/** The same for the master switch. */
+
+/**
+ * Writes the line of the firewall master switch, bytes 19 to 30 of the file. The low byte of
+ * `xi_control` is the value, 0 or 1. A missing file is created with zeros up to this line and
+ * nothing behind it (mode 0600); its records then read as zero. Returns 0, or -1: any other value
+ * is named on standard output; a failed open, seek or write is silent and leaves the descriptor
+ * open. The library's own copy of the switch is not touched (gl3_web_set_fw_status()).
+ */
 L3_API int32_t set_firewall_state_to_cfgfile(uint32_t xi_control);
 
-/** Read both firewall records. Checks the file; zeroes each record just before it is read. */
+/**
+ * Reads fw_rules_table and fw6_rules_table from the file. Creates a missing file first. Each record
+ * is zeroed just before it is read, so what a short file lacks reads as zero. Returns 0, or -1,
+ * named on standard output: after a failed open both records are as they were, after a failed read
+ * the one that was being read is zero from some byte on.
+ */
 L3_API int32_t get_firewall_rules_from_cfgfile(void);
 
-/** Writes both firewall records, nothing of the route-QoS record between them. Checks the file. */
+/**
+ * Writes fw_rules_table and fw6_rules_table to their places in the file and leaves the route-QoS
+ * record between them alone. Creates a missing file first, which sets the records to the defaults:
+ * those are written then. Returns 0, or -1, named on standard output.
+ */
 L3_API int32_t set_firewall_rules_to_cfgfile(void);
 
-/** Read or write fw_rules_table alone. Check the file; the read zeroes the record first. */
+/**
+ * Reads fw_rules_table alone. Creates a missing file first; then zeroes the record and reads it, so
+ * what a short file lacks reads as zero, and so does all of it after a failed open. Returns 0, or
+ * -1, named on standard output.
+ */
 L3_API int32_t get_firewall4_rules_from_cfgfile(void);
-/** Writes fw_rules_table alone, in the same way. */
+
+/**
+ * Writes fw_rules_table alone to its place in the file. Creates a missing file first, which sets
+ * the records to the defaults: those are written then. Returns 0, or -1, named on standard output.
+ */
 L3_API int32_t set_firewall4_rules_to_cfgfile(void);
 
-/** Read or write fw6_rules_table alone. Check the file; the read zeroes the record first. */
+/**
+ * Reads fw6_rules_table alone. Creates a missing file first; then zeroes the record and reads it,
+ * so what a short file lacks reads as zero, and so does all of it after a failed open. Returns 0,
+ * or -1, named on standard output.
+ */
 L3_API int32_t get_firewall6_rules_from_cfgfile(void);
-/** Writes fw6_rules_table alone, in the same way. */
+
+/**
+ * Writes fw6_rules_table alone to its place in the file. Creates a missing file first, which sets
+ * the records to the defaults: those are written then. Returns 0, or -1, named on standard output.
+ */
 L3_API int32_t set_firewall6_rules_to_cfgfile(void);
 
-/** Read or write RtQoSRulesTable. The read zeroes the record before it checks the file. */
+/**
+ * Reads RtQoSRulesTable: zeroes it, creates a missing file, and reads it from its place, so what a
+ * short file lacks reads as zero, and so does all of it after a failed open. Returns 0, or -1,
+ * named on standard output.
+ */
 L3_API int32_t get_qos_cfg_from_cfgfile(void);
-/** Writes RtQoSRulesTable, in the same way. */
+
+/**
+ * Writes RtQoSRulesTable to its place in the file. Creates a missing file first, which sets the
+ * records to the defaults: those are written then. Returns 0, or -1, named on standard output.
+ */
 L3_API int32_t set_qos_cfg_to_cfgfile(void);
 
 #ifdef __cplusplus

@@ -1,6 +1,23 @@
 /**
  * @file
- * The whole interface of libl3_advance.so.
+ * The whole interface of libl3_advance.so. What holds for all of it:
+ *
+ * - The process that loads the library supplies the ten calls of platform.h, and may supply its own
+ *   system(), through which every command line goes.
+ * - The settings stand in three records in memory (records.h) and in one file
+ *   (configuration_file.h). At load the records and the library's copy of the master switch are
+ *   zero. Before it changes anything, a program loads them: get_firewall_rules_from_cfgfile(),
+ *   get_qos_cfg_from_cfgfile() and gl3_web_get_fw_status(). Without the last one a set call stores
+ *   its settings, flushes its chain, makes no rule, saves the empty chain and returns 0. Start-up,
+ *   gl3_web_init_fw(), loads all of them from a device's third start on.
+ * - A set call takes the image of a whole filter and replaces what is stored. An image equal to the
+ *   one in memory does nothing, also after a call that failed half-way.
+ * - No call locks: callers serialise their calls, those of other processes included.
+ * - Texts are zero-terminated. Pointers are checked where a comment says what a null pointer does,
+ *   and nowhere else.
+ * - A call tells of its failure in the log (l3_log_print()) or on standard output, as its comment
+ *   says; "logged" is an error line, level 2. A result of 0 is no proof that every rule was taken:
+ *   a failure that a comment calls "only logged" does not show in the result.
  */
 #ifndef L3_ADVANCE_L3_ADVANCE_H
 #define L3_ADVANCE_L3_ADVANCE_H

@@ -1,8 +1,10 @@
 /**
  * @file
  * Carrying over the configuration file of an older release, "/ztcfg/l3_advance.conf", whose URL
- * entries have neither a switch nor a time span. Everything else lies in it where it lies in
- * "/ztcfg/l3_advance.dat".
+ * entries have neither a switch nor a time span: 36 bytes each, a word that is kept as url_reserved
+ * and the host name in 32 characters. Its URL region is a count, 50 such entries, list mode and
+ * switch, 1812 bytes from byte 2416 of the record. Everything else lies in the old file where it
+ * lies in "/ztcfg/l3_advance.dat".
  */
 #ifndef L3_ADVANCE_MIGRATION_H
 #define L3_ADVANCE_MIGRATION_H

@@ -1,7 +1,8 @@
 /**
  * @file
  * What the library asks of the device it runs on. These ten calls are undefined symbols of
- * libl3_advance.so; the process that loads the library supplies them.
+ * libl3_advance.so; the process that loads the library supplies them. Pointers are valid during the
+ * call alone.
  */
 #ifndef L3_ADVANCE_PLATFORM_H
 #define L3_ADVANCE_PLATFORM_H
@@ -22,9 +23,9 @@ extern "C" {
 #endif
 
 /**
- * Writes one diagnostic line. `level` is 2 for an error and 4 for a trace, `module` is always
- * 2, `format` is a printf format whose first conversion is the source line number. Some
- * formats end without a line feed.
+ * Writes one diagnostic line. `level` is 2 for an error and 4 for a trace, `module` is always 2,
+ * `format` is a printf format whose first conversion is the source line number. Some formats end
+ * without a line feed.
  */
 L3_API void l3_log_print(int32_t level, int32_t module, const char* format, ...) L3_PRINTF(3, 4);
 
@@ -32,8 +33,8 @@ L3_API void l3_log_print(int32_t level, int32_t module, const char* format, ...)
 L3_API void grm_all_refresh_log_mod_level(void);
 
 /**
- * Registers a version banner: file name, version, build date, build time, banner text, and a
- * flag that the library sets to 1. The result is handed on to the library's caller unchanged.
+ * Registers a version banner: file name, version, build date, build time, banner text, and a flag
+ * that the library sets to 1. The result is handed on to the library's caller unchanged.
  */
 L3_API int32_t zt_bsp_version_export(const char* file, const char* version, const char* date,
                                      const char* time, const char* banner, int32_t flag);
@@ -45,8 +46,8 @@ L3_API int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state);
 L3_API int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state);
 
 /**
- * Tells the forwarding driver to let an IP protocol (47, GRE) through (1) or not (0). 0 is
- * success, anything else an error code.
+ * Tells the forwarding driver to let an IP protocol (47, GRE) through (1) or not (0). 0 is success,
+ * anything else an error code.
  */
 L3_API int32_t gpon_l3_control_vpn_pass_through(int32_t protocol, uint8_t state);
 
@@ -63,9 +64,9 @@ L3_API int32_t grm_gl3_get_internet_index(void);
 L3_API int32_t getIfName(int32_t index, char* name);
 
 /**
- * Fills a 48-byte buffer that the caller has zeroed with the parameters of DHCP server `index`
- * (0 is the LAN's). It begins with the server's IPv4 address as zero-terminated text, or with a
- * zero byte when none is known. The library does not look at the result.
+ * Fills a 48-byte buffer that the caller has zeroed with the parameters of DHCP server `index` (0
+ * is the LAN's). It begins with the server's IPv4 address as zero-terminated text, or with a zero
+ * byte when none is known. The library does not look at the result.
  */
 L3_API int32_t DhcpsParaServerGet(int32_t index, void* buffer);
 

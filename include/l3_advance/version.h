@@ -14,8 +14,9 @@ extern "C" {
 #endif
 
 /**
- * Registers the library's name, version, build date and time and banner with the board-support
- * layer, through one call of zt_bsp_version_export(), and returns what that call returned.
+ * Registers the library's file name ("libl3_advance.so"), version ("10.0.0.1"), build date and time
+ * and banner with the board-support layer, through one call of zt_bsp_version_export(), and returns
+ * what that call returned.
  */
 L3_API int32_t libonu_bsp_version_export(void);
 
