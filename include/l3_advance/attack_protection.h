@@ -17,38 +17,46 @@ extern "C" {
 #endif
 
 /**
- * Appends the bad-TCP rules to input_ext_local_access and forward_ext_bad_tcp, puts the jump to
- * input_ext_local_access_ex back and, when gl3_update_internet_wan() succeeds, the drop of the
- * Internet WAN into that chain; otherwise standard output says that this one rule is left out.
- * The chains are not flushed first; failed commands are only logged. Returns 0.
+ * Puts the jump from input_ext_local_access to input_ext_local_access_ex back; asks
+ * gl3_update_internet_wan() for the Internet WAN and drops all that comes from it in
+ * input_ext_local_access_ex (where there is none, standard output says that this rule is left out);
+ * and appends the bad-TCP rules to input_ext_local_access and forward_ext_bad_tcp: new connections
+ * that begin with SYN and ACK are dropped, others that do not begin with SYN logged by the kernel
+ * ("New not syn:") and dropped, and one lone RST a second accepted. The chains are not flushed
+ * first, and neither switch is asked; failed commands are only logged. Returns 0.
  */
 L3_API int32_t config_fw_bad_tcp(void);
 
 /**
- * Stores the switch (0 off, anything else on) and writes both firewall records, also when it is
- * what it was; a failed write changes nothing here. Flushes the three chains, appends the rules
- * when both this and the master switch are on, and returns the result of save_fw().
+ * Stores the anti port scan switch (0 off, anything else on) and writes both firewall records, also
+ * when it is what it was (where there is no file: configuration_file.h, "A missing file"); a failed
+ * write does not stop the call and does not show in its result. Flushes forward_ext_bad_tcp,
+ * input_ext_local_access and input_ext_local_access_ex, runs config_fw_bad_tcp() when both this and
+ * the master switch are on, and saves the rule set. Returns 0, or -1 when saving fails.
  */
 L3_API int32_t gl3_web_set_anti_port_scan(uint8_t control);
 
 /**
- * Reloads both firewall records, writes the low byte of the switch, one byte, to `xo_control` and
- * brings the master switch in memory in line with the file. Returns 0, or -1 (logged) on a null
- * pointer or a failed read; when the master switch fails to read, the byte is already written.
+ * Reloads both firewall records, writes the low byte of the anti port scan switch, one byte, to
+ * `xo_control` and brings the master switch in memory in line with the file. Returns 0, or -1
+ * (logged) on a null pointer or a failed read; when the master switch fails to read, the byte is
+ * already written.
  */
 L3_API int32_t gl3_web_get_anti_port_scan(uint8_t* xo_control);
 
 /**
  * Lets IPsec through (anything but 0) or blocks it (0), whatever the master switch says. The value
- * that is stored already returns 0 at once. Otherwise it is stored and both firewall records are
- * written (a failed write changes nothing here), both drop rules are deleted from FORWARD and, for
- * 0, appended again. Returns the result of save_fw().
+ * in memory returns 0 at once. Otherwise stores it and writes both firewall records; a failed write
+ * does not stop the call and does not show in its result, and where there is no file it stores the
+ * default, 1 (configuration_file.h, "A missing file"), while the rules follow `control`. Deletes
+ * both drops (UDP 500 to 500, 4500 to 4500) from FORWARD, each once, for 0 appends them again, and
+ * saves the rule set. Returns 0, or -1 when saving fails; other failed commands are only logged.
  */
 L3_API int32_t gl3_web_set_ipsec_pass_ctrl(uint32_t control);
 
 /**
- * Reloads both firewall records and writes the control, a 32-bit word, to `xo_control`. Returns 0,
- * or -1 (logged) on a null pointer or a failed read.
+ * Reloads both firewall records and writes the IPsec pass control, a 32-bit word, to `xo_control`.
+ * Returns 0, or -1 (logged) on a null pointer or a failed read.
  */
 L3_API int32_t gl3_web_get_ipsec_pass_ctrl(uint32_t* xo_control);
 

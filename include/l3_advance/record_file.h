@@ -25,38 +25,43 @@ extern "C" {
 #endif
 
 /**
- * Writes 1872 zero bytes at the start of the file at `path`, creating it where it is missing. A
- * failed open is silent.
+ * Writes 1872 zero bytes at the start of the file at `path`, creating it where it is missing, with
+ * mode 0600. Returns 0, or -1: a failed write is named on standard output, a failed open is silent.
  */
 L3_API int32_t init_std_wan_cfgfile(const char* path);
 
 /**
- * Writes the 1872 bytes at `info` to the file at `path`. Where a missing file cannot be created,
- * "<call>::init_std_wan_cfgfile err!" says so.
+ * Writes the 1872 bytes at `info` to the start of the file at `path`; a missing file is created
+ * with init_std_wan_cfgfile() first. Returns 0, or -1, named on standard output; where a missing
+ * file cannot be created, as "<call>::init_std_wan_cfgfile err!".
  */
 L3_API int32_t set_std_wan_service_info_to_cfgfile(const void* info, const char* path);
 
 /**
- * Zeroes the 1872 bytes at `info` and fills them from the file at `path`. A shorter file is no
- * error: the rest stays zero. A missing one is created first, as above.
+ * Zeroes the 1872 bytes at `info` and fills them from the start of the file at `path`; a missing
+ * file is created with init_std_wan_cfgfile() first. A shorter file is no error: the rest stays
+ * zero. Returns 0, or -1, named on standard output.
  */
 L3_API int32_t get_std_wan_service_info_from_cfgfile(void* info, const char* path);
 
 /**
- * Creates the file at `path` where it is missing and, for "/ztcfg/ct_activity_timeout.conf" alone,
- * writes its 4 default bytes. A failed open is silent.
+ * Creates the file at `path` where it is missing, with mode 0600 and empty; into
+ * "/ztcfg/ct_activity_timeout.conf" alone, new or not, it writes the 4 default bytes "300" and a
+ * zero. Returns 0, or -1: a failed write is named on standard output, a failed open is silent.
  */
 L3_API int32_t init_cfg_file(const char* path);
 
 /**
- * Writes the `length` bytes at `buf` to the file at `path`; what lies behind them in a longer file
- * stays. Where a missing file cannot be created, "<call>::init_cfg_file err!" says so.
+ * Writes the `length` bytes at `buf` to the start of the file at `path`; what lies behind them in a
+ * longer file stays. A missing file is created with init_cfg_file() first. Returns 0, or -1, named
+ * on standard output; where a missing file cannot be created, as "<call>::init_cfg_file err!".
  */
 L3_API int32_t write_info_to_file(const void* buf, const char* path, uint32_t length);
 
 /**
- * Reads up to `length` bytes from the file at `path` to `buf`. A shorter file is no error: the rest
- * of the buffer keeps what it held. A missing one is created first, as above.
+ * Reads up to `length` bytes from the start of the file at `path` to `buf`. A shorter file is no
+ * error: the rest of the buffer keeps what it held, and the call does not tell how much was read. A
+ * missing file is created with init_cfg_file() first. Returns 0, or -1, named on standard output.
  */
 L3_API int32_t read_info_from_file(void* buf, const char* path, uint32_t length);
 

@@ -1,16 +1,15 @@
 /**
  * @file
- * The three configuration records, byte for byte as they lie in memory and in the
- * configuration file "/ztcfg/l3_advance.dat".
+ * The three configuration records, byte for byte as they lie in memory and in the configuration
+ * file "/ztcfg/l3_advance.dat".
  *
- * The structures are the file format: every width and offset is asserted beside its
- * structure, and every byte that no member needs is an explicit reserved member. Words
- * are in the host's byte order. An IPv4 address is a number whose most significant
- * byte is the first octet (192.168.1.1 is 0xC0A80101); IPv6 and MAC addresses are bytes
- * in text order.
+ * The structures are the file format: every width and offset is asserted beside its structure, and
+ * every byte that no member needs is an explicit reserved member. Words are in the host's byte
+ * order. An IPv4 address is a number whose most significant byte is the first octet (192.168.1.1 is
+ * 0xC0A80101); IPv6 and MAC addresses are bytes in text order.
  *
- * A filter's region has one frame: a signed entry count, a fixed entry area, the list
- * mode (where the filter has one), and the filter's switch as the last word.
+ * A filter's region has one frame: a signed entry count, a fixed entry area, the list mode (where
+ * the filter has one), and the filter's switch as the last word.
  */
 #ifndef L3_ADVANCE_RECORDS_H
 #define L3_ADVANCE_RECORDS_H
@@ -123,7 +122,7 @@ typedef struct l3_url_entry {
   uint32_t url_enable;   /**< 0 makes no rule, anything else does */
   uint32_t url_reserved; /**< the caller's, kept as given */
   char url[32];          /**< host name, at most 31 characters and a zero */
-  uint8_t start_hour;    /**< first hour of the span */
+  uint8_t start_hour;    /**< first hour of the span, 0 to 23 */
   uint8_t stop_hour;     /**< last hour of the span; 24 and more mean 23:59 */
   uint8_t start_minute;  /**< minute of the start */
   uint8_t stop_minute;   /**< minute of the stop */
@@ -155,7 +154,7 @@ typedef struct l3_mac_entry {
   uint32_t mac_enable;     /**< 0 makes no rule, anything else does */
   uint8_t mac[6];          /**< hardware address */
   uint8_t mac_reserved[6]; /**< the caller's, kept as given */
-  uint8_t start_hour;      /**< first hour of the span */
+  uint8_t start_hour;      /**< first hour of the span, 0 to 23 */
   uint8_t stop_hour;       /**< last hour of the span; 24 and more mean 23:59 */
   uint8_t start_minute;    /**< minute of the start */
   uint8_t stop_minute;     /**< minute of the stop */
@@ -319,7 +318,10 @@ L3_OFFSET(l3_fw6_rules, caporl, 7788);
 L3_OFFSET(l3_fw6_rules, security_level, 8564);
 L3_OFFSET(l3_fw6_rules, reserved, 8568);
 
-/** The caller's route-QoS rules. The library reads only the named words, and only to log them. */
+/**
+ * The caller's route-QoS rules. The library compares all 244 bytes with what it has, logs the named
+ * words, and hands the block to the platform as it is.
+ */
 typedef struct l3_qos_rules {
   int32_t RulesNum;       /**< number of rules */
   uint32_t control;       /**< logged */
@@ -352,8 +354,8 @@ L3_OFFSET(l3_route_qos, control, 0);
 L3_OFFSET(l3_route_qos, rules, 4);
 
 /**
- * The IPv4 and common settings, and their only copy in memory: zero at load, filled from the configuration
- * file, changed in place by the management calls. Callers serialise their calls.
+ * The IPv4 and common settings, and their only copy in memory: zero at load, filled from the
+ * configuration file, changed in place by the management calls. Callers serialise their calls.
  */
 L3_API extern l3_fw_rules fw_rules_table;
 /** The IPv6 settings in memory, likewise. */

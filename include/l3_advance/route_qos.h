@@ -5,8 +5,8 @@
  * and the rules themselves are not looked into.
  *
  * A set call writes the file before it tells the platform; a refusal by the platform leaves the
- * file as written. The calls return what the platform returned: -1 is failure, anything else
- * success.
+ * file as written. The set calls and gl3_init_qos() return what the platform returned: -1 is
+ * failure, anything else success.
  */
 #ifndef L3_ADVANCE_ROUTE_QOS_H
 #define L3_ADVANCE_ROUTE_QOS_H
@@ -21,29 +21,43 @@ extern "C" {
 #endif
 
 /**
- * Replaces the stored rules by the 244 bytes at `xi_rulesTale`. A block equal to the one in memory
- * returns 0 at once. Otherwise the record is written to the file and handed to the platform. While
- * the switch is 0 the record in memory is zeroed in between: the platform gets an empty table, the
- * file keeps the rules. Returns the platform's result, or -1 on a null pointer or a failed write.
+ * Replaces the rules by the 244 bytes at `xi_rulesTale`. A block equal to the one in memory returns
+ * 0 at once. Otherwise takes it over, writes the record to the file (where there is none:
+ * configuration_file.h, "A missing file") and hands it to the platform.
+ *
+ * While the switch is 0, the whole record in memory is zeroed in between: the platform gets an
+ * empty table, and only the file keeps the rules. Read them back with gl3_web_get_route_qos()
+ * before the switch is turned on: gl3_web_set_route_qos_control() writes what is in memory over
+ * them.
+ *
+ * Returns the platform's result, or -1 on a null pointer or a failed write.
  */
 L3_API int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale);
 
-/** Reloads the record from the file and copies its 244 bytes of rules out. Returns 0 or -1. */
+/**
+ * Reloads the record from the file and copies its 244 bytes of rules out. Returns 0, or -1 (logged)
+ * on a null pointer or a failed read.
+ */
 L3_API int32_t gl3_web_get_route_qos(l3_qos_rules* xo_rulesTale);
 
 /**
- * Turns route QoS on (1) or off (0). The value in memory already returns 0 at once. Otherwise the
- * record is written to the file and handed to the platform, rules included, also when it is turned
- * off. Returns the platform's result, or -1 on any other value or a failed write.
+ * Turns route QoS on (1) or off (0). The value in memory returns 0 at once. Otherwise the record in
+ * memory, rules included, is written to the file (where there is none: configuration_file.h, "A
+ * missing file") and handed to the platform, also when it is turned off. Returns the platform's
+ * result, or -1 on any other value or a failed write.
  */
 L3_API int32_t gl3_web_set_route_qos_control(int32_t xi_ctrl);
 
-/** Reloads the record from the file and copies its switch out. Returns 0 or -1. */
+/**
+ * Reloads the record from the file and copies its switch out. Returns 0, or -1 (logged) on a null
+ * pointer or a failed read.
+ */
 L3_API int32_t gl3_web_get_route_qos_control(int32_t* xo_ctrl);
 
 /**
- * Sets an all-zero block of rules; the switch stays. Returns the result of gl3_web_set_route_qos(),
- * which is 0 at once when the block in memory is zero already.
+ * Sets an all-zero block of rules with gl3_web_set_route_qos() and returns its result; the switch
+ * stays. A block in memory that is zero already returns 0 at once, and rules that the file alone
+ * has stay there: read them back with gl3_web_get_route_qos() first.
  */
 L3_API int32_t gl3_web_remove_all_qos_cfg(void);
 
