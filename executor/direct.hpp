@@ -5,12 +5,15 @@
 
 namespace executor {
 
+/* As a wait status: how a tool ends that finds nothing to remove, or what it should make. */
+inline constexpr int exit_1 = 1 << 8;
+
 /* Runs the line; where it fails, keeps it with what it wrote to standard error. Returns what
  * ended_with() does. */
 int run_directly(const char* command);
 
-/* The wait status of a line for the library. One that failed is kept, but where it may: then this is
- * 0. */
+/* The wait status of a line for the library. One that failed is kept, but where it may and ended with
+ * 1: then this is 0. */
 int ended_with(const FailedLine& line);
 
 /* Keeps a line that failed, whether it may or not. */

@@ -59,8 +59,9 @@ void read_ahead(const std::string& tool);
  * for nothing and closes nothing. */
 void forget();
 
-/* A line that begins so may fail harmlessly, such as one that removes what is often not there: to
- * the library it then succeeds, and it is not kept. */
+/* A line that begins so may end with 1 harmlessly, such as one that removes what is often not there: to
+ * the library it then succeeds, and it is not kept. Any other end, a tool's death among them, tells
+ * nothing about what is there: it is a failure as ever. */
 void may_fail(std::string_view beginning);
 
 /* The lines that were recorded, in order. */

@@ -17,8 +17,6 @@ namespace {
 
 using Edits = std::span<const RuleEdit>;
 
-constexpr int exit_1 = 1 << 8; /* as a wait status */
-
 /* Whether the packet filter's answer about the edit's rule cannot be changed by what is held: that
  * takes away other rules of the chain at most. */
 bool is_independent(const RuleEdit& edit, const std::vector<RuleEdit>& held) {
@@ -27,9 +25,11 @@ bool is_independent(const RuleEdit& edit, const std::vector<RuleEdit>& held) {
   });
 }
 
-/* Asks the live rules for the rule that an edit would delete. */
+/* Asks the live rules for the rule that an edit would delete. Ends with 1 where there is none. */
 Ended look_for(const RuleEdit& edit) {
-  std::vector<std::string> words = {edit.table.tool, "-t", edit.table.name, "-C", edit.chain};
+  // Waits for other users of the packet filter: busy is no answer.
+  std::vector<std::string> words = {edit.table.tool, "-w", "5",       "-t",
+                                    edit.table.name, "-C", edit.chain};
   words.insert(words.end(), edit.rest.begin(), edit.rest.end());
   return run(words);
 }
@@ -105,10 +105,13 @@ int Transaction::take_deletion(const RuleEdit& edit) {
     return exit_1;
   }
   const Ended found = look_for(edit);
-  if (found.status != 0) {
-    return ended_with({edit.line, found.status, found.errors});
+  if (found.status == 0) {
+    return hold(edit);
   }
-  return hold(edit);
+  if (found.status != exit_1 && on_refusal_ == OnRefusal::stop) {
+    is_broken_ = true;
+  }
+  return ended_with({edit.line, found.status, found.errors});
 }
 
 int Transaction::hold(const RuleEdit& edit) {

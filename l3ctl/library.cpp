@@ -53,7 +53,8 @@ std::string outcome(int status) {
 /* Whether a tool said that a chain is missing, in the words of either backend. */
 bool misses_chain(const std::string& message) {
   return message.find("No chain") != std::string::npos ||
-         message.find("does not exist") != std::string::npos;
+         message.find("does not exist") != std::string::npos ||
+         message.find("Couldn't load target") != std::string::npos;
 }
 
 /* The library says only that it could not. */

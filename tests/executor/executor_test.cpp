@@ -52,6 +52,14 @@ TEST(Executor, ALineThatMayFailSucceedsAndIsNotKept) {
   EXPECT_EQ(executor::failed_lines()[0].line, "test -e /nowhere");
 }
 
+TEST(Executor, ALineThatMayFailStillMayNotDie) {
+  for (const char* line : {"exit 2", "exit 127", "kill -9 $$"}) {
+    executor::may_fail(line);
+    EXPECT_EQ(str_system(line), -1);
+  }
+  EXPECT_EQ(executor::failed_lines().size(), 3U);
+}
+
 TEST(Executor, RecordedLinesAreKeptInOrderAndNoneRuns) {
   executor::work(executor::Way::record);
   EXPECT_EQ(str_system("touch /tmp/was_run"), 0);

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -24,7 +25,8 @@ void write(const std::string& path, const std::string& text) {
 }
 
 /* Everything that the tools are told lands in /tmp/told; /tmp/refused holds what they refuse:
- * arguments, or a line of a restore. A refused line is named, one of /tmp/unnamed is not. */
+ * arguments, or a line of a restore. A refused line is named, one of /tmp/unnamed is not. Arguments
+ * in /tmp/killed end the tool. */
 constexpr char tool[] = R"(#!/bin/sh
 name=${0##*/}
 printf '%s\n' "$name $*" >>/tmp/told
@@ -39,7 +41,8 @@ case $name in
     if grep -qxF -e "$line" /tmp/refused; then echo "$name: line $number failed" >&2; exit 1; fi
   done
   [ -z "$failed" ] || { echo "$name: line $number failed" >&2; exit 1; } ;;
-*) if grep -qxF -e "$*" /tmp/refused; then echo "$name: no such rule" >&2; exit 1; fi ;;
+*) if grep -qxF -e "$*" /tmp/killed; then kill -KILL $$; fi
+  if grep -qxF -e "$*" /tmp/refused; then echo "$name: no such rule" >&2; exit 1; fi ;;
 esac
 )";
 
@@ -55,6 +58,7 @@ class Transaction : public testing::Test {
     }
     write("/tmp/refused", "");
     write("/tmp/unnamed", "");
+    write("/tmp/killed", "");
     setenv("PATH", "/tmp/tools:/usr/bin:/bin", 1);
     executor::work(executor::Way::transaction);
   }
@@ -141,14 +145,15 @@ TEST_F(Transaction, AChainThatStandsIsNotMadeAndAMissingOneIs) {
 }
 
 TEST_F(Transaction, ADeletionIsAskedForAndThenHeld) {
-  write("/tmp/refused", "-t filter -C IN -p udp -j DROP\n");
+  write("/tmp/refused", "-w 5 -t filter -C IN -p udp -j DROP\n");
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
   EXPECT_EQ(executor::failed_lines()[0].message, "iptables: no such rule\n");
   EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
   EXPECT_EQ(str_system("iptables -D IN -p gre -j DROP"), 0);
-  EXPECT_EQ(told(),
-            "iptables -t filter -C IN -p udp -j DROP\niptables -t filter -C IN -p tcp -j DROP\n"
-            "iptables -t filter -C IN -p gre -j DROP\n");
+  EXPECT_EQ(
+      told(),
+      "iptables -w 5 -t filter -C IN -p udp -j DROP\niptables -w 5 -t filter -C IN -p tcp -j DROP\n"
+      "iptables -w 5 -t filter -C IN -p gre -j DROP\n");
   EXPECT_TRUE(executor::commit());
   EXPECT_EQ(told(),
             "iptables-restore --noflush -w 5\n  *filter\n  -D IN -p tcp -j DROP\n"
@@ -158,7 +163,7 @@ TEST_F(Transaction, ADeletionIsAskedForAndThenHeld) {
 TEST_F(Transaction, WhatMayFailSucceedsButForARefusedCommit) {
   executor::may_fail("iptables -D IN -p udp");
   executor::may_fail("iptables -N ");
-  write("/tmp/refused", "-t filter -C IN -p udp -j DROP\n-D IN -p udp -j ACCEPT\n");
+  write("/tmp/refused", "-w 5 -t filter -C IN -p udp -j DROP\n-D IN -p udp -j ACCEPT\n");
   EXPECT_EQ(str_system("iptables -N IN"), 0);
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), 0);
   EXPECT_TRUE(executor::failed_lines().empty());
@@ -168,17 +173,39 @@ TEST_F(Transaction, WhatMayFailSucceedsButForARefusedCommit) {
   EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j ACCEPT");
 }
 
+TEST_F(Transaction, AToolThatIsKilledHasNotSaidThatARuleIsMissing) {
+  executor::may_fail("iptables -D IN -p udp");
+  write("/tmp/killed", "-w 5 -t filter -C IN -p udp -j DROP\n");
+  str_system("iptables -F OUT");
+  EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
+  EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j DROP");
+  EXPECT_EQ(executor::failed_lines()[0].status, SIGKILL);
+  EXPECT_EQ(str_system("iptables -F IN"), -1);
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(told(), "iptables -w 5 -t filter -C IN -p udp -j DROP\n");
+}
+
+TEST_F(Transaction, GoingOnPassesAToolThatIsKilled) {
+  executor::on_refusal(executor::OnRefusal::go_on);
+  executor::may_fail("iptables -D IN -p udp");
+  write("/tmp/killed", "-w 5 -t filter -C IN -p udp -j DROP\n");
+  EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
+  EXPECT_EQ(str_system("iptables -F IN"), 0);
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j DROP");
+}
+
 TEST_F(Transaction, ADeletionThatDependsOnWhatIsHeldIsAskedForBehindACommit) {
   str_system("iptables -A OUT -j DROP");
   str_system("iptables -A IN -p tcp -j DROP");
   EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
   EXPECT_EQ(told(),
             "iptables-restore --noflush -w 5\n  *filter\n  -A OUT -j DROP\n"
-            "  -A IN -p tcp -j DROP\n  COMMIT\niptables -t filter -C IN -p tcp -j DROP\n");
+            "  -A IN -p tcp -j DROP\n  COMMIT\niptables -w 5 -t filter -C IN -p tcp -j DROP\n");
   EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
   EXPECT_EQ(told(),
             "iptables-restore --noflush -w 5\n  *filter\n  -D IN -p tcp -j DROP\n  COMMIT\n"
-            "iptables -t filter -C IN -p tcp -j DROP\n");
+            "iptables -w 5 -t filter -C IN -p tcp -j DROP\n");
 }
 
 TEST_F(Transaction, ARefusedLineThatTheToolNamesIsNamedAndNothingElseRuns) {

@@ -137,13 +137,33 @@ class Together(Transaction):
         self.assertEqual([byte for byte in outcome.err if byte < " " and byte != "\n"], [])
 
     def test_a_missing_rule_that_is_deleted_is_no_failure(self):
-        ask, add = ([f"iptables -t filter -{letter} FORWARD {rule}" for rule in BLOCK] for letter in "CA")
+        ask = [f"iptables -w 5 -t filter -C FORWARD {rule}" for rule in BLOCK]
+        add = [f"iptables -A FORWARD {rule}" for rule in BLOCK]
         self.refuse(*ask)
         outcome = self.l3ctl("ipsec", "off")
         self.assertEqual((outcome.status, outcome.out), (0, "ipsec: off\n"))
         self.assertEqual(self.commands(),
-                         ask + [line.replace(" -t filter", "") for line in add] + ["iptables-save -t filter"])
+                         ask + add + ["iptables-save -t filter"])
         self.assertEqual(self.restores(), ["iptables-restore: 2"])
+
+    def test_a_tool_that_dies_has_not_said_that_a_rule_is_missing(self):
+        tool = TOOLS / "iptables"
+        working = tool.read_text()
+        for end, told in (("kill -KILL $$", "signal 9"), ("exit 4", "ended with 4"), ("exit 2", "ended with 2")):
+            for self.way, letter, ask in (((), "C", "-w 5 "), (("--one-by-one",), "D", "")):
+                with self.subTest((end, self.way)):
+                    self.store(firewall=True, w4632=0)
+                    stored = CONFIGURATION.read_bytes()
+                    line = f"iptables {ask}-t filter -{letter} FORWARD {BLOCK[0]}"
+                    tool.write_text(working.replace(
+                        "refused() {", f'[ "$line" != "{line}" ] || {end}\nrefused() {{', 1))
+                    outcome = self.l3ctl("ipsec", "on")
+                    self.assertEqual((outcome.status, outcome.out), (3, ""), outcome.err)
+                    self.assertRegex(outcome.err, f'"iptables -t filter -D FORWARD {BLOCK[0]}" .*'
+                                                  f'({told}|ended with 137)')
+                    self.assertTrue(outcome.err.endswith("everything is as it was before\n"), outcome.err)
+                    self.assertEqual(CONFIGURATION.read_bytes(), stored)
+                    self.assertEqual(self.restores(), [])
 
     def test_a_standing_rule_is_deleted_in_the_same_restore(self):
         self.store(w2408=0)
