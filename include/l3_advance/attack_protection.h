@@ -20,10 +20,11 @@ extern "C" {
  * Puts the jump from input_ext_local_access to input_ext_local_access_ex back; asks
  * gl3_update_internet_wan() for the Internet WAN and drops all that comes from it in
  * input_ext_local_access_ex (where there is none, standard output says that this rule is left out);
- * and appends the bad-TCP rules to input_ext_local_access and forward_ext_bad_tcp: new connections
- * that begin with SYN and ACK are dropped, others that do not begin with SYN logged by the kernel
- * ("New not syn:") and dropped, and one lone RST a second accepted. The chains are not flushed
- * first, and neither switch is asked; failed commands are only logged. Returns 0.
+ * and appends the bad-TCP rules to input_ext_local_access and forward_ext_bad_tcp: a packet of
+ * state NEW with SYN and ACK is dropped, any other of state NEW that is no plain SYN logged by the
+ * kernel ("New not syn:") and dropped, and a lone RST accepted, one a second; those above that go
+ * on through the other chains. The chains are not flushed first, and neither switch is asked;
+ * failed commands are only logged. Returns 0.
  */
 L3_API int32_t config_fw_bad_tcp(void);
 
@@ -45,12 +46,13 @@ L3_API int32_t gl3_web_set_anti_port_scan(uint8_t control);
 L3_API int32_t gl3_web_get_anti_port_scan(uint8_t* xo_control);
 
 /**
- * Lets IPsec through (anything but 0) or blocks it (0), whatever the master switch says. The value
- * in memory returns 0 at once. Otherwise stores it and writes both firewall records; a failed write
- * does not stop the call and does not show in its result, and where there is no file it stores the
- * default, 1 (configuration_file.h, "A missing file"), while the rules follow `control`. Deletes
- * both drops (UDP 500 to 500, 4500 to 4500) from FORWARD, each once, for 0 appends them again, and
- * saves the rule set. Returns 0, or -1 when saving fails; other failed commands are only logged.
+ * Lets IPsec through (anything but 0) or blocks it (0), whatever the master switch says. A value
+ * equal to the one in memory returns 0 at once. Otherwise stores it and writes both firewall
+ * records; a failed write does not stop the call and does not show in its result, and where there
+ * is no file it stores the default, 1 (configuration_file.h, "A missing file"), while the rules
+ * follow `control`. Deletes both drops (UDP 500 to 500, 4500 to 4500) from FORWARD, each once, for
+ * 0 appends them again, and saves the rule set. Returns 0, or -1 when saving fails; other failed
+ * commands are only logged.
  */
 L3_API int32_t gl3_web_set_ipsec_pass_ctrl(uint32_t control);
 

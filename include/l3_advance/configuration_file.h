@@ -44,7 +44,8 @@ L3_API int32_t init_cfgfile(void);
  * Reads the VPN pass-through switch to one byte: 1 when the line's value is "1" and a line feed, 0
  * for anything else, the end of the file included. Creates a missing file first. Returns 0, or -1:
  * a null pointer and a file that cannot be created are named on standard output; a failed open,
- * seek or read is silent, and leaves `xo_control` as it was and the descriptor open.
+ * seek or read is silent and leaves `xo_control` as it was, and the latter two leave the
+ * descriptor open.
  */
 L3_API int32_t get_vpn_pass_through_state_from_cfgfile(uint8_t* xo_control);
 
@@ -52,8 +53,9 @@ L3_API int32_t get_vpn_pass_through_state_from_cfgfile(uint8_t* xo_control);
  * Reads the firewall master switch to one byte: 1 when the line's value is "1" and a line feed, 0
  * for anything else, the end of the file included. Creates a missing file first. Returns 0, or -1:
  * a null pointer and a file that cannot be created are named on standard output; a failed open,
- * seek or read is silent, and leaves `xo_control` as it was and the descriptor open. The library's
- * own copy of the switch, which the generators obey, is not touched (gl3_web_get_fw_status()).
+ * seek or read is silent and leaves `xo_control` as it was, and the latter two leave the
+ * descriptor open. The library's own copy of the switch, which the generators obey, is not touched
+ * (gl3_web_get_fw_status()).
  */
 L3_API int32_t get_firewall_state_from_cfgfile(uint8_t* xo_control);
 
@@ -61,7 +63,7 @@ L3_API int32_t get_firewall_state_from_cfgfile(uint8_t* xo_control);
  * Writes the line of the VPN pass-through switch, bytes 0 to 18 of the file. The low byte of
  * `xi_control` is the value, 0 or 1. A missing file is created with this line alone (mode 0600);
  * its records then read as zero. Returns 0, or -1: any other value is named on standard output; a
- * failed open, seek or write is silent and leaves the descriptor open.
+ * failed open, seek or write is silent, and the latter two leave the descriptor open.
  */
 L3_API int32_t set_vpn_pass_through_state_to_cfgfile(uint32_t xi_control);
 
@@ -69,8 +71,8 @@ L3_API int32_t set_vpn_pass_through_state_to_cfgfile(uint32_t xi_control);
  * Writes the line of the firewall master switch, bytes 19 to 30 of the file. The low byte of
  * `xi_control` is the value, 0 or 1. A missing file is created with zeros up to this line and
  * nothing behind it (mode 0600); its records then read as zero. Returns 0, or -1: any other value
- * is named on standard output; a failed open, seek or write is silent and leaves the descriptor
- * open. The library's own copy of the switch is not touched (gl3_web_set_fw_status()).
+ * is named on standard output; a failed open, seek or write is silent, and the latter two leave the
+ * descriptor open. The library's own copy of the switch is not touched (gl3_web_set_fw_status()).
  */
 L3_API int32_t set_firewall_state_to_cfgfile(uint32_t xi_control);
 

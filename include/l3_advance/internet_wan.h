@@ -30,9 +30,9 @@ L3_API int32_t gl3_update_internet_wan(void);
  *
  * Then reads the master switch from the configuration file and, when it is on, the anti port scan
  * switch with gl3_web_get_anti_port_scan(), which reloads both firewall records: on, a drop of the
- * WAN is inserted into input_ext_local_access_ex; off, or when it cannot be read, that chain is
- * flushed. Returns 0, or -1 when the master switch cannot be read (the jumps stay). Failed commands
- * are only logged.
+ * WAN is inserted into input_ext_local_access_ex, also where one stands already; off, or when it
+ * cannot be read, that chain is flushed. Returns 0, or -1 when the master switch cannot be read
+ * (the jumps stay). Failed commands are only logged.
  */
 L3_API int32_t gl3_update_firewall(void);
 

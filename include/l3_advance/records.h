@@ -77,12 +77,12 @@ L3_OFFSET(l3_ip_filter, ip_filter_ctrl, 2412);
 typedef struct l3_ip6_filter_entry {
   uint32_t reserved;    /**< the caller's, kept as given */
   uint32_t index;       /**< the caller's rule number, only logged */
-  uint32_t protocol;    /**< 0 all, 1 ICMP, 6 TCP, 17 UDP; anything else is refused */
-  uint8_t dst_ip[16];   /**< destination address; all zero becomes "::" */
+  uint32_t protocol;    /**< 0 all, 1 ICMP (not ICMPv6), 6 TCP, 17 UDP; anything else is refused */
+  uint8_t dst_ip[16];   /**< destination address; all zero is "::", which no packet has */
   uint8_t dst_ip_2[16]; /**< kept, in no rule */
   uint32_t dst_port_s;  /**< first destination port; 0 leaves the ports open */
   uint32_t dst_port_e;  /**< last destination port; 0 leaves the ports open */
-  uint8_t src_ip[16];   /**< source address; all zero becomes "::" */
+  uint8_t src_ip[16];   /**< source address; all zero is "::", which no packet has */
   uint8_t src_ip_2[16]; /**< kept, in no rule */
   uint32_t src_port_s;  /**< first source port; 0 leaves the ports open */
   uint32_t src_port_e;  /**< last source port; 0 leaves the ports open */
@@ -211,7 +211,7 @@ typedef struct l3_acl_entry {
   uint32_t app_type;  /**< 0 everything, 1 web, 2 FTP, 3 SNMP, 4 telnet, 5 ping; more is refused */
   uint32_t direction; /**< 0 from the LAN, anything else from the WAN */
   uint32_t src_ip0;   /**< first source address; 0 is any source */
-  uint32_t src_ip1;   /**< last source address */
+  uint32_t src_ip1;   /**< last source address; the first once more for a single one */
 } l3_acl_entry;
 L3_SIZE(l3_acl_entry, 20);
 L3_OFFSET(l3_acl_entry, allocated, 0);

@@ -41,10 +41,10 @@ L3_API int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale);
 L3_API int32_t gl3_web_get_route_qos(l3_qos_rules* xo_rulesTale);
 
 /**
- * Turns route QoS on (1) or off (0). The value in memory returns 0 at once. Otherwise the record in
- * memory, rules included, is written to the file (where there is none: configuration_file.h, "A
- * missing file") and handed to the platform, also when it is turned off. Returns the platform's
- * result, or -1 on any other value or a failed write.
+ * Turns route QoS on (1) or off (0). A value equal to the one in memory returns 0 at once.
+ * Otherwise the record in memory, rules included, is written to the file (where there is none:
+ * configuration_file.h, "A missing file") and handed to the platform, also when it is turned off.
+ * Returns the platform's result, or -1 on any other value or a failed write.
  */
 L3_API int32_t gl3_web_set_route_qos_control(int32_t xi_ctrl);
 
@@ -56,8 +56,8 @@ L3_API int32_t gl3_web_get_route_qos_control(int32_t* xo_ctrl);
 
 /**
  * Sets an all-zero block of rules with gl3_web_set_route_qos() and returns its result; the switch
- * stays. A block in memory that is zero already returns 0 at once, and rules that the file alone
- * has stay there: read them back with gl3_web_get_route_qos() first.
+ * stays. Where the block in memory is zero already, this returns 0 at once, and rules that the file
+ * alone has stay there: read them back with gl3_web_get_route_qos() first.
  */
 L3_API int32_t gl3_web_remove_all_qos_cfg(void);
 
