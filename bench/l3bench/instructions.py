@@ -1,7 +1,7 @@
 """Instruction counts of the library's calls, by callgrind: exact, and the same on every run.
 
-Three counts a scene: what the library's own code executes; what the calling process executes for the call,
-libc included and commands left out; and the same with a log that formats every message.
+Two counts a scene: what the library's own code executes; and what the calling process executes for the call,
+libc included and commands left out. Each with the log off, and with one that formats every message.
 """
 
 import os
@@ -18,38 +18,47 @@ LOG_ON = ", log on"
 ANY_PROCESSOR = "glibc.cpu.hwcaps=-AVX2,-AVX512F,-AVX512VL,-AVX512BW,-BMI2,-ERMS,-FSRM"
 
 
-def _callgrind(folder, program, *options):
-    command = ["valgrind", "--tool=callgrind", "--vgdb=no", "--compress-strings=no", "--compress-pos=no",
-               f"--callgrind-out-file={folder}/profile", *options, BUILD / program]  # fmt: skip
+def callgrind(folder, program, *options, variables=(f"GLIBC_TUNABLES={ANY_PROCESSOR}",)):
+    """Runs a program of the build with these environment variables and no others, for starting reads them all.
+    The profiles are in the folder; what the program said on standard error comes back."""
+    command = ["env", "-i", *variables, "valgrind", "--tool=callgrind", "--vgdb=no", "--compress-strings=no",
+               "--compress-pos=no", f"--callgrind-out-file={folder}/profile", *options, BUILD / program]  # fmt: skip
     done = subprocess.run([ROOT / "tests/sandbox", *command], capture_output=True, text=True,
-                          env={**os.environ, "L3_SANDBOX_WRITABLE": folder,
-                               "GLIBC_TUNABLES": ANY_PROCESSOR})  # fmt: skip
+                          env={**os.environ, "L3_SANDBOX_WRITABLE": folder})  # fmt: skip
     if done.returncode != 0:
         raise RuntimeError(f"{program} under callgrind: {done.stderr[-2000:]}")
     return done.stderr
+
+
+def costs(profile):
+    """(object, function, instructions) of every line of a profile. What a called function costs is left out where
+    it is called, for it has lines of its own."""
+    place, function, skip = "", "", False
+    for line in profile.splitlines():
+        if line.startswith("ob="):
+            place = line[3:]
+        elif line.startswith("fn="):
+            function = line[3:]
+        elif line.startswith("calls="):
+            skip = True
+        elif line[:1].isdigit():
+            if not skip:
+                yield place, function, int(line.split()[1])
+            skip = False
 
 
 def _read_profile(text):
     """The scene's name, all instructions, and those of the library itself."""
     title = re.search(r"^desc: Trigger: Client Request: (.*)$", text, re.M)
     total = int(re.search(r"^(?:summary|totals): (\d+)", text, re.M).group(1))
-    own, ours, skip = 0, False, False
-    for line in text.splitlines():
-        if line.startswith("ob="):
-            ours = line.endswith("/" + LIBRARY)
-        elif line.startswith("calls="):
-            skip = True  # The next line is what the called function costs; it has lines of its own.
-        elif line[:1].isdigit():
-            if ours and not skip:
-                own += int(line.split()[1])
-            skip = False
+    own = sum(count for place, _, count in costs(text) if place.endswith("/" + LIBRARY))
     return title.group(1) if title else "", total, own
 
 
 def of_the_calls():
-    """{scene: {"library", "process", "process, log on", "commands", "file calls"}}"""
+    """{scene: {"library", "process", both again with ", log on", "commands", "file calls"}}"""
     with tempfile.TemporaryDirectory() as folder:
-        said = _callgrind(folder, "instructions", "--collect-atstart=no")
+        said = callgrind(folder, "instructions", "--collect-atstart=no")
         profiles = [_read_profile(path.read_text(errors="replace"))
                     for path in pathlib.Path(folder).glob("profile.*")]  # fmt: skip
     counts = {name: (total, own) for name, total, own in profiles if name}
@@ -59,24 +68,13 @@ def of_the_calls():
             continue
         scenes[name] = {
             "library": counts[name][1],
+            "library, log on": counts[name + LOG_ON][1],
             "process": counts[name][0],
             "process, log on": counts[name + LOG_ON][0],
             "commands": int(commands),
             "file calls": int(files),
         }
     return scenes
-
-
-def of_loading():
-    """Instructions of a program that does nothing: with libc alone, and what it costs to load the library, or
-    one that is empty, as well."""
-    counts = {}
-    for needs in ("without", "library", "nothing"):
-        with tempfile.TemporaryDirectory() as folder:
-            _callgrind(folder, f"load_{needs}")
-            counts[needs] = _read_profile((pathlib.Path(folder) / "profile").read_text())[1]
-    libc = counts["without"]
-    return {"libc": libc, "library": counts["library"] - libc, "empty library": counts["nothing"] - libc}
 
 
 def per_rule(scenes):

@@ -1,6 +1,6 @@
 """The tables of a run, in Markdown, which reads well on a terminal too."""
 
-from l3bench import instructions, targets, timing
+from l3bench import instructions, loading, targets, timing
 
 BACKENDS = ("legacy", "nft")
 CONTENDERS = ("library", "shell script", "transaction", "restore", "nft", "ferm")
@@ -179,9 +179,9 @@ def counts(results):
     rows = []
     for scene, found in results["instructions"].items():
         rows.append([scene, found["commands"], found["file calls"], grouped(found["library"]),
-                     grouped(found["process"]), grouped(found["process, log on"]),
+                     grouped(found["library, log on"]), grouped(found["process"]), grouped(found["process, log on"]),
                      f"{results['calls'][scene]:.1f}"])  # fmt: skip
-    heads = ["call", "commands", "file calls", "instructions, library alone", "with libc", "and the log on",
+    heads = ["call", "commands", "file calls", "instructions, library alone", "log on", "with libc", "libc, log on",
              "microseconds"]  # fmt: skip
     return table(heads, rows)
 
@@ -191,11 +191,18 @@ def rule_costs(results):
     return table(["one rule more", "instructions"], [[name, grouped(cost)] for name, cost in costs.items()])
 
 
-def loading(results):
-    found = results["loading"]
-    share = [[name, grouped(found[name]), f"{found[name] / found['libc']:.1%}"]
-             for name in ("library", "empty library")]  # fmt: skip
-    return table(["loading", "instructions", "of libc alone"], [["libc alone", grouped(found["libc"]), ""], *share])
+def loading_by_part(results):
+    """What the dynamic linker does while a program starts: for libc, and what comes on top with each library."""
+    libc, *more = results["loading"]
+    totals = loading.totals(results["loading"])
+
+    def share(count):
+        return f"{grouped(count)} ({count / totals[libc]:.1%})"
+
+    rows = [[part, grouped(count), *(share(results["loading"][name][part]) for name in more)]
+            for part, count in results["loading"][libc].items()]  # fmt: skip
+    rows.append(["all of it", grouped(totals[libc]), *(share(totals[name]) for name in more)])
+    return table(["loading, instructions", "libc alone", *(f"more: {name}" for name in more)], rows)
 
 
 def everything(results):
@@ -215,5 +222,6 @@ def everything(results):
     parts.append(("Growth", growth(results)))
     parts.append(("Other managers, IP filter", managers(results)))
     parts.append(("Foreign rules in the table", foreign(results)))
-    parts.append(("The library alone", counts(results) + "\n" + rule_costs(results) + "\n" + loading(results)))
+    parts.append(("The library alone", counts(results) + "\n" + rule_costs(results)))
+    parts.append(("Loading", loading_by_part(results)))
     return parts

@@ -1,6 +1,6 @@
 """What was asked for, what a run measured, and whether it holds."""
 
-from l3bench import instructions, timing
+from l3bench import instructions, loading, timing
 
 FLOOR = 1.02
 UNCHANGED = 2000
@@ -35,7 +35,7 @@ def _counts(results):
 
 
 def _loading(results):
-    found = results["loading"]
+    found = loading.totals(results["loading"])
     shares = {name: found[name] / found["libc"] for name in ("library", "empty library")}
     yield ("loading the library", f"at most {LOADING:.0%} of loading libc alone",
            f"{shares['library']:.1%}; an empty library: {shares['empty library']:.1%}",
