@@ -5,23 +5,31 @@ import pathlib
 import re
 import subprocess
 
-from l3bench import lines, timing
+from l3bench import lines, targets, timing
 from l3bench.instructions import ROOT
 from l3lab import device, rules
 
 SETTINGS = ROOT / "examples/home.json"
 _EXECUTED = re.compile(r'execve\("/bin/sh", \["sh", "-c", (?:"--", )?"((?:[^"\\]|\\.)*)"\]')
 ONE_BY_ONE = "--one-by-one"
-ADD = ("url-filter", "add", "chat.example.org")
+SECONDS = 7
 
 
-def _changed(folder):
-    """The same settings with another port closed."""
+def _one_port_changed(folder):
     settings = json.loads(SETTINGS.read_text())
     settings["ip_filter"]["rules"][0]["destination_ports"] = "26"
     path = folder / "changed.json"
     path.write_text(json.dumps(settings))
     return path
+
+
+def _settings(folder):
+    """{name: words for l3ctl} that change one setting each."""
+    return {
+        "apply it with one port changed": ("apply", _one_port_changed(folder)),
+        "url-filter add": ("url-filter", "add", "chat.example.org"),
+        "anti port scan off": ("port-scan", "off"),
+    }
 
 
 def _keep_state(folder):
@@ -46,15 +54,30 @@ def _lines_of(folder, command):
     return len(found)
 
 
-def _measure(folder, words, rounds):
-    """{"commands", "contenders"} of l3ctl with these words; the floor is what it runs one by one."""
+def _programs(folder):
+    """What one changed setting is made of, each by itself, from the state that the change finds."""
+    read = ["iptables-save", "-t", "filter", "-f", "/dev/null"]
+    return {
+        "a process": [["run", "true"]],
+        "l3ctl starts": [["run", "l3ctl", "version"]],
+        "reading": [["run", *read, "-c"]],
+        "restore": [["run", *command] for command, _ in lines.write_restore(folder)],
+        "saved rules": [["run", *read]],
+    }
+
+
+def _measure(folder, words, rounds, programs=False):
+    """{"commands", "contenders"} of l3ctl with these words; the floor is what it runs one by one. In the same rounds
+    the programs that it starts, where they are asked for."""
     commands = _lines_of(folder, ["l3ctl", ONE_BY_ONE, *map(str, words)])
     contenders = {
         "floor": [["floor"]],
         "l3ctl": [["run", "l3ctl", *words]],
         "l3ctl, one by one": [["run", "l3ctl", ONE_BY_ONE, *words]],
     }
-    samples = timing.time_contenders(folder, contenders, rounds, 6)
+    if programs:
+        contenders |= _programs(folder)
+    samples = timing.time_contenders(folder, contenders, rounds, SECONDS)
     return {"commands": commands, "contenders": timing.summary(samples)}
 
 
@@ -67,27 +90,10 @@ def measure(work, rounds):
         device.l3ctl("init")
     device.l3ctl("wan", "update", "wan3")
     _keep_state(folder)
-    found = {"apply home.json": _measure(folder, ["apply", SETTINGS], rounds)}
+    found = {targets.APPLY_ALL: _measure(folder, ["apply", SETTINGS], rounds)}
 
     device.l3ctl("apply", str(SETTINGS))
     _keep_state(folder)
-    found["apply it with one port changed"] = _measure(folder, ["apply", _changed(folder)], rounds)
-    found["url-filter add"] = _measure(folder, ADD, rounds)
-    found["anti port scan off"] = _measure(folder, ["port-scan", "off"], rounds)
+    for name, words in _settings(folder).items():
+        found[name] = _measure(folder, words, rounds, programs=True)
     return found
-
-
-def measure_parts(work, rounds):
-    """The programs that one changed setting is made of, each by itself, from the state that the change finds."""
-    folder = pathlib.Path(work) / "household"
-    _lines_of(folder, ["l3ctl", ONE_BY_ONE, *ADD])
-    read = ["iptables-save", "-t", "filter", "-f", "/dev/null"]
-    parts = {
-        "whole": [["run", "l3ctl", *ADD]],
-        "a process": [["run", "true"]],
-        "l3ctl": [["run", "l3ctl", "version"]],
-        "reading": [["run", *read, "-c"]],
-        "restore": [["run", *command] for command, _ in lines.write_restore(folder)],
-        "saved rules": [["run", *read]],
-    }
-    return timing.summary(timing.time_contenders(folder, parts, rounds, 4))

@@ -203,7 +203,6 @@ def main():
     print(f"{backend}: l3ctl", file=sys.stderr, flush=True)
     if not pattern or "l3ctl" in pattern:
         result["household"] = household.measure(WORK, ROUNDS)
-        result["setting"] = household.measure_parts(WORK, ROUNDS)
         result["leaks"] = leaks.measure()
     filters = [scene for scene in scenes if scene.startswith("ip_filter ")]
     if filters:
