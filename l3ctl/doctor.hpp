@@ -16,15 +16,23 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
+inline constexpr char settings_folder[] = "/ztcfg";
+
+/* What is said of a file, where the file stands in front anyway. */
+std::string without_path(const std::string& what, const std::string& path);
+
 /* The packet filter's tools, and whether the kernel takes every kind of rule that filters make. */
 void look_at_tools(Findings& findings);
 void look_at_kernel(Findings& findings);
 
-/* The folder of the settings and its files. */
+/* The folder of the settings and its files: whether they can be used, and by root alone. */
 void look_at_files(Findings& findings);
 
 /* Whether the configuration file is torn or says what no settings can say. */
 void look_at_configuration(Findings& findings);
+
+/* An apply that waits for its confirmation. */
+void look_at_confirmation(Findings& findings);
 
 /* What the stored settings meet on this machine: its clock, its Internet WAN, its rules. */
 void look_at_settings(Findings& findings);

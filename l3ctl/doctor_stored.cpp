@@ -1,16 +1,13 @@
-/* What doctor says of the files, of the configuration in them, and of how the machine follows it. */
+/* What doctor says of the configuration that is stored, and of how the machine follows it. */
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <optional>
 
+#include "l3ctl/confirmation.hpp"
 #include "l3ctl/context.hpp"
 #include "l3ctl/doctor.hpp"
 #include "l3ctl/drift.hpp"
@@ -28,76 +25,13 @@ namespace {
 using State = Finding::State;
 using Kind = settings::StoredFinding::Kind;
 
-constexpr const char* folder = "/ztcfg";
 constexpr size_t stored_size = 15019;
 
-/* Only of a file: reading a folder or a pipe would fail, or wait. */
-std::optional<std::string> content_of(const std::string& path) {
-  std::error_code error;
-  std::ifstream stream;
-  if (std::filesystem::is_regular_file(path, error)) {
-    stream.open(path, std::ios::binary);
-  }
-  if (!stream.is_open()) {
+std::optional<std::string> content_if_readable(const std::string& path) {
+  try {
+    return read_if_there(path);
+  } catch (const Failure&) {
     return std::nullopt;
-  }
-  return std::string(std::istreambuf_iterator<char>(stream), {});
-}
-
-void look_at_folder(Findings& findings) {
-  struct stat about = {};
-  if (stat(folder, &about) != 0 || !S_ISDIR(about.st_mode)) {
-    findings.push_back({State::problem, folder, "is not there",
-                        "make the folder, on storage that outlives a restart"});
-  } else if (access(folder, W_OK) != 0) {
-    findings.push_back({State::problem, folder,
-                        std::string("cannot be written: ") + std::strerror(errno),
-                        "mount it writable; until then no setting is kept"});
-  } else {
-    findings.push_back({State::ok, folder, "can be written", ""});
-  }
-}
-
-void look_at_permissions(Findings& findings) {
-  struct stat about = {};
-  if (lstat(configuration_path, &about) != 0) {
-    findings.push_back(
-        {State::ok, configuration_path,
-         errno == ENOENT ? "does not exist yet; the next start makes it" : std::strerror(errno),
-         ""});
-    return;
-  }
-  if (!S_ISREG(about.st_mode)) {
-    findings.push_back({State::problem, configuration_path, "is no regular file",
-                        "remove it; the next start makes one with defaults"});
-  } else if ((about.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-    findings.push_back({State::problem, configuration_path,
-                        "can be written by others than its owner",
-                        std::string("chmod 600 ") + configuration_path +
-                            "; what is stored becomes command lines of root"});
-  } else if (about.st_uid != geteuid()) {
-    findings.push_back(
-        {State::warning, configuration_path, "belongs to user " + std::to_string(about.st_uid),
-         std::string("chown it to the user that runs l3ctl, number ") + std::to_string(geteuid())});
-  } else {
-    findings.push_back({State::ok, configuration_path, "can be written by its owner alone", ""});
-  }
-}
-
-/* A saved rule set: a start brings back the IPv6 one as it is, and records empty chains without. */
-void look_at_saved_rules(Findings& findings, const char* path) {
-  const std::optional<std::string> text = content_of(path);
-  if (!text) {
-    findings.push_back({State::warning, path,
-                        "is not there, so the next start records the empty chains and brings no "
-                        "rules back",
-                        "\"l3ctl firewall on\" saves the rules, where the firewall is to be on"});
-  } else if (text->find("\nCOMMIT\n") == std::string::npos) {
-    findings.push_back(
-        {State::problem, path, "is cut short, so it cannot be restored",
-         "\"l3ctl firewall on\" saves the rules anew, where the firewall is to be on"});
-  } else {
-    findings.push_back({State::ok, path, "is whole", ""});
   }
 }
 
@@ -106,13 +40,13 @@ std::string newest_copy() {
   std::string newest;
   std::filesystem::file_time_type newest_time = std::filesystem::file_time_type::min();
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+  for (const auto& entry : std::filesystem::directory_iterator(settings_folder, error)) {
     const std::string path = entry.path();
     if (path == configuration_path || path.ends_with(unfinished) || !entry.is_regular_file(error) ||
         entry.file_size(error) != stored_size) {
       continue;
     }
-    const std::optional<std::string> bytes = content_of(path);
+    const std::optional<std::string> bytes = content_if_readable(path);
     const auto time = entry.last_write_time(error);
     if (bytes && settings::is_plausible(settings::read_stored_file(*bytes)) && time > newest_time) {
       newest = path;
@@ -142,11 +76,36 @@ std::string time_of(const std::string& path) {
 void name_the_backup(Findings& findings) {
   const std::string copy = newest_copy();
   if (copy.empty()) {
-    findings.push_back({State::warning, "backup", std::string("there is none in ") + folder,
+    findings.push_back({State::warning, "backup",
+                        std::string("there is none in ") + settings_folder,
                         "look for one elsewhere: \"l3ctl restore FILE\" checks it first"});
   } else {
     findings.push_back({State::ok, "backup", copy + " of " + time_of(copy) + " is whole",
                         "\"l3ctl restore " + copy + "\""});
+  }
+}
+
+void look_at_bytes(Findings& findings, const std::string& bytes) {
+  const settings::StoredFile stored = settings::read_stored_file(bytes);
+  if (stored.order != settings::host_byte_order() && stored.order != settings::ByteOrder::unknown) {
+    findings.push_back({State::problem, "configuration",
+                        "is of a machine with the other byte order",
+                        "put a backup of this gateway back"});
+  }
+  const size_t count = stored.findings.size();
+  for (size_t i = 0; i < std::min(count, few_findings); ++i) {
+    findings.push_back(finding_of(stored.findings[i]));
+  }
+  if (count > few_findings) {
+    findings.push_back({settings::is_plausible(stored) ? State::warning : State::problem,
+                        "configuration", "and " + std::to_string(count - few_findings) + " more",
+                        "\"l3ctl inspect --all\" tells them"});
+  }
+  if (!settings::is_plausible(stored)) {
+    name_the_backup(findings);
+  }
+  if (stored.findings.empty()) {
+    findings.push_back({State::ok, "configuration", "is whole and plausible", ""});
   }
 }
 
@@ -234,43 +193,43 @@ void look_at_drift(Findings& findings, const settings::Settings& stored) {
 
 }  // namespace
 
-void look_at_files(Findings& findings) {
-  look_at_folder(findings);
-  look_at_permissions(findings);
-  look_at_saved_rules(findings, "/ztcfg/firewall.conf");
-  look_at_saved_rules(findings, "/ztcfg/firewall6.conf");
-  if (access("/ztcfg/v1_to_v2.flag", F_OK) == 0) {
-    findings.push_back({State::warning, "/ztcfg/v1_to_v2.flag",
-                        "is there: the next start takes the stored records for those of version 1",
-                        "remove it, unless this gateway has just been upgraded from version 1"});
+void look_at_configuration(Findings& findings) {
+  std::error_code error;
+  const auto kind = std::filesystem::status(configuration_path, error);
+  if (std::filesystem::exists(kind) && !std::filesystem::is_regular_file(kind)) {
+    return;  // Told of with the files.
+  }
+  std::optional<std::string> bytes;
+  try {
+    bytes = read_if_there(configuration_path);
+  } catch (const Failure& failure) {
+    findings.push_back({State::problem, "configuration",
+                        without_path(failure.what(), configuration_path),
+                        "see to the storage it lies on; until then no setting is known"});
+    name_the_backup(findings);
+  }
+  if (bytes) {
+    look_at_bytes(findings, *bytes);
   }
 }
 
-void look_at_configuration(Findings& findings) {
-  const std::optional<std::string> bytes = content_of(configuration_path);
-  if (!bytes) {
-    return;
-  }
-  const settings::StoredFile stored = settings::read_stored_file(*bytes);
-  if (stored.order != settings::host_byte_order() && stored.order != settings::ByteOrder::unknown) {
-    findings.push_back({State::problem, "configuration",
-                        "is of a machine with the other byte order",
-                        "put a backup of this gateway back"});
-  }
-  const size_t count = stored.findings.size();
-  for (size_t i = 0; i < std::min(count, few_findings); ++i) {
-    findings.push_back(finding_of(stored.findings[i]));
-  }
-  if (count > few_findings) {
-    findings.push_back({settings::is_plausible(stored) ? State::warning : State::problem,
-                        "configuration", "and " + std::to_string(count - few_findings) + " more",
-                        "\"l3ctl inspect --all\" tells them"});
-  }
-  if (!settings::is_plausible(stored)) {
-    name_the_backup(findings);
-  }
-  if (stored.findings.empty()) {
-    findings.push_back({State::ok, "configuration", "is whole and plausible", ""});
+void look_at_confirmation(Findings& findings) {
+  try {
+    const auto pending = read_pending();
+    if (pending && timer_lives()) {
+      findings.push_back({State::warning, "confirmation",
+                          "an apply waits for it, else the old settings come back",
+                          "\"l3ctl confirm\" keeps the new settings"});
+    } else if (pending) {
+      findings.push_back(
+          {State::problem, "confirmation",
+           "an apply waits for it, and the timer that would bring the old settings back is gone",
+           "\"l3ctl confirm\" keeps the new settings, \"l3ctl confirm --revert\" goes back"});
+    }
+  } catch (const Failure& failure) {
+    findings.push_back(
+        {State::problem, "confirmation", failure.what(),
+         std::string("remove ") + pending_path + "; what is stored now is kept then"});
   }
 }
 

@@ -15,8 +15,8 @@ std::string input_name(const std::string& file) {
 
 std::string read_input(const std::string& file, size_t largest) {
   std::ifstream stream;
+  errno = 0;
   if (file != "-") {
-    errno = 0;
     stream.open(file, std::ios::binary);
     if (!stream) {
       throw Failure(file + ": " + std::strerror(errno) + "; nothing was changed", exit_wrong_input);
@@ -34,7 +34,9 @@ std::string read_input(const std::string& file, size_t largest) {
     }
   }
   if (in.bad()) {
-    throw Failure(input_name(file) + ": cannot be read; nothing was changed", exit_wrong_input);
+    throw Failure(
+        input_name(file) + ": cannot be read: " + std::strerror(errno) + "; nothing was changed",
+        exit_wrong_input);
   }
   return bytes;
 }

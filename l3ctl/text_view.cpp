@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "l3ctl/colour.hpp"
+#include "l3ctl/printable.hpp"
 
 namespace l3ctl {
 
@@ -34,7 +35,7 @@ std::string shown(const Json& value) {
   if (value.is_boolean()) {
     return value.get<bool>() ? "on" : "off";
   }
-  return value.is_string() ? value.get<std::string>() : value.dump();
+  return value.is_string() ? printable(value.get<std::string>()) : value.dump();
 }
 
 std::string cell(const Json& entry, const std::string& key) {

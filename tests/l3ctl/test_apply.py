@@ -160,7 +160,7 @@ class WrongInput(Gateway):
 
     def test_a_folder(self):
         self.assert_outcome(self.l3ctl("apply", "/tmp"), 2, "",
-                            "l3ctl: /tmp: cannot be read; nothing was changed\n")
+                            "l3ctl: /tmp: cannot be read: Is a directory; nothing was changed\n")
         self.assert_untouched()
 
     def test_a_huge_file(self):

@@ -1,6 +1,8 @@
 """l3ctl doctor: every finding brought about, told, and gone again."""
+import fcntl
 import json
 import os
+import signal
 import unittest
 from pathlib import Path
 
@@ -15,7 +17,9 @@ case "$*" in *"%s"*) exit 2 ;; esac
 """
 
 
-class Doctor(Rules):
+class Examined(Rules):
+    """A healthy gateway, and what doctor tells of it."""
+
     def setUp(self):
         super().setUp()
         for name in ("iptables", "ip6tables", "iptables-restore", "ip6tables-restore"):
@@ -45,6 +49,8 @@ class Doctor(Rules):
         self.assertIn(text, problems[0]["finding"])
         self.assertTrue(problems[0]["advice"])
 
+
+class Doctor(Examined):
     def test_a_healthy_gateway(self):
         states = {finding["about"]: finding["state"] for finding in self.findings()}
         # The sandbox has no network, and so no Internet.
@@ -82,6 +88,34 @@ class Doctor(Rules):
         CONFIGURATION.unlink()
         CONFIGURATION.mkdir()
         self.assertEqual(self.ills(str(CONFIGURATION)), ["is no regular file"])
+        self.assertEqual(self.ills("configuration"), [])
+
+    def test_what_a_start_takes_over_belongs_to_root_alone(self):
+        for path, mode, healthy in (("/ztcfg", 0o777, 0o755), ("/ztcfg", 0o775, 0o755), ("/ztcfg", 0o1777, 0o755),
+                                    ("/ztcfg/firewall.conf", 0o666, 0o600), ("/ztcfg/firewall6.conf", 0o620, 0o600)):
+            Path(path).chmod(mode)
+            self.assert_only_problem(path, "can be written by others than its owner")
+            advice = next(finding["advice"] for finding in self.findings() if finding["state"] == "problem")
+            self.assertTrue(advice.startswith(f"chmod {healthy:o} {path}; "), advice)
+            Path(path).chmod(healthy)
+            self.assertEqual(self.ills(path), [])
+
+    def test_saved_rules_that_are_no_file(self):
+        Path("/ztcfg/firewall.conf").unlink()
+        Path("/ztcfg/firewall.conf").mkdir()
+        self.assert_only_problem("/ztcfg/firewall.conf", "is no regular file")
+
+    def test_a_confirmation_whose_timer_is_gone(self):
+        self.assertEqual(self.apply('{"vpn_pass_through": true}', "--confirm", "3600").status, 0)
+        self.assertEqual(self.ills("confirmation", "warning"), ["an apply waits for it, else the old settings come back"])
+        os.kill(json.loads(Path("/run/l3ctl.pending").read_text())["timer"], signal.SIGKILL)
+        with open("/run/l3ctl.timer", "rb") as timer:
+            fcntl.flock(timer, fcntl.LOCK_SH)
+        self.assert_only_problem("confirmation", "the timer that would bring the old settings back is gone")
+        self.assertEqual(self.l3ctl("confirm").status, 0)
+        self.assertEqual([finding for finding in self.findings() if finding["about"] == "confirmation"], [])
+        Path("/run/l3ctl.pending").write_text("{")
+        self.assert_only_problem("confirmation", "/run/l3ctl.pending is damaged")
 
     def test_torn_and_implausible_configurations_and_the_copy_to_use(self):
         whole = CONFIGURATION.read_bytes()

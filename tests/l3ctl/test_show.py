@@ -74,6 +74,16 @@ class Show(Gateway):
         self.apply(RULES)
         self.assert_outcome(self.l3ctl("show", "ip_filter", "ip6_filter", "--json"), 0, RULES)
 
+    def test_bytes_that_a_terminal_would_act_on(self):
+        self.apply('{"url_filter": {"enabled": true, "mode": "black-list", "entries": [{"host": "example.com"}]}}')
+        stored = CONFIGURATION.read_bytes()
+        self.assertEqual(stored.count(b"example.com"), 1)
+        CONFIGURATION.write_bytes(stored.replace(b"example.com", b"ex\x1b[2Jt.com"))
+        for command in (["show", "url_filter"], ["url-filter", "list"]):
+            told = self.l3ctl(*command).out
+            self.assertIn("ex\\x1b[2Jt.com", told)
+            self.assertNotIn("\x1b", told)
+
     def test_an_unknown_section(self):
         outcome = self.l3ctl("show", "nothing")
         self.assertEqual((outcome.status, outcome.out), (2, ""))
