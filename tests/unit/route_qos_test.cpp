@@ -213,6 +213,26 @@ TEST(RouteQos, TurningOnStoresAndPushesTheRulesInMemory) {
   EXPECT_EQ(read_file(config_path), file_with(record_bytes(1, block_bytes())));
 }
 
+TEST(RouteQos, TurningOnAfterASetWithTheSwitchOffStoresZeros) {
+  load(0, no_rules);
+  const l3_qos_rules rules = block(block_bytes());
+  static_cast<void>(record([&] { gl3_web_set_route_qos(&rules); }));
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_route_qos_control(1), 0); }),
+            lines({refresh(), pushed}));
+  EXPECT_EQ(read_file(config_path), file_with(record_bytes(1, no_rules)));
+}
+
+TEST(RouteQos, TurningOnAfterTheRulesAreReadBackKeepsThem) {
+  load(0, no_rules);
+  l3_qos_rules rules = block(block_bytes());
+  static_cast<void>(record([&] {
+    gl3_web_set_route_qos(&rules);
+    EXPECT_EQ(gl3_web_get_route_qos(&rules), 0);
+    EXPECT_EQ(gl3_web_set_route_qos_control(1), 0);
+  }));
+  EXPECT_EQ(read_file(config_path), file_with(record_bytes(1, block_bytes())));
+}
+
 TEST(RouteQos, TurningOffPushesTheRulesToo) {
   load(1, block_bytes());
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_route_qos_control(0), 0); }),
