@@ -1,4 +1,5 @@
-/* A command line run at once, by the C library's system(). */
+/* A command line run at once, by a shell. The C library's system() would hand it the signals that this
+ * program puts off, and a tool that hangs could not be ended. */
 #pragma once
 
 #include "executor/executor.hpp"

@@ -35,7 +35,7 @@ void close_if_open(int file) {
   }
 }
 
-int start(pid_t& process, const std::vector<std::string>& words, const int (&files)[3]) {
+int spawn(pid_t& process, const std::vector<std::string>& words, const int (&files)[3]) {
   std::vector<char*> arguments;
   arguments.reserve(words.size() + 1);
   for (const std::string& word : words) {
@@ -65,9 +65,17 @@ int start(pid_t& process, const std::vector<std::string>& words, const int (&fil
 
 Started::Started(const std::vector<std::string>& words, std::string_view input)
     : input_(memory_file(input)), output_(memory_file({})), errors_(memory_file({})) {
-  const int error = input_ == -1 || output_ == -1 || errors_ == -1
+  start(words, input_, output_);
+}
+
+Started::Started(const char* line) : errors_(memory_file({})) {
+  start({"/bin/sh", "-c", line}, STDIN_FILENO, STDOUT_FILENO);
+}
+
+void Started::start(const std::vector<std::string>& words, int input, int output) {
+  const int error = input == -1 || output == -1 || errors_ == -1
                         ? errno
-                        : start(process_, words, {input_, output_, errors_});
+                        : spawn(process_, words, {input, output, errors_});
   if (error != 0) {
     process_ = -1;
     problem_ = words[0] + ": " + std::strerror(error) + '\n';

@@ -20,6 +20,8 @@ class Started {
  public:
   /* Starts the program that PATH leads to; one that cannot be started ends with 127. */
   explicit Started(const std::vector<std::string>& words, std::string_view input = {});
+  /* A line for the shell, its standard input and output those of this program. */
+  explicit Started(const char* line);
   Started(const Started&) = delete;
   Started& operator=(const Started&) = delete;
   ~Started();
@@ -32,8 +34,10 @@ class Started {
 
  private:
   pid_t process_ = -1;
-  int input_;
-  int output_;
+  void start(const std::vector<std::string>& words, int input, int output);
+
+  int input_ = -1;
+  int output_ = -1;
   int errors_;
   std::string problem_; /* why it could not be started */
 };

@@ -32,11 +32,12 @@ constexpr char lock_path[] = "/run/l3ctl.lock";
 
 sigset_t signals_before;
 
-/* Those that would end the program wait until the change is whole, which takes milliseconds. */
+/* Those that would end the program wait until the change is whole, which takes milliseconds: a
+ * terminal's, a pipe that nobody reads any more, a limit on the size of files. */
 void put_signals_off() {
   sigset_t ending;
   sigemptyset(&ending);
-  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) {
     sigaddset(&ending, signal);
   }
   sigprocmask(SIG_BLOCK, &ending, &signals_before);
@@ -73,6 +74,12 @@ void refuse_damage() {
     throw Failure(damage +
                   "; \"l3ctl inspect\" tells all, \"l3ctl restore\" puts a backup back, --force "
                   "goes on all the same; nothing was changed");
+  }
+}
+
+void tell_remains(const std::vector<std::string>& problems) {
+  for (const std::string& problem : problems) {
+    complain("cannot put back what was before: " + problem);
   }
 }
 
@@ -221,7 +228,7 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure, Forese
 Change::~Change() {
   // What an exception ends has not been reported.
   if (std::uncaught_exceptions() > exceptions_ && on_failure_ == OnFailure::put_back) {
-    put_back();
+    tell_remains(put_back());
   }
   executor::work(executor::Way::direct);
   close(lock_);
@@ -230,16 +237,13 @@ Change::~Change() {
   sigprocmask(SIG_SETMASK, &signals_before, nullptr);
 }
 
-/* Returns whether everything is as it was before. */
-bool Change::put_back() {
+/* Returns what could not be put back. */
+std::vector<std::string> Change::put_back() {
   std::vector<std::string> problems = quietly([&] { return before_->put_back(); });
   if (const std::string rules = executor::put_back(); !rules.empty()) {
     problems.push_back(rules);
   }
-  for (const std::string& problem : problems) {
-    complain("cannot put back what was before: " + problem);
-  }
-  return problems.empty();
+  return problems;
 }
 
 Json Change::failed_rules() const {
@@ -261,13 +265,20 @@ int Change::report(const std::string& done) {
   return report(done, Json::object());
 }
 
-int Change::report(const std::string& done, const Json& members) {
+bool Change::make() {
   const bool is_made = quietly(executor::commit);
+  return is_made && failed_.empty() && executor::failed_lines().empty();
+}
+
+int Change::report(const std::string& done, const Json& members) {
+  const bool is_done = make();
+  // Before a word is said: whoever reads it may be gone, or take his time.
+  const bool goes_back = !is_done && on_failure_ == OnFailure::put_back;
+  const std::vector<std::string> remains = goes_back ? put_back() : std::vector<std::string>();
   const Json rules = failed_rules();
   for (const std::string& what : failed_) {
     complain(what + ": the library reports a failure");
   }
-  const bool is_done = is_made && failed_.empty() && rules.empty();
   if (context_.json) {
     Json result{{"done", is_done ? Json(done) : Json()}};
     if (is_done || on_failure_ == OnFailure::go_on) {
@@ -279,25 +290,26 @@ int Change::report(const std::string& done, const Json& members) {
   } else if (is_done) {
     std::cout << done << '\n';
   }
-  return is_done ? exit_done : exit_status(rules);
+  return is_done ? exit_done : tell_failure(rules, remains);
 }
 
-/* Of a change that failed. */
-int Change::exit_status(const Json& failed_rules) {
-  if (std::any_of(failed_rules.begin(), failed_rules.end(),
+/* Returns the exit status. */
+int Change::tell_failure(const Json& rules, const std::vector<std::string>& remains) {
+  if (std::any_of(rules.begin(), rules.end(),
                   [](const Json& rule) { return misses_chain(rule["message"]); })) {
     complain("hint: the chains are made at start-up, by \"l3ctl init\"");
   }
-  if (on_failure_ == OnFailure::put_back && !put_back()) {
+  tell_remains(remains);
+  if (!remains.empty()) {
     return exit_failed;
   }
-  const std::string remains =
+  const std::string rest =
       on_failure_ == OnFailure::go_on ? "all else is done" : "everything is as it was before";
-  if (failed_rules.empty()) {
-    complain("the change failed; " + remains);
+  if (rules.empty()) {
+    complain("the change failed; " + rest);
     return exit_failed;
   }
-  complain("the packet filter refused a rule; " + remains);
+  complain("the packet filter refused a rule; " + rest);
   return exit_rule_refused;
 }
 

@@ -100,7 +100,10 @@ class Change {
     return succeeded;
   }
 
-  /* Makes the rules; when anything failed, puts back what was before. Tells on standard error what
+  /* Makes the rules, unless that was done before. Returns whether nothing failed. */
+  bool make();
+
+  /* Makes the rules; when anything failed, puts back what was before. Then tells on standard error what
    * failed, and on standard output what was done: `done` as it is, or an object with it and with
    * `members`. Returns the exit status. */
   int report(const std::string& done, const nlohmann::ordered_json& members);
@@ -108,8 +111,8 @@ class Change {
 
  private:
   nlohmann::ordered_json failed_rules() const;
-  bool put_back();
-  int exit_status(const nlohmann::ordered_json& failed_rules);
+  std::vector<std::string> put_back();
+  int tell_failure(const nlohmann::ordered_json& rules, const std::vector<std::string>& remains);
 
   const Context& context_;
   OnFailure on_failure_;

@@ -1,4 +1,4 @@
-/* Our own system(): under the library that ships, with the C library's and a real shell behind it. */
+/* Our own system(): under the library that ships, with a real shell behind it. */
 #include "executor/executor.hpp"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,13 @@
 """Rules are made together, and a change that fails leaves everything as it was."""
 import json
 import os
+import resource
+import signal
+import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CHAINS, CONFIGURATION, RESTORES, STANDING, TOOLS, Gateway, configuration
+from gateway import CHAINS, CONFIGURATION, L3CTL, RESTORES, STANDING, TOOLS, Gateway, configuration
 
 STORE = Path("/ztcfg")
 PLATFORM = Path("/run/l3_advance")
@@ -172,14 +175,64 @@ class Together(Transaction):
 
     def test_a_signal_waits_until_the_change_is_whole(self):
         tool = TOOLS / "iptables-restore"
-        tool.write_text(tool.read_text().replace("#!/bin/sh\n", '#!/bin/sh\nkill -TERM "$PPID"\n', 1))
-        outcome = self.apply(TWO_LISTS)
-        self.assertEqual((outcome.status, outcome.out),
-                         (-15, "applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"))
-        self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
-        self.way = ("--one-by-one",)
+        plain = tool.read_text()
+        for ending in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGQUIT):
+            with self.subTest(ending):
+                self.store(firewall=True)
+                self.way = ()
+                tool.write_text(plain.replace("#!/bin/sh\n", f'#!/bin/sh\nkill -{ending} "$PPID"\n', 1))
+                outcome = self.apply(TWO_LISTS)
+                self.assertEqual((outcome.status, outcome.out),
+                                 (-ending, "applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"))
+                self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
+                self.way = ("--one-by-one",)
+                self.assertEqual(self.apply(TWO_LISTS).out,
+                                 "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
+
+    def with_a_reader_gone(self, *words):
+        """The way that l3ctl ends when its output goes to a pipe that nobody reads any more."""
+        reader, writer = os.pipe()
+        os.close(reader)
+        done = subprocess.run([L3CTL, *self.way, *words], stdout=writer, stderr=writer, env=self.environment(),
+                              timeout=60, check=False)
+        os.close(writer)
+        return done.returncode
+
+    def test_a_reader_that_is_gone_leaves_no_half_change(self):
+        Path("/tmp/wanted.json").write_text(TWO_LISTS)
+        before = self.everything()
+        for way in ((), ("--one-by-one",), ("--json",)):
+            self.way = way
+            with self.subTest(way):
+                self.refuse("iptables " + UPSTREAM.format(26))
+                self.assertEqual(self.with_a_reader_gone("apply", "/tmp/wanted.json"), -signal.SIGPIPE)
+                self.assertEqual(self.everything(), before)
+                self.assertIn("ip6tables-restore -c -w 5", self.commands())
+        self.refuse()
+        self.assertEqual(self.with_a_reader_gone("apply", "/tmp/wanted.json"), -signal.SIGPIPE)
+        self.assertNotEqual(self.everything(), before)
+        self.way = ()
         self.assertEqual(self.apply(TWO_LISTS).out,
                          "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
+
+    def test_a_limit_on_files_leaves_no_half_change(self):
+        tool = TOOLS / "iptables-save"
+        tool.write_text('#!/bin/sh\ncase "$*" in *-c) ;; *) ulimit -S -f unlimited; head -c 20000 /dev/zero; exit ;; esac\n' +
+                        tool.read_text())
+        before = self.everything()
+        done = subprocess.run([L3CTL, "apply", "-"], input=TWO_LISTS.encode(), capture_output=True,
+                              env=self.environment(), timeout=60, check=False,
+                              preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (16384, -1)))
+        self.assertEqual((done.returncode, done.stdout), (-signal.SIGXFSZ, b""))
+        self.assertTrue(done.stderr.endswith(b"everything is as it was before\n"), done.stderr)
+        self.assertEqual(self.everything(), before)
+
+    def test_the_signals_that_are_put_off_reach_the_tools(self):
+        # No shell script: Debian's shell takes the mask off by itself.
+        (TOOLS / "iptables").write_text("#!/usr/bin/python3\nimport signal\nopen('/tmp/tools/blocked', 'a').write("
+                                        "str(signal.pthread_sigmask(signal.SIG_BLOCK, [])))\n")
+        self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
+        self.assertEqual((TOOLS / "blocked").read_text(), 2 * "set()")
 
     def test_a_firewall_that_is_switched_off_saves_nothing(self):
         self.assert_outcome(self.l3ctl("firewall", "off"), 0, "firewall: off\n")
