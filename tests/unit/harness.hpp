@@ -106,6 +106,8 @@ struct Met {
 struct World {
   /* The wait status of a command line; 0 unless the test says otherwise. */
   std::function<int(const std::string& command)> system = [](const std::string&) { return 0; };
+  /* Told of every log line, while recording or not: its format, and where on the stack it was made. */
+  void (*logged)(const char* format, uintptr_t frame) = nullptr;
   /* What a command line that fails or is cut off has done before, say truncated its output. */
   std::function<void(const std::string& command)> half_run = [](const std::string&) {};
   std::vector<FileFault> file_faults;

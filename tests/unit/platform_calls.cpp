@@ -25,6 +25,9 @@ using namespace harness;
 extern "C" {
 
 void l3_log_print(int32_t level, int32_t module, const char* format, ...) {
+  if (world.logged != nullptr) {
+    world.logged(format, reinterpret_cast<uintptr_t>(__builtin_frame_address(0)));
+  }
   if (!recording()) {
     return;
   }
