@@ -39,6 +39,17 @@ if(TARGET l3ctl)
           RENAME l3ctl COMPONENT tools)
   install(FILES ${CMAKE_BINARY_DIR}/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
           RENAME _l3ctl COMPONENT tools)
+  # What all of it was made of; a build without the programs has no such list.
+  find_package(Python3 COMPONENTS Interpreter)
+  if(Python3_FOUND)
+    add_custom_target(
+      bill_of_materials ALL
+      COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/packaging/make-sbom ${CMAKE_BINARY_DIR}
+              > ${CMAKE_BINARY_DIR}/l3_advance.spdx.json
+      DEPENDS l3ctl_texts VERBATIM)
+    install(FILES ${CMAKE_BINARY_DIR}/l3_advance.spdx.json DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-advance
+            COMPONENT library)
+  endif()
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/l3ctl RENAME copyright
           COMPONENT tools)
 endif()
