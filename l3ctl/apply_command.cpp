@@ -1,6 +1,7 @@
 /* l3ctl apply: a settings file is checked as a whole, and then what differs from the stored is set. */
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -29,10 +30,21 @@ void show_progress(const char* section, size_t place, size_t total) {
   }
 }
 
+/* No rule is made of the portal's old destinations where the portal alone is set, and for good. */
+bool runs_no_stored_text(const settings::Settings& wanted, int confirm_within) {
+  const auto steps = apply_steps();
+  return wanted.captive_portal && confirm_within == 0 &&
+         std::count_if(steps.begin(), steps.end(),
+                       [&](const ApplyStep& step) { return step.is_wanted(wanted); }) == 1;
+}
+
 /* `confirm_within` is in seconds; 0 where nobody has to confirm. */
 int apply_file(const Context& context, const WantedFile& file, int confirm_within) {
   const settings::Settings wanted = read_wanted(file);
-  Change change(context, Foreseen::ipv4_rules);
+  Change change(
+      context,
+      runs_no_stored_text(wanted, confirm_within) ? Meets::hostile_portal : Meets::sound_state,
+      OnFailure::put_back, Foreseen::ipv4_rules);
   const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
   if (waits) {
     begin_confirmation(context, change, wanted, confirm_within);

@@ -1,6 +1,5 @@
 /* l3ctl backup, restore: the configuration file as a whole, out and back in. */
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -10,6 +9,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_commands.hpp"
 #include "l3ctl/stored_view.hpp"
 #include "l3ctl/whole_file.hpp"
 
@@ -70,21 +70,6 @@ int backup(const Context& context, const Copy& copy) {
   return exit_done;
 }
 
-/* Portal destinations reach the shell as they are stored, so not even --force lets one through that
- * could be more than a name or an address. */
-void refuse_commands(const settings::StoredFile& stored) {
-  constexpr const char* plain =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:/-";
-  const settings::Settings parts = settings::settings_of(stored);
-  for (const l3_caporl_entry& entry : parts.captive_portal->entries) {
-    const std::string text(entry.caporl_ip, strnlen(entry.caporl_ip, sizeof entry.caporl_ip));
-    if (text.find_first_not_of(plain) != std::string::npos) {
-      throw Failure("a portal destination holds what a shell could run; nothing was changed",
-                    exit_wrong_input);
-    }
-  }
-}
-
 /* The bytes to put in place; nothing is returned for a file that should not be. */
 std::string checked_image(const Copy& copy) {
   const StoredFile stored = settings::read_stored_file(read_input(copy.file, largest_stored_file));
@@ -95,7 +80,11 @@ std::string checked_image(const Copy& copy) {
             ": torn or implausible; nothing was changed, --force restores it all the same",
         exit_wrong_input);
   }
-  refuse_commands(stored);
+  // Not even --force lets one through.
+  if (const std::string command = command_in(settings::settings_of(stored)); !command.empty()) {
+    throw Failure(input_name(copy.file) + ": " + command + "; nothing was changed",
+                  exit_wrong_input);
+  }
   if (stored.order != settings::ByteOrder::unknown && stored.order != settings::host_byte_order()) {
     complain("note: " + input_name(copy.file) + " is " + name_of(stored.order) +
              " and is converted; the platform's own bytes in route_qos (reserved2) stay as they "

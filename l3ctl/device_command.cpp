@@ -10,6 +10,7 @@
 #include "l3_advance/vpn_pass_through.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_commands.hpp"
 #include "l3ctl/tool.hpp"
 
 namespace l3ctl {
@@ -36,6 +37,7 @@ int init(const Context& context) {
         "belongs to boot, once; --force does it all the same; nothing was changed");
   }
   Change change(context, Meets::anything, OnFailure::go_on);
+  refuse_commands_to_migrate();
   executor::may_fail("mkdir -p /lib/modules/");
   executor::may_fail("iptables -N ");
   executor::may_fail("ip6tables -N ");

@@ -19,6 +19,7 @@
 #include "l3_advance/l3_advance.h"
 #include "l3ctl/pending.hpp"
 #include "l3ctl/printable.hpp"
+#include "l3ctl/stored_commands.hpp"
 #include "l3ctl/stored_damage.hpp"
 #include "l3ctl/wanted_rules.hpp"
 
@@ -204,7 +205,7 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure, Forese
   if (foreseen != Foreseen::nothing && !context.one_by_one) {
     executor::read_ahead(foreseen == Foreseen::ipv4_rules ? "iptables" : "ip6tables");
   }
-  if (meets == Meets::sound_state && !context.force) {
+  if ((meets == Meets::sound_state || meets == Meets::hostile_portal) && !context.force) {
     refuse_damage();
   } else {
     warn_of_stored_damage();
@@ -214,6 +215,9 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure, Forese
     before_.emplace();
   }
   stored_ = load_stored();
+  if (meets != Meets::hostile_portal && meets != Meets::damage) {
+    refuse_stored_commands(stored_);
+  }
   if (before_) {
     before_->keep_loaded();
     executor::remember_rules();

@@ -60,6 +60,7 @@ enum class OnFailure : uint8_t {
 /* What a changing command goes on with. */
 enum class Meets : uint8_t {
   sound_state, /* what is stored is whole and plausible, and no apply waits for its confirmation */
+  hostile_portal, /* the same, but for portal destinations that a shell could run: it replaces them first */
   damage, /* and what is stored may be torn or implausible, which the command is a way out of */
   anything,
 };

@@ -55,6 +55,7 @@ DAMAGE = {
     "a switch of an entry": with_word(URL + 4, 5),
     "a text without an end": with_bytes(URL + 12, b"a" * 32),
     "a destination": with_bytes(PORTAL + 8 + 4, b"x"),
+    "a destination for the shell": with_bytes(PORTAL + 8 + 4, b"$(id)"),
     "the other byte order": HOUSEHOLD_BIG,
     "the other byte order, and short": HOUSEHOLD_BIG[:9000],
     "two sections": with_word(FW + 12, 42, with_word(URL, 0)),

@@ -86,9 +86,13 @@ class Injection(Gateway):
         self.assertEqual(started, [])
 
     def test_the_tracer_sees_what_an_unescaped_text_would_do(self):
-        for text in ("$(touch /tmp/x)", "`touch /tmp/x`", '"; touch /tmp/x; "'):
+        lines = [f'iptables -A forward_ext_url --string "{text}" -j DROP'
+                 for text in ("$(touch /tmp/x)", "`touch /tmp/x`", '"; touch /tmp/x; "')]
+        lines += [f"iptables -A forward_ext_captiveportal  -d {text} -j ACCEPT"
+                  for text in ("$(touch /tmp/x)", ";touch /tmp/x;", "\ntouch /tmp/x\n")]
+        for line in lines:
             RAN.unlink(missing_ok=True)
-            _, started = self.traced("sh", "-c", f'iptables -A forward_ext_url --string "{text}" -j DROP')
+            _, started = self.traced("sh", "-c", line)
             self.assertIn([b"touch", b"/tmp/x"], [argv for _, argv in started])
             self.assertTrue(RAN.exists())
         self.commands()
@@ -157,6 +161,54 @@ class Injection(Gateway):
             data[FW + 5396:FW + 5396 + len(text)] = text
             self.assert_refused("restore", "-", stdin=bytes(data))
             self.assert_refused("restore", "--force", "-", stdin=bytes(data))
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
+
+    def with_destination(self, text):
+        """A file of another program, with the firewall and the portal on."""
+        data = bytearray(configuration(True, w5388=2, w5392=1, w5416=1, w6160=1))
+        data[FW + 5396:FW + 5396 + 7] = b"1.2.3.4"
+        data[FW + 5420:FW + 5420 + len(text)] = text
+        return bytes(data)
+
+    def test_a_portal_destination_that_another_program_has_stored(self):
+        """The library places it as it is, so nothing is run at all; not even --force overrides that."""
+        shown = {b"\ntouch /tmp/x\n": "\\x0atouch /tmp/x\\x0a"}
+        commands = [["init"], ["--force", "init"], ["--force", "firewall", "on"], ["--force", "level", "high"],
+                    ["--force", "portal", "on"], ["--force", "captive-portal", "on"], ["--force", "wan", "update", "wan3"],
+                    ["--force", "restore-rules"], ["--force", "apply", "-"], ["--force", "confirm"],
+                    ["--force", "apply", "--section", "captive_portal", "--confirm", "9", "-"]]
+        for text in (b"$(touch /tmp/x)", b"`touch /tmp/x`", b";touch /tmp/x", b"|touch /tmp/x", b"&touch /tmp/x;",
+                     b"\ntouch /tmp/x\n", b"1.2.3.4>/tmp/x", b"${IFS}", b"*"):
+            stored = self.with_destination(text)
+            for command in commands if text == b"$(touch /tmp/x)" else commands[1:3]:
+                CONFIGURATION.write_bytes(stored)
+                done, started = self.run_l3ctl(*command, stdin=b'{"port_scan_protection": true, "captive_portal": {"enabled": true}}')
+                self.assertEqual((done.returncode, done.stdout), (1, b""), (command, done.stderr))
+                self.assertTrue(done.stderr.decode().endswith(
+                    f'l3ctl: /ztcfg/l3_advance.dat: captive_portal.destinations[1], "{shown.get(text, text.decode())}", '
+                    'holds what a shell could run; "l3ctl inspect" says what to do; nothing was changed\n'), done.stderr)
+                # Start-up looks whether it has been done, and a change begins to read the rules.
+                self.assertTrue({tuple(argv[1:]) for _, argv in started} <= {(b"-t", b"filter", b"-c")}, started)
+                self.assertEqual(CONFIGURATION.read_bytes(), stored)
+
+    def test_the_ways_out_run_no_stored_destination(self):
+        stored = self.with_destination(b"$(touch /tmp/x)")
+        portal = b'{"captive_portal": {"enabled": true, "destinations": ["1.2.3.4"]}}'
+        for command, stdin in ((["reset", "--yes"], b""), (["restore", "-"], configuration(True)),
+                               (["restore", "--file-only", "-"], configuration(True)), (["--force", "apply", "-"], portal)):
+            CONFIGURATION.write_bytes(stored)
+            done, _ = self.run_l3ctl(*command, stdin=stdin)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertNotIn(b"touch", CONFIGURATION.read_bytes())
+
+    def test_a_file_to_migrate_cannot_bring_a_command(self):
+        self.store()
+        Path("/ztcfg/v1_to_v2.flag").touch()
+        Path("/ztcfg/l3_advance.conf").write_bytes(self.with_destination(b"$(touch /tmp/x)"))
+        done, started = self.run_l3ctl("init")
+        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        self.assertIn(b'l3ctl: /ztcfg/l3_advance.conf: captive_portal.destinations[1], "$(touch /tmp/x)", holds', done.stderr)
+        self.assertTrue({tuple(argv[1:]) for _, argv in started} <= {(b"-t", b"filter", b"-c")}, started)
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())
 
     def test_an_interface_of_the_machine(self):
