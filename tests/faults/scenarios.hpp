@@ -56,8 +56,9 @@ struct Scenario {
   std::vector<Range> owns = {};
 
   std::function<Start()> start = [] { return at_home('1'); };
-  /* Another file that it writes, whole. */
+  /* Another file that it writes, and which bytes of that one are its own. */
   std::string other_file = "";
+  std::vector<Range> other_owns = {};
   /* Whether what is stored has been loaded before. */
   bool loads = true;
   /* A start of the device: the packet filter is empty, also when it is repeated. */
@@ -69,10 +70,12 @@ struct Scenario {
   bool repeatable = true;
   /* Bytes outside its own that a failed reload between two writes turns into zeros. */
   std::vector<Range> lost_unread = {};
-  /* What brings the file right where doing it again does not, and after which operations that is
-   * so: an interrupted creation, or a line of text that came out short. */
+  /* What brings the file right where doing it again does not, after a write that went wrong: an
+   * interrupted creation, or a line of text that came out short. */
   std::function<int32_t()> repair = nullptr;
-  std::string repair_after = "";
+  /* It writes IPv6 rules to the file before it makes them. Where one of its ip6tables lines fails, the
+   * next start brings back the rules that were saved, not those of the file. */
+  bool makes_rules6_last = false;
 };
 
 using List = std::vector<Scenario>;

@@ -102,6 +102,13 @@ std::function<int32_t()> get(int32_t (*call)(Region*)) {
   };
 }
 
+/* A set call of an IPv6 filter. */
+Scenario set6(const std::string& name, std::function<int32_t()> act, const Range& owns) {
+  Scenario scenario = plain(name, std::move(act), {owns});
+  scenario.makes_rules6_last = true;
+  return scenario;
+}
+
 }  // namespace
 
 List ip_filters() {
@@ -112,8 +119,9 @@ List ip_filters() {
       plain("gl3_web_get_firewall6_cfg", get(gl3_web_get_firewall6_cfg)),
       plain("gl3_web_set_firewall_cfg", [] { return gl3_web_set_firewall_cfg(&ip_image()); },
             {ip_filter}),
-      plain("gl3_web_set_firewall6_cfg", [] { return gl3_web_set_firewall6_cfg(&ip6_image()); },
-            {ip6_filter}),
+      set6(
+          "gl3_web_set_firewall6_cfg", [] { return gl3_web_set_firewall6_cfg(&ip6_image()); },
+          ip6_filter),
       plain("gl3_web_remove_all_firewall_rule", gl3_web_remove_all_firewall_rule, {ip_filter}),
       plain("gl3_web_remove_all_firewall6_rule", gl3_web_remove_all_firewall6_rule, {ip6_filter}),
       plain("gl3_web_set_ip_table_default", gl3_web_set_ip_table_default, {ip_filter, ip6_filter}),
@@ -137,8 +145,8 @@ List mac_filters() {
       plain("gl3_web_get_mac_cfg", get(gl3_web_get_mac_cfg)),
       plain("gl3_web_get_mac6_cfg", get(gl3_web_get_mac6_cfg)),
       plain("gl3_web_set_mac_cfg", [] { return gl3_web_set_mac_cfg(&mac_image()); }, {mac_filter}),
-      plain("gl3_web_set_mac6_cfg", [] { return gl3_web_set_mac6_cfg(&mac_image()); },
-            {mac6_filter}),
+      set6(
+          "gl3_web_set_mac6_cfg", [] { return gl3_web_set_mac6_cfg(&mac_image()); }, mac6_filter),
       plain("gl3_web_remove_all_mac_rule", gl3_web_remove_all_mac_rule, {mac_filter}),
       plain("gl3_web_remove_all_mac6_rule", gl3_web_remove_all_mac6_rule, {mac6_filter}),
       plain("gl3_web_set_mac_table_default", gl3_web_set_mac_table_default,

@@ -42,19 +42,24 @@ const char (&record())[1872] {
   return bytes;
 }
 
-Scenario on_record(const std::string& call, std::function<int32_t()> act) {
+constexpr Range nothing = {0, 0};
+constexpr Range wan_record = {0, 1872};
+constexpr Range any_record = {0, 1500};
+constexpr Range timeout_record = {0, 4};
+
+Scenario on_record(const std::string& call, std::function<int32_t()> act, const Range& owns) {
   Scenario scenario = plain(call, std::move(act));
   scenario.start = with_record;
   scenario.other_file = record_name;
+  scenario.other_owns = {owns};
   return scenario;
 }
 
 Scenario on_missing_record(const std::string& call, std::function<int32_t()> act,
-                           std::function<int32_t()> repair) {
-  Scenario scenario = plain(call, std::move(act));
+                           const Range& owns) {
+  Scenario scenario = on_record(call, std::move(act), owns);
   scenario.name += " where there is no file";
-  scenario.other_file = record_name;
-  scenario.repair = std::move(repair);
+  scenario.start = [] { return at_home('1'); };
   return scenario;
 }
 
@@ -74,6 +79,13 @@ int32_t read_any() {
 }
 int32_t write_any() {
   return write_info_to_file(record(), record_path, 1500);
+}
+
+/* The same where what a cut creation leaves takes a whole one to mend. */
+Scenario creating_record(const std::string& call, std::function<int32_t()> act) {
+  Scenario scenario = on_missing_record(call, std::move(act), wan_record);
+  scenario.repair = create_wan;
+  return scenario;
 }
 
 /* An older release's file with two host names, and the flag that says so. */
@@ -133,17 +145,18 @@ List configuration_file() {
 
 List record_files() {
   List list = {
-      on_record("init_std_wan_cfgfile", create_wan),
-      on_record("set_std_wan_service_info_to_cfgfile", write_wan),
-      on_record("get_std_wan_service_info_from_cfgfile", read_wan),
-      on_record("init_cfg_file", [] { return init_cfg_file(record_path); }),
-      on_record("write_info_to_file", write_any),
-      on_record("read_info_from_file", read_any),
-      on_missing_record("set_std_wan_service_info_to_cfgfile", write_wan, create_wan),
-      on_missing_record("get_std_wan_service_info_from_cfgfile", read_wan, create_wan),
-      on_missing_record("write_info_to_file", write_any, nullptr),
+      on_record("init_std_wan_cfgfile", create_wan, wan_record),
+      on_record("set_std_wan_service_info_to_cfgfile", write_wan, wan_record),
+      on_record("get_std_wan_service_info_from_cfgfile", read_wan, nothing),
+      on_record(
+          "init_cfg_file", [] { return init_cfg_file(record_path); }, nothing),
+      on_record("write_info_to_file", write_any, any_record),
+      on_record("read_info_from_file", read_any, nothing),
+      creating_record("set_std_wan_service_info_to_cfgfile", write_wan),
+      creating_record("get_std_wan_service_info_from_cfgfile", read_wan),
+      on_missing_record("write_info_to_file", write_any, any_record),
       on_missing_record(
-          "init_cfg_file", [] { return init_cfg_file(timeout_path); }, nullptr),
+          "init_cfg_file", [] { return init_cfg_file(timeout_path); }, timeout_record),
   };
   list.back().other_file = "ct_activity_timeout.conf";
   return list;
@@ -172,7 +185,6 @@ List vpn_pass_through() {
                        [] { return gl3_web_set_vpn_pass_through(0); }, {vpn_line});
   // A line cut short reads as off, and setting off again finds nothing to do; a change does.
   off.repair = [] { return gl3_web_set_vpn_pass_through(1); };
-  off.repair_after = "write ";
   Scenario reset = off;
   reset.name = "gl3_web_set_vpn_pass_through_default";
   reset.calls = {reset.name};

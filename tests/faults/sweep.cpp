@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <set>
+#include <map>
 
 #include "apart.hpp"
+#include "judged.hpp"
 #include "trial.hpp"
 
 namespace scenarios {
@@ -14,40 +15,21 @@ using namespace harness;
 
 namespace {
 
-Tally all_sweeps;
-
-bool is_save_file(const std::string& name) {
-  return name == device::save || name == device::save6;
-}
-
-int commands_in(const std::string& transcript) {
-  int commands = 0;
-  for (size_t at = 0; at != std::string::npos; at = transcript.find('\n', at + 1)) {
-    commands += transcript.compare(at == 0 ? 0 : at + 1, 4, "run ") == 0 ? 1 : 0;
-  }
-  return commands;
-}
-
-bool inside(size_t offset, const std::vector<Range>& ranges) {
-  return std::any_of(ranges.begin(), ranges.end(), [&](const Range& range) {
-    return offset >= range.begin && offset < range.end;
-  });
-}
-
-bool touches_file(const std::string& operation) {
-  return operation == "open" || operation == "lseek" || operation.rfind("read ", 0) == 0;
-}
-
 /* One scenario, with what a run without a fault has shown. */
 class Judge {
  public:
-  explicit Judge(const Scenario& scenario) : scenario_(scenario), start_(scenario.start()) {
+  Judge(const Scenario& scenario, Tally& tally)
+      : scenario_(scenario),
+        tally_(tally),
+        start_(scenario.start()),
+        course_(course_of(scenario.name)) {
     clean_ = play(scenario_, start_, {});
     EXPECT_EQ(clean_.status, 0);
     EXPECT_EQ(clean_.result, 0);
     EXPECT_EQ(clean_.left_open, 0);
+    EXPECT_EQ(clean_.operations.size(), course_.size()) << "another number of operations";
     clean_files_ = device::files();
-    expect_only_owned_bytes_changed(clean_files_, "");
+    expect_only_own_changes(changes_beyond_its_own(scenario_, start_, clean_), "");
     clean_aftermath_ = aftermath_of(scenario_, clean_.kernel);
     if (scenario_.repeatable) {
       EXPECT_EQ(clean_aftermath_.result, 0);
@@ -56,126 +38,117 @@ class Judge {
     }
   }
 
-  /* Sweeps, and returns how many faults were met. */
-  int sweep() {
-    int faults = 0;
-    const int operations = static_cast<int>(clean_.ways.size());
+  void sweep() {
+    const int operations = static_cast<int>(std::min(clean_.operations.size(), course_.size()));
     for (int nth = 1; nth <= operations; nth += sample()) {
-      const int ways = clean_.ways[static_cast<size_t>(nth) - 1];
-      const int first = in_full() ? 0 : nth % ways;
-      const int last = in_full() ? ways - 1 : first;
-      for (int way = first; way <= last && !testing::Test::HasFailure(); ++way) {
-        const Account account = play(scenario_, start_, {nth, way});
-        SCOPED_TRACE("operation " + std::to_string(nth) + " (" + account.met + "), way " +
-                     std::to_string(way));
-        EXPECT_NE(account.met, "");
-        judge(account, way);
-        ++faults;
+      const std::vector<Way>& ways = faults_of(clean_.operations[static_cast<size_t>(nth) - 1]);
+      const size_t only = static_cast<size_t>(nth) % ways.size();
+      for (size_t way = 0; way < ways.size() && !testing::Test::HasFailure(); ++way) {
+        if (in_full() || way == only) {
+          let_go_wrong(nth, ways[way]);
+        }
       }
     }
-    EXPECT_EQ(play(scenario_, start_, {operations + 1, 0}).met, "");
-    return faults;
+    EXPECT_EQ(play(scenario_, start_, {operations + 1}).met, "");
   }
 
  private:
-  void judge(const Account& account, int way) {
-    const device::Files left = device::files();
+  void let_go_wrong(int nth, Way way) {
+    const Account account = play(scenario_, start_, {nth, way});
+    SCOPED_TRACE("operation " + std::to_string(nth) + " (" + account.met + "), way " +
+                 std::to_string(static_cast<int>(way)));
+    ++tally_.faults;
+    tally_.refused += account.result == -1 ? 1 : 0;
+    expect_as_promised(account, course_[static_cast<size_t>(nth) - 1], way);
+    const Changes changes = changes_beyond_its_own(scenario_, start_, account);
+    expect_only_own_changes(changes, account.met);
+    if (changes.empty()) {
+      judge_aftermath(account.met, what_follows(account));
+    } else {
+      ++tally_.lost;
+    }
+  }
+
+  void expect_as_promised(const Account& account, const Step& step, Way way) const {
     EXPECT_EQ(account.status, 0) << "the process crashed";
-    EXPECT_TRUE(account.result == 0 || account.result == -1) << account.result;
-    all_sweeps.refused += account.result == -1 ? 1 : 0;
+    EXPECT_EQ(first_word(account.met), step.kind) << "another order of operations";
+    const bool is_fault = step.kind == "run" || way == Way::fails;
+    EXPECT_EQ(account.result, is_fault && step.counts ? -1 : 0);
     EXPECT_LE(account.left_open, 1);
     EXPECT_LE(commands_in(account.transcript),
               commands_in(clean_.transcript) + scenario_.more_commands);
-    expect_logged(account, way);
-    const bool lost = expect_only_owned_bytes_changed(left, account.met);
-    all_sweeps.lost += lost ? 1 : 0;
-
-    std::string state = account.kernel;
-    for (const auto& [name, bytes] : left) {
-      state += name + "\n" + bytes;
-    }
-    // What a device in the same state does next is known already.
-    if (seen_.insert(state).second && !lost) {
-      judge_aftermath(account.met, aftermath_of(scenario_, account.kernel));
+    if (step.kind == "run") {
+      expect_logged(account, way);
+      expect_words_somewhere(step, account, clean_);
+    } else {
+      expect_words_next(is_fault ? step.says : Lines{}, account, clean_);
     }
   }
 
-  /* str_system() says so when a command line fails. */
-  void expect_logged(const Account& account, int way) const {
-    if (account.met.rfind("run ", 0) != 0 ||
-        account.met == "run mv /ztcfg/l3_advance.conf /ztcfg/l3_advance.dat") {
-      return;
-    }
-    const std::string line = account.met.substr(4);
-    const std::string expected =
-        way == 0   ? lines({ran_and_failed(line)})
-        : way == 1 ? lines({command(line), error("run [" + line + "], system error!")})
-                   : lines({command(line), debug("exit status value = [0x9]\n"),
-                            error("run [" + line + "], exit status = [0]\n")});
-    EXPECT_NE(account.transcript.find(expected), std::string::npos) << account.transcript;
-  }
-
-  /* Returns whether a failed reload has turned settings into zeros that this call does not own. */
-  bool expect_only_owned_bytes_changed(const device::Files& left, const std::string& operation) {
-    bool lost = false;
-    for (const auto& [name, bytes] : left) {
-      if (is_save_file(name) || name == scenario_.other_file) {
-        continue;
-      }
-      const std::vector<Range>& owned = scenario_.owns;
-      const auto old = start_.files.find(name);
-      const std::string before = old == start_.files.end() ? "" : old->second;
-      for (size_t i = 0; i < std::max(before.size(), bytes.size()); ++i) {
-        const bool kept = i < before.size() && i < bytes.size() && before[i] == bytes[i];
-        if (kept || (name == device::config && inside(i, owned))) {
-          continue;
-        }
-        lost = i < bytes.size() && bytes[i] == '\0' && inside(i, scenario_.lost_unread) &&
-               touches_file(operation);
-        EXPECT_TRUE(lost) << name << ", byte " << i << " has changed";
-        if (!lost) {
-          return false;
-        }
+  void expect_only_own_changes(const Changes& changes, const std::string& met) const {
+    for (const Change& change : changes) {
+      if (!is_loss(scenario_, change, met)) {
+        ADD_FAILURE() << change.file << ", byte " << change.offset << " has changed";
+        return;
       }
     }
     for (const auto& [name, bytes] : start_.files) {
-      EXPECT_TRUE(left.count(name) == 1 || !scenario_.repeatable) << name << " is gone";
+      const bool is_renamed = !scenario_.repeatable && name == "l3_advance.conf";
+      EXPECT_TRUE(device::files().count(name) == 1 || is_renamed) << name << " is gone";
     }
-    return lost;
+  }
+
+  /* What a device in the same state does next is known already. */
+  const Aftermath& what_follows(const Account& account) {
+    std::string state = account.kernel;
+    for (const auto& [name, bytes] : device::files()) {
+      state += name + "\n" + bytes;
+    }
+    const auto known = followed_.find(state);
+    return known != followed_.end()
+               ? known->second
+               : followed_.emplace(state, aftermath_of(scenario_, account.kernel)).first->second;
+  }
+
+  Aftermath repaired(const Aftermath& torn) const {
+    device::put(torn.files);
+    EXPECT_EQ(apart([&] {
+                device::plug_in();
+                static_cast<void>(record([&] { EXPECT_EQ(scenario_.repair(), 0); }));
+                return Lines{};
+              }).status,
+              0);
+    return aftermath_of(scenario_, clean_.kernel);
   }
 
   void judge_aftermath(const std::string& met, const Aftermath& first) {
     if (!scenario_.repeatable) {
       return;
     }
-    Aftermath now = first;
-    if (scenario_.repair && met.rfind(scenario_.repair_after, 0) == 0 &&
-        settings_of(now.files) != settings_of(clean_aftermath_.files)) {
-      ++all_sweeps.repaired;
-      device::put(now.files);
-      EXPECT_EQ(apart([&] {
-                  device::plug_in();
-                  static_cast<void>(record([&] { EXPECT_EQ(scenario_.repair(), 0); }));
-                  return Lines{};
-                }).status,
-                0);
-      now = aftermath_of(scenario_, clean_.kernel);
-    }
+    const bool needs_repair = scenario_.repair && first_word(met) == "write" &&
+                              settings_of(first.files) != settings_of(clean_aftermath_.files);
+    tally_.repaired += needs_repair ? 1 : 0;
+    const Aftermath now = needs_repair ? repaired(first) : first;
     EXPECT_EQ(now.result, clean_aftermath_.result);
     EXPECT_TRUE(settings_of(now.files) == settings_of(clean_aftermath_.files))
         << "doing it again does not bring the file right";
     EXPECT_EQ(now.switched_on, clean_aftermath_.switched_on);
     EXPECT_EQ(now.started, clean_aftermath_.started);
     EXPECT_EQ(now.all_restored, clean_aftermath_.all_restored);
-    all_sweeps.stale6 += now.rules6 != clean_aftermath_.rules6 ? 1 : 0;
+    if (now.rules6 != clean_aftermath_.rules6) {
+      EXPECT_TRUE(scenario_.makes_rules6_last && met.rfind("run ip6tables", 0) == 0) << now.rules6;
+      ++tally_.stale6;
+    }
   }
 
   const Scenario& scenario_;
+  Tally& tally_;
   Start start_;
+  const Course& course_;
   Account clean_;
   device::Files clean_files_;
   Aftermath clean_aftermath_;
-  std::set<std::string> seen_;
+  std::map<std::string, Aftermath> followed_;
 };
 
 }  // namespace
@@ -190,24 +163,19 @@ int sample() {
   return every != nullptr ? std::max(atoi(every), 1) : 1;
 }
 
-void sweep(const List& list, int floor) {
-  int faults = 0;
+Tally sweep(const List& list) {
+  Tally tally;
   for (const Scenario& scenario : list) {
     SCOPED_TRACE(scenario.name);
-    const int met = Judge(scenario).sweep();
-    printf("%-60s %4d faults\n", scenario.name.c_str(), met);
-    faults += met;
-    ++all_sweeps.scenarios;
+    const int before = tally.faults;
+    Judge(scenario, tally).sweep();
+    printf("%-60s %4d faults\n", scenario.name.c_str(), tally.faults - before);
+    ++tally.scenarios;
     if (testing::Test::HasFailure()) {
-      return;
+      break;
     }
   }
-  all_sweeps.faults += faults;
-  EXPECT_GE(faults, floor / sample());
-}
-
-const Tally& tally() {
-  return all_sweeps;
+  return tally;
 }
 
 }  // namespace scenarios

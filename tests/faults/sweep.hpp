@@ -13,10 +13,7 @@ bool in_full();
  * try some twenty times as dear. */
 int sample();
 
-/* Sweeps over all of them and says what was tried. At least `floor` faults have to be met. */
-void sweep(const List& list, int floor);
-
-/* What went on in all sweeps of this process. */
+/* What went on in a sweep. */
 struct Tally {
   int scenarios = 0;
   int faults = 0;
@@ -25,6 +22,7 @@ struct Tally {
   int lost = 0;     /* settings that a failed reload turned into zeros */
   int stale6 = 0;   /* IPv6 rules that a start does not bring back, but switching on does */
 };
-const Tally& tally();
+
+Tally sweep(const List& list);
 
 }  // namespace scenarios

@@ -63,13 +63,13 @@ Account play(const Scenario& scenario, const Start& start, const Mishap& mishap)
     world.mishap = mishap;
     const std::string transcript = record([&] { result = scenario.act(); });
     world.mishap = {};
-    const std::vector<int>& ways = operations();
-    return Lines{std::to_string(result),
-                 transcript,
-                 std::string(ways.begin(), ways.end()),
-                 met().operation,
-                 std::to_string(open_descriptors()),
-                 device::kernel.text()};
+    std::string kinds;
+    for (const Kind kind : operations()) {
+      kinds += static_cast<char>(kind);
+    }
+    return Lines{
+        std::to_string(result), transcript, kinds, met(), std::to_string(open_descriptors()),
+        device::kernel.text()};
   });
   const Lines& told = reply.lines;
   if (told.size() != 6) {
@@ -77,8 +77,12 @@ Account play(const Scenario& scenario, const Start& start, const Mishap& mishap)
     account.status = reply.status;
     return account;
   }
-  return {reply.status, std::stoi(told[0]), told[1], {told[2].begin(), told[2].end()},
-          told[3],      std::stoi(told[4]), told[5]};
+  Account account = {reply.status, std::stoi(told[0]), told[1], {},
+                     told[3],      std::stoi(told[4]), told[5]};
+  for (const char kind : told[2]) {
+    account.operations.push_back(static_cast<Kind>(kind));
+  }
+  return account;
 }
 
 Aftermath aftermath_of(const Scenario& scenario, const std::string& kernel_left) {

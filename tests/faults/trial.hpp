@@ -15,8 +15,8 @@ struct Account {
   int status = -1;
   int32_t result = 99;
   std::string transcript;
-  std::vector<int> ways; /* in which each operation can go wrong */
-  std::string met;       /* the operation that went wrong */
+  std::vector<harness::Kind> operations;
+  std::string met; /* the operation that went wrong */
   int left_open = 0;
   std::string kernel;
 };

@@ -15,8 +15,8 @@ namespace {
 /* Where the power fails: at which operation, in which way it goes wrong, and at which byte. */
 struct Cut {
   int nth;
-  int way;
-  off_t place;
+  Way way;
+  off_t place = -1;
 };
 
 /* What was seen of one scenario so far. */
@@ -122,7 +122,7 @@ void judge(const Whole& whole, const device::Files& left) {
 
 /* Returns whether the power failed: an operation has to know the way. */
 bool fails(const Whole& whole, const Cut& cut, Seen& seen) {
-  const Account account = play(whole.scenario, whole.start, {cut.nth, cut.way, true, cut.place});
+  const Account account = play(whole.scenario, whole.start, {cut.nth, cut.way, cut.place});
   if (account.status == 0) {
     return false;
   }
@@ -132,7 +132,7 @@ bool fails(const Whole& whole, const Cut& cut, Seen& seen) {
   const device::Files left = device::files();
   if (seen.left.insert(left).second) {
     SCOPED_TRACE("cut at operation " + std::to_string(cut.nth) + ", way " +
-                 std::to_string(cut.way));
+                 std::to_string(static_cast<int>(cut.way)));
     sort_in(whole, file_of(whole.scenario, left), seen.found);
     judge(whole, left);
   }
@@ -145,11 +145,10 @@ Whole played_through(const Scenario& scenario) {
   Whole whole = {.scenario = scenario, .start = scenario.start()};
   const Account clean = play(scenario, whole.start, {});
   EXPECT_EQ(clean.result, 0);
-  whole.operations = static_cast<int>(clean.ways.size());
+  whole.operations = static_cast<int>(clean.operations.size());
   whole.before = file_of(scenario, whole.start.files);
   whole.after = file_of(scenario, device::files());
-  // A write is what can go wrong in four ways.
-  whole.writes = std::count(clean.ways.begin(), clean.ways.end(), 4) > 0 ||
+  whole.writes = std::count(clean.operations.begin(), clean.operations.end(), Kind::write) > 0 ||
                  clean.transcript.find("-save -t") != std::string::npos;
   if (whole.writes) {
     whole.works = works(scenario);
@@ -162,15 +161,16 @@ Found cut_everywhere(const Whole& whole) {
   Seen seen;
   const std::vector<off_t> places = places_of_change(whole);
   for (int nth = 1; nth <= whole.operations; ++nth) {
-    EXPECT_TRUE(fails(whole, {nth, 0, -1}, seen)) << "operation " << nth << " was not met";
-    fails(whole, {nth, 1, -1}, seen);
+    EXPECT_TRUE(fails(whole, {nth, Way::power_fails_before}, seen))
+        << "operation " << nth << " was not met";
+    fails(whole, {nth, Way::power_fails_half_way}, seen);
     for (const off_t place : places) {
-      fails(whole, {nth, 2, place}, seen);
+      fails(whole, {nth, Way::power_fails_at_a_place, place}, seen);
     }
     if (testing::Test::HasFailure()) {
       break;
     }
   }
-  EXPECT_FALSE(fails(whole, {whole.operations + 1, 0, -1}, seen));
+  EXPECT_FALSE(fails(whole, {whole.operations + 1, Way::power_fails_before}, seen));
   return seen.found;
 }

@@ -77,30 +77,37 @@ struct FileFault {
   ssize_t count = 0;
 };
 
-/* Makes one operation go wrong, whatever its kind: the n-th (from 1) since record() began of all
- * command lines, file calls and platform calls that return a result. Each kind goes wrong in one
- * way or more, numbered from 0:
- *
- *     command line    exit code 1; the shell does not start; ended by a signal
- *     read            EIO; one byte only
- *     write           ENOSPC; one byte only; all but one byte; nothing, once
- *     others          access EIO, open EMFILE, lseek EINVAL, close EIO, platform -1
- *
- * Or the power fails: the process is killed (SIGKILL) where the operation would have begun (0); a
- * write also after half of its bytes (1) and when it reaches offset `cut_at` of its file (2); a
- * command line that writes a file also once that file is truncated (1). */
-struct Mishap {
-  int nth = 0;
-  int way = 0;
-  bool power_fails = false;
-  off_t cut_at = -1;
+/* What an operation is, by what can go wrong with it. */
+enum class Kind : char { command, read, write, other };
+
+/* How one operation goes wrong. */
+enum class Way {
+  /* Faults. A command line exits with 1; read EIO, write ENOSPC, access EIO, open EMFILE, lseek EINVAL,
+   * close EIO, a platform call -1. */
+  fails,
+  no_shell,    /* of a command line: the shell does not start */
+  killed,      /* of a command line: ended by a signal */
+  one_byte,    /* of a read or a write: it moves no more */
+  all_but_one, /* of a write */
+  nothing,     /* of a write, once */
+
+  /* The process is killed (SIGKILL), as when the power fails: where the operation would have begun; */
+  power_fails_before,
+  /* after half of a write's bytes, or once a command line has truncated the file that it writes; */
+  power_fails_half_way,
+  /* when a write reaches offset `cut_at` of its file. */
+  power_fails_at_a_place,
 };
 
-/* What the n-th operation of a mishap was: "write 6168", "run iptables -F …"; empty where fewer took
- * place. It went wrong where `ways`, the number of ways of its kind, is above the one asked for. */
-struct Met {
-  std::string operation;
-  int ways = 0;
+/* The faults that an operation of a kind knows. */
+const std::vector<Way>& faults_of(Kind kind);
+
+/* The n-th operation (from 1) since record() began goes wrong, of all command lines, file calls and
+ * platform calls that return a result. */
+struct Mishap {
+  int nth = 0;
+  Way way = Way::fails;
+  off_t cut_at = -1;
 };
 
 struct World {
@@ -147,10 +154,10 @@ void fail_command(std::string command, int exit_code = 1);
 /* File calls of one kind since the last record() began; descriptors that it left open. */
 int file_calls(FileCall call);
 int open_descriptors();
-/* The operations since the last record() began, as a mishap counts them: in how many ways each can go
- * wrong. */
-const std::vector<int>& operations();
-const Met& met();
+/* The operations since the last record() began, as a mishap counts them; and the one that met it:
+ * "write 6168", "run iptables -F …"; empty where fewer took place. */
+const std::vector<Kind>& operations();
+const std::string& met();
 /* The 248 bytes of the last gpon_l3_set_qos_cfg(). */
 const std::string& last_qos_record();
 

@@ -69,8 +69,9 @@ int system(const char* command) {
   if (recording()) {
     add_event("run " + printable(command));
   }
-  return goes_wrong("run " + std::string(command), ways_of_command(command)) ? run_badly(command)
-                                                                             : answer(command);
+  return goes_wrong("run " + std::string(command), Kind::command, cuts_of_command(command))
+             ? run_badly(command)
+             : answer(command);
 }
 
 int access(const char* path, int mode) {
@@ -101,7 +102,7 @@ off_t lseek(int fd, off_t offset, int whence) noexcept {
 }
 
 ssize_t read(int fd, void* buffer, size_t size) {
-  if (goes_wrong("read " + std::to_string(size), ways_of_read())) {
+  if (goes_wrong("read " + std::to_string(size), Kind::read)) {
     return read_badly(fd, buffer);
   }
   const FileFault* fault = next_fault(FileCall::read);
@@ -109,7 +110,7 @@ ssize_t read(int fd, void* buffer, size_t size) {
 }
 
 ssize_t write(int fd, const void* buffer, size_t size) {
-  if (goes_wrong("write " + std::to_string(size), ways_of_write(fd, size))) {
+  if (goes_wrong("write " + std::to_string(size), Kind::write, cuts_of_write(fd, size))) {
     return write_badly(fd, buffer, size);
   }
   const FileFault* fault = next_fault(FileCall::write);

@@ -3,6 +3,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 
@@ -12,21 +13,51 @@ namespace {
 
 bool counting = false;
 bool answering = false;
-std::vector<int> ways_seen;
-Met struck;
+std::vector<Kind> kinds_seen;
+std::string struck;
+
+bool is_among(Way way, const std::vector<Way>& ways) {
+  return std::find(ways.begin(), ways.end(), way) != ways.end();
+}
+
+off_t place_in(int fd) {
+  return static_cast<off_t>(syscall(SYS_lseek, fd, 0, SEEK_CUR));
+}
+
+void lose_power() {
+  kill(getpid(), SIGKILL);
+}
 
 }  // namespace
 
-const std::vector<int>& operations() {
-  return ways_seen;
+const std::vector<Way>& faults_of(Kind kind) {
+  static const std::vector<Way> command = {Way::fails, Way::no_shell, Way::killed};
+  static const std::vector<Way> read = {Way::fails, Way::one_byte};
+  static const std::vector<Way> write = {Way::fails, Way::one_byte, Way::all_but_one, Way::nothing};
+  static const std::vector<Way> other = {Way::fails};
+  switch (kind) {
+    case Kind::command:
+      return command;
+    case Kind::read:
+      return read;
+    case Kind::write:
+      return write;
+    case Kind::other:
+      break;
+  }
+  return other;
 }
-const Met& met() {
+
+const std::vector<Kind>& operations() {
+  return kinds_seen;
+}
+const std::string& met() {
   return struck;
 }
 
 void start_counting_operations() {
-  ways_seen.clear();
-  struck = {};
+  kinds_seen.clear();
+  struck.clear();
   counting = true;
 }
 
@@ -34,23 +65,24 @@ void stop_counting_operations() {
   counting = false;
 }
 
-bool goes_wrong(const std::string& operation, int ways) {
+bool goes_wrong(const std::string& operation, Kind kind, const std::vector<Way>& cuts) {
   if (!counting || answering) {
     return false;
   }
-  ways_seen.push_back(ways);
-  if (static_cast<int>(ways_seen.size()) != world.mishap.nth) {
+  kinds_seen.push_back(kind);
+  if (static_cast<int>(kinds_seen.size()) != world.mishap.nth) {
     return false;
   }
-  struck = {operation, ways};
-  if (world.mishap.power_fails && world.mishap.way == 0) {
-    kill(getpid(), SIGKILL);
+  struck = operation;
+  const Way way = world.mishap.way;
+  if (way == Way::power_fails_before) {
+    lose_power();
   }
-  return world.mishap.way < ways;
+  return is_among(way, faults_of(kind)) || is_among(way, cuts);
 }
 
 bool breaks(const char* operation, int error) {
-  const bool wrong = goes_wrong(operation, 1);
+  const bool wrong = goes_wrong(operation, Kind::other);
   if (wrong) {
     errno = error;
   }
@@ -65,20 +97,20 @@ int answer(const std::string& command) {
 }
 
 int run_badly(const std::string& command) {
-  if (!world.mishap.power_fails && world.mishap.way == 1) {
+  if (world.mishap.way == Way::no_shell) {
     return -1;
   }
   answering = true;
   world.half_run(command);
   answering = false;
-  if (world.mishap.power_fails) {
-    kill(getpid(), SIGKILL);
+  if (world.mishap.way == Way::power_fails_half_way) {
+    lose_power();
   }
-  return world.mishap.way == 0 ? exited(1) : killed_by(SIGKILL);
+  return world.mishap.way == Way::fails ? exited(1) : killed_by(SIGKILL);
 }
 
 ssize_t read_badly(int fd, void* buffer) {
-  if (world.mishap.way == 0) {
+  if (world.mishap.way == Way::fails) {
     errno = EIO;
     return -1;
   }
@@ -86,45 +118,39 @@ ssize_t read_badly(int fd, void* buffer) {
 }
 
 ssize_t write_badly(int fd, const void* buffer, size_t size) {
-  if (world.mishap.power_fails) {
-    const auto here = static_cast<off_t>(syscall(SYS_lseek, fd, 0, SEEK_CUR));
-    syscall(SYS_write, fd, buffer,
-            world.mishap.way == 1 ? size / 2 : static_cast<size_t>(world.mishap.cut_at - here));
-    kill(getpid(), SIGKILL);
-  }
   switch (world.mishap.way) {
-    case 0:
+    case Way::fails:
       errno = ENOSPC;
       return -1;
-    case 1:
+    case Way::one_byte:
       return syscall(SYS_write, fd, buffer, size_t{1});
-    case 2:
+    case Way::all_but_one:
       return syscall(SYS_write, fd, buffer, size - 1);
+    case Way::power_fails_half_way:
+      syscall(SYS_write, fd, buffer, size / 2);
+      lose_power();
+      break;
+    case Way::power_fails_at_a_place:
+      syscall(SYS_write, fd, buffer, static_cast<size_t>(world.mishap.cut_at - place_in(fd)));
+      lose_power();
+      break;
     default:
-      return 0;
+      break;
   }
+  return 0;
 }
 
-int ways_of_read() {
-  return world.mishap.power_fails ? 1 : 2;
-}
-
-/* The last way of a power cut needs its place to be inside the write. */
-int ways_of_write(int fd, size_t size) {
-  if (!world.mishap.power_fails) {
-    return 4;
-  }
-  const auto here = static_cast<off_t>(syscall(SYS_lseek, fd, 0, SEEK_CUR));
+std::vector<Way> cuts_of_write(int fd, size_t size) {
+  const off_t here = place_in(fd);
   const bool inside =
       world.mishap.cut_at > here && world.mishap.cut_at < here + static_cast<off_t>(size);
-  return inside ? 3 : 2;
+  return inside ? std::vector<Way>{Way::power_fails_half_way, Way::power_fails_at_a_place}
+                : std::vector<Way>{Way::power_fails_half_way};
 }
 
-int ways_of_command(const std::string& command) {
-  if (!world.mishap.power_fails) {
-    return 3;
-  }
-  return command.find('>') != std::string::npos ? 2 : 1;
+std::vector<Way> cuts_of_command(const std::string& command) {
+  const bool writes = command.find('>') != std::string::npos;
+  return writes ? std::vector<Way>{Way::power_fails_half_way} : std::vector<Way>{};
 }
 
 }  // namespace harness

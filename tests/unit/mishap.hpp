@@ -8,15 +8,15 @@ namespace harness {
 void start_counting_operations();
 void stop_counting_operations();
 
-/* Counts an operation that can go wrong in `ways` ways. Whether it is the one to do so now, in a way
- * that it knows; a power cut where it would have begun does not return. */
-bool goes_wrong(const std::string& operation, int ways);
+/* Counts an operation of this kind. Whether it is the one to go wrong now, in a way that it knows: that
+ * of its faults, or one of `cuts`. A power cut where it would have begun does not return. */
+bool goes_wrong(const std::string& operation, Kind kind, const std::vector<Way>& cuts = {});
 /* The same for an operation that only fails, with errno set to `error`. */
 bool breaks(const char* operation, int error);
 
-int ways_of_command(const std::string& command);
-int ways_of_read();
-int ways_of_write(int fd, size_t size);
+/* The power cuts in the middle of a command line or a write that it knows. */
+std::vector<Way> cuts_of_command(const std::string& command);
+std::vector<Way> cuts_of_write(int fd, size_t size);
 
 /* The world's answer to a command line, whose own file calls are no operations of the library. */
 int answer(const std::string& command);
