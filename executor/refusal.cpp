@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cerrno>
 #include <cstdlib>
 #include <optional>
 
@@ -26,7 +27,8 @@ std::size_t named_line(const std::string& message) {
   for (std::size_t at = 0; (at = message.find(word, at)) != std::string::npos;) {
     at += word.size();
     std::size_t digits = message.find_first_not_of(": ", at);
-    if (digits != std::string::npos && digits > at && std::isdigit(message[digits]) != 0) {
+    if (digits != std::string::npos && digits > at &&
+        std::isdigit(static_cast<unsigned char>(message[digits])) != 0) {
       return std::strtoul(message.c_str() + digits, nullptr, 10);
     }
   }
@@ -86,6 +88,16 @@ int search(Edits edits, const std::string& rules, int report) {
   return write(report, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 1;
 }
 
+/* Whether the child has ended, and well. */
+bool ended_well(pid_t child) {
+  int status = -1;
+  pid_t waited = 0;
+  do {
+    waited = waitpid(child, &status, 0);
+  } while (waited == -1 && errno == EINTR);
+  return waited == child && status == 0;
+}
+
 Refusal searched(Edits edits, const std::string& message) {
   const Table& table = edits.front().table;
   const std::string rules = run({table.tool + "-save", "-t", table.name}).output;
@@ -94,9 +106,7 @@ Refusal searched(Edits edits, const std::string& message) {
   if (child == 0) {
     _exit(search(edits, rules, report));
   }
-  int status = -1;
-  const bool is_done = child != -1 && waitpid(child, &status, 0) == child && status == 0;
-  const std::string found = is_done ? content(report) : "";
+  const std::string found = child != -1 && ended_well(child) ? content(report) : "";
   if (report != -1) {
     close(report);
   }

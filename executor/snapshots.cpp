@@ -58,6 +58,12 @@ void Snapshots::take_before(std::string_view line) {
     touched = {edit->table};
   } else if (may_change_rules(line)) {
     touched = {{"iptables", "filter"}, {"ip6tables", "filter"}};
+    // The other table of the library's lines. Reading it makes it, so it has to be named.
+    for (const char* tool : {"iptables", "ip6tables"}) {
+      if (line.find(tool) != std::string_view::npos && line.find("nat") != std::string_view::npos) {
+        touched.push_back({tool, "nat"});
+      }
+    }
   }
   for (const Table& table : touched) {
     static_cast<void>(rules(table));

@@ -298,6 +298,24 @@ TEST_F(Transaction, GoingOnMakesEveryLineButTheRefused) {
             "iptables -F IN\niptables -A IN -p udp -j DROP\niptables -F OUT\n");
 }
 
+TEST_F(Transaction, ALineOfNatThatIsNotUnderstoodIsPutBackToo) {
+  str_system("iptables -t nat -I PREROUTING --odd");
+  EXPECT_EQ(told(), "iptables -t nat -I PREROUTING --odd\n");
+  EXPECT_EQ(executor::put_back(), "");
+  const std::string all = told();
+  EXPECT_TRUE(all.ends_with("iptables-restore -c -w 5\n  *nat\n  COMMIT\n")) << all;
+  EXPECT_EQ(all.find("ip6tables-restore -c -w 5\n  *nat"), std::string::npos) << all;
+}
+
+TEST_F(Transaction, AMessageOfAnyBytesIsSearchedForALineNumber) {
+  write("/tmp/tools/iptables-restore",
+        "#!/bin/sh\nprintf 'line: \\377\\200 line 3 failed' >&2; exit 1\n");
+  str_system("iptables -F IN");
+  str_system("iptables -A IN -p udp -j DROP");
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables -A IN -p udp -j DROP");
+}
+
 TEST_F(Transaction, DirectLinesArePutBackToo) {
   executor::work(executor::Way::direct);
   executor::remember_rules();
