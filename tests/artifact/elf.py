@@ -49,6 +49,14 @@ class Library:
             if row["section"] == "UND" and row["bind"] in ("GLOBAL", "WEAK")
         }
 
+    def strongly_undefined(self):
+        """Without which it does not load: a weak name may stay undefined."""
+        return {
+            row["name"].split("@")[0]
+            for row in self._rows()
+            if row["section"] == "UND" and row["bind"] == "GLOBAL" and row["type"] != "SECTION"
+        }
+
     def section_size(self, name):
         match = re.search(
             r"\s" + re.escape(name) + r"\s+\S+\s+[0-9a-f]+\s+[0-9a-f]+\s+([0-9a-f]+)", self.sections
