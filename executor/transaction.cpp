@@ -36,7 +36,7 @@ Ended look_for(const RuleEdit& edit) {
 
 /* As the shell's ">" would, but that a full disk is noticed. Returns what went wrong. */
 std::string write_file(const std::string& path, std::string_view text) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (file == -1) {
     return "cannot open " + path + ": " + std::strerror(errno);
   }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -211,6 +212,8 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure, Forese
     warn_of_stored_damage();
   }
   put_signals_off();
+  // What is stored tells of a household, and saved rules become commands: also those that tools write.
+  umask(077);
   if (on_failure == OnFailure::put_back) {
     before_.emplace();
   }

@@ -241,6 +241,29 @@ class Together(Transaction):
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())
 
 
+class Modes(Transaction):
+    def test_nothing_that_a_change_makes_is_for_others(self):
+        self.addCleanup(os.umask, os.umask(0))
+        for self.way in ((), ("--one-by-one",)):
+            for path in STORE.iterdir():
+                path.unlink()
+            self.assertEqual(self.l3ctl("--force", "init").status, 0)
+            change = json.loads(TWO_LISTS) | {"firewall": {"enabled": True}, "vpn_pass_through": True}
+            self.assertEqual(self.apply(json.dumps(change)).status, 0)
+            made = [*STORE.iterdir(), PLATFORM, *PLATFORM.iterdir(), Path("/run/l3ctl.lock")]
+            self.assertEqual({path.name for path in made if path.parent == STORE},
+                             {"l3_advance.dat", "firewall.conf", "firewall6.conf"})
+            self.assertEqual([str(path) for path in made if path.stat().st_mode & 0o077], [])
+
+    def test_a_saved_file_keeps_its_mode(self):
+        saved = STORE / "firewall.conf"
+        saved.touch()
+        for mode in (0o640, 0o600):
+            saved.chmod(mode)
+            self.assertEqual(self.l3ctl("firewall", "on").status, 0)
+            self.assertEqual(saved.stat().st_mode & 0o777, mode)
+
+
 class StartUp(Transaction):
     def bare(self):
         CHAINS.write_text(":INPUT\n:FORWARD\n:OUTPUT\n")
