@@ -24,6 +24,17 @@ struct Place {
   std::vector<Word> options;
 };
 
+/* What may stand behind "l3ctl show" or "apply --section", where the parser takes a few words alone. */
+struct Values {
+  std::string place;
+  std::string words;
+};
+
+struct Known {
+  std::vector<Place> places;
+  std::vector<Values> values;
+};
+
 std::string first_sentence(const std::string& help) {
   return help.substr(0, help.find_first_of(";:("));
 }
@@ -49,16 +60,38 @@ std::vector<Word> options_of(const CLI::App& app) {
   return options;
 }
 
-void collect(const CLI::App& app, const std::string& path, std::vector<Place>& places) {
+/* The words that the parser takes for an option: it writes them as "{off,low,high}" into its help. */
+std::string words_taken(const CLI::Option& option) {
+  const std::string type = option.get_type_name();
+  const size_t start = type.find('{');
+  const size_t end = type.find('}');
+  if (start == std::string::npos || end == std::string::npos) {
+    return "";
+  }
+  std::string words = type.substr(start + 1, end - start - 1);
+  std::replace(words.begin(), words.end(), ',', ' ');
+  return words;
+}
+
+void collect_values(const CLI::App& app, const std::string& path, std::vector<Values>& values) {
+  for (const CLI::Option* option : app.get_options()) {
+    const auto& names = option->get_lnames();
+    if (const std::string words = words_taken(*option); !words.empty()) {
+      values.push_back({names.empty() ? path : path + " --" + names.front(), words});
+    }
+  }
+}
+
+void collect(const CLI::App& app, const std::string& path, Known& known) {
   Place place{path, {}, options_of(app)};
   const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
   for (const CLI::App* command : commands) {
     place.commands.push_back({command->get_name(), command->get_description()});
   }
-  places.push_back(place);
+  known.places.push_back(place);
+  collect_values(app, path, known.values);
   for (const CLI::App* command : commands) {
-    collect(*command, path.empty() ? command->get_name() : path + " " + command->get_name(),
-            places);
+    collect(*command, path.empty() ? command->get_name() : path + " " + command->get_name(), known);
   }
 }
 
@@ -88,7 +121,8 @@ _l3ctl() {
   if [[ $current == -* ]]; then
     words=$(_l3ctl_options "$path")
   else
-    words=$(_l3ctl_commands "$path")
+    words=$(_l3ctl_values "$path ${COMP_WORDS[COMP_CWORD-1]}")
+    words=${words:-$(_l3ctl_commands "$path") $(_l3ctl_values "$path")}
   fi
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }
@@ -109,10 +143,20 @@ void write_bash_case(const char* name, const std::vector<Place>& places,
   std::cout << "  esac\n}\n";
 }
 
-void write_bash(const std::vector<Place>& places) {
+/* For both shells. */
+void write_values(const std::vector<Values>& values) {
+  std::cout << "\n_l3ctl_values() {\n  case $1 in\n";
+  for (const Values& one : values) {
+    std::cout << "    " << quoted(one.place) << ") echo " << quoted(one.words) << " ;;\n";
+  }
+  std::cout << "  esac\n}\n";
+}
+
+void write_bash(const Known& known) {
   std::cout << "# Completion of l3ctl for bash; \"l3ctl completion bash\" wrote it.\n";
-  write_bash_case("_l3ctl_commands", places, &Place::commands);
-  write_bash_case("_l3ctl_options", places, &Place::options);
+  write_bash_case("_l3ctl_commands", known.places, &Place::commands);
+  write_bash_case("_l3ctl_options", known.places, &Place::options);
+  write_values(known.values);
   std::cout << bash_function;
 }
 
@@ -125,9 +169,7 @@ void write_zsh_words(const char* name, const std::vector<Word>& words) {
   std::cout << ")\n";
 }
 
-constexpr const char* zsh_start = R"(#compdef l3ctl
-# Completion of l3ctl for zsh; "l3ctl completion zsh" wrote it.
-
+constexpr const char* zsh_start = R"(
 _l3ctl_words() {
   commands=() options=()
   case $1 in
@@ -137,7 +179,7 @@ constexpr const char* zsh_end = R"(  esac
 
 _l3ctl() {
   local place='' word
-  local -a commands options
+  local -a commands options values
   _l3ctl_words "$place"
   for word in "${(@)words[2,CURRENT-1]}"; do
     if (( ${commands[(I)$word:*]} )); then
@@ -145,8 +187,12 @@ _l3ctl() {
       _l3ctl_words "$place"
     fi
   done
+  values=(${=$(_l3ctl_values "$place $words[CURRENT-1]")})
+  (( $#values )) || values=(${=$(_l3ctl_values "$place")})
   if [[ $words[CURRENT] == -* ]]; then
     _describe -o option options
+  elif (( $#values )); then
+    _describe value values
   elif (( $#commands )); then
     _describe command commands
   else
@@ -157,9 +203,12 @@ _l3ctl() {
 _l3ctl "$@"
 )";
 
-void write_zsh(const std::vector<Place>& places) {
+void write_zsh(const Known& known) {
+  std::cout
+      << "#compdef l3ctl\n# Completion of l3ctl for zsh; \"l3ctl completion zsh\" wrote it.\n";
+  write_values(known.values);
   std::cout << zsh_start;
-  for (const Place& place : places) {
+  for (const Place& place : known.places) {
     std::cout << "    " << quoted(place.path) << ")\n";
     write_zsh_words("commands", place.commands);
     write_zsh_words("options", place.options);
@@ -169,9 +218,9 @@ void write_zsh(const std::vector<Place>& places) {
 }
 
 int write_completion(const CLI::App& app, const std::string& shell) {
-  std::vector<Place> places;
-  collect(app, "", places);
-  shell == "bash" ? write_bash(places) : write_zsh(places);
+  Known known;
+  collect(app, "", known);
+  shell == "bash" ? write_bash(known) : write_zsh(known);
   return exit_done;
 }
 
@@ -189,7 +238,10 @@ void add_completion_command(CLI::App& app, Context& context) {
       "$fpath\n\n" +
       command->get_footer());
   command->callback([&app, &context, shell] {
-    context.action = [&app, shell] { return write_completion(app, *shell); };
+    context.action = [&app, &context, shell] {
+      refuse_json(context, "completion");
+      return write_completion(app, *shell);
+    };
   });
 }
 

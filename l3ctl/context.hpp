@@ -40,6 +40,13 @@ struct Context {
   std::function<int()> action;
 };
 
+/* For commands whose result is a text of its own kind. */
+inline void refuse_json(const Context& context, const std::string& command) {
+  if (context.json) {
+    throw Failure(command + ": there is no result as JSON", exit_wrong_input);
+  }
+}
+
 /* "l3ctl: message" on standard error. */
 void complain(const std::string& message);
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input.hpp"
 #include "l3ctl/library.hpp"
@@ -102,6 +103,17 @@ const char* outcome_word(Outcome outcome) {
   }
 }
 
+Paint paint_of(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::accepted:
+      return Paint::good;
+    case Outcome::dropped:
+      return Paint::bad;
+    default:
+      return Paint::warning;
+  }
+}
+
 Json as_json(const Verdict& verdict) {
   Json passed = Json::array();
   for (const settings::Step& step : verdict.passed) {
@@ -168,14 +180,14 @@ void add_warnings(const Verdict& verdict, const Settings& settings, Notes& notes
 }
 
 void print(const Verdict& verdict, const Notes& notes) {
-  std::cout << outcome_word(verdict.outcome) << " by "
+  std::cout << painted(paint_of(verdict.outcome), outcome_word(verdict.outcome)) << " by "
             << (verdict.decided_by.empty() ? "no setting" : verdict.decided_by) << ": "
             << verdict.reason << '\n';
   for (const settings::Step& step : verdict.passed) {
     std::cout << "  passed " << step.setting << ": " << step.what << '\n';
   }
   for (const std::string& note : notes) {
-    std::cout << "  note: " << note << '\n';
+    std::cout << "  " << painted(Paint::warning, "note:") << " " << note << '\n';
   }
 }
 
@@ -271,6 +283,7 @@ void add_explain_command(CLI::App& app, Context& context) {
             word.option,
             [question, key = word.key](const std::string& value) { question->packet[key] = value; },
             word.help)
+        ->type_name(packet_choices(word.key))
         ->excludes(batch);
   }
   command

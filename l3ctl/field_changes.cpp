@@ -4,6 +4,7 @@
 #include <span>
 
 #include "l3ctl/apply_steps.hpp"
+#include "l3ctl/colour.hpp"
 
 namespace l3ctl {
 
@@ -126,13 +127,16 @@ std::string line(const FieldChange& change) {
   if (change.old_value.is_null() && change.new_value.is_null()) {
     return change.path + ": stored bytes that no field shows";
   }
+  const std::string old_text = value_text(change.old_value);
+  const std::string new_text = value_text(change.new_value);
   if (change.path.ends_with(']') && change.new_value.is_null()) {
-    return "- " + change.path + ": " + value_text(change.old_value);
+    return painted(Paint::bad, "- " + change.path + ": " + old_text);
   }
   if (change.path.ends_with(']') && change.old_value.is_null()) {
-    return "+ " + change.path + ": " + value_text(change.new_value);
+    return painted(Paint::good, "+ " + change.path + ": " + new_text);
   }
-  return change.path + ": " + value_text(change.old_value) + " -> " + value_text(change.new_value);
+  return change.path + ": " + painted(Paint::bad, old_text) + " -> " +
+         painted(Paint::good, new_text);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/stored_view.hpp"
@@ -96,8 +97,10 @@ void print_fields(const std::vector<Shown>& fields) {
   constexpr size_t name_width = 56;
   constexpr size_t value_width = 24;
   constexpr size_t longest_value = 48;
-  std::cout << "\noffset  record  " << column("field", name_width) << column("value", value_width)
-            << "bytes\n";
+  std::cout << '\n'
+            << painted(Paint::strong, "offset  record  " + column("field", name_width) +
+                                          column("value", value_width) + "bytes")
+            << '\n';
   for (const Shown& field : fields) {
     const bool is_long = field.value.size() > longest_value;
     std::cout << number(static_cast<int>(field.offset), 6) << number(field.record_offset, 8) << "  "
@@ -112,13 +115,15 @@ void print_findings(const Question& question, const StoredFile& stored) {
   constexpr size_t enough = 20;
   std::cout << '\n';
   if (stored.findings.empty()) {
-    std::cout << "nothing is torn or implausible\n";
+    std::cout << painted(Paint::good, "nothing is torn or implausible") << '\n';
   }
   const bool has_advice = is_in_use(question.file);
   for (size_t i = 0; i < stored.findings.size() && (question.all || i < enough); ++i) {
-    std::cout << line_of(stored.findings[i]) << '\n';
+    const settings::StoredFinding& finding = stored.findings[i];
+    const bool is_note = finding.kind == settings::StoredFinding::Kind::note;
+    std::cout << painted(is_note ? Paint::warning : Paint::bad, line_of(finding)) << '\n';
     if (has_advice) {
-      std::cout << "  what to do: " << stored.findings[i].advice << '\n';
+      std::cout << "  " << painted(Paint::strong, "what to do:") << " " << finding.advice << '\n';
     }
   }
   if (!question.all && stored.findings.size() > enough) {

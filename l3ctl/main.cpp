@@ -186,12 +186,41 @@ std::unique_ptr<CLI::App> parsed_alone(const Command& named, Context& context, i
   return app;
 }
 
+/* What has been said on standard error. */
+std::vector<std::string>& said() {
+  static std::vector<std::string> messages;
+  return messages;
+}
+
+/* For programs that asked for JSON: the failure, and what was said of it before. */
+void print_failure(const std::string& message, const std::vector<std::string>& before) {
+  using Json = nlohmann::ordered_json;
+  const Json failure = {{"error", message}, {"messages", before}};
+  std::cout << failure.dump(-1, ' ', true, Json::error_handler_t::replace) << '\n';
+}
+
+void tell_failure(const Context& context, const char* message) {
+  if (context.json) {
+    print_failure(message, said());
+  }
+  complain(message);
+}
+
 /* The status that the program ends with at once, or -1. */
 int parse(CLI::App& app, const Context& context, int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? exit_done : context.wrong_input;
+    if (app.exit(error) == 0) {
+      return exit_done;
+    }
+    // A flag is stored with the last word, so the command line itself is asked.
+    if (app.count("--json") != 0) {
+      const std::string text = wrong_words(&app, error);
+      const size_t start = std::string_view("l3ctl: ").size();
+      print_failure(text.substr(start, text.find_last_not_of('\n') + 1 - start), {});
+    }
+    return context.wrong_input;
   }
   return -1;
 }
@@ -225,6 +254,7 @@ int run(Context& context, int argc, char** argv) {
 }  // namespace
 
 void complain(const std::string& message) {
+  said().push_back(message);
   std::cerr << "l3ctl: " << message << '\n';
 }
 
@@ -237,10 +267,10 @@ int main(int argc, char** argv) {
   try {
     status = l3ctl::run(context, argc, argv);
   } catch (const l3ctl::Failure& failure) {
-    l3ctl::complain(failure.what());
+    l3ctl::tell_failure(context, failure.what());
     status = failure.status() == l3ctl::exit_wrong_input ? context.wrong_input : failure.status();
   } catch (const std::exception& error) {
-    l3ctl::complain(error.what());
+    l3ctl::tell_failure(context, error.what());
   }
   std::cout.flush();
   if (!std::cout) {

@@ -129,7 +129,12 @@ int write_manual(const CLI::App& app) {
 
 void add_manual_command(CLI::App& app, Context& context) {
   app.add_subcommand("manual", "Write the commands and options as a part of a manual page")
-      ->callback([&app, &context] { context.action = [&app] { return write_manual(app); }; });
+      ->callback([&app, &context] {
+        context.action = [&app, &context] {
+          refuse_json(context, "manual");
+          return write_manual(app);
+        };
+      });
 }
 
 }  // namespace l3ctl

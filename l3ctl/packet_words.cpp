@@ -270,6 +270,23 @@ void read_protocol(const Words& words, Packet& packet) {
 
 }  // namespace
 
+std::string packet_choices(const std::string& key) {
+  const auto braced = [](std::span<const Word> words) {
+    std::string list;
+    for (const Word& word : words) {
+      list += (list.empty() ? "{" : ",") + std::string(word.text);
+    }
+    return list + "}";
+  };
+  if (key == "from") {
+    return braced(sides);
+  }
+  if (key == "to") {
+    return braced(targets);
+  }
+  return key == "protocol" ? braced(protocols) : "TEXT";
+}
+
 Packet packet_of(const Json& json, Naming naming) {
   const Words words(json, naming);
   require_all(words);

@@ -9,6 +9,7 @@
 
 #include "executor/executor.hpp"
 #include "l3ctl/apply_steps.hpp"
+#include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/field_changes.hpp"
 #include "l3ctl/library.hpp"
@@ -122,21 +123,23 @@ std::string shortened(const std::string& bytes) {
 
 void print_text(const Plan& plan) {
   if (!plan.fields.empty()) {
-    std::cout << "Fields:\n" << field_lines(plan.fields);
+    std::cout << painted(Paint::strong, "Fields:") << '\n' << field_lines(plan.fields);
   }
   if (!plan.steps.empty()) {
-    std::cout << "Lines and platform calls, in order:\n";
+    std::cout << painted(Paint::strong, "Lines and platform calls, in order:") << '\n';
   }
   for (const Json& step : plan.steps) {
     const Json& text = step.contains("line") ? step["line"] : step["call"];
     std::cout << printable(text.get<std::string>()) << '\n';
   }
   if (!plan.bytes.empty()) {
-    std::cout << "Bytes of " << configuration_path << ":\n";
+    std::cout << painted(Paint::strong, std::string("Bytes of ") + configuration_path + ":")
+              << '\n';
   }
   for (const ByteChange& change : plan.bytes) {
     const std::string old = change.old_bytes.empty() ? "(none)" : shortened(change.old_bytes);
-    std::cout << change.offset << ": " << old << " -> " << shortened(change.new_bytes) << '\n';
+    std::cout << change.offset << ": " << painted(Paint::bad, old) << " -> "
+              << painted(Paint::good, shortened(change.new_bytes)) << '\n';
   }
   if (plan.steps.empty() && plan.bytes.empty()) {
     std::cout << "nothing to do\n";

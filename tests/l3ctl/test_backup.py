@@ -38,7 +38,8 @@ class Backup(Copies):
         self.store(firewall=True)
         done = subprocess.run([L3CTL, "backup", "-"], capture_output=True, check=True, env=self.environment())
         self.assertEqual((done.stdout, done.stderr), (configuration(True), b""))
-        self.assert_outcome(self.l3ctl("backup", "-", "--json"), 2, "",
+        self.assert_outcome(self.l3ctl("backup", "-", "--json"), 2,
+                            '{"error":"a backup to standard output leaves no room for --json","messages":[]}\n',
                             "l3ctl: a backup to standard output leaves no room for --json\n")
         outcome = self.l3ctl("backup", str(BACKUP), "--json")
         self.assertEqual(json.loads(outcome.out), {"done": f"backup: 15019 bytes written to {BACKUP}", "failed": [],

@@ -1,4 +1,5 @@
 """Completion of command lines, in the shells themselves."""
+import json
 import re
 import subprocess
 import unittest
@@ -64,6 +65,30 @@ class Completion(Gateway):
                          ["show", "update", "clear"])
         self.assertIn("--yes", [line.partition(":")[0] for line in self.complete("zsh", "l3ctl", "reset", "-")])
         self.assertEqual(self.complete("zsh", "l3ctl", "apply", ""), ["FILES"])
+
+    def test_both_shells_offer_the_values_that_are_known(self):
+        sections = list(json.loads(self.l3ctl("export").out))
+        for words, values in ((["level", ""], ["off", "low", "high"]), (["level", "h"], ["high"]),
+                              (["completion", ""], ["bash", "zsh"]), (["show", ""], sections),
+                              (["--json", "show", "url_filter", "route"], ["route_qos"]),
+                              (["export", "--section", ""], sections),
+                              (["apply", "x.json", "--section", "mac_"], ["mac_filter"]),
+                              (["explain", "--from", ""], ["lan", "wan", "other"]),
+                              (["explain", "--from", "lan", "--to", ""], ["gateway", "lan", "wan", "other"]),
+                              (["explain", "--protocol", "u"], ["udp"])):
+            self.assertEqual(self.complete("bash", "l3ctl", *words), values, words)
+            # zsh itself picks those that fit.
+            offered = self.complete("zsh", "l3ctl", *words)
+            self.assertEqual([value for value in offered if value.startswith(words[-1])], values, words)
+
+    def test_what_is_offered_is_what_the_parser_takes(self):
+        self.store()
+        for word in self.complete("bash", "l3ctl", "show", ""):
+            self.assertEqual(self.l3ctl("show", word).status, 0, word)
+        for option in ("--from", "--to", "--protocol"):
+            for word in self.complete("bash", "l3ctl", "explain", option, ""):
+                self.assertNotIn(f"{option}: ", self.l3ctl("explain", option, word).err)
+            self.assertIn(f"{option}: ", self.l3ctl("explain", "--from=lan", "--to=wan", "--protocol=tcp", option, "no").err)
 
     def test_another_shell_is_refused(self):
         outcome = self.l3ctl("completion", "fish")

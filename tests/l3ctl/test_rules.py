@@ -9,7 +9,7 @@ import unittest
 from pathlib import Path
 
 from gateway import CONFIGURATION, L3CTL, TOOLS
-from live import FRESH4, Rules, squeezed
+from live import FRESH4, ONE_NAME, Rules, squeezed
 
 TREE = """\
 IPv4
@@ -46,6 +46,11 @@ OUTPUT                                                      policy ACCEPT
 forward_ext_ds_ip                                           no jump leads here
 forward_ext_us_ip                                           no jump leads here
 """
+WANTED = ONE_NAME.replace("example.com", "example.org").replace("}]}}", """}]},
+ "mac_filter": {"enabled": true, "mode": "black-list", "devices": [
+  {"mac": "02:00:00:00:01:20"}, {"mac": "02:00:00:00:01:21"}]}}""")
+PACKET = ("--from", "lan", "--to", "wan", "--source", "192.168.1.20", "--destination", "203.0.113.2", "--dns-name",
+          "example.com", "--time", "12:00")
 
 
 class Tree(Rules):
@@ -126,7 +131,8 @@ class Picture(Rules):
         self.settings()
         self.assert_outcome(self.l3ctl("rules", "--svg", "/run/none/rules.svg"), 1, "",
                             "l3ctl: /run/none/rules.svg: cannot be written: No such file or directory\n")
-        self.assert_outcome(self.l3ctl("--json", "rules", "--svg", "/run/rules.svg"), 2, "",
+        self.assert_outcome(self.l3ctl("--json", "rules", "--svg", "/run/rules.svg"), 2,
+                            '{"error":"--svg draws a picture, which --json cannot be asked of","messages":[]}\n',
                             "l3ctl: --svg draws a picture, which --json cannot be asked of\n")
         (TOOLS / "dot").write_text("#!/bin/sh\necho broken >&2\nexit 9\n")
         (TOOLS / "dot").chmod(0o755)
@@ -275,15 +281,53 @@ class Colours(Rules):
     def test_a_terminal_gets_colours_and_everything_else_plain_text(self):
         self.settings()
         self.changed("COMMIT", "[0:0] -A forward_ext_mac -j ACCEPT\nCOMMIT")
-        for command in ("rules", "check", "doctor", "status", "show"):
-            plain = self.l3ctl(command).out
+        Path("/tmp/wanted.json").write_text(WANTED)
+        for command in (["rules"], ["check"], ["doctor"], ["status"], ["show"], ["inspect"], ["diff", "/tmp/wanted.json"],
+                        ["plan", "/tmp/wanted.json"], ["explain", *PACKET]):
+            plain = self.l3ctl(*command).out
             self.assertNotIn("\033", plain, command)
-            painted = self.at_a_terminal(command)
+            painted = self.at_a_terminal(*command)
             self.assertIn("\033[", painted, command)
             self.assertEqual(re.sub("\033\\[[0-9]*m", "", painted), plain, command)
-            self.assertEqual(self.at_a_terminal(command, NO_COLOR="1"), plain, command)
-            self.assertEqual(self.at_a_terminal(command, TERM="dumb"), plain, command)
-            self.assertEqual(self.at_a_terminal(command, NO_COLOR=""), painted, command)
+            self.assertEqual(self.at_a_terminal(*command, NO_COLOR="1"), plain, command)
+            self.assertEqual(self.at_a_terminal(*command, TERM="dumb"), plain, command)
+            self.assertEqual(self.at_a_terminal(*command, NO_COLOR=""), painted, command)
+
+    def test_old_is_red_and_new_is_green(self):
+        self.settings()
+        Path("/tmp/wanted.json").write_text(WANTED)
+        diff = self.at_a_terminal("diff", "/tmp/wanted.json")
+        self.assertIn('url_filter.entries[0].host: \033[31m"example.com"\033[0m -> \033[32m"example.org"\033[0m\n', diff)
+        self.assertIn('\033[32m+ mac_filter.devices[0]: ', diff)
+        self.assertIn("\033[31mdropped\033[0m by url_filter.entries[0]: ", self.at_a_terminal("explain", *PACKET))
+
+    def test_what_is_torn_is_red(self):
+        self.store(w0=99)
+        inspected = self.at_a_terminal("inspect")
+        self.assertIn("\033[31mimplausible: byte 31, ", inspected)
+        self.store()
+        self.assertIn("\033[32mnothing is torn or implausible\033[0m\n", self.at_a_terminal("inspect"))
+
+    def test_a_watch_clears_the_screen_before_each_drawing(self):
+        self.settings()
+        ours, theirs = os.openpty()
+        process = subprocess.Popen([L3CTL, "rules", "--watch", "1"], stdout=theirs, stderr=subprocess.DEVNULL,
+                                   env=self.environment())
+        os.close(theirs)
+        patience = threading.Timer(20, process.kill)
+        patience.start()
+        self.addCleanup(patience.cancel)
+        seen = b""
+        while seen.count(b"forward_ext_us_ip ") < 6:
+            seen += os.read(ours, 65536)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=20), 0)
+        os.close(ours)
+        drawings = seen.split(b"\033[H\033[J")
+        self.assertEqual(drawings[0], b"")
+        self.assertGreaterEqual(len(drawings), 3)
+        for drawing in drawings[1:]:
+            self.assertEqual(drawing.count(b"end with Ctrl-C"), 1)
 
 
 del Rules
