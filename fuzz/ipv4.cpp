@@ -1,5 +1,7 @@
-/* IPv4 texts: the parser agrees with inet_pton(3) on every text, and numbers survive the way to text
- * and back. */
+/*
+ * IPv4 texts: the parser agrees with inet_pton(3) on every text; the call that makes a number of one takes
+ * the empty text too, and with a colon what IPv6 takes; numbers survive the way to text and back.
+ */
 #include <arpa/inet.h>
 
 #include "input.hpp"
@@ -23,10 +25,21 @@ void check_parser(const std::string& text) {
   }
 }
 
+/* The first four bytes of a colon's text are an IPv6 address's. */
+bool parses(const std::string& text, uint8_t (&address)[16]) {
+  const bool has_colon = text.find(':') != std::string::npos;
+  return text.empty() || inet_pton(has_colon ? AF_INET6 : AF_INET, text.c_str(), address) == 1;
+}
+
 void check_number(const std::string& text) {
+  uint8_t address[16] = {};
+  const bool good = parses(text, address);
+  const uint32_t expected = uint32_t{address[0]} << 24 | uint32_t{address[1]} << 16 |
+                            uint32_t{address[2]} << 8 | uint32_t{address[3]};
   uint32_t number = 1;
   const int32_t result = gl3_web_ip_str_to_bin(text.c_str(), &number);
-  check(result == 0 || (result == 1 && number == 0), "a text that does not parse is 0", text);
+  check(result == (good ? 0 : 1), "inet_pton() decides, but for the empty text", text);
+  check(number == (good ? expected : 0), "the number is the text's, or 0", text);
   if (result != 0 || text.empty() || text.find(':') != std::string::npos) {
     return;
   }

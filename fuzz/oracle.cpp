@@ -30,9 +30,16 @@ struct FreeText {
 constexpr FreeText portal_address = {"iptables -A forward_ext_captiveportal  -d ", " -j ACCEPT",
                                      20};
 
+/* The page jump places two texts of its caller's, and between them the platform's address. */
+constexpr std::string_view page_jumps[] = {
+    "iptables -t nat -A PREROUTING -i br0 -s ",
+    "iptables -t nat -D PREROUTING -i br0 -s ",
+};
+constexpr std::string_view before_gateway = " ! -d ";
+constexpr std::string_view behind_gateway = " -p tcp --dport 80 -j DNAT --to ";
+constexpr size_t longest_gateway = 15;
+
 constexpr FreeText free_texts[] = {
-    {"iptables -t nat -A PREROUTING -i br0 -s ", "", 255},
-    {"iptables -t nat -D PREROUTING -i br0 -s ", "", 255},
     {"iptables -A forward_ext_ip -i ", " -j forward_ext_ds_ip", 5},
     {"ip6tables -A forward_ext_ip -i ", " -j forward_ext_ds_ip", 5},
     {"iptables -A input_ext_acl -i ", " -j input_ext_ds_acl", 5},
@@ -43,6 +50,24 @@ bool matches(std::string_view line, const FreeText& text) {
   return line.size() >= text.before.size() + text.after.size() && line.starts_with(text.before) &&
          line.ends_with(text.after) &&
          line.size() - text.before.size() - text.after.size() <= text.at_most;
+}
+
+/* The caller's text may hold the fixed words, too; then any of them will do. */
+bool is_page_jump(std::string_view line) {
+  const auto* head = std::ranges::find_if(
+      page_jumps, [&](std::string_view beginning) { return line.starts_with(beginning); });
+  if (head == std::end(page_jumps)) {
+    return false;
+  }
+  for (size_t at = line.find(before_gateway, head->size()); at != std::string_view::npos;
+       at = line.find(before_gateway, at + 1)) {
+    const size_t gateway = at + before_gateway.size();
+    const size_t behind = line.find(behind_gateway, gateway);
+    if (behind != std::string_view::npos && behind - gateway <= longest_gateway) {
+      return true;
+    }
+  }
+  return false;
 }
 
 bool is_plain(char character) {
@@ -97,7 +122,7 @@ void check_command(std::string_view line) {
         "a command line calls the packet filter", line);
   const bool free =
       std::ranges::any_of(free_texts, [&](const FreeText& text) { return matches(line, text); });
-  if (free || (!world.texts_are_checked && matches(line, portal_address))) {
+  if (free || is_page_jump(line) || (!world.texts_are_checked && matches(line, portal_address))) {
     return;
   }
   check(means_what_it_says(line), "the shell takes each character of a line for itself", line);

@@ -35,6 +35,35 @@ void apply_all(const settings::Settings& wanted) {
   check(world.commands.size() <= most_commands(), "no settings make more commands");
 }
 
+template <typename Region>
+bool same_bytes(const std::optional<Region>& one, const std::optional<Region>& other) {
+  return one.has_value() == other.has_value() &&
+         (!one || memcmp(&*one, &*other, sizeof(Region)) == 0);
+}
+
+void check_same_regions(const settings::Settings& one, const settings::Settings& other) {
+  check(same_bytes(one.ip_filter, other.ip_filter) && same_bytes(one.ip6_filter, other.ip6_filter),
+        "the IP filters stay the same");
+  check(same_bytes(one.url_filter, other.url_filter), "the URL filter stays the same");
+  check(same_bytes(one.mac_filter, other.mac_filter) &&
+            same_bytes(one.mac6_filter, other.mac6_filter) &&
+            same_bytes(one.dhcp_filter, other.dhcp_filter),
+        "the filters of MAC addresses stay the same");
+  check(same_bytes(one.acl, other.acl), "the access list stays the same");
+  check(same_bytes(one.captive_portal, other.captive_portal), "the portal stays the same");
+  check(same_bytes(one.route_qos_rules, other.route_qos_rules), "route QoS stays the same");
+}
+
+/* The level is written as the two switches that it stands for. */
+void check_same_switches(const settings::Settings& one, const settings::Settings& other) {
+  check(one.firewall == other.firewall && one.port_scan_protection == other.port_scan_protection,
+        "firewall and port scan protection stay the same");
+  check(one.ipsec_pass_through == other.ipsec_pass_through &&
+            one.vpn_pass_through == other.vpn_pass_through,
+        "what passes through stays the same");
+  check(one.route_qos_enabled == other.route_qos_enabled, "the QoS switch stays the same");
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -51,6 +80,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const settings::Reading again = settings::read(written, "input");
   check(again.errors.empty(), "what is written is read", written);
   check(settings::write(again.settings) == written, "and written again as the same", written);
+  check_same_regions(reading.settings, again.settings);
+  check_same_switches(reading.settings, again.settings);
   apply_all(reading.settings);
   return 0;
 }
