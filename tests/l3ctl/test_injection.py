@@ -66,7 +66,7 @@ class Injection(Gateway):
         for path, argv in started[1:]:
             name = os.path.basename(path).decode()
             if name == "sh":
-                self.assertEqual(argv[:2], [b"sh", b"-c"])
+                self.assertEqual(argv[:2], [b"/bin/sh", b"-c"])
             elif name in PACKET_FILTER and [one.decode("latin-1") for one in argv[1:]] in OWN:
                 # Started without a shell, and without a word of anybody else.
                 self.assertEqual(argv[0].decode(), name)
