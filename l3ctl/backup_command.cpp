@@ -57,6 +57,7 @@ int backup(const Context& context, const Copy& copy) {
     std::cout << bytes;
     return exit_done;
   }
+  remove_unfinished(copy.file);
   write_whole(copy.file, bytes);
   const std::string done =
       "backup: " + std::to_string(bytes.size()) + " bytes written to " + copy.file;

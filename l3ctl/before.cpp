@@ -78,6 +78,12 @@ std::optional<uint8_t> vpn_state() {
 
 }  // namespace
 
+void clear_up_store() {
+  for (const char* path : stored_paths) {
+    remove_unfinished(path);
+  }
+}
+
 Before::Before() : vpn_(vpn_state()) {
   for (const char* path : stored_paths) {
     files_.push_back({path, kept(path)});

@@ -10,6 +10,10 @@
 
 namespace l3ctl {
 
+/* Removes what a command that came to a sudden end has left half-written beside the files of the store.
+ * Under the lock of changing commands, which all that write there hold. */
+void clear_up_store();
+
 class Before {
  public:
   /* Keeps the files of the store, and what the platform says of VPN pass-through. */

@@ -211,6 +211,7 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure, Forese
   } else {
     warn_of_stored_damage();
   }
+  clear_up_store();
   put_signals_off();
   // What is stored tells of a household, and saved rules become commands: also those that tools write.
   umask(077);

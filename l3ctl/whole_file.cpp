@@ -56,11 +56,13 @@ class SignalsOff {
   sigset_t before_ = {};
 };
 
+constexpr char unique_part[] = ".XXXXXX";
+
 /* The new file under a name of its own, gone again unless it has taken its place. */
 class Temporary {
  public:
   explicit Temporary(const std::string& beside)
-      : path_(beside + ".XXXXXX" + unfinished),
+      : path_(beside + unique_part + unfinished),
         fd_(mkostemps(path_.data(), sizeof unfinished - 1, O_CLOEXEC)) {}
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;
@@ -190,6 +192,19 @@ void write_whole(const std::string& file, std::string_view bytes, mode_t mode) {
   // The name too must outlive a power cut.
   if (fsync(folder.number()) != 0) {
     give_up(file, "made durable, though it is in place");
+  }
+}
+
+void remove_unfinished(const std::string& file) {
+  const std::string start = std::filesystem::path(file).filename().string() + '.';
+  const size_t length = start.size() + std::strlen(unique_part) - 1 + std::strlen(unfinished);
+  std::error_code error;
+  std::filesystem::directory_iterator entry(folder_of(file), error);
+  for (; entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (name.size() == length && name.starts_with(start) && name.ends_with(unfinished)) {
+      unlink(entry->path().c_str());
+    }
   }
 }
 

@@ -23,6 +23,10 @@ inline constexpr char unfinished[] = ".next";
  * signal that ends the program, leaves the old file or the new one and nothing else. */
 void write_whole(const std::string& file, std::string_view bytes, mode_t mode = 0600);
 
+/* Removes what writers of this file that came to a sudden end have left beside it. No writer may be at
+ * work. */
+void remove_unfinished(const std::string& file);
+
 /* Removes a file, durably. */
 void remove_whole(const std::string& file);
 

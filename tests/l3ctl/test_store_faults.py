@@ -1,11 +1,16 @@
 """The files of the store while the system fails under l3ctl."""
+import itertools
+import json
+import os
 import subprocess
 import unittest
 from pathlib import Path
 
 from gateway import CONFIGURATION, L3CTL, Gateway, configuration
+from test_backup import BACKUP, HOUSEHOLD, Copies
 from test_transaction import TWO_LISTS
 
+FULL = os.environ.get("L3_TEST_FULL") == "yes"
 SAVED = Path("/ztcfg/firewall.conf")
 
 
@@ -78,6 +83,101 @@ class StoreFaults(Gateway):
                       if call.startswith(("rename(", "unlink(")) and f'"{SAVED}"' in call]
             self.assertEqual(len(placed), 1, calls)
             self.assertRegex(calls[placed[0] + 1], r"^fsync\(\d+</ztcfg>\) += 0$")
+
+
+class SuddenEnds(Copies):
+    """l3ctl is killed at each of its calls that make, write, rename or remove something."""
+    way = ()
+    calls = ("openat", "write", "fsync", "fchmod", "ftruncate", "rename", "unlink") + (("close",) if FULL else ())
+    ways = ((), ("--one-by-one",)) if FULL else ((),)
+
+    def ends(self, *arguments, stdin=b""):
+        """Kills l3ctl at its first such call, then anew at its second, until none is left: of each run, how it ended."""
+        for call in self.calls:
+            for number in itertools.count(1):
+                self.store(firewall=True)
+                SAVED.write_text("the rules of before\n")
+                done = subprocess.run(
+                    ["strace", "-e", f"trace={call}", "-e", f"inject={call}:signal=KILL:when={number}", "-o", "/dev/null",
+                     L3CTL, *self.way, *arguments], input=stdin, capture_output=True, env=self.traced_environment(),
+                    timeout=60, check=False)
+                yield done.returncode
+                if done.returncode != -9:
+                    break
+
+    def swept(self, place, old, new, *arguments, stdin=b""):
+        """Every end leaves the old file or the new one, and nothing that the next change does not clear up. Returns
+        how the runs ended that were not killed, and how often something was left."""
+        seen, left, statuses = set(), 0, []
+        for status in self.ends(*arguments, stdin=stdin):
+            statuses.append(status)
+            self.assertIn(place.read_bytes(), (old, new), (arguments, statuses))
+            seen.add(place.read_bytes())
+            unfinished = [path for path in place.parent.iterdir() if path.name.endswith(".next")]
+            left += len(unfinished)
+            if unfinished:
+                self.assert_outcome(self.l3ctl(*(["vpn", "off"] if place == CONFIGURATION else arguments)), 0,
+                                    "vpn: off\n" if place == CONFIGURATION else f"backup: 15019 bytes written to {BACKUP}\n")
+                self.assertEqual([path for path in unfinished if path.exists()], [])
+            if place == BACKUP:
+                BACKUP.write_bytes(old)
+        self.assertEqual(seen, {old, new})
+        self.assertGreater(statuses.count(-9), 15)
+        return set(statuses) - {-9}, left
+
+    def test_a_backup(self):
+        BACKUP.write_bytes(b"the good one")
+        statuses, left = self.swept(BACKUP, b"the good one", configuration(True), "backup", str(BACKUP))
+        self.assertEqual(statuses, {0})
+        self.assertGreater(left, 3)
+
+    def test_a_restore(self):
+        BACKUP.write_bytes(HOUSEHOLD)
+        for self.way in self.ways:
+            statuses, left = self.swept(CONFIGURATION, configuration(True), HOUSEHOLD, "restore", str(BACKUP))
+            self.assertEqual(statuses, {0})
+            self.assertGreater(left, 3)
+
+    def test_a_restore_that_is_put_back(self):
+        BACKUP.write_bytes(HOUSEHOLD)
+        self.refuse("iptables -F forward_ext_url")
+        statuses, left = self.swept(CONFIGURATION, configuration(True), HOUSEHOLD, "restore", str(BACKUP))
+        self.assertEqual(statuses, {3})
+        self.assertGreater(left, 6)
+
+    def test_a_section_that_is_set(self):
+        """The library writes in place, a record in one call: one section is the old or the new one."""
+        change = TWO_LISTS.encode()
+        for self.way in self.ways:
+            self.store(firewall=True)
+            self.assertEqual(self.apply(TWO_LISTS, "--section", "url_filter").status, 0)
+            new = CONFIGURATION.read_bytes()
+            statuses, _ = self.swept(CONFIGURATION, configuration(True), new, "apply", "--section", "url_filter", "-",
+                                   stdin=change)
+            self.assertEqual(statuses, {0})
+
+    def test_several_sections_that_are_set(self):
+        """Each section is whole, and so is the file."""
+        self.store(firewall=True)
+        old = json.loads(self.l3ctl("export").out)
+        self.assertEqual(self.apply(TWO_LISTS).status, 0)
+        new = json.loads(self.l3ctl("export").out)
+        mixed = 0
+        for _ in self.ends("apply", "-", stdin=TWO_LISTS.encode()):
+            self.assertEqual(self.l3ctl("inspect").status, 0)
+            now = json.loads(self.l3ctl("export").out)
+            self.assertEqual([name for name in now if now[name] not in (old[name], new[name])], [])
+            mixed += now not in (old, new)
+        self.assertEqual(now, new)
+        self.assertGreater(mixed, 0)
+
+    def test_a_file_of_another_name_is_not_cleared_up(self):
+        others = ["l3_advance.dat.backup", "l3_advance.dat.next", "l3_advance.dat.mine.next", "other.abcdef.next"]
+        for name in [*others, "l3_advance.dat.abcdef.next", "firewall.conf.abcdef.next"]:
+            CONFIGURATION.with_name(name).touch()
+        self.assertEqual(self.l3ctl("vpn", "off").status, 0)
+        self.assertEqual(sorted(path.name for path in CONFIGURATION.parent.iterdir()),
+                         sorted([*others, "l3_advance.dat"]))
 
 
 if __name__ == "__main__":
