@@ -5,6 +5,7 @@
 
 #include "apart.hpp"
 #include "household.hpp"
+#include "inspected.hpp"
 #include "trial.hpp"
 
 using namespace harness;
@@ -139,6 +140,19 @@ bool fails(const Whole& whole, const Cut& cut, Seen& seen) {
   return true;
 }
 
+/* How many of these are told as torn; none where nobody can say. */
+std::optional<int> number_told(const Whole& whole, const std::set<std::string>& files, Torn torn) {
+  int told = 0;
+  for (const std::string& file : files) {
+    const std::optional<bool> is_told = inspect_tells(file, torn, {whole.before, whole.after});
+    if (!is_told) {
+      return std::nullopt;
+    }
+    told += *is_told ? 1 : 0;
+  }
+  return told;
+}
+
 }  // namespace
 
 Whole played_through(const Scenario& scenario) {
@@ -173,4 +187,16 @@ Found cut_everywhere(const Whole& whole) {
   }
   EXPECT_FALSE(fails(whole, {whole.operations + 1, Way::power_fails_before}, seen));
   return seen.found;
+}
+
+std::string told(const Whole& whole, const Found& found) {
+  if (!whole.scenario.other_file.empty()) {
+    return " - |";
+  }
+  const auto some_new = number_told(whole, found.some_new, Torn::some_sections);
+  const auto cut_sections = number_told(whole, found.cut_sections, Torn::cut_section);
+  const auto short_files = number_told(whole, found.short_files, Torn::short_file);
+  return some_new && cut_sections && short_files
+             ? " " + std::to_string(*some_new + *cut_sections + *short_files) + " |"
+             : "";
 }

@@ -27,6 +27,10 @@ struct Found {
   std::set<std::string> some_new;     /* whole sections, some old, some new */
 };
 
+/* How many of these files `l3ctl inspect` tells as torn, as its row says: "-" of a file that it does not
+ * read; empty in builds without it. */
+std::string told(const Whole& whole, const Found& found);
+
 /* Cuts at every operation, before it, half-way through it, and in the middle of what it changes in each
  * section. */
 Found cut_everywhere(const Whole& whole);
