@@ -35,7 +35,9 @@ void work(Way way) {
 
 void on_refusal(OnRefusal what) {
   what_on_refusal = what;
-  work(way_of_working);
+  if (transaction) {
+    transaction->on_refusal(what);
+  }
 }
 
 bool commit() {

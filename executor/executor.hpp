@@ -35,12 +35,12 @@ enum class Way : std::uint8_t { direct, record, transaction };
 void work(Way way);
 
 /* What a transaction does when the packet filter refuses an edit: no line after it is run, or the
- * edits that are held are run one by one, so that all others are made. */
+ * edits that are held are run one by one, so that all others are made. What is held stays. */
 enum class OnRefusal : std::uint8_t { stop, go_on };
 void on_refusal(OnRefusal what);
 
-/* Makes what the transaction holds. Returns whether all of it was made; failed_lines() says what was
- * not. In the other ways there is nothing to do. */
+/* Makes what the transaction holds. Returns false where it stopped at a refusal. One that goes on
+ * returns true: failed_lines() alone says what was not made. In the other ways there is nothing to do. */
 bool commit();
 
 /* Directly too, a table is read from now on before the first line that may change it, as a

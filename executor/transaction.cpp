@@ -57,15 +57,15 @@ int Transaction::take(const char* line) {
     return exit_1;
   }
   if (const auto edit = rule_edit(line)) {
-    return take(*edit);
+    return take_edit(*edit);
   }
   if (const auto save = rule_save(line)) {
-    return take(*save);
+    return take_save(*save);
   }
   return run_after_commit(line);
 }
 
-int Transaction::take(const RuleEdit& edit) {
+int Transaction::take_edit(const RuleEdit& edit) {
   switch (edit.operation) {
     case 'N':
       return take_new_chain(edit);
@@ -76,7 +76,7 @@ int Transaction::take(const RuleEdit& edit) {
   }
 }
 
-int Transaction::take(const RuleSave& save) {
+int Transaction::take_save(const RuleSave& save) {
   if (const auto& earlier = held_[save.table].save; earlier && earlier->path != save.path) {
     if (!commit()) {
       return exit_1;
@@ -143,47 +143,47 @@ const std::set<std::string>* Transaction::chains(const Table& table) {
 
 bool Transaction::commit() {
   for (const auto& [table, held] : std::exchange(held_, {})) {
-    if (is_broken_ || !commit(held)) {
+    if (is_broken_ || !make_held(held)) {
       return false;
     }
   }
   return !is_broken_;
 }
 
-bool Transaction::commit(const Held& held) {
+bool Transaction::make_held(const Held& held) {
   const Edits edits(held.edits);
-  return make(edits.first(held.edits_before_save)) && (!held.save || save(*held.save)) &&
-         make(edits.subspan(held.edits_before_save));
+  return make_edits(edits.first(held.edits_before_save)) && (!held.save || make_save(*held.save)) &&
+         make_edits(edits.subspan(held.edits_before_save));
 }
 
-bool Transaction::make(Edits edits) {
+bool Transaction::make_edits(Edits edits) {
   if (edits.empty()) {
     return true;
   }
   const Table& table = edits.front().table;
   const std::set<std::string>* known = chains(table);
   if (known == nullptr || snapshots_.rules(table) == nullptr) {
-    return refused(edits,
-                   {edits.front().line, exit_1, table.tool + "-save: cannot read the rules"});
+    return stop_or_make_others(
+        edits, {edits.front().line, exit_1, table.tool + "-save: cannot read the rules"});
   }
   const auto lost = std::find_if(edits.begin(), edits.end(), [&](const RuleEdit& edit) {
     return !known->contains(edit.chain);
   });
   if (lost != edits.end()) {
-    return refused(edits,
-                   {lost->line, exit_1, table.tool + ": No chain/target/match by that name.\n"});
+    return stop_or_make_others(
+        edits, {lost->line, exit_1, table.tool + ": No chain/target/match by that name.\n"});
   }
   const Ended ended = restore(edits);
   if (ended.status != 0) {
-    return refused(edits, named(edits, ended));
+    return stop_or_make_others(edits, named(edits, ended));
   }
   snapshots_.mark_changed(table);
   return true;
 }
 
-bool Transaction::refused(Edits edits, const FailedLine& failure) {
+bool Transaction::stop_or_make_others(Edits edits, const FailedLine& refused) {
   if (on_refusal_ == OnRefusal::stop) {
-    keep_failed_line(failure);
+    keep_failed_line(refused);
     is_broken_ = true;
     return false;
   }
@@ -195,7 +195,7 @@ bool Transaction::refused(Edits edits, const FailedLine& failure) {
   return true;
 }
 
-bool Transaction::save(const RuleSave& save) {
+bool Transaction::make_save(const RuleSave& save) {
   const Ended read = run({save.table.tool + "-save", "-t", save.table.name});
   const std::string problem = read.status == 0 ? write_file(save.path, read.output) : read.errors;
   if (read.status == 0 && problem.empty()) {

@@ -29,8 +29,10 @@ class Transaction {
   /* Takes one line. Returns its wait status, 0 for one that is held. */
   int take(const char* line);
 
-  /* Makes what is held so far. After a refusal nothing more is made. */
+  /* Makes what is held so far. Returns false where a refusal, now or earlier, has stopped it. */
   bool commit();
+
+  void on_refusal(OnRefusal what) { on_refusal_ = what; }
 
  private:
   struct Held {
@@ -39,17 +41,21 @@ class Transaction {
     std::size_t edits_before_save = 0;
   };
 
-  int take(const RuleEdit& edit);
-  int take(const RuleSave& save);
+  /* Each takes one kind of line, and returns its wait status. */
+  int take_edit(const RuleEdit& edit);
+  int take_save(const RuleSave& save);
   int take_new_chain(const RuleEdit& edit);
   int take_deletion(const RuleEdit& edit);
   int hold(const RuleEdit& edit);
   int run_after_commit(const char* line);
   const std::set<std::string>* chains(const Table& table);
-  bool commit(const Held& held);
-  bool make(std::span<const RuleEdit> edits);
-  bool refused(std::span<const RuleEdit> edits, const FailedLine& failure);
-  bool save(const RuleSave& save);
+
+  /* These return whether to go on. That is so after a refusal too where the transaction passes over
+   * them: what was refused is then among the failed lines. */
+  bool make_held(const Held& held);
+  bool make_edits(std::span<const RuleEdit> edits);
+  bool make_save(const RuleSave& save);
+  bool stop_or_make_others(std::span<const RuleEdit> edits, const FailedLine& refused);
 
   Snapshots& snapshots_;
   OnRefusal on_refusal_;

@@ -29,17 +29,21 @@ constexpr int stop_signal = SIGUSR1;
 /* The machine is going down: unconfirmed settings must not be there when it comes up. */
 constexpr int hurry_signal = SIGTERM;
 
+/* Two steps may belong to one section: whether any of them would change what is stored. */
+bool changes_section(const char* section, const Settings& wanted, const Settings& stored) {
+  const auto steps = apply_steps();
+  return std::any_of(steps.begin(), steps.end(), [&](const ApplyStep& step) {
+    return std::strcmp(step.section, section) == 0 && step.is_wanted(wanted) &&
+           step.differs(wanted, stored);
+  });
+}
+
 /* The stored settings of every section that these would change. */
 Settings put_aside(const Settings& stored, const Settings& wanted) {
   const Settings switches = level_as_switches(wanted);
   Settings old_settings = stored;
   for (const ApplyStep& step : apply_steps()) {
-    const auto steps = apply_steps();
-    const bool changes = std::any_of(steps.begin(), steps.end(), [&](const ApplyStep& other) {
-      return std::strcmp(other.section, step.section) == 0 && other.is_wanted(switches) &&
-             other.differs(switches, stored);
-    });
-    if (!changes) {
+    if (!changes_section(step.section, switches, stored)) {
       step.leave_out(old_settings);
     }
   }

@@ -316,6 +316,13 @@ TEST_F(Transaction, AMessageOfAnyBytesIsSearchedForALineNumber) {
   EXPECT_EQ(only_failure(), "iptables -A IN -p udp -j DROP");
 }
 
+TEST_F(Transaction, WhatIsHeldStaysWhenItIsToGoOn) {
+  str_system("iptables -F IN");
+  executor::on_refusal(executor::OnRefusal::go_on);
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(told(), "iptables-restore --noflush -w 5\n  *filter\n  -F IN\n  COMMIT\n");
+}
+
 TEST_F(Transaction, DirectLinesArePutBackToo) {
   executor::work(executor::Way::direct);
   executor::remember_rules();
