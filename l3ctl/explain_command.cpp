@@ -104,14 +104,9 @@ const char* outcome_word(Outcome outcome) {
 }
 
 Paint paint_of(Outcome outcome) {
-  switch (outcome) {
-    case Outcome::accepted:
-      return Paint::good;
-    case Outcome::dropped:
-      return Paint::bad;
-    default:
-      return Paint::warning;
-  }
+  return outcome == Outcome::accepted  ? Paint::good
+         : outcome == Outcome::dropped ? Paint::bad
+                                       : Paint::warning;
 }
 
 Json as_json(const Verdict& verdict) {

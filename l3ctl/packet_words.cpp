@@ -271,20 +271,15 @@ void read_protocol(const Words& words, Packet& packet) {
 }  // namespace
 
 std::string packet_choices(const std::string& key) {
-  const auto braced = [](std::span<const Word> words) {
-    std::string list;
-    for (const Word& word : words) {
-      list += (list.empty() ? "{" : ",") + std::string(word.text);
-    }
-    return list + "}";
-  };
-  if (key == "from") {
-    return braced(sides);
+  std::span<const Word> words;
+  words = key == "from" ? sides : words;
+  words = key == "to" ? targets : words;
+  words = key == "protocol" ? protocols : words;
+  std::string list;
+  for (const Word& word : words) {
+    list += (list.empty() ? "{" : ",") + std::string(word.text);
   }
-  if (key == "to") {
-    return braced(targets);
-  }
-  return key == "protocol" ? braced(protocols) : "TEXT";
+  return list.empty() ? "TEXT" : list + "}";
 }
 
 Packet packet_of(const Json& json, Naming naming) {
