@@ -42,9 +42,8 @@ bool runs_no_stored_text(const settings::Settings& wanted, int confirm_within) {
 int apply_file(const Context& context, const WantedFile& file, int confirm_within) {
   const settings::Settings wanted = read_wanted(file);
   Change change(
-      context,
-      runs_no_stored_text(wanted, confirm_within) ? Meets::hostile_portal : Meets::sound_state,
-      OnFailure::put_back, Foreseen::ipv4_rules);
+      context, Foreseen::ipv4_rules,
+      runs_no_stored_text(wanted, confirm_within) ? Meets::hostile_portal : Meets::sound_state);
   const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
   if (waits) {
     begin_confirmation(context, change, wanted, confirm_within);

@@ -46,7 +46,7 @@ int backup(const Context& context, const Copy& copy) {
     throw Failure("a backup to standard output leaves no room for --json", exit_wrong_input);
   }
   // No other l3ctl is in the middle of a change while the file is read.
-  take_lock(context.lock_timeout);
+  const Lock no_change = Lock(context);
   const std::string bytes = read_up_to(configuration_path, largest_stored_file);
   const StoredFile stored = judged(configuration_path, bytes);
   tell_findings(configuration_path, stored);

@@ -21,7 +21,7 @@ constexpr const char* stored_paths[] = {"/ztcfg/l3_advance.dat", "/ztcfg/firewal
 constexpr int32_t gre = 47;
 
 /* A file that is there but cannot be read would come back empty, or not at all. */
-std::optional<std::string> kept(const char* path) {
+std::optional<std::string> kept(const std::string& path) {
   try {
     return read_if_there(path);
   } catch (const Failure& failure) {
@@ -30,7 +30,7 @@ std::optional<std::string> kept(const char* path) {
 }
 
 /* A file that cannot be read is not what it was. */
-bool holds(const char* path, const std::optional<std::string>& bytes) {
+bool holds(const std::string& path, const std::optional<std::string>& bytes) {
   try {
     return read_if_there(path) == bytes;
   } catch (const Failure&) {
@@ -38,8 +38,8 @@ bool holds(const char* path, const std::optional<std::string>& bytes) {
   }
 }
 
-bool write_over(const char* path, std::string_view bytes) {
-  const int file = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+bool write_over(const std::string& path, std::string_view bytes) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   if (file == -1) {
     return false;
   }
@@ -51,9 +51,9 @@ bool write_over(const char* path, std::string_view bytes) {
 
 /* By a new file in its place, so that a sudden end leaves one or the other. A full disk has no room
  * for that, but for the old bytes where they were. Returns what went wrong. */
-std::string write_back(const char* path, const std::string& bytes) {
+std::string write_back(const std::string& path, const std::string& bytes) {
   struct stat now = {};
-  const mode_t mode = stat(path, &now) == 0 ? now.st_mode & 07777 : 0600;
+  const mode_t mode = stat(path.c_str(), &now) == 0 ? now.st_mode & 07777 : 0600;
   try {
     write_whole(path, bytes, mode);
     return "";
@@ -62,7 +62,7 @@ std::string write_back(const char* path, const std::string& bytes) {
   }
 }
 
-std::string remove_again(const char* path) {
+std::string remove_again(const std::string& path) {
   try {
     remove_whole(path);
     return "";
@@ -86,8 +86,12 @@ void clear_up_store() {
 
 Before::Before() : vpn_(vpn_state()) {
   for (const char* path : stored_paths) {
-    files_.push_back({path, kept(path)});
+    keep(path);
   }
+}
+
+void Before::keep(const std::string& path) {
+  files_.push_back({path, kept(path)});
 }
 
 void Before::keep_loaded() {

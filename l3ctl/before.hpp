@@ -22,13 +22,16 @@ class Before {
   /* Keeps route QoS as it was just loaded. */
   void keep_loaded();
 
+  /* Keeps another file as it is now. */
+  void keep(const std::string& path);
+
   /* Writes back the files that differ and tells the platform again what it was told otherwise.
    * Returns what could not be put back, a line each. */
   [[nodiscard]] std::vector<std::string> put_back() const;
 
  private:
   struct File {
-    const char* path;
+    std::string path;
     std::optional<std::string> bytes; /* nothing where there was no file */
   };
   std::vector<File> files_;

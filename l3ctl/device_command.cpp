@@ -30,13 +30,14 @@ bool is_started() {
 /* Start-up as the web management server does it. A gateway without any rule would be worse than one
  * that lacks the rules which the packet filter refuses. */
 int init(const Context& context) {
+  Lock lock(context);
   if (is_started() && !context.force) {
     throw Failure(
         "init: start-up has been done, and would put every jump into the chains there once more; "
         "it "
         "belongs to boot, once; --force does it all the same; nothing was changed");
   }
-  Change change(context, Meets::anything, OnFailure::go_on);
+  Change change(context, std::move(lock), Meets::anything, OnFailure::go_on);
   refuse_commands_to_migrate();
   executor::may_fail("mkdir -p /lib/modules/");
   executor::may_fail("iptables -N ");

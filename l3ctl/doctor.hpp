@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "l3ctl/context.hpp"
+
 namespace l3ctl {
 
 struct Finding {
@@ -35,6 +37,6 @@ void look_at_configuration(Findings& findings);
 void look_at_confirmation(Findings& findings);
 
 /* What the stored settings meet on this machine: its clock, its Internet WAN, its rules. */
-void look_at_settings(Findings& findings);
+void look_at_settings(const Context& context, Findings& findings);
 
 }  // namespace l3ctl

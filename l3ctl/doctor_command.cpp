@@ -71,7 +71,7 @@ int doctor(const Context& context) {
   look_at_files(findings);
   look_at_configuration(findings);
   look_at_confirmation(findings);
-  look_at_settings(findings);
+  look_at_settings(context, findings);
   const bool is_healthy = std::none_of(findings.begin(), findings.end(), [](const Finding& one) {
     return one.state == State::problem;
   });

@@ -170,8 +170,8 @@ void look_at_wan(Findings& findings) {
   }
 }
 
-void look_at_drift(Findings& findings, const settings::Settings& stored) {
-  const Judgement judgement = judge_live_rules();
+void look_at_drift(const Context& context, Findings& findings, const settings::Settings& stored) {
+  const Judgement judgement = judge_live_rules(context);
   const std::vector<Drift> found = drifts(judgement);
   const bool is_bare = judgement.tables[0].is_bare || judgement.tables[1].is_bare;
   if (found.empty()) {
@@ -233,13 +233,13 @@ void look_at_confirmation(Findings& findings) {
   }
 }
 
-void look_at_settings(Findings& findings) {
+void look_at_settings(const Context& context, Findings& findings) {
   try {
     const settings::Settings stored = stored_or_defaults();
     look_at_warnings(findings, stored);
     look_at_clock(findings, stored);
     look_at_wan(findings);
-    look_at_drift(findings, stored);
+    look_at_drift(context, findings, stored);
   } catch (const Failure& failure) {
     findings.push_back({State::problem, "rules", failure.what(),
                         "mend what stands above, then run doctor once more"});

@@ -237,7 +237,8 @@ const char* mark_name(Mark mark) {
   return "foreign";
 }
 
-Judgement judge_live_rules() {
+Judgement judge_live_rules(const Context& context) {
+  const Lock no_change = Lock::shared(context);
   const LiveTable ipv4 = read_live(Family::ipv4);
   const LiveTable ipv6 = read_live(Family::ipv6);
   const std::vector<std::string> bound = bindings_in(ipv4, ipv6).ip_filter;

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "l3ctl/context.hpp"
 #include "l3ctl/live_rules.hpp"
 #include "l3ctl/wanted_rules.hpp"
 
@@ -68,8 +69,8 @@ struct Drift {
   Origin origin;
 };
 
-/* Reads what is stored and what is live, and changes nothing. */
-Judgement judge_live_rules();
+/* Reads what is stored and what is live, between changes of others, and changes nothing. */
+Judgement judge_live_rules(const Context& context);
 
 std::vector<Drift> drifts(const Judgement& judgement);
 

@@ -1,20 +1,18 @@
 #include "l3ctl/library.hpp"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <nlohmann/json.hpp>
-#include <thread>
+#include <utility>
 
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
@@ -29,8 +27,6 @@ namespace l3ctl {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr char lock_path[] = "/run/l3ctl.lock";
 
 sigset_t signals_before;
 
@@ -77,6 +73,15 @@ void refuse_damage() {
                   "; \"l3ctl inspect\" tells all, \"l3ctl restore\" puts a backup back, --force "
                   "goes on all the same; nothing was changed");
   }
+}
+
+/* Nobody else edits the rules once the lock is held. */
+Lock locked_while_reading(const Context& context, Foreseen foreseen) {
+  Lock lock(context);
+  if (foreseen != Foreseen::nothing && !context.one_by_one) {
+    executor::read_ahead(foreseen == Foreseen::ipv4_rules ? "iptables" : "ip6tables");
+  }
+  return lock;
 }
 
 void tell_remains(const std::vector<std::string>& problems) {
@@ -169,42 +174,13 @@ settings::Settings stored_or_defaults() {
   return defaults;
 }
 
-int take_lock(int seconds) {
-  const int lock = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (lock == -1) {
-    const char* advice = errno == EACCES || errno == EPERM ? "; changing settings takes root" : "";
-    throw Failure(std::string("cannot open ") + lock_path + ": " + std::strerror(errno) + advice);
-  }
-  using Clock = std::chrono::steady_clock;
-  const auto deadline = Clock::now() + std::chrono::seconds(seconds);
-  for (bool told = false; flock(lock, LOCK_EX | LOCK_NB) != 0; told = true) {
-    const int error = errno;
-    if (error != EWOULDBLOCK || Clock::now() >= deadline) {
-      close(lock);
-      throw Failure(std::string("cannot lock ") + lock_path + ": " +
-                    (error == EWOULDBLOCK
-                         ? "another l3ctl is changing settings; --lock-timeout waits longer"
-                         : std::strerror(error)));
-    }
-    if (!told) {
-      complain("waiting for another l3ctl");
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  return lock;
-}
-
-Change::Change(const Context& context, Meets meets, OnFailure on_failure, Foreseen foreseen)
-    : context_(context), on_failure_(on_failure), lock_(-1) {
+Change::Change(const Context& context, Lock lock, Meets meets, OnFailure on_failure)
+    : context_(context), on_failure_(on_failure), lock_(std::move(lock)) {
   if (!quietly([] { return executor::in_place(str_system); })) {
     throw Failure("command lines of the library do not reach this program; nothing was changed");
   }
-  lock_ = take_lock(context.lock_timeout);
   if (meets != Meets::anything) {
     refuse_while_pending();
-  }
-  if (foreseen != Foreseen::nothing && !context.one_by_one) {
-    executor::read_ahead(foreseen == Foreseen::ipv4_rules ? "iptables" : "ip6tables");
   }
   if ((meets == Meets::sound_state || meets == Meets::hostile_portal) && !context.force) {
     refuse_damage();
@@ -228,21 +204,31 @@ Change::Change(const Context& context, Meets meets, OnFailure on_failure, Forese
   } else {
     executor::on_refusal(executor::OnRefusal::go_on);
   }
-  if (!context.one_by_one) {
-    executor::work(executor::Way::transaction);
-  }
+  executor::work(way());
 }
+
+Change::Change(const Context& context, Foreseen foreseen, Meets meets)
+    : Change(context, locked_while_reading(context, foreseen), meets, OnFailure::put_back) {}
 
 Change::~Change() {
   // What an exception ends has not been reported.
   if (std::uncaught_exceptions() > exceptions_ && on_failure_ == OnFailure::put_back) {
-    tell_remains(put_back());
+    take_back();
   }
   executor::work(executor::Way::direct);
-  close(lock_);
   // A signal that waited ends the program here; what was reported must be out by then.
   std::cout.flush();
   sigprocmask(SIG_SETMASK, &signals_before, nullptr);
+}
+
+executor::Way Change::way() const {
+  return context_.one_by_one ? executor::Way::direct : executor::Way::transaction;
+}
+
+bool Change::take_back() {
+  const std::vector<std::string> remains = put_back();
+  tell_remains(remains);
+  return remains.empty();
 }
 
 /* Returns what could not be put back. */

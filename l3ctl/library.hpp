@@ -11,8 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "executor/executor.hpp"
 #include "l3ctl/before.hpp"
 #include "l3ctl/context.hpp"
+#include "l3ctl/lock.hpp"
 #include "settings/settings.hpp"
 
 namespace l3ctl {
@@ -47,10 +49,6 @@ settings::Settings load_stored();
 /* The same without any change: where there is no file yet, the defaults that it would get. */
 settings::Settings stored_or_defaults();
 
-/* Takes what one changing command at a time may hold, or fails when the time is up. It is held until
- * the descriptor is closed, by the end of the process at the latest. */
-int take_lock(int seconds);
-
 /* What remains of a change that fails. */
 enum class OnFailure : uint8_t {
   put_back, /* nothing: settings, files, rules and platform are what they were */
@@ -73,12 +71,11 @@ enum class Foreseen : uint8_t { nothing, ipv4_rules, ipv6_rules };
  * unless the command line says one by one. */
 class Change {
  public:
-  /* Proves that the library's command lines end here, takes the lock and loads what is stored. */
-  explicit Change(const Context& context, Meets meets = Meets::sound_state,
-                  OnFailure on_failure = OnFailure::put_back,
-                  Foreseen foreseen = Foreseen::nothing);
-  Change(const Context& context, Foreseen foreseen)
-      : Change(context, Meets::sound_state, OnFailure::put_back, foreseen) {}
+  /* Proves that the library's command lines end here, and loads what is stored. */
+  Change(const Context& context, Lock lock, Meets meets, OnFailure on_failure);
+  explicit Change(const Context& context, Meets meets = Meets::sound_state)
+      : Change(context, Lock(context), meets, OnFailure::put_back) {}
+  Change(const Context& context, Foreseen foreseen, Meets meets = Meets::sound_state);
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;
   ~Change();
@@ -101,6 +98,20 @@ class Change {
     return succeeded;
   }
 
+  /* Keeps another file, which a change that fails must leave as it was. */
+  void keep(const std::string& path) { before_->keep(path); }
+
+  /* Calls the library while none of its command lines is run: what it stores is stored. */
+  template <typename Calls>
+  void without_rules(Calls&& calls) {
+    executor::work(executor::Way::record);
+    calls();
+    executor::work(way());
+  }
+
+  /* Puts back what was before. Returns whether all of it could be, and tells what not. */
+  bool take_back();
+
   /* Makes the rules, unless that was done before. Returns whether nothing failed. */
   bool make();
 
@@ -112,13 +123,14 @@ class Change {
 
  private:
   nlohmann::ordered_json failed_rules() const;
+  [[nodiscard]] executor::Way way() const;
   std::vector<std::string> put_back();
   int tell_failure(const nlohmann::ordered_json& rules, const std::vector<std::string>& remains);
 
   const Context& context_;
   OnFailure on_failure_;
   int exceptions_ = std::uncaught_exceptions();
-  int lock_;
+  Lock lock_;
   std::optional<Before> before_;
   settings::Settings stored_;
   std::vector<std::string> failed_;

@@ -44,8 +44,8 @@ std::string drawn(const std::string& picture) {
   return run.output;
 }
 
-int draw(const std::string& file) {
-  const std::string svg = drawn(rules_picture(judge_live_rules()));
+int draw(const Context& context, const std::string& file) {
+  const std::string svg = drawn(rules_picture(judge_live_rules(context)));
   if (file == "-") {
     std::cout << svg;
   } else {
@@ -71,10 +71,10 @@ bool wait_for_redraw(int seconds) {
 
 /* A tool may hang, so the signals that end a watch are let in while it works; they wait while a drawing
  * is written, which is never cut. */
-Judgement judge_interruptibly() {
+Judgement judge_interruptibly(const Context& context) {
   const sigset_t signals = endings();
   sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-  Judgement judgement = judge_live_rules();
+  Judgement judgement = judge_live_rules(context);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   return judgement;
 }
@@ -94,7 +94,7 @@ int watch(const Context& context, const Look& look) {
   const bool clears = isatty(STDOUT_FILENO) == 1;
   Counted before;
   do {
-    const Judgement judgement = judge_interruptibly();
+    const Judgement judgement = judge_interruptibly(context);
     if (context.json) {
       std::cout << json_text(rules_json(judgement), -1);
     } else {
@@ -116,12 +116,12 @@ int show_rules(const Context& context, const Look& look) {
     if (context.json) {
       throw Failure("--svg draws a picture, which --json cannot be asked of", exit_wrong_input);
     }
-    return draw(*look.picture);
+    return draw(context, *look.picture);
   }
   if (look.is_watching) {
     return watch(context, look);
   }
-  const Judgement judgement = judge_live_rules();
+  const Judgement judgement = judge_live_rules(context);
   std::cout << (context.json ? json_text(rules_json(judgement), 2)
                              : rules_tree(judgement, {look.has_counters, nullptr}));
   return exit_done;
@@ -129,7 +129,7 @@ int show_rules(const Context& context, const Look& look) {
 
 int check(const Context& context) {
   warn_of_stored_damage();
-  const Judgement judgement = judge_live_rules();
+  const Judgement judgement = judge_live_rules(context);
   const std::vector<Drift> found = drifts(judgement);
   if (context.json) {
     std::cout << json_text(
