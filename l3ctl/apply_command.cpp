@@ -53,9 +53,12 @@ int apply_file(const Context& context, const WantedFile& file, int confirm_withi
   if (waits) {
     members["confirm_within"] = confirm_within;
   }
+  if (waits && change.make()) {
+    restart_confirmation(change);
+  }
   const int status = change.report(
       "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
-  if (waits && await_confirmation()) {
+  if (waits && is_awaited()) {
     complain("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
              " s keeps these settings; otherwise the old ones come back");
   }

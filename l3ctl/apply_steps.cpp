@@ -131,6 +131,13 @@ Settings level_as_switches(Settings settings) {
   return settings;
 }
 
+const char* level_of(const Settings& stored) {
+  if (!*stored.firewall) {
+    return "off";
+  }
+  return *stored.port_scan_protection ? "high" : "low";
+}
+
 Applied apply_in_order(Change& change, const Settings& wanted, const Progress& progress) {
   Applied applied;
   // Removed before it is added, and often not there.

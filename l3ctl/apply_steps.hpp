@@ -30,6 +30,9 @@ bool changes_something(const settings::Settings& wanted, const settings::Setting
 /* The settings with a security level told by the two switches that it stands for. */
 settings::Settings level_as_switches(settings::Settings settings);
 
+/* The level that the two switches stand for: "off", "low" or "high". */
+const char* level_of(const settings::Settings& stored);
+
 /* Sections by what became of them. */
 struct Applied {
   std::vector<std::string> set;

@@ -10,6 +10,7 @@
 
 #include "l3_advance/platform.h"
 #include "l3ctl/context.hpp"
+#include "l3ctl/pending.hpp"
 #include "l3ctl/whole_file.hpp"
 
 namespace l3ctl {
@@ -82,6 +83,7 @@ void clear_up_store() {
   for (const char* path : stored_paths) {
     remove_unfinished(path);
   }
+  remove_unfinished(pending_path);
 }
 
 Before::Before() : vpn_(vpn_state()) {

@@ -29,7 +29,8 @@ constexpr int stop_signal = SIGUSR1;
 /* The machine is going down: unconfirmed settings must not be there when it comes up. */
 constexpr int hurry_signal = SIGTERM;
 
-/* Two steps may belong to one section: whether any of them would change what is stored. */
+/* Two steps may belong to one section: whether any of them would change what is stored. Of route QoS, to
+ * set the one may lose what the other has stored. */
 bool changes_section(const char* section, const Settings& wanted, const Settings& stored) {
   const auto steps = apply_steps();
   return std::any_of(steps.begin(), steps.end(), [&](const ApplyStep& step) {
@@ -48,6 +49,10 @@ Settings put_aside(const Settings& stored, const Settings& wanted) {
     }
   }
   return old_settings;
+}
+
+void set_in_order(Change& change, const Settings& settings) {
+  apply_in_order(change, settings, [](const char*, size_t, size_t) {});
 }
 
 sigset_t waited_signals() {
@@ -166,7 +171,7 @@ pid_t start_timer(const Context& context, int64_t deadline) {
 void begin_confirmation(const Context& context, const Change& change, const Settings& wanted,
                         int seconds) {
   const int64_t deadline = running_time() + seconds * int64_t{1000};
-  Pending pending{0, seconds, deadline, put_aside(change.stored(), wanted)};
+  Pending pending{this_boot(), 0, seconds, deadline, put_aside(change.stored(), wanted)};
   pending.timer = start_timer(context, deadline);
   try {
     write_pending(pending);
@@ -176,19 +181,28 @@ void begin_confirmation(const Context& context, const Change& change, const Sett
   }
 }
 
-bool await_confirmation() {
-  auto pending = read_pending();
-  if (!pending) {
-    return false;
+void restart_confirmation(Change& change) {
+  try {
+    if (auto pending = read_pending()) {
+      pending->deadline = running_time() + pending->seconds * int64_t{1000};
+      write_pending(*pending);
+    }
+  } catch (const Failure& failure) {
+    const bool is_back = change.take_back();
+    is_awaited();
+    throw Failure(std::string(failure.what()) +
+                  (is_back ? "; everything is as it was before" : "; the change failed"));
   }
-  if (!changes_something(pending->old_settings, load_stored())) {
-    remove_pending();
-    stop_timer(*pending);
-    return false;
+}
+
+bool is_awaited() {
+  const auto pending = read_pending();
+  if (!pending || changes_something(pending->old_settings, load_stored())) {
+    return pending.has_value();
   }
-  pending->deadline = running_time() + pending->seconds * int64_t{1000};
-  write_pending(*pending);
-  return true;
+  remove_pending();
+  stop_timer(*pending);
+  return false;
 }
 
 bool timer_lives() {
@@ -208,12 +222,29 @@ void stop_timer(const Pending& pending) {
 }
 
 int bring_back(Change& change, const Pending& pending) {
-  apply_in_order(change, pending.old_settings, [](const char*, size_t, size_t) {});
+  set_in_order(change, pending.old_settings);
   const int status = change.report("confirm: the old settings are back");
   if (status == exit_done) {
     remove_pending();
   }
   return status;
+}
+
+void bring_back_after_restart(Change& change) {
+  try {
+    const auto pending = read_pending();
+    if (!pending || pending->boot == this_boot()) {
+      return;
+    }
+    change.without_rules([&] { set_in_order(change, pending->old_settings); });
+    if (is_awaited()) {
+      throw Failure("not all of them could be stored");
+    }
+    complain("the machine went down before an apply was confirmed: the old settings are back");
+  } catch (const Failure& failure) {
+    complain(std::string("an apply was not confirmed, and the old settings are not back: ") +
+             failure.what());
+  }
 }
 
 }  // namespace l3ctl

@@ -15,9 +15,12 @@ namespace l3ctl {
 void begin_confirmation(const Context& context, const Change& change,
                         const settings::Settings& wanted, int seconds);
 
-/* Starts the time anew, now that the apply is done. Where nothing came of it, nothing is waited for any
- * more; returns whether something is. */
-bool await_confirmation();
+/* Starts the time anew, once the rules of the apply are made. Where that cannot be noted, the apply is
+ * taken back, and fails. */
+void restart_confirmation(Change& change);
+
+/* Whether an apply is waited for. One that changed nothing, or was put back, is not any more. */
+bool is_awaited();
 
 /* Whether the process that waits is there. */
 bool timer_lives();
@@ -27,5 +30,9 @@ void stop_timer(const Pending& pending);
 
 /* Sets the old settings again and forgets the apply. Returns the exit status. */
 int bring_back(Change& change, const Pending& pending);
+
+/* Start-up, before any rule is made: stores the old settings of an apply that nobody had confirmed when
+ * the machine went down. Says what it did; nothing of it keeps a gateway from its start. */
+void bring_back_after_restart(Change& change);
 
 }  // namespace l3ctl

@@ -9,6 +9,7 @@
 #include "l3_advance/rule_set.h"
 #include "l3_advance/vpn_pass_through.h"
 #include "l3ctl/commands.hpp"
+#include "l3ctl/confirmation.hpp"
 #include "l3ctl/library.hpp"
 #include "l3ctl/stored_commands.hpp"
 #include "l3ctl/tool.hpp"
@@ -34,11 +35,11 @@ int init(const Context& context) {
   if (is_started() && !context.force) {
     throw Failure(
         "init: start-up has been done, and would put every jump into the chains there once more; "
-        "it "
-        "belongs to boot, once; --force does it all the same; nothing was changed");
+        "it belongs to boot, once; --force does it all the same; nothing was changed");
   }
   Change change(context, std::move(lock), Meets::anything, OnFailure::go_on);
   refuse_commands_to_migrate();
+  bring_back_after_restart(change);
   executor::may_fail("mkdir -p /lib/modules/");
   executor::may_fail("iptables -N ");
   executor::may_fail("ip6tables -N ");

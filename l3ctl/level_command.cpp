@@ -3,8 +3,10 @@
 #include <memory>
 
 #include "l3_advance/firewall.h"
+#include "l3ctl/apply_steps.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/stored_damage.hpp"
 
 namespace l3ctl {
 
@@ -12,15 +14,11 @@ namespace {
 
 constexpr const char* level_words[] = {"off", "low", "high"};
 
+/* As the switches stand. The library's own call would write the file to answer, which nobody may who
+ * only looks, or while an apply waits for its confirmation. */
 int show(const Context& context) {
-  // Reading brings the stored level in line with the switches, and so writes the file.
-  Change change(context);
-  int32_t level = 0;
-  if (!change.call("level", [&] { return gl3_web_get_fw_security_level(&level); })) {
-    return change.report("");
-  }
-  const std::string word =
-      level >= 0 && level <= 2 ? level_words[level] : "unknown (" + std::to_string(level) + ")";
+  warn_of_stored_damage();
+  const std::string word = level_of(stored_or_defaults());
   std::cout << (context.json ? "{\n  \"security_level\": \"" + word + "\"\n}\n"
                              : "security level " + word + "\n");
   return exit_done;

@@ -1,17 +1,17 @@
 #include "l3ctl/pending.hpp"
 
-#include <sys/stat.h>
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <span>
 
-#include "l3ctl/context.hpp"
+#include "l3ctl/library.hpp"
+#include "l3ctl/stored_commands.hpp"
+#include "l3ctl/whole_file.hpp"
 #include "settings/values.hpp"
 
 namespace l3ctl {
@@ -53,6 +53,15 @@ Json in_bytes(const Settings& settings) {
   return members;
 }
 
+/* Nor may what comes back hold what a shell could run. */
+void refuse_commands(const Settings& old_settings) {
+  const std::string command =
+      old_settings.captive_portal ? command_in(old_settings) : std::string();
+  if (!command.empty()) {
+    throw Failure(std::string(pending_path) + ": " + command);
+  }
+}
+
 Settings from_bytes(const Json& members) {
   Settings settings;
   each_member(settings, [&](const char* name, auto& member) {
@@ -65,52 +74,60 @@ Settings from_bytes(const Json& members) {
     }
     std::memcpy(&member.emplace(), bytes->data(), bytes->size());
   });
+  refuse_commands(settings);
   return settings;
 }
 
 }  // namespace
 
 std::optional<Pending> read_pending() {
-  std::ifstream stream(pending_path);
-  if (!stream) {
+  const auto text = read_if_there(pending_path);
+  if (!text) {
     return std::nullopt;
   }
   try {
-    const Json json = Json::parse(stream);
-    return Pending{json.at("timer").get<pid_t>(), json.at("seconds").get<int>(),
-                   json.at("deadline").get<int64_t>(), from_bytes(json.at("old_settings"))};
+    const Json json = Json::parse(*text);
+    return Pending{json.at("boot").get<std::string>(), json.at("timer").get<pid_t>(),
+                   json.at("seconds").get<int>(), json.at("deadline").get<int64_t>(),
+                   from_bytes(json.at("old_settings"))};
   } catch (const Json::exception&) {
     throw Failure(std::string(pending_path) + " is damaged");
   }
 }
 
 void write_pending(const Pending& pending) {
-  const std::string next = std::string(pending_path) + ".next";
-  const mode_t mask = umask(077);
-  std::ofstream stream(next);
-  umask(mask);
-  stream << Json{{"timer", pending.timer},
-                 {"seconds", pending.seconds},
-                 {"deadline", pending.deadline},
-                 {"old_settings", in_bytes(pending.old_settings)}};
-  stream.close();
-  if (!stream || rename(next.c_str(), pending_path) != 0) {
-    const int error = errno;
-    unlink(next.c_str());
-    throw Failure(std::string("cannot write ") + pending_path + ": " + std::strerror(error));
-  }
+  write_whole(pending_path, Json{{"boot", pending.boot},
+                                 {"timer", pending.timer},
+                                 {"seconds", pending.seconds},
+                                 {"deadline", pending.deadline},
+                                 {"old_settings", in_bytes(pending.old_settings)}}
+                                .dump());
 }
 
 void remove_pending() {
-  unlink(pending_path);
+  const int stored = open(configuration_path, O_RDONLY | O_CLOEXEC);
+  const bool is_durable = stored != -1 && fsync(stored) == 0;
+  const int error = errno;
+  if (stored != -1) {
+    close(stored);
+  }
+  if (!is_durable) {
+    throw Failure(std::string(configuration_path) +
+                  ": cannot be made durable: " + std::strerror(error));
+  }
+  remove_whole(pending_path);
 }
 
 void refuse_while_pending() {
-  if (read_pending()) {
+  if (access(pending_path, F_OK) == 0) {
     throw Failure(
         "an earlier apply waits for its confirmation: \"l3ctl confirm\" keeps its settings, "
         "\"l3ctl confirm --revert\" takes them back; nothing was changed");
   }
+}
+
+std::string this_boot() {
+  return read_if_there("/proc/sys/kernel/random/boot_id").value_or("");
 }
 
 int64_t running_time() {

@@ -13,6 +13,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/field_changes.hpp"
 #include "l3ctl/library.hpp"
+#include "l3ctl/pending.hpp"
 #include "l3ctl/printable.hpp"
 #include "l3ctl/private_copy.hpp"
 #include "l3ctl/wanted.hpp"
@@ -87,7 +88,12 @@ std::vector<ByteChange> byte_changes(const std::string& before, const std::strin
 }
 
 Plan make_plan(const Context& context, const settings::Settings& wanted) {
-  enter_private_copy();
+  {
+    // In the copy nothing is seen of those who are at work, nor of an apply that waits.
+    const Lock no_change = Lock::shared(context);
+    refuse_while_pending();
+    enter_private_copy();
+  }
   const std::string before = configuration_bytes();
   Change change(context);
   executor::work(executor::Way::record);
@@ -166,10 +172,10 @@ void add_plan_command(CLI::App& app, Context& context) {
       "Shown are the fields that change, the command lines and the calls to the platform in their\n"
       "order, and the bytes of the configuration file that change. They are those of the library\n"
       "itself, which works on a private copy here while every command is taken to succeed: what\n"
-      "apply --one-by-one runs. Bytes that no terminal shows stand as \\x07; --json has them as "
-      "they\n"
-      "are. A plan needs to read the configuration and a mount of its own:\n"
-      "root, or user namespaces.");
+      "apply --one-by-one runs. Without that, apply hands the same rules, in the same order, to\n"
+      "one iptables-restore and one ip6tables-restore. Bytes that no terminal shows stand as\n"
+      "\\x07; --json has them as they are. A plan needs to read the configuration and a mount of\n"
+      "its own: root, or user namespaces.");
   auto file = add_wanted_options(*command);
   command->callback([&context, file] {
     context.action = [&context, file] { return show_plan(context, *file); };

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "l3_advance/version.h"
+#include "l3ctl/apply_steps.hpp"
 #include "l3ctl/colour.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/confirmation.hpp"
@@ -48,7 +49,8 @@ Json lists(const Settings& s) {
 
 /* An apply that waits for its confirmation; null when none does. */
 Json confirmation() {
-  const auto pending = read_pending();
+  // Who may not read the note is told nothing of it.
+  const auto pending = access(pending_path, R_OK) == 0 ? read_pending() : std::nullopt;
   if (!pending) {
     return nullptr;
   }
@@ -66,13 +68,6 @@ Json bound_to() {
   }
 }
 
-const char* security_level(const Settings& stored) {
-  if (!*stored.firewall) {
-    return "off";
-  }
-  return *stored.port_scan_protection ? "high" : "low";
-}
-
 Json status() {
   warn_of_stored_damage();
   const Settings stored = stored_or_defaults();
@@ -81,7 +76,7 @@ Json status() {
   const auto is_saved = [](const char* path) { return access(path, F_OK) == 0; };
   return {
       {"firewall", *stored.firewall},
-      {"security_level", security_level(stored)},
+      {"security_level", level_of(stored)},
       {"internet_wan", wan.empty() ? Json() : Json(wan)},
       {"bound_to", bound_to()},
       {"lan_address", lan.empty() ? Json() : Json(lan)},

@@ -10,20 +10,21 @@ import time
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, L3CTL, TOOLS, Gateway, configuration
+from gateway import CONFIGURATION, L3CTL, TOOLS, Gateway, configuration, empty_folder
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path += [str(ROOT / "lab"), str(ROOT / "tests/lab")]
 
 from random_settings import Dice, settings  # noqa: E402  (found through the line above)
 
-PENDING = Path("/run/l3ctl.pending")
+PENDING = Path("/ztcfg/l3ctl.pending")
 TIMER = Path("/run/l3ctl.timer")
 ROUNDS = 60 if os.environ.get("L3_TEST_FULL") else 8
 SEED = int(os.environ.get("L3_TEST_SEED", "12"))
 
 PORTAL = '{"captive_portal": {"enabled": true, "destinations": ["203.0.113.2"]}}'
 WAITING = 'l3ctl: "l3ctl confirm" within %s s keeps these settings; otherwise the old ones come back\n'
+GONE_DOWN = "l3ctl: the machine went down before an apply was confirmed: the old settings are back\n"
 NOTHING_WAITS = "l3ctl: nothing waits for a confirmation; nothing was changed\n"
 
 
@@ -68,6 +69,14 @@ class Confirming(Gateway):
         tool.write_text(tool.read_text(encoding="ascii").replace(
             "exit 0", f'case "$line" in "{beginning}"*)\n  [ -e /tmp/tools/done ] || {{ touch /tmp/tools/done; '
                       f'{action}; }} ;;\nesac\nexit 0'), encoding="ascii")
+
+    def cut_the_power(self):
+        """What lies in memory alone is gone, and the machine has started once more."""
+        os.kill(self.timer(), signal.SIGKILL)
+        self.wait_for_the_timer()
+        empty_folder("/run")
+        note = json.loads(PENDING.read_text(encoding="ascii"))
+        PENDING.write_text(json.dumps(note | {"boot": "another"}), encoding="ascii")
 
     def assert_old_settings_are_back(self):
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
@@ -160,6 +169,19 @@ class Confirm(Confirming):
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
         self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
 
+    def test_what_only_looks_does_not_wait_for_the_confirmation(self):
+        self.apply(PORTAL, "--confirm", "60")
+        stored = CONFIGURATION.read_bytes(), CONFIGURATION.stat().st_mtime_ns
+        self.assert_outcome(self.l3ctl("level"), 0, "security level low\n")
+        self.assert_outcome(self.l3ctl("level", "--json"), 0, '{\n  "security_level": "low"\n}\n')
+        self.assertEqual((CONFIGURATION.read_bytes(), CONFIGURATION.stat().st_mtime_ns), stored)
+
+    def test_a_plan_is_refused_where_apply_would_be(self):
+        self.apply(PORTAL, "--confirm", "60")
+        outcome = self.l3ctl("plan", "-", stdin='{"firewall": {"enabled": false}}')
+        self.assertEqual((outcome.status, outcome.out), (1, ""))
+        self.assertTrue(outcome.err.startswith("l3ctl: an earlier apply waits for its confirmation"), outcome.err)
+
     def test_wrong_times(self):
         for seconds in ("0", "-1", "86401", "soon"):
             self.assertEqual(self.apply(PORTAL, "--confirm", seconds).status, 2, seconds)
@@ -190,7 +212,13 @@ class Confirm(Confirming):
                 before = CONFIGURATION.read_bytes()
                 self.assertEqual(self.apply(json.dumps(settings(dice)), "--confirm", "600").status, 0)
                 changed += CONFIGURATION.read_bytes() != before
-                self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
+                if number % 2:
+                    self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
+                else:
+                    self.cut_the_power()
+                    start = self.l3ctl("init")
+                    self.assertEqual((start.status, start.out), (0, "init: the gateway is up\n"))
+                    self.assertIn(GONE_DOWN, start.err)
                 self.assertEqual(CONFIGURATION.read_bytes(), before)
         self.assertGreater(changed, ROUNDS // 2)
 
@@ -297,18 +325,38 @@ class Cut(Confirming):
 
     def test_a_damaged_note_is_told(self):
         PENDING.write_text("{", encoding="ascii")
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /run/l3ctl.pending is damaged\n")
+        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /ztcfg/l3ctl.pending is damaged\n")
         PENDING.write_text('{"timer": 1}', encoding="ascii")
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /run/l3ctl.pending is damaged\n")
+        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /ztcfg/l3ctl.pending is damaged\n")
         PENDING.unlink()
 
-    def test_without_room_for_the_note_nothing_changes(self):
-        Path("/run/l3ctl.pending.next").mkdir()
-        outcome = self.apply(PORTAL, "--confirm", "60")
-        self.assert_outcome(outcome, 1, "", "l3ctl: cannot write /run/l3ctl.pending: Is a directory; nothing was "
-                                            "changed\n")
-        self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (configuration(firewall=True), []))
+    def test_after_a_power_cut_start_up_brings_the_old_settings_back(self):
+        self.apply(PORTAL, "--confirm", "3600")
+        self.cut_the_power()
+        self.assertIn("confirmation            wanted; the timer is gone: ", self.l3ctl("status").out)
+        self.assertEqual(self.apply("{}").status, 1)
+        self.commands()
+        self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n", GONE_DOWN)
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.assertEqual([line for line in self.commands() if "203.0.113.2" in line], [])
+        self.assertFalse(PENDING.exists())
+        self.assertEqual(self.apply("{}").status, 0)
+
+    def test_what_was_confirmed_outlives_a_power_cut(self):
+        self.apply(PORTAL, "--confirm", "3600")
+        stored = CONFIGURATION.read_bytes()
+        self.l3ctl("confirm")
         self.wait_for_the_timer()
+        empty_folder("/run")
+        self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+
+    def test_a_damaged_note_keeps_no_gateway_from_its_start(self):
+        PENDING.write_text("{", encoding="ascii")
+        self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n",
+                            "l3ctl: an apply was not confirmed, and the old settings are not back: "
+                            "/ztcfg/l3ctl.pending is damaged\n")
+        PENDING.unlink()
 
     def one_by_one(self):
         return ["--one-by-one"] if "--one-by-one" in self.l3ctl("--help").out else []

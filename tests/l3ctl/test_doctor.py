@@ -108,14 +108,14 @@ class Doctor(Examined):
     def test_a_confirmation_whose_timer_is_gone(self):
         self.assertEqual(self.apply('{"vpn_pass_through": true}', "--confirm", "3600").status, 0)
         self.assertEqual(self.ills("confirmation", "warning"), ["an apply waits for it, else the old settings come back"])
-        os.kill(json.loads(Path("/run/l3ctl.pending").read_text())["timer"], signal.SIGKILL)
+        os.kill(json.loads(Path("/ztcfg/l3ctl.pending").read_text())["timer"], signal.SIGKILL)
         with open("/run/l3ctl.timer", "rb") as timer:
             fcntl.flock(timer, fcntl.LOCK_SH)
         self.assert_only_problem("confirmation", "the timer that would bring the old settings back is gone")
         self.assertEqual(self.l3ctl("confirm").status, 0)
         self.assertEqual([finding for finding in self.findings() if finding["about"] == "confirmation"], [])
-        Path("/run/l3ctl.pending").write_text("{")
-        self.assert_only_problem("confirmation", "/run/l3ctl.pending is damaged")
+        Path("/ztcfg/l3ctl.pending").write_text("{")
+        self.assert_only_problem("confirmation", "/ztcfg/l3ctl.pending is damaged")
 
     def test_torn_and_implausible_configurations_and_the_copy_to_use(self):
         whole = CONFIGURATION.read_bytes()

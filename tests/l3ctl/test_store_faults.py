@@ -1,4 +1,5 @@
 """The files of the store while the system fails under l3ctl."""
+import fcntl
 import itertools
 import json
 import os
@@ -12,9 +13,11 @@ from test_transaction import TWO_LISTS
 
 FULL = os.environ.get("L3_TEST_FULL") == "yes"
 SAVED = Path("/ztcfg/firewall.conf")
+NOTE = Path("/ztcfg/l3ctl.pending")
+TIMER = Path("/run/l3ctl.timer")
 
 
-class StoreFaults(Gateway):
+class Faults(Gateway):
     way = ()
 
     def setUp(self):
@@ -23,12 +26,16 @@ class StoreFaults(Gateway):
         SAVED.write_text("the rules of before\n")
 
     def with_fault(self, path, fault, *arguments, stdin=""):
-        """Runs l3ctl with one kind of its system calls failing for one file. Its tools are left alone."""
-        done = subprocess.run(["strace", "-P", str(path), "-e", f"trace={fault.split(':')[0]}", "-e", f"inject={fault}",
+        """Runs l3ctl with one kind of its system calls failing for one file, or for all where the path is None. Its tools
+        are left alone."""
+        only = [] if path is None else ["-P", str(path)]
+        done = subprocess.run(["strace", *only, "-e", f"trace={fault.split(':')[0]}", "-e", f"inject={fault}",
                                "-o", "/dev/null", L3CTL, *self.way, *arguments], input=stdin, capture_output=True, text=True,
                               env=self.traced_environment(), timeout=60, check=False)
         return done.returncode, done.stdout, done.stderr
 
+
+class StoreFaults(Faults):
     def test_a_file_that_cannot_be_read_stops_the_change(self):
         self.refuse("iptables -F forward_ext_url", "iptables -t filter -F forward_ext_url")
         for path in (SAVED, CONFIGURATION):
@@ -178,6 +185,32 @@ class SuddenEnds(Copies):
         self.assertEqual(self.l3ctl("vpn", "off").status, 0)
         self.assertEqual(sorted(path.name for path in CONFIGURATION.parent.iterdir()),
                          sorted([*others, "l3_advance.dat"]))
+
+
+class NoteFaults(Faults):
+    """The note of an apply that waits for its confirmation."""
+
+    def with_a_note_that_fails(self, which):
+        """The ways that an apply ends whose note cannot take its place this time; the timer is gone by then."""
+        # A path would have to be the first that the call is given.
+        outcome = self.with_fault(None, f"rename:error=ENOSPC:when={which}", "apply", "--confirm", "60", "-",
+                                  stdin=TWO_LISTS)
+        with TIMER.open("rb") as file:
+            fcntl.flock(file, fcntl.LOCK_SH)
+        self.assertFalse(NOTE.exists())
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        return outcome
+
+    def test_without_room_for_the_note_nothing_changes(self):
+        self.assertEqual(self.with_a_note_that_fails(1), (
+            1, "", f"l3ctl: {NOTE}: cannot be written: No space left on device; nothing was changed\n"))
+        self.assertEqual(self.commands(), [])
+
+    def test_a_time_that_cannot_begin_anew_takes_the_apply_back(self):
+        for self.way in ((), ("--one-by-one",)):
+            self.assertEqual(self.with_a_note_that_fails(2), (
+                1, "", f"l3ctl: {NOTE}: cannot be written: No space left on device; everything is as it was before\n"))
+            self.assertIn("iptables-restore -c -w 5", self.commands())
 
 
 if __name__ == "__main__":
