@@ -24,6 +24,7 @@ struct WanRecord {
 int read_wan(const Context& context, const WanRecord& record) {
   // Reading creates a missing file, so it is a change like any other.
   Change change(context);
+  change.keep(record.path);
   uint8_t bytes[wan_record_size] = {};
   if (!change.call(record.path, [&] {
         return get_std_wan_service_info_from_cfgfile(bytes, record.path.c_str());
@@ -46,6 +47,7 @@ int write_wan(const Context& context, const WanRecord& record) {
                   exit_wrong_input);
   }
   Change change(context);
+  change.keep(record.path);
   change.call(record.path, [&] {
     return set_std_wan_service_info_to_cfgfile(bytes.data(), record.path.c_str());
   });
@@ -54,6 +56,7 @@ int write_wan(const Context& context, const WanRecord& record) {
 
 int read_timeout(const Context& context) {
   Change change(context);
+  change.keep(timeout_path);
   char text[16] = {};
   if (!change.call(timeout_path,
                    [&] { return read_info_from_file(text, timeout_path, sizeof text - 1); })) {
@@ -69,6 +72,7 @@ int read_timeout(const Context& context) {
 
 int write_timeout(const Context& context, int seconds) {
   Change change(context);
+  change.keep(timeout_path);
   const std::string digits = std::to_string(seconds);
   // With the zero behind the digits; a longer number before leaves its tail behind that.
   change.call(timeout_path, [&] {

@@ -91,6 +91,15 @@ class StoreFaults(Faults):
             self.assertEqual(len(placed), 1, calls)
             self.assertRegex(calls[placed[0] + 1], r"^fsync\(\d+</ztcfg>\) += 0$")
 
+    def test_a_record_that_cannot_be_written_is_what_it_was(self):
+        record = Path("/ztcfg/wan")
+        record.write_bytes(b"o" * 1872)
+        status, out, err = self.with_fault(record, "write,writev:error=ENOSPC", "record", "write", "wan-service", str(record),
+                                           "-", stdin="n" * 1872)
+        self.assertEqual((status, out), (1, ""))
+        self.assertTrue(err.endswith("everything is as it was before\n"), err)
+        self.assertEqual(record.read_bytes(), b"o" * 1872)
+
 
 class SuddenEnds(Copies):
     """l3ctl is killed at each of its calls that make, write, rename or remove something."""
