@@ -1,6 +1,7 @@
 """l3ctl plan and diff: what apply would do, and that it is what apply does."""
 import json
 import os
+import re
 import subprocess
 import sys
 import unittest
@@ -92,6 +93,31 @@ Bytes of /ztcfg/l3_advance.dat:
                 text = json.dumps(self.random_text(dice))
                 stored.append(self.check_plan_against_apply(text))
         self.assertGreater(sum(stored), ROUNDS * 10, "hardly a line was compared")
+
+    def test_plan_has_the_edits_that_apply_makes_together(self):
+        dice = Dice(SEED + 1)
+        self.way = ()
+        compared = 0
+        for number in range(ROUNDS):
+            with self.subTest(round=number, seed=SEED + 1):
+                text = json.dumps(self.random_text(dice))
+                plan = json.loads(self.plan(text, "--json").out)
+                self.assertEqual(self.apply(text).status, 0)
+                made = self.edits(self.commands())
+                planned = self.edits(self.run_lines(plan))
+                for tool in ("iptables ", "ip6tables "):
+                    edits = [edit for edit in planned if edit.startswith(tool)]
+                    self.assertEqual([edit for edit in made if edit.startswith(tool)], edits)
+                    compared += len(edits)
+        self.assertGreater(compared, ROUNDS * 8, "hardly an edit was compared")
+
+    def edits(self, lines):
+        """What is changed, in one spelling: a restore quotes words, and has match strings in hexadecimal, for they may hold
+        a line feed."""
+        text = re.sub(r"--hex-string \|([0-9a-f]*)\|", lambda found: "--string " + bytes.fromhex(found[1]).decode("latin1"),
+                      "\n".join(lines))
+        commands = re.split(r"\n(?=ip6?tables)", "\n".join(text.splitlines()))
+        return [line.replace(" -t filter", "").replace('"', "") for line in commands if "-save" not in line and " -C " not in line]
 
     def random_text(self, dice):
         """Some sections of random settings, and the two that only the platform sees."""
