@@ -14,9 +14,9 @@ using namespace harness;
 
 namespace {
 
-constexpr char tools[] = "/tmp/tools";
-constexpr char notes[] = "/tmp/notes";
-constexpr char proof[] = "/tmp/x";
+constexpr char tools[] = "/run/tools";
+constexpr char notes[] = "/run/notes";
+constexpr char proof[] = "/run/x";
 
 int run_in_shell(const std::string& line) {
   std::string path = "PATH=" + std::string(tools) + ":/usr/bin:/bin";
@@ -36,7 +36,7 @@ int run_in_shell(const std::string& line) {
 void install_iptables() {
   ASSERT_EQ(mkdir(tools, 0755), 0);
   const std::string iptables = std::string(tools) + "/iptables";
-  write_file(iptables, "#!/bin/sh\n{ echo call; printf '%s\\0' \"$@\"; } >>/tmp/notes\n");
+  write_file(iptables, "#!/bin/sh\n{ echo call; printf '%s\\0' \"$@\"; } >>/run/notes\n");
   ASSERT_EQ(chmod(iptables.c_str(), 0755), 0);
 }
 
@@ -102,17 +102,17 @@ TEST_F(UrlShell, EveryByteArrivesUnchanged) {
 }
 
 TEST_F(UrlShell, AnUnguardedLineWouldBeExecuted) {
-  EXPECT_EQ(run_in_shell("iptables \"$(>/tmp/x)\""), 0);
+  EXPECT_EQ(run_in_shell("iptables \"$(>/run/x)\""), 0);
   EXPECT_TRUE(file_exists(proof));
   EXPECT_EQ(read_file(notes), joined({""}));
 }
 
 TEST_F(UrlShell, NothingInAHostNameIsExecuted) {
   for (const std::string name :
-       {"$(>/tmp/x)", "`>/tmp/x`", "\"$(>/tmp/x)\"", "\";>/tmp/x;\"", "\"\n>/tmp/x\n\"",
-        "\\\";>/tmp/x;\\\"", "\\$(>/tmp/x)", "\\\\$(>/tmp/x)", "\\`>/tmp/x`", "'$(>/tmp/x)'",
-        "';>/tmp/x;'", "\n>/tmp/x\n", "&>/tmp/x&", "|>/tmp/x", "$(iptables -F)", "`iptables -F`",
-        "\"&&iptables -F #", "${x:=$(>/tmp/x)}", "$((1+1))"}) {
+       {"$(>/run/x)", "`>/run/x`", "\"$(>/run/x)\"", "\";>/run/x;\"", "\"\n>/run/x\n\"",
+        "\\\";>/run/x;\\\"", "\\$(>/run/x)", "\\\\$(>/run/x)", "\\`>/run/x`", "'$(>/run/x)'",
+        "';>/run/x;'", "\n>/run/x\n", "&>/run/x&", "|>/run/x", "$(iptables -F)", "`iptables -F`",
+        "\"&&iptables -F #", "${x:=$(>/run/x)}", "$((1+1))"}) {
     expect_match_string(name, static_cast<char>(name.size()) + name);
     EXPECT_FALSE(file_exists(proof)) << name;
   }
@@ -122,7 +122,7 @@ TEST_F(UrlShell, NothingInAHostNameIsExpanded) {
   for (const std::string name :
        {"$PATH",  "${PATH}", "$$",   "$?", "$@",   "$",   "\\", "\\\\",
         "\\n",    "a\\",     "\\\n", "\"", "\"\"", "`",   "``", "*",
-        "/tmp/*", "~",       "!!",   "#",  "%s%n", "a b", " ",  "--help"}) {
+        "/run/*", "~",       "!!",   "#",  "%s%n", "a b", " ",  "--help"}) {
     expect_match_string(name, static_cast<char>(name.size()) + name);
   }
 }
