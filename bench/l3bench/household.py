@@ -5,7 +5,7 @@ import pathlib
 import re
 import subprocess
 
-from l3bench import lines, targets, timing
+from l3bench import lines, memory, targets, timing
 from l3bench.instructions import ROOT
 from l3lab import device, rules
 
@@ -78,7 +78,8 @@ def _measure(folder, words, rounds, programs=False):
     if programs:
         contenders |= _programs(folder)
     samples = timing.time_contenders(folder, contenders, rounds, SECONDS)
-    return {"commands": commands, "contenders": timing.summary(samples)}
+    return {"commands": commands, "contenders": timing.summary(samples),
+            "memory": memory.of_contender(folder, contenders["l3ctl"])}  # fmt: skip
 
 
 def measure(work, rounds):

@@ -12,7 +12,7 @@ import shutil
 import subprocess
 import sys
 
-from l3bench import household, leaks, lines, others, timing
+from l3bench import household, leaks, lines, memory, others, timing
 from l3bench.instructions import BUILD
 from l3lab import rules
 
@@ -21,7 +21,6 @@ WORK = pathlib.Path("/tmp/bench")
 FOREIGN = (0, 100, 250, 500)
 ROUNDS, SECONDS = 31, 2.5
 SLOW_ROUNDS = 3
-MEMORY_SCENE = "ip_filter 50"
 # Ranges are in the instruction counts; their commands are like those of the others.
 LEFT_OUT = ("unchanged", "acl_ranges")
 
@@ -86,11 +85,11 @@ def add_nft(folder, backend, made, absent):
         absent["nft"] = str(failed)
 
 
-def measure_scene(scene, backend):
+def measure_scene(scene, backend, fullest):
     folder = WORK / re.sub(r"\W", "_", scene)
     timing.stopwatch("prepare", scene, folder)
     made, absent = contenders_of(folder, scene, backend)
-    memory = measure_memory(scene, made) if scene == MEMORY_SCENE else {}
+    peaks = memory.of_contenders(folder, made) if fullest else {}
     slow = {name: made.pop(name) for name in ("ferm",) if name in made}
     samples = timing.time_contenders(folder, made, ROUNDS, SECONDS)
     found = timing.summary(samples)
@@ -100,7 +99,7 @@ def measure_scene(scene, backend):
         "contenders": found | timing.summary(samples),
         "pairs": timing.pair_ratios(samples, "library"),
         "absent": absent,
-        "memory": memory,
+        "memory": peaks,
         "commands": len(lines.read(folder)),
     }
 
@@ -129,7 +128,8 @@ def measure_manager(manager, scene):
         state = state_after(folder, steps[manager.name])
         if missing := [rule.source for rule in wanted if not _in_kernel(rule, state[4])]:
             return f"{len(missing)} rules are not in the kernel"
-        return timing.summary(timing.time_contenders(folder, steps, SLOW_ROUNDS, 0))[manager.name]
+        summary = timing.summary(timing.time_contenders(folder, steps, SLOW_ROUNDS, 0))[manager.name]
+        return summary | {"memory": memory.of_contender(folder, steps[manager.name]), **manager.daemon_memory()}
     except (timing.Failed, RuntimeError) as failed:
         return str(failed)
 
@@ -139,22 +139,6 @@ def _in_kernel(rule, saved):
         return True
     listing = subprocess.run(["nft", "list", "ruleset"], capture_output=True, text=True).stdout
     return f"ip saddr {rule.source} " in listing
-
-
-def measure_memory(scene, made):
-    """{contender: KiB of its largest process}; the floor's is a shell with one line, since the loop around it is
-    whatever program calls the library."""
-    folder = WORK / re.sub(r"\W", "_", scene)
-    rule = next(line for line in lines.read(folder) if " -A " in line)
-    commands = {"floor": ["sh", "-c", rule], "libc alone": [BUILD / "load_without"],
-                "libc and the library": [BUILD / "load_library"]}  # fmt: skip
-    commands |= {name: steps[-1][1:] for name, steps in made.items() if steps[-1][0] == "run"}
-    found = {}
-    for name, command in commands.items():
-        timing.stopwatch("restore", folder)
-        subprocess.run([BUILD / "peak", "/tmp/peak", *command], check=True, stdout=subprocess.DEVNULL)
-        found[name] = int(pathlib.Path("/tmp/peak").read_text())
-    return found
 
 
 def measure_foreign(scene):
@@ -196,10 +180,11 @@ def main():
     others.choose_backend(backend)
     scenes = [name for name in timing.stopwatch("scenes").splitlines()
               if not any(part in name for part in LEFT_OUT) and re.search(pattern, name)]  # fmt: skip
-    result = {"scenes": {}}
+    fullest = {scene.rpartition(" ")[0]: scene for scene in scenes}.values()
+    result = {"scenes": {}, "loading memory": memory.of_loading()}
     for scene in scenes:
         print(f"{backend}: {scene}", file=sys.stderr, flush=True)
-        result["scenes"][scene] = measure_scene(scene, backend)
+        result["scenes"][scene] = measure_scene(scene, backend, fullest=scene in fullest)
     print(f"{backend}: l3ctl", file=sys.stderr, flush=True)
     if not pattern or "l3ctl" in pattern:
         result["household"] = household.measure(WORK, ROUNDS)

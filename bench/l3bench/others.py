@@ -11,7 +11,7 @@ import shutil
 import subprocess
 import time
 
-from l3bench import lines
+from l3bench import lines, memory
 
 ETC = pathlib.Path("/etc")
 CONTENDERS = pathlib.Path(__file__).resolve().parents[2] / "build/contenders"
@@ -99,6 +99,9 @@ class Ufw:
         (ETC / "ufw/user.rules").write_text(self._empty.replace("### END RULES ###", text + "### END RULES ###"))
         return ["run", "ufw", "reload"]
 
+    def daemon_memory(self):
+        return {}
+
     def close(self):
         pass
 
@@ -120,6 +123,9 @@ class Shorewall:
             text += f"DROP lan:{rule.source} wan:{rule.destination} tcp {rule.ports}\n"
         self._write("rules", text)
         return ["run", "shorewall", "-q", "restart", "-c"]
+
+    def daemon_memory(self):
+        return {}
 
     def close(self):
         pass
@@ -155,6 +161,9 @@ class Firewalld:
         (ETC / "firewalld/policies").mkdir(exist_ok=True)
         (ETC / "firewalld/policies/bench.xml").write_text(policy)
         return ["run", "firewall-cmd", "-q", "--reload"]
+
+    def daemon_memory(self):
+        return {"daemon memory": memory.of_running(self._daemon)}
 
     def close(self):
         for process in (self._daemon, self._bus):

@@ -6,6 +6,7 @@ from l3bench import plots, report
 from l3bench.instructions import ROOT
 
 PAGE = ROOT / "docs/performance.md"
+PLOTS = ROOT / "docs/plots"
 
 
 def _machine(found):
@@ -15,7 +16,8 @@ def _machine(found):
 
 
 def write(results):
-    """Every part of the run that the page has a pair of markers for; a part without one is an error."""
+    """Every part of the run, between its pair of markers, and every plot; one that the page has no place for is an
+    error."""
     text = PAGE.read_text()
     parts = {"Machine": _machine(results["machine"]), **dict(report.everything(results))}
     for title, part in parts.items():
@@ -25,4 +27,7 @@ def write(results):
         if times != 1:
             raise SystemExit(f"bench/run: docs/performance.md has no place for '{title}'")
     PAGE.write_text(text)
-    plots.draw(results, ROOT / "docs/plots")
+    plots.draw(results, PLOTS)
+    for plot in PLOTS.glob("*.svg"):
+        if f"(plots/{plot.name})" not in text:
+            raise SystemExit(f"bench/run: docs/performance.md does not show {plot.name}")

@@ -64,7 +64,7 @@ def leaked(results):
 def draw(results, folder):
     folder.mkdir(exist_ok=True)
     for backend in report.BACKENDS:
-        for kind in ("ip_filter", "url_filter", "boot", "switch_on"):
+        for kind in report.kinds(results[backend]["scenes"]):
             words = (f"{kind.replace('_', ' ')}, {backend} backend", "entries of each filter", "milliseconds")
             lines(folder / f"{kind}-{backend}.svg", words, by_entries(results[backend], kind))
         words = (f"IP filter of 10 entries, {backend} backend", "rules of others in the table", "milliseconds")

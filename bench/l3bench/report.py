@@ -91,9 +91,25 @@ def processes(result):
 
 
 def memory(result):
-    rows = [[name, grouped(size)]
-            for measured in result["scenes"].values() for name, size in measured["memory"].items()]  # fmt: skip
-    return table(["largest process", "KiB"], rows)
+    """The largest process of each contender, with every filter at its fullest; then what has no such call."""
+    names = ("floor", *(name for name in CONTENDERS if name != "library"))
+    rows = [[scene, *(grouped(measured["memory"][name]) if name in measured["memory"] else "-" for name in names)]
+            for scene, measured in result["scenes"].items() if measured["memory"]]  # fmt: skip
+    return table(["largest process, KiB", *names], rows) + "\n" + _memory_of_others(result)
+
+
+def _memory_of_others(result):
+    found = dict(result["loading memory"])
+    for words, measured in result.get("household", {}).items():
+        found[f"l3ctl, {words}"] = measured["memory"]
+    for name, scenes in result.get("managers", {}).items():
+        scene, summary = list(scenes.items())[-1]
+        if isinstance(summary, str):
+            continue
+        found[f"{name}, {scene}"] = summary["memory"]
+        if "daemon memory" in summary:
+            found[f"{name}'s daemon"] = summary["daemon memory"]
+    return table(["largest process", "KiB"], [[name, grouped(size)] for name, size in found.items()])
 
 
 def foreign(results):
@@ -177,12 +193,17 @@ def _setting_in_words(results):
             f"are left for all that l3ctl does itself.\n")  # fmt: skip
 
 
+def kinds(scenes):
+    """The calls, each once, whatever the number of entries."""
+    return dict.fromkeys(scene.rpartition(" ")[0] for scene in scenes)
+
+
 def growth(results):
     """Milliseconds for one entry more, between an empty list and a full one."""
     rows = []
     for backend in BACKENDS:
         scenes = results.get(backend, {}).get("scenes", {})
-        for kind in dict.fromkeys(scene.rpartition(" ")[0] for scene in scenes):
+        for kind in kinds(scenes):
             numbers = sorted(int(scene.rpartition(" ")[2]) for scene in scenes if scene.rpartition(" ")[0] == kind)
             if kind == "factory_reset" or len(numbers) < 2:
                 continue
