@@ -10,7 +10,7 @@ from l3bench.instructions import ROOT
 from l3lab import device, rules
 
 SETTINGS = ROOT / "examples/home.json"
-_EXECUTED = re.compile(r'execve\("/bin/sh", \["sh", "-c", (?:"--", )?"((?:[^"\\]|\\.)*)"\]')
+_EXECUTED = re.compile(r'execve\("/bin/sh", \["/bin/sh", "-c", (?:"--", )?"((?:[^"\\]|\\.)*)"\]')
 ONE_BY_ONE = "--one-by-one"
 SECONDS = 7
 
@@ -50,6 +50,8 @@ def _lines_of(folder, command):
     subprocess.run(["strace", "-f", "-qq", "-e", "trace=execve", "-s", "4096", "-o", trace, *command], check=True,
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)  # fmt: skip
     found = [match.encode("latin-1").decode("unicode_escape") for match in _EXECUTED.findall(trace.read_text())]
+    if not found:
+        raise RuntimeError(f"{' '.join(map(str, command))} ran no line that the tracer knows")
     (folder / "lines").write_bytes("".join(line + "\0" for line in found).encode("latin-1"))
     return len(found)
 
