@@ -1,5 +1,5 @@
 /*
- * The state that a scene finds, kept in a folder, so that every run of every contender starts from
+ * The state that a scene finds, kept in a folder, so that every run of every competitor starts from
  * the same one: both families' filter tables, the files of the store, and the lines that the call
  * runs.
  */

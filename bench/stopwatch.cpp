@@ -1,20 +1,20 @@
 /*
- * Times contenders against each other, in the gateway of the lab.
+ * Times competitors against each other, in the gateway of the lab.
  *
  *     stopwatch scenes                        the names of all scenes
  *     stopwatch prepare SCENE FOLDER          the state that the scene finds, and its lines
  *     stopwatch restore FOLDER                that state is in place again
- *     stopwatch time FOLDER ROUNDS SECONDS    contenders on standard input, samples on standard output
+ *     stopwatch time FOLDER ROUNDS SECONDS    competitors on standard input, samples on standard output
  *
- * A contender is one line or several, words parted by tabs: its name, then
+ * A competitor is one line or several, words parted by tabs: its name, then
  *
  *     call SCENE        the library's call, in this process
- *     floor             the call's lines, in this process: a bare loop of system()
+ *     baseline          the call's lines, in this process: a bare loop of system()
  *     run PROGRAM …     a program
  *     first PROGRAM …   a program that gets ready, before the clock starts
  *
- * A sample is the word, the contender's name, the round, nanoseconds, and the processes that were started. Each round runs
- * every contender once; of two that stand side by side every other round runs the second first. The
+ * A sample is the word, the competitor's name, the round, nanoseconds, and the processes that were started. Each round runs
+ * every competitor once; of two that stand side by side every other round runs the second first. The
  * rounds end after ROUNDS, or after SECONDS when there were five.
  */
 #include <algorithm>
@@ -32,7 +32,7 @@ namespace {
 using Words = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
 
-struct Contender {
+struct Competitor {
   std::string name;
   std::vector<Words> steps;
 };
@@ -57,8 +57,8 @@ const bench::Scene& scene_named(const std::string& name) {
   return *found;
 }
 
-std::vector<Contender> read_contenders() {
-  std::vector<Contender> all;
+std::vector<Competitor> read_competitors() {
+  std::vector<Competitor> all;
   std::string line;
   while (std::getline(std::cin, line)) {
     Words words;
@@ -84,7 +84,7 @@ long last_process() {
   return std::stol(word);
 }
 
-void run_floor(const bench::GatewayState& state) {
+void run_baseline(const bench::GatewayState& state) {
   for (const std::string& line : state.lines()) {
     system(line.c_str());
   }
@@ -93,35 +93,35 @@ void run_floor(const bench::GatewayState& state) {
 void run_step(const bench::GatewayState& state, const Words& step) {
   if (step[0] == "call") {
     scene_named(step[1]).call();
-  } else if (step[0] == "floor") {
-    run_floor(state);
+  } else if (step[0] == "baseline") {
+    run_baseline(state);
   } else {
     bench::run(Words(step.begin() + 1, step.end()));
   }
 }
 
 /* Those that get ready, or the others. */
-void run_steps(const bench::GatewayState& state, const Contender& contender, bool first) {
-  for (const Words& step : contender.steps) {
+void run_steps(const bench::GatewayState& state, const Competitor& competitor, bool first) {
+  for (const Words& step : competitor.steps) {
     if ((step[0] == "first") == first) {
       run_step(state, step);
     }
   }
 }
 
-Sample take_sample(const bench::GatewayState& state, const Contender& contender, int round) {
+Sample take_sample(const bench::GatewayState& state, const Competitor& competitor, int round) {
   state.restore();
-  run_steps(state, contender, true);
+  run_steps(state, competitor, true);
   const long processes = last_process();
   const Clock::time_point start = Clock::now();
-  run_steps(state, contender, false);
+  run_steps(state, competitor, false);
   const std::chrono::nanoseconds taken = Clock::now() - start;
-  return {contender.name, round, taken.count(), last_process() - processes};
+  return {competitor.name, round, taken.count(), last_process() - processes};
 }
 
 void time_all(const std::string& folder, int rounds, double seconds) {
   const bench::GatewayState state(folder);
-  std::vector<Contender> contenders = read_contenders();
+  std::vector<Competitor> competitors = read_competitors();
   std::vector<Sample> samples;
   const Clock::time_point start = Clock::now();
   for (int round = 0; round < rounds; ++round) {
@@ -129,11 +129,11 @@ void time_all(const std::string& folder, int rounds, double seconds) {
     if (round >= fewest_rounds && passed.count() > seconds) {
       break;
     }
-    for (const Contender& contender : contenders) {
-      samples.push_back(take_sample(state, contender, round));
+    for (const Competitor& competitor : competitors) {
+      samples.push_back(take_sample(state, competitor, round));
     }
-    for (size_t i = 0; i + 1 < contenders.size(); i += 2) {
-      std::swap(contenders[i], contenders[i + 1]);
+    for (size_t i = 0; i + 1 < competitors.size(); i += 2) {
+      std::swap(competitors[i], competitors[i + 1]);
     }
   }
   // Only now, and behind everything that the library and the programs have printed.

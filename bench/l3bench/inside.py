@@ -12,7 +12,7 @@ import shutil
 import subprocess
 import sys
 
-from l3bench import household, leaks, lines, memory, others, timing
+from l3bench import lines, memory, others, timing, update_gap, whole_settings
 from l3bench.instructions import BUILD
 from l3lab import rules
 
@@ -26,13 +26,13 @@ LEFT_OUT = ("unchanged", "acl_ranges")
 
 
 def state_after(folder, steps):
-    """Both tables after one run of a contender, as iptables-save prints them."""
-    timing.time_contenders(folder, {"one": steps}, 1, 0)
+    """Both tables after one run of a competitor, as iptables-save prints them."""
+    timing.time_competitors(folder, {"one": steps}, 1, 0)
     return {family: rules.saved(family) for family in (4, 6)}
 
 
 def other_rules(state, expected):
-    """The first rule that stands elsewhere than in the floor's tables, or none. The order of the chains says
+    """The first rule that stands elsewhere than in the baseline's tables, or none. The order of the chains says
     nothing, that of the rules in each does."""
     for family in (4, 6):
         pairs = itertools.zip_longest(*(sorted(one[family].splitlines(), key=_chain) for one in (state, expected)))
@@ -47,10 +47,10 @@ def _chain(line):
     return words[:2] if line.startswith("-A") else words[:1]
 
 
-def contenders_of(folder, scene, backend):
-    """({name: steps}, {name: why it is not there}). What leaves other rules than the floor is no contender."""
-    made, absent = {"floor": [["floor"]]}, {}
-    expected = state_after(folder, made["floor"])
+def competitors_of(folder, scene, backend):
+    """({name: steps}, {name: why it is not there}). What leaves other rules than the baseline is no competitor."""
+    made, absent = {"baseline": [["baseline"]]}, {}
+    expected = state_after(folder, made["baseline"])
     for family in (4, 6):
         (folder / f"after{family}").write_text(expected[family])
     if scene:
@@ -80,7 +80,7 @@ def add_nft(folder, backend, made, absent):
         made["nft"].insert(0, ["first", "nft", "-f", folder / "before.nft"])
     try:
         # What nft itself makes, iptables-save cannot always read.
-        timing.time_contenders(folder, {"nft": made["nft"]}, 2, 0)
+        timing.time_competitors(folder, {"nft": made["nft"]}, 2, 0)
     except timing.Failed as failed:
         absent["nft"] = str(failed)
 
@@ -88,15 +88,15 @@ def add_nft(folder, backend, made, absent):
 def measure_scene(scene, backend, fullest):
     folder = WORK / re.sub(r"\W", "_", scene)
     timing.stopwatch("prepare", scene, folder)
-    made, absent = contenders_of(folder, scene, backend)
-    peaks = memory.of_contenders(folder, made) if fullest else {}
+    made, absent = competitors_of(folder, scene, backend)
+    peaks = memory.of_competitors(folder, made) if fullest else {}
     slow = {name: made.pop(name) for name in ("ferm",) if name in made}
-    samples = timing.time_contenders(folder, made, ROUNDS, SECONDS)
+    samples = timing.time_competitors(folder, made, ROUNDS, SECONDS)
     found = timing.summary(samples)
     if slow:
-        found |= timing.summary(timing.time_contenders(folder, slow | {"floor": made["floor"]}, 5, 0))
+        found |= timing.summary(timing.time_competitors(folder, slow | {"baseline": made["baseline"]}, 5, 0))
     return {
-        "contenders": found | timing.summary(samples),
+        "competitors": found | timing.summary(samples),
         "pairs": timing.pair_ratios(samples, "library"),
         "absent": absent,
         "memory": peaks,
@@ -124,12 +124,12 @@ def measure_manager(manager, scene):
     folder = WORK / re.sub(r"\W", "_", scene)
     wanted = others.ip_rules(folder)
     try:
-        steps = {manager.name: [manager.say(wanted)], "floor": [["floor"]]}
+        steps = {manager.name: [manager.say(wanted)], "baseline": [["baseline"]]}
         state = state_after(folder, steps[manager.name])
         if missing := [rule.source for rule in wanted if not _in_kernel(rule, state[4])]:
             return f"{len(missing)} rules are not in the kernel"
-        summary = timing.summary(timing.time_contenders(folder, steps, SLOW_ROUNDS, 0))[manager.name]
-        return summary | {"memory": memory.of_contender(folder, steps[manager.name]), **manager.daemon_memory()}
+        summary = timing.summary(timing.time_competitors(folder, steps, SLOW_ROUNDS, 0))[manager.name]
+        return summary | {"memory": memory.of_competitor(folder, steps[manager.name]), **manager.daemon_memory()}
     except (timing.Failed, RuntimeError) as failed:
         return str(failed)
 
@@ -149,9 +149,9 @@ def measure_foreign(scene):
     for number in FOREIGN:
         foreign = "".join(f"-A FORWARD -s 10.{i // 250}.{i % 250}.1/32 -j ACCEPT\n" for i in range(number))
         (folder / "before4").write_text(before.replace("COMMIT", foreign + "COMMIT"))
-        contenders = {"floor": [["floor"]], "library": [["call", scene]]}
-        contenders["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
-        found[number] = timing.summary(timing.time_contenders(folder, contenders, 11, 2))
+        competitors = {"baseline": [["baseline"]], "library": [["call", scene]]}
+        competitors["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
+        found[number] = timing.summary(timing.time_competitors(folder, competitors, 11, 2))
     (folder / "before4").write_text(before)
     return found
 
@@ -167,9 +167,9 @@ def measure_parts(scene):
         "a shell": [["run", "sh", "-c", ":"]],
         "iptables, loaded": [["run", "iptables", "--version"]],
         "iptables, one rule": [["run", *rule.split()]],
-        "floor": [["floor"]],
+        "baseline": [["baseline"]],
     }
-    return timing.summary(timing.time_contenders(folder, parts, 2 * ROUNDS, SECONDS))
+    return timing.summary(timing.time_competitors(folder, parts, 2 * ROUNDS, SECONDS))
 
 
 def main():
@@ -187,8 +187,8 @@ def main():
         result["scenes"][scene] = measure_scene(scene, backend, fullest=scene in fullest)
     print(f"{backend}: l3ctl", file=sys.stderr, flush=True)
     if not pattern or "l3ctl" in pattern:
-        result["household"] = household.measure(WORK, ROUNDS)
-        result["leaks"] = leaks.measure()
+        result["whole settings"] = whole_settings.measure(WORK, ROUNDS)
+        result["update gap"] = update_gap.measure()
     filters = [scene for scene in scenes if scene.startswith("ip_filter ")]
     if filters:
         print(f"{backend}: foreign rules, and other managers", file=sys.stderr, flush=True)

@@ -1,4 +1,4 @@
-"""What the largest process of each contender has in memory."""
+"""What the largest process of each competitor has in memory."""
 
 import pathlib
 import re
@@ -16,8 +16,8 @@ def of_program(*words):
     return int(FOUND.read_text())
 
 
-def of_contender(folder, steps):
-    """The same of all steps of a contender, from the state that the folder keeps."""
+def of_competitor(folder, steps):
+    """The same of all steps of a competitor, from the state that the folder keeps."""
     timing.stopwatch("restore", folder)
     most = 0
     for way, *words in steps:
@@ -28,9 +28,9 @@ def of_contender(folder, steps):
     return most
 
 
-def of_contenders(folder, made):
-    """{contender: KiB}; the library's own process is whatever program calls it, and what it starts is the floor's."""
-    return {name: of_contender(folder, steps) for name, steps in made.items() if steps[0][0] != "call"}
+def of_competitors(folder, made):
+    """{competitor: KiB}; the library's own process is whatever program calls it, and what it starts is the baseline's."""
+    return {name: of_competitor(folder, steps) for name, steps in made.items() if steps[0][0] != "call"}
 
 
 def of_loading():

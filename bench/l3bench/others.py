@@ -14,7 +14,7 @@ import time
 from l3bench import lines, memory
 
 ETC = pathlib.Path("/etc")
-CONTENDERS = pathlib.Path(__file__).resolve().parents[2] / "build/contenders"
+COMPETITORS = pathlib.Path(__file__).resolve().parents[2] / "build/competitors"
 _BUS = """<busconfig><type>system</type><listen>unix:path=/run/dbus/system_bus_socket</listen><auth>EXTERNAL</auth>
 <policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/>
 <allow user="*"/></policy></busconfig>
@@ -22,14 +22,14 @@ _BUS = """<busconfig><type>system</type><listen>unix:path=/run/dbus/system_bus_s
 
 
 def lay_over(backend):
-    """Lays the unpacked contenders over /usr and /etc, which are this sandbox's own from now on."""
+    """Lays the unpacked competitors over /usr and /etc, which are this sandbox's own from now on."""
     for folder in ("/tmp/etc/upper", "/tmp/etc/work", "/tmp/usr/sbin"):
         os.makedirs(folder)
     if backend == "nft":
         hide_legacy_tools("/tmp/usr/sbin")
     mount = ["mount", "-t", "overlay", "overlay", "-o"]
-    subprocess.run([*mount, f"lowerdir=/tmp/usr:{CONTENDERS}/usr:/usr", "/usr"], check=True)
-    layers = f"lowerdir={CONTENDERS}/etc:/etc,upperdir=/tmp/etc/upper,workdir=/tmp/etc/work,userxattr"
+    subprocess.run([*mount, f"lowerdir=/tmp/usr:{COMPETITORS}/usr:/usr", "/usr"], check=True)
+    layers = f"lowerdir={COMPETITORS}/etc:/etc,upperdir=/tmp/etc/upper,workdir=/tmp/etc/work,userxattr"
     subprocess.run([*mount, layers, "/etc"], check=True)
     for folder in ("/var/lib/shorewall", "/var/lock", "/var/log", "/run/dbus"):
         os.makedirs(folder, exist_ok=True)

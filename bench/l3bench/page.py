@@ -1,12 +1,12 @@
-"""Puts a run into docs/performance.md, between its markers, and draws the plots."""
+"""Writes a run's report, and puts the part that is documented into docs/performance.md."""
 
 import re
+import shutil
 
 from l3bench import plots, report
 from l3bench.instructions import ROOT
 
 PAGE = ROOT / "docs/performance.md"
-PLOTS = ROOT / "docs/plots"
 
 
 def _machine(found):
@@ -15,19 +15,24 @@ def _machine(found):
             f"{found['minutes']} minutes.\n")  # fmt: skip
 
 
-def write(results):
-    """Every part of the run, between its pair of markers, and every plot; one that the page has no place for is an
-    error."""
-    text = PAGE.read_text()
-    parts = {"Machine": _machine(results["machine"]), **dict(report.everything(results))}
-    for title, part in parts.items():
-        begin, end = f"<!-- run: {title} -->\n", "<!-- end -->"
-        text, times = re.subn(f"({re.escape(begin)}).*?({end})", lambda match: f"{match[1]}\n{part}\n{match[2]}",
-                              text, count=1, flags=re.S)  # fmt: skip
-        if times != 1:
-            raise SystemExit(f"bench/run: docs/performance.md has no place for '{title}'")
-    PAGE.write_text(text)
-    plots.draw(results, PLOTS)
-    for plot in PLOTS.glob("*.svg"):
-        if f"(plots/{plot.name})" not in text:
-            raise SystemExit(f"bench/run: docs/performance.md does not show {plot.name}")
+def _parts(results):
+    return {"Machine": _machine(results["machine"]), **dict(report.everything(results))}
+
+
+def write_report(results, folder):
+    """Every table as report.md; every plot that the run has the measurements for."""
+    sections = (f"## {title}\n\n{text}" for title, text in _parts(results).items())
+    (folder / "report.md").write_text("\n".join(["# What a setting costs\n", *sections]))
+    plots.draw(results, folder / "plots")
+
+
+def update_document(results, folder):
+    """Each part that the document has a pair of markers for, and each plot that it shows."""
+    text, parts = PAGE.read_text(), _parts(results)
+
+    def current(match):
+        return f"{match[1]}\n{parts[match[2]]}\n<!-- end -->"
+
+    PAGE.write_text(re.sub(r"(<!-- run: (.*?) -->\n).*?<!-- end -->", current, text, flags=re.S))
+    for plot in re.findall(r"\(plots/(.*?)\)", text):
+        shutil.copy(folder / "plots" / plot, PAGE.parent / "plots" / plot)

@@ -31,13 +31,13 @@ def lines(output, words, series, log=True):
 
 
 def by_entries(result, kind):
-    """{contender: [(entries, ms)]} of one kind of call."""
+    """{competitor: [(entries, ms)]} of one kind of call."""
     series = {}
     for scene, measured in result["scenes"].items():
         name, _, entries = scene.rpartition(" ")
         if name == kind:
-            for contender, found in measured["contenders"].items():
-                series.setdefault(contender, []).append((int(entries), found["ms"]))
+            for competitor, found in measured["competitors"].items():
+                series.setdefault(competitor, []).append((int(entries), found["ms"]))
     for manager, scenes in result["managers"].items() if kind == "ip_filter" else ():
         points = [(int(scene.split()[1]), found["ms"]) for scene, found in scenes.items() if not isinstance(found, str)]
         if points:
@@ -48,15 +48,15 @@ def by_entries(result, kind):
 def by_foreign_rules(result):
     series = {}
     for number, found in result["foreign"].items():
-        for contender, measured in found.items():
-            series.setdefault(contender, []).append((int(number), measured["ms"]))
+        for competitor, measured in found.items():
+            series.setdefault(competitor, []).append((int(number), measured["ms"]))
     return series
 
 
 def leaked(results):
     series = {}
     for backend in report.BACKENDS:
-        for way, lengths in results[backend]["leaks"].items():
+        for way, lengths in results.get(backend, {}).get("update gap", {}).items():
             series[f"{way}, {backend}"] = [(int(length), found["arrived"]) for length, found in lengths.items()]
     return series
 
@@ -64,10 +64,14 @@ def leaked(results):
 def draw(results, folder):
     folder.mkdir(exist_ok=True)
     for backend in report.BACKENDS:
-        for kind in report.kinds(results[backend]["scenes"]):
+        result = results.get(backend, {})
+        for kind in report.kinds(result.get("scenes", {})):
             words = (f"{kind.replace('_', ' ')}, {backend} backend", "entries of each filter", "milliseconds")
-            lines(folder / f"{kind}-{backend}.svg", words, by_entries(results[backend], kind))
-        words = (f"IP filter of 10 entries, {backend} backend", "rules of others in the table", "milliseconds")
-        lines(folder / f"foreign-{backend}.svg", words, by_foreign_rules(results[backend]))
-    words = ("Packets through a closed port while others in its list change", "rules in the list", "packets a change")
-    lines(folder / "leaks.svg", words, leaked(results), log=False)
+            lines(folder / f"{kind}-{backend}.svg", words, by_entries(result, kind))
+        if "foreign" in result:
+            words = (f"IP filter of 10 entries, {backend} backend", "rules of others in the table", "milliseconds")
+            lines(folder / f"foreign-{backend}.svg", words, by_foreign_rules(result))
+    if series := leaked(results):
+        words = ("Packets through a closed port while others in its list change", "rules in the list",
+                 "packets a change")  # fmt: skip
+        lines(folder / "update-gap.svg", words, series, log=False)

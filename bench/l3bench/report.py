@@ -3,7 +3,7 @@
 from l3bench import instructions, loading, targets, timing
 
 BACKENDS = ("legacy", "nft")
-CONTENDERS = ("library", "shell script", "transaction", "restore", "nft", "ferm")
+COMPETITORS = ("library", "shell script", "transaction", "restore", "nft", "ferm")
 
 
 def table(heads, rows):
@@ -38,22 +38,22 @@ def _library_cell(measured):
 
 
 def times(result):
-    """One row a call: medians in milliseconds, in brackets the ratio to the floor."""
+    """One row a call: medians in milliseconds, in brackets the ratio to the baseline."""
     rows = []
     for scene, measured in result["scenes"].items():
-        found = measured["contenders"]
-        cells = [scene, measured["commands"], _ms(found["floor"]["ms"])]
-        for name in CONTENDERS:
+        found = measured["competitors"]
+        cells = [scene, measured["commands"], _ms(found["baseline"]["ms"])]
+        for name in COMPETITORS:
             if name not in found:
                 cells.append("-")
             else:
                 cells.append(_library_cell(found[name]) if name == "library" else _cell(found[name]))
         rows.append(cells)
-    return table(["call", "commands", "floor", *CONTENDERS], rows)
+    return table(["call", "commands", "baseline", *COMPETITORS], rows)
 
 
 def reasons(result):
-    """Why a contender is not there, each reason once, with its calls."""
+    """Why a competitor is not there, each reason once, with its calls."""
     found = {}
     for scene, measured in result["scenes"].items():
         for name, why in measured["absent"].items():
@@ -62,13 +62,13 @@ def reasons(result):
                    for (name, why), scenes in found.items())  # fmt: skip
 
 
-def library_beside_floor(results):
+def library_beside_baseline(results):
     rows = []
     for backend in BACKENDS:
         if results.get(backend, {}).get("scenes"):
             found = timing.pooled(results[backend]["scenes"].values())
             rows.append([backend, f"{found['ratio']:.4f}", f"{found['low']:.4f} to {found['high']:.4f}", found["n"]])
-    return table(["backend", "library / floor", "95 % interval of the median", "pairs"], rows)
+    return table(["backend", "library / baseline", "95 % interval of the median", "pairs"], rows)
 
 
 def managers(results):
@@ -79,20 +79,20 @@ def managers(results):
             for scene, found in scenes.items():
                 cells = [found, "", ""] if isinstance(found, str) else [_cell(found), found["processes"], found["n"]]
                 rows.append([f"{name}, {scene}, {backend}", *cells])
-    return table(["manager", "ms (to the floor)", "processes", "n"], rows)
+    return table(["manager", "ms (to the baseline)", "processes", "n"], rows)
 
 
 def processes(result):
     rows = []
     for scene, measured in result["scenes"].items():
-        found = measured["contenders"]
-        rows.append([scene, *(found[name]["processes"] if name in found else "-" for name in ("floor", *CONTENDERS))])
-    return table(["processes started", "floor", *CONTENDERS], rows)
+        found = measured["competitors"]
+        rows.append([scene, *(found[name]["processes"] if name in found else "-" for name in ("baseline", *COMPETITORS))])
+    return table(["processes started", "baseline", *COMPETITORS], rows)
 
 
 def memory(result):
-    """The largest process of each contender, with every filter at its fullest; then what has no such call."""
-    names = ("floor", *(name for name in CONTENDERS if name != "library"))
+    """The largest process of each competitor, with every filter at its fullest; then what has no such call."""
+    names = ("baseline", *(name for name in COMPETITORS if name != "library"))
     rows = [[scene, *(grouped(measured["memory"][name]) if name in measured["memory"] else "-" for name in names)]
             for scene, measured in result["scenes"].items() if measured["memory"]]  # fmt: skip
     return table(["largest process, KiB", *names], rows) + "\n" + _memory_of_others(result)
@@ -100,7 +100,7 @@ def memory(result):
 
 def _memory_of_others(result):
     found = dict(result["loading memory"])
-    for words, measured in result.get("household", {}).items():
+    for words, measured in result.get("whole settings", {}).items():
         found[f"l3ctl, {words}"] = measured["memory"]
     for name, scenes in result.get("managers", {}).items():
         scene, summary = list(scenes.items())[-1]
@@ -116,27 +116,27 @@ def foreign(results):
     rows = []
     for backend in BACKENDS:
         for number, found in results.get(backend, {}).get("foreign", {}).items():
-            rows.append([f"{backend}, {number}", _ms(found["floor"]["ms"]), _library_cell(found["library"]),
+            rows.append([f"{backend}, {number}", _ms(found["baseline"]["ms"]), _library_cell(found["library"]),
                          _cell(found["restore"])])  # fmt: skip
-    return table(["foreign rules", "floor", "library", "restore"], rows)
+    return table(["foreign rules", "baseline", "library", "restore"], rows)
 
 
-def household(results):
+def whole_settings(results):
     """l3ctl from its start to its end, beside the lines that it runs one by one."""
     rows = []
     for backend in BACKENDS:
-        for words, measured in results.get(backend, {}).get("household", {}).items():
-            found = measured["contenders"]
-            rows.append([f"{words}, {backend}", measured["commands"], _ms(found["floor"]["ms"]),
+        for words, measured in results.get(backend, {}).get("whole settings", {}).items():
+            found = measured["competitors"]
+            rows.append([f"{words}, {backend}", measured["commands"], _ms(found["baseline"]["ms"]),
                          _cell(found["l3ctl"]), _cell(found["l3ctl, one by one"]), found["l3ctl"]["processes"],
                          found["l3ctl"]["n"]])  # fmt: skip
-    return table(["l3ctl", "commands", "floor", "l3ctl", "one by one", "processes", "n"], rows)
+    return table(["l3ctl", "commands", "baseline", "l3ctl", "one by one", "processes", "n"], rows)
 
 
-def leaks(results):
+def update_gap(results):
     rows = []
     for backend in BACKENDS:
-        for way, lengths in results.get(backend, {}).get("leaks", {}).items():
+        for way, lengths in results.get(backend, {}).get("update gap", {}).items():
             for length, found in lengths.items():
                 rows.append([f"{way}, {length} rules, {backend}", grouped(round(found["sent"])),
                              grouped(round(found["arrived"])), _ms(found["ms"]), found["n"]])  # fmt: skip
@@ -150,7 +150,7 @@ def parts_of_a_command(results):
         if backend not in results or "parts" not in results[backend]:
             continue
         took = {name: found["ms"] for name, found in results[backend]["parts"].items()}
-        whole, start = took["floor"], took["a process"]
+        whole, start = took["baseline"], took["a process"]
         iptables, loaded = took["iptables, one rule"], took["iptables, loaded"]
         shares = [start, loaded - start, iptables - loaded, whole - iptables]
         rows.append([backend, f"{whole:.2f}", *(f"{share:.2f} ({share / whole:.0%})" for share in shares)])
@@ -165,15 +165,15 @@ def one_setting(results):
              "a process that does nothing"]  # fmt: skip
     rows = []
     for backend in BACKENDS:
-        for words, measured in results.get(backend, {}).get("household", {}).items():
-            if "reading" in measured["contenders"]:
+        for words, measured in results.get(backend, {}).get("whole settings", {}).items():
+            if "reading" in measured["competitors"]:
                 took = _parts_of_a_setting(measured)
                 rows.append([f"{words}, {backend}", *(f"{ms:.2f}" for ms in took.values())])
     return table(heads, rows) + "\n" + _setting_in_words(results)
 
 
 def _parts_of_a_setting(measured):
-    took = {name: found["ms"] for name, found in measured["contenders"].items()}
+    took = {name: found["ms"] for name, found in measured["competitors"].items()}
     parts = {name: took[name] for name in ("l3ctl starts", "reading", "restore", "saved rules")}
     left = took["l3ctl"] - sum(parts.values())
     return {"whole": took["l3ctl"], **parts, "left": left, "a process": took["a process"]}
@@ -184,7 +184,7 @@ def _setting_in_words(results):
     slowest = targets.slowest_setting(results)
     if slowest is None:
         return ""
-    took = _parts_of_a_setting(results["legacy"]["household"][slowest])
+    took = _parts_of_a_setting(results["legacy"]["whole settings"][slowest])
     if took["whole"] < targets.ONE_SETTING:
         return f"On the legacy backend all of them hold the target of {targets.ONE_SETTING:.0f} ms.\n"
     tools = took["reading"] + took["restore"] + took["saved rules"]
@@ -209,7 +209,7 @@ def growth(results):
                 continue
             least, most = (scenes[f"{kind} {number}"] for number in (numbers[0], numbers[-1]))
             commands = most["commands"] - least["commands"]
-            more = most["contenders"]["floor"]["ms"] - least["contenders"]["floor"]["ms"]
+            more = most["competitors"]["baseline"]["ms"] - least["competitors"]["baseline"]["ms"]
             rows.append([f"{kind}, {backend}", commands, f"{more / commands:.2f}"])
     return table(["from empty to full", "commands more", "ms for each"], rows)
 
@@ -248,16 +248,16 @@ def loading_by_part(results):
 def everything(results):
     """(title, text) of every part, in order."""
     parts = [("Targets", table(["target", "wanted", "measured", "holds"], list(targets.rows(results)))),
-             ("The library beside the floor", library_beside_floor(results))]  # fmt: skip
+             ("The library beside the baseline", library_beside_baseline(results))]  # fmt: skip
     for backend in BACKENDS:
         if backend in results:
             result = results[backend]
             parts.append((f"Milliseconds, {backend} backend", times(result) + "\n" + reasons(result)))
             parts.append((f"Processes, {backend} backend", processes(result)))
             parts.append((f"Memory, {backend} backend", memory(result)))
-    parts.append(("l3ctl", household(results)))
+    parts.append(("l3ctl", whole_settings(results)))
     parts.append(("One changed setting", one_setting(results)))
-    parts.append(("Packets leaked", leaks(results)))
+    parts.append(("Packets leaked", update_gap(results)))
     parts.append(("One command", parts_of_a_command(results)))
     parts.append(("Growth", growth(results)))
     parts.append(("Other managers, IP filter", managers(results)))

@@ -11,7 +11,7 @@ STOPWATCH = BUILD / "stopwatch"
 
 
 class Failed(RuntimeError):
-    """A contender that did not work, in its own words."""
+    """A competitor that did not work, in its own words."""
 
 
 def stopwatch(*arguments, given=""):
@@ -22,10 +22,10 @@ def stopwatch(*arguments, given=""):
     return done.stdout
 
 
-def time_contenders(folder, contenders, rounds, seconds):
-    """{name: [(nanoseconds, processes) a round]}; contenders are {name: [words of a step]}."""
+def time_competitors(folder, competitors, rounds, seconds):
+    """{name: [(nanoseconds, processes) a round]}; competitors are {name: [words of a step]}."""
     given = "".join("\t".join([name, *map(str, step)]) + "\n"
-                    for name, steps in contenders.items() for step in steps)  # fmt: skip
+                    for name, steps in competitors.items() for step in steps)  # fmt: skip
     samples = collections.defaultdict(list)
     for line in stopwatch("time", folder, rounds, seconds, given=given).splitlines():
         words = line.split("\t")
@@ -43,11 +43,11 @@ def interval(values):
     return ordered[low], ordered[max(high, low)]
 
 
-def pair_ratios(samples, name, base="floor"):
+def pair_ratios(samples, name, base="baseline"):
     return [one[0] / other[0] for one, other in zip(samples[name], samples[base])]
 
 
-def summary(samples, base="floor"):
+def summary(samples, base="baseline"):
     """{name: {"ms", "n", "processes", "ratio", "interval"}}: medians; ratios of the rounds' pairs."""
     made = {}
     for name, taken in samples.items():
@@ -63,7 +63,7 @@ def summary(samples, base="floor"):
 
 
 def pooled(scenes):
-    """The library beside the floor, over all pairs of all calls."""
+    """The library beside the baseline, over all pairs of all calls."""
     ratios = [ratio for measured in scenes for ratio in measured["pairs"]]
     low, high = interval(ratios)
     return {"ratio": statistics.median(ratios), "low": low, "high": high, "n": len(ratios)}

@@ -1,4 +1,4 @@
-"""A household's settings by l3ctl, and one setting changed: with transactions, which is its way, and one by one."""
+"""examples/home.json applied by l3ctl, and one setting changed: as a transaction, and line by line."""
 
 import json
 import pathlib
@@ -69,23 +69,23 @@ def _programs(folder):
 
 
 def _measure(folder, words, rounds, programs=False):
-    """{"commands", "contenders"} of l3ctl with these words; the floor is what it runs one by one. In the same rounds
+    """{"commands", "competitors"} of l3ctl with these words; the baseline is what it runs one by one. In the same rounds
     the programs that it starts, where they are asked for."""
     commands = _lines_of(folder, ["l3ctl", ONE_BY_ONE, *map(str, words)])
-    contenders = {
-        "floor": [["floor"]],
+    competitors = {
+        "baseline": [["baseline"]],
         "l3ctl": [["run", "l3ctl", *words]],
         "l3ctl, one by one": [["run", "l3ctl", ONE_BY_ONE, *words]],
     }
     if programs:
-        contenders |= _programs(folder)
-    samples = timing.time_contenders(folder, contenders, rounds, SECONDS)
-    return {"commands": commands, "contenders": timing.summary(samples),
-            "memory": memory.of_contender(folder, contenders["l3ctl"])}  # fmt: skip
+        competitors |= _programs(folder)
+    samples = timing.time_competitors(folder, competitors, rounds, SECONDS)
+    return {"commands": commands, "competitors": timing.summary(samples),
+            "memory": memory.of_competitor(folder, competitors["l3ctl"])}  # fmt: skip
 
 
 def measure(work, rounds):
-    folder = pathlib.Path(work) / "household"
+    folder = pathlib.Path(work) / "whole-settings"
     folder.mkdir()
     device.put_files({})
     for _ in range(3):
