@@ -18,35 +18,21 @@ if(TARGET l3ctl)
   install(TARGETS l3ctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/schema DESTINATION ${CMAKE_INSTALL_DATADIR}/l3_advance COMPONENT tools
           FILES_MATCHING PATTERN "*.schema.json")
-  # The parser writes its own completion.
-  foreach(shell bash zsh)
-    add_custom_command(
-      OUTPUT ${CMAKE_BINARY_DIR}/completion.${shell}
-      COMMAND l3ctl completion ${shell} > ${CMAKE_BINARY_DIR}/completion.${shell}
-      DEPENDS l3ctl VERBATIM)
-  endforeach()
-  # Its commands and options go into the manual page where that says COMMANDS.
-  add_custom_command(
-    OUTPUT ${CMAKE_BINARY_DIR}/l3ctl.8
-    COMMAND l3ctl manual > ${CMAKE_BINARY_DIR}/l3ctl.8.commands
-    COMMAND ${CMAKE_COMMAND} -Dframe=${PROJECT_SOURCE_DIR}/man/l3ctl.8.in -Dcommands=${CMAKE_BINARY_DIR}/l3ctl.8.commands
-            -Dpage=${CMAKE_BINARY_DIR}/l3ctl.8 -P ${PROJECT_SOURCE_DIR}/cmake/manual_page.cmake
-    DEPENDS l3ctl ${PROJECT_SOURCE_DIR}/man/l3ctl.8.in ${PROJECT_SOURCE_DIR}/cmake/manual_page.cmake VERBATIM)
-  add_custom_target(l3ctl_texts ALL DEPENDS ${CMAKE_BINARY_DIR}/completion.bash ${CMAKE_BINARY_DIR}/completion.zsh
-                                            ${CMAKE_BINARY_DIR}/l3ctl.8)
-  install(FILES ${CMAKE_BINARY_DIR}/l3ctl.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tools)
-  install(FILES ${CMAKE_BINARY_DIR}/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
-          RENAME l3ctl COMPONENT tools)
-  install(FILES ${CMAKE_BINARY_DIR}/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
-          RENAME _l3ctl COMPONENT tools)
-  # What all of it was made of; a build without the programs has no such list.
+  # Building and installing run no program that was built: it may be for another machine.
+  install(FILES ${PROJECT_SOURCE_DIR}/man/l3ctl.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completion/l3ctl.bash
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME l3ctl COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completion/l3ctl.zsh
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions RENAME _l3ctl COMPONENT tools)
+  # What all of it was made of; a build without the programs has no such list. Whoever builds l3ctl gets it too, so
+  # that it can be installed.
   find_package(Python3 COMPONENTS Interpreter)
   if(Python3_FOUND)
     add_custom_target(
-      bill_of_materials ALL
+      bill_of_materials
       COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/packaging/make-sbom ${CMAKE_BINARY_DIR}
-              > ${CMAKE_BINARY_DIR}/l3_advance.spdx.json
-      DEPENDS l3ctl_texts VERBATIM)
+              > ${CMAKE_BINARY_DIR}/l3_advance.spdx.json VERBATIM)
+    add_dependencies(l3ctl bill_of_materials)
     install(FILES ${CMAKE_BINARY_DIR}/l3_advance.spdx.json DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-advance
             COMPONENT library)
   endif()

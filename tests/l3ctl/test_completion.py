@@ -3,8 +3,11 @@ import json
 import re
 import subprocess
 import unittest
+from pathlib import Path
 
 from gateway import L3CTL, Gateway
+
+INSTALLED = Path(__file__).resolve().parents[2] / "packaging/completion"
 
 BASH = """
 source /dev/stdin
@@ -28,11 +31,21 @@ class Completion(Gateway):
         """What the shell offers for the last of the words."""
         script = self.l3ctl("completion", shell)
         self.assertEqual((script.status, script.err), (0, ""))
+        return self.complete_by(script.out, shell, *words)
+
+    def complete_by(self, script, shell, *words):
         driver = ["bash", "-c", BASH, "bash"] if shell == "bash" else ["zsh", "-f", "-c", ZSH, "zsh"]
-        done = subprocess.run([*driver, *words], input=script.out, capture_output=True, text=True, timeout=60,
-                              check=True)
+        done = subprocess.run([*driver, *words], input=script, capture_output=True, text=True, timeout=60,
+                              check=True, env={"PATH": f"/usr/bin:/bin:{Path(L3CTL).parent}"})
         self.assertEqual(done.stderr, "")
         return done.stdout.split("\n")[:-1]
+
+    def test_the_installed_files_offer_the_same(self):
+        for shell in ("bash", "zsh"):
+            installed = (INSTALLED / f"l3ctl.{shell}").read_text()
+            for words in (["l3ctl", ""], ["l3ctl", "url-filter", ""], ["l3ctl", "reset", "--y"]):
+                self.assertEqual(self.complete_by(installed, shell, *words), self.complete(shell, *words), words)
+        self.assertEqual(installed.splitlines()[0], "#compdef l3ctl")
 
     def commands_in_help(self):
         listed = self.l3ctl("--help").out.split("Subcommands:\n")[1].split("\n\n")[0]

@@ -62,7 +62,7 @@ class Examples(LabCase):
         self.assertGreater(count, 8)
 
     def test_the_manual_page(self):
-        page = (ROOT / "man" / "l3ctl.8.in").read_text(encoding="utf-8").replace("\\e", "\\")
+        page = (ROOT / "man" / "l3ctl.8").read_text(encoding="utf-8").replace("\\e", "\\")
         found = examples(page, LITERAL)
         self.assertNotEqual(found, [])
         for commands in found:
