@@ -3,25 +3,31 @@
 
     tests/artifact/results.py build/mips/tests.xml
 
-A program that ran many cases says so in its last line, "N cases passed, N failed"; any other test is one case.
+A program of many cases ends with "N cases passed, N failed", or as Python's unittest does with "Ran N tests in …", each
+failure listed before it; any other test is one case.
 """
+
 import re
 import sys
 import xml.etree.ElementTree
 
 
+def cases_of(output, succeeded):
+    if found := re.findall(r"^(\d+) cases passed, (\d+) failed$", output, re.M):
+        passed, failed = map(int, found[-1])
+    elif found := re.findall(r"^Ran (\d+) tests? in", output, re.M):
+        failed = 0 if succeeded else len(re.findall(r"^(?:FAIL|ERROR): ", output, re.M))
+        passed = max(int(found[-1]) - failed, 0)
+    else:
+        passed, failed = int(succeeded), 0
+    # A test that ran no case is a failure, and so is one that was left out: none is meant to be.
+    return passed, failed if succeeded and passed else max(failed, 1)
+
+
 def cases(report):
-    passed = failed = 0
-    for test in xml.etree.ElementTree.parse(report).getroot().iter("testcase"):
-        told = re.findall(r"^(\d+) cases passed, (\d+) failed$", test.findtext("system-out") or "", re.M)
-        good, bad = map(int, told[-1]) if told else (0, 0)
-        if test.get("status") == "run":
-            passed += good if told else 1
-        else:
-            # A test that was left out is a failure too: none is meant to be.
-            passed += good
-            failed += max(bad, 1)
-    return passed, failed
+    found = [cases_of(test.findtext("system-out") or "", test.get("status") == "run")
+             for test in xml.etree.ElementTree.parse(report).getroot().iter("testcase")]  # fmt: skip
+    return sum(passed for passed, _ in found), sum(failed for _, failed in found)
 
 
 if __name__ == "__main__":
