@@ -3,8 +3,8 @@
 
     tests/artifact/results.py build/mips/tests.xml
 
-A program of many cases ends with "N cases passed, N failed", or as Python's unittest does with "Ran N tests in …", each
-failure listed before it; any other test is one case.
+A program of many cases ends with "N cases passed, N failed", or as Python's unittest does with "Ran N tests in …" and, where
+some did not pass, "FAILED (failures=N, errors=N)"; any other test is one case.
 """
 
 import re
@@ -16,7 +16,7 @@ def cases_of(output, succeeded):
     if found := re.findall(r"^(\d+) cases passed, (\d+) failed$", output, re.M):
         passed, failed = map(int, found[-1])
     elif found := re.findall(r"^Ran (\d+) tests? in", output, re.M):
-        failed = 0 if succeeded else len(re.findall(r"^(?:FAIL|ERROR): ", output, re.M))
+        failed = sum(map(int, re.findall(r"\d+", " ".join(re.findall(r"^FAILED \((.*)\)$", output, re.M)))))
         passed = max(int(found[-1]) - failed, 0)
     else:
         passed, failed = int(succeeded), 0
