@@ -4,8 +4,8 @@
  * bytes that it changes in each section. The device that starts then reads what is stored with every
  * get call, boots, and works: the same call brings everything right.
  *
- * Records are written in place, so torn files exist. How many there are of which kind stands in
- * docs/reliability.md, and each row there is what was found here.
+ * Records are written in place, so torn files exist. expected.md says how many of which kind; each of its
+ * rows is compared with what is found here.
  */
 #include "power_cut.hpp"
 
@@ -21,9 +21,9 @@ namespace {
 
 const bool no_state_is_left = (tests_leave_no_state = true);
 
-const std::string& documented() {
+const std::string& expected() {
   static const std::string page = [] {
-    std::ifstream file(RELIABILITY_PAGE);
+    std::ifstream file(EXPECTED_CUTS);
     const std::string text(std::istreambuf_iterator<char>(file), {});
     // The rows of the other byte order stand last and count there alone.
     const bool big_endian = std::endian::native == std::endian::big;
@@ -32,7 +32,7 @@ const std::string& documented() {
   return page;
 }
 
-/* Cuts through all of them that write, and holds what was found against the page's table. */
+/* Cuts through all of them that write, and compares what is found with the expected rows. */
 void cut_power(const List& list) {
   Lines rows;
   for (const Scenario& scenario : list) {
@@ -50,8 +50,8 @@ void cut_power(const List& list) {
   }
   EXPECT_FALSE(rows.empty());
   for (const std::string& row : rows) {
-    EXPECT_NE(documented().find("\n" + row), std::string::npos)
-        << "docs/reliability.md says otherwise; it should be\n"
+    EXPECT_NE(expected().find("\n" + row), std::string::npos)
+        << "tests/powercut/expected.md says otherwise; it should be\n"
         << row;
   }
 }
