@@ -10,6 +10,9 @@ configure_package_config_file(
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/l3_advance-config-version.cmake
                                  COMPATIBILITY SameMajorVersion)
+# The way up from the folder of the .pc file, which moves with the prefix.
+file(RELATIVE_PATH L3_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" L3_PREFIX_FROM_PKGCONFIG ${L3_PREFIX_FROM_PKGCONFIG})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/l3_advance.pc.in ${CMAKE_BINARY_DIR}/l3_advance.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance-config.cmake ${CMAKE_BINARY_DIR}/l3_advance-config-version.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance COMPONENT devel)

@@ -18,13 +18,21 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 
+configure_file(${PROJECT_SOURCE_DIR}/packaging/debian-changelog.in ${CMAKE_BINARY_DIR}/debian/changelog @ONLY)
+set(CPACK_L3_CHANGELOG ${CMAKE_BINARY_DIR}/debian/changelog)
+set(CPACK_L3_SOURCE ${PROJECT_SOURCE_DIR})
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian_files.cmake)
+
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libl3-advance)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
-    "It turns settings into packet-filter rules, route QoS and pass-through switches and
- keeps them in one configuration file. The process that loads it supplies the
- platform calls.")
+    "It turns settings into packet-filter rules, route QoS and pass-through
+switches and keeps them in one configuration file. The process that loads it
+supplies the platform calls.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6")
+# The dynamic linker's cache is renewed when the library comes and when it goes.
+file(WRITE ${CMAKE_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/debian/triggers)
 
 set(CPACK_DEBIAN_DEVEL_PACKAGE_NAME libl3-advance-dev)
 set(CPACK_COMPONENT_DEVEL_DESCRIPTION
@@ -34,7 +42,8 @@ set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS "libl3-advance (= ${PROJECT_VERSION})")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME l3ctl)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
-    "The command line: applies, shows and clears the settings of the layer-3 control library.")
+    "The command line: applies, shows and clears the settings of the layer-3
+control library.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libl3-advance (= ${PROJECT_VERSION}), iptables")
 

@@ -1,0 +1,21 @@
+# Run by cpack on the files of each package before it makes the .deb: adds what Debian wants of every package and what
+# `cmake --install` to another place does not need. Compressed files bear no name and no time, so that two builds agree.
+function(compress file)
+  execute_process(COMMAND gzip -9n ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER ${component} upper)
+  set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+  set(usr ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_PACKAGING_INSTALL_PREFIX})
+  file(COPY_FILE ${CPACK_L3_CHANGELOG} ${usr}/share/doc/${package}/changelog)
+  compress(${usr}/share/doc/${package}/changelog)
+  file(GLOB pages ${usr}/share/man/man[0-9]/*.[0-9])
+  foreach(page IN LISTS pages)
+    compress(${page})
+  endforeach()
+  set(overrides ${CPACK_L3_SOURCE}/packaging/lintian/${package})
+  if(EXISTS ${overrides})
+    file(COPY ${overrides} DESTINATION ${usr}/share/lintian/overrides)
+  endif()
+endforeach()
