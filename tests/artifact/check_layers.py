@@ -37,7 +37,7 @@ INCLUDES = {
 }
 for number, part in enumerate(MANAGEMENT):
     below = [f"management/{lower}" for lower in MANAGEMENT[:number]]
-    INCLUDES[f"management/{part}"] = [*INCLUDES["management"], "management/error.hpp", *below]
+    INCLUDES[f"management/{part}"] = [*INCLUDES["management"], "management/error.hpp", "management/options.hpp", *below]
 # Directory of the library -> directories whose names its object files may take.
 TAKES = {
     "firewall/base": [],
@@ -61,6 +61,13 @@ TOPS = ("include", "src", "platform", "settings", "executor", "management", "l3c
 PUBLIC_MAY_USE = {"stdint.h", "stddef.h"}
 # Directories in which cycles are still being taken out.
 CYCLES_LEFT = ("executor/", "l3ctl/", "management/", "settings/")
+
+
+# Upward includes that are still being taken out.
+UPWARD_LEFT = {
+    ("management/store/store_snapshot.cpp", "management/change/pending_confirmation.hpp"),
+    ("management/system/temporary_root.cpp", "management/store/paths.hpp"),
+}
 
 
 def resolve(source, name):
@@ -94,6 +101,8 @@ def check_includes(path, units):
             continue
         uses |= {target.rpartition(".")[0]} - {name.rpartition(".")[0]}
         if directory_of(target) != own and not any((target + "/").startswith(one + "/") for one in INCLUDES[own]):
+            if (name, target) in UPWARD_LEFT:
+                continue
             yield f"{name}: includes {target}, which {own} may not use"
         elif own.startswith("src/") and target.startswith("src/firewall/filters/"):
             if pathlib.Path(target).stem not in {path.stem, *FILTERS.get(path.stem, ())}:
