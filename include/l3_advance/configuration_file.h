@@ -13,7 +13,9 @@
  * and likewise lseek, read and write, or "<call>::init_cfgfile err!" for a missing file that cannot
  * be created. After a failed seek the descriptor stays open.
  *
- * **A missing file.** Only a file that is not there (ENOENT) counts as missing. Its defaults are
+ * **A missing file.** A file counts as missing where access() says that none can be there (ENOENT,
+ * ENOTDIR, ELOOP, ENAMETOOLONG, or no error at all); after any other failure (EACCES, EIO and the like)
+ * it counts as there, so that stored settings are not overwritten by mistake. Its defaults are
  * both switches 0, and records of zeros but for the two IPsec words, which are 1. A call that
  * creates it with them also sets all three records in memory to them. So a management call that
  * meets no file when it stores a filter, anti port scan, the IPsec pass control, the security level

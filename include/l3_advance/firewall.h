@@ -29,7 +29,8 @@ extern "C" {
  *    missing, release being that of uname(1): iptables looks for its modules there.
  * 3. Builds the chain tree, 33 commands. A second call, also in another process, appends every hook
  *    in INPUT and FORWARD once more, and packets then pass each chain twice.
- * 4. Goes by what is there of the two save files:
+ * 4. Goes by which of the two save files are there (missing means the same as in
+ *    configuration_file.h):
  *
  *        no "/ztcfg/firewall.conf"     writes it, and nothing else
  *        no "/ztcfg/firewall6.conf"    writes it, and nothing else

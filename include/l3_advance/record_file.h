@@ -6,8 +6,8 @@
  *
  * A missing file is created first, mode 0600, with default contents: 1872 zero bytes for the WAN
  * service record; nothing for any other, except that "/ztcfg/ct_activity_timeout.conf" (time-out of
- * idle connections, as text) gets the 4 bytes "300" and a zero. An existing file is never
- * truncated.
+ * idle connections, as text) gets the 4 bytes "300" and a zero. Which files count as missing:
+ * configuration_file.h, "A missing file". An existing file is never truncated.
  *
  * All return 0, or -1 on failure, named on standard output as "<call>::open <path> error!", and
  * likewise lseek, read and write. Nothing is rolled back. After a failed seek the descriptor stays

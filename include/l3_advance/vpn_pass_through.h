@@ -23,11 +23,11 @@ extern "C" {
 #endif
 
 /**
- * Turns pass-through on (1) or off (0). Where the resource manager holds `control` already, returns
- * 0 at once. Otherwise tells the driver (protocol 47, GRE), then the resource manager, then writes
- * the file, in this order. Returns 0, or -1 on a value above 1 or a failed step.
+ * Turns pass-through on (1) or off (0), as the low byte of `control` says. Where the resource manager
+ * holds that value already, returns 0 at once. Otherwise tells the driver (protocol 47, GRE), then the resource manager, then writes
+ * the file, in this order. Returns 0, or -1 on a byte above 1 or a failed step.
  */
-L3_API int32_t gl3_web_set_vpn_pass_through(uint8_t control);
+L3_API int32_t gl3_web_set_vpn_pass_through(uint32_t control);
 
 /**
  * Writes the switch, 0 or 1, to one byte. The first read in a process takes it from the file, hands

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "conf_file/transfer.hpp"
+#include "firewall/base/file.hpp"
 
 namespace {
 

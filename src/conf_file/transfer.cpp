@@ -4,7 +4,6 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 
 namespace l3 {
@@ -76,10 +75,6 @@ int32_t write_record(FileCaller caller, size_t offset, const void* record, size_
 
 int open_for_writing(const char* path) {
   return open(path, O_WRONLY | O_CREAT, 0600);
-}
-
-bool is_missing(const char* path) {
-  return access(path, F_OK) == -1 && errno == ENOENT;
 }
 
 }  // namespace l3

@@ -37,8 +37,4 @@ enum class FileAccess { read, write };
 /* Opens for writing as above, without a message and without a seek. */
 [[nodiscard]] int open_for_writing(const char* path);
 
-/* Whether there is no file at `path`. One that cannot be looked at (no memory, a medium that
- * fails) counts as there: what is missing is made anew, and that would write over it. */
-[[nodiscard]] bool is_missing(const char* path);
-
 }  // namespace l3

@@ -52,9 +52,10 @@ extern "C" {
 
 // Kept: no call of this file refreshes the log level; every message goes to standard output, which
 // knows no level.
-int32_t gl3_web_set_vpn_pass_through(uint8_t control) {
-  if (control > 1) {
-    printf("gl3_web_set_vpn_pass_through::control =%d err\n", control);
+int32_t gl3_web_set_vpn_pass_through(uint32_t control) {
+  const auto state = static_cast<uint8_t>(control);
+  if (state > 1) {
+    printf("gl3_web_set_vpn_pass_through::control =%d err\n", state);
     return -1;
   }
   uint8_t current = 0;
@@ -63,21 +64,21 @@ int32_t gl3_web_set_vpn_pass_through(uint8_t control) {
     return -1;
   }
   // Kept: no flag either; a process that has not read yet still takes the file's value first.
-  if (control == current) {
+  if (state == current) {
     return 0;
   }
 
   // The driver decides whether the change holds; the file comes last.
-  if (const int32_t result = gpon_l3_control_vpn_pass_through(gre, control); result != 0) {
+  if (const int32_t result = gpon_l3_control_vpn_pass_through(gre, state); result != 0) {
     printf("gl3_web_set_vpn_pass_through::gpon_l3_control_vpn_pass_through [GRE]error=%d\n",
            result);
     return -1;
   }
-  if (grm_l3_advance_set_vpn_pass_through(control) == -1) {
+  if (grm_l3_advance_set_vpn_pass_through(state) == -1) {
     puts("gl3_web_set_vpn_pass_through::grm_l3_advance_set_vpn_pass_through error!");
     return -1;
   }
-  if (set_vpn_pass_through_state_to_cfgfile(control) == -1) {
+  if (set_vpn_pass_through_state_to_cfgfile(state) == -1) {
     puts("gl3_web_set_vpn_pass_through::set_vpn_pass_through_state_to_cfgfile error!");
     return -1;
   }

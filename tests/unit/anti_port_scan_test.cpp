@@ -181,15 +181,27 @@ TEST(AntiPortScan, AnyByteButZeroIsOnAndIsStoredAsItIs) {
   EXPECT_EQ(read_file(config_path), file_with('1', 255));
 }
 
-TEST(AntiPortScan, OnlyTheLowByteOfAWiderVariableArrives) {
-  static_assert(std::is_same_v<decltype(&gl3_web_set_anti_port_scan), int32_t (*)(uint8_t)>);
+TEST(AntiPortScan, TheLowByteOfAWiderVariableIsStoredAndDecides) {
+  static_assert(std::is_same_v<decltype(&gl3_web_set_anti_port_scan), int32_t (*)(uint32_t)>);
   load_firewall_switch(true);
   fw_rules_table.anti_port_scan = 1;
-  const uint32_t wide = 256;
-  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_set_anti_port_scan(static_cast<uint8_t>(wide)), 0); }),
+  uint32_t wide = 256;
+  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_set_anti_port_scan(wide), 0); }),
             lines({refresh(), flushes(), saves()}));
   EXPECT_EQ(fw_rules_table.anti_port_scan, 0U);
   EXPECT_EQ(read_file(config_path), file_with('1', 0));
+
+  wide = 257;
+  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_set_anti_port_scan(wide), 0); }),
+            lines({refresh(), flushes(), jump(), wan_drop(), packet_rules(), saves()}));
+  EXPECT_EQ(fw_rules_table.anti_port_scan, 1U);
+  EXPECT_EQ(read_file(config_path), file_with('1', 1));
+
+  wide = 0x302;
+  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_set_anti_port_scan(wide), 0); }),
+            lines({refresh(), flushes(), jump(), wan_drop(), packet_rules(), saves()}));
+  EXPECT_EQ(fw_rules_table.anti_port_scan, 2U);
+  EXPECT_EQ(read_file(config_path), file_with('1', 2));
 }
 
 TEST(AntiPortScan, WithoutAnInternetWanTheOtherRulesAreSaved) {

@@ -68,6 +68,9 @@ inline constexpr int killed_by(int signal) {
 
 enum class FileCall { access, open, lseek, read, write, close };
 
+/* The `error` of a call that fails without setting errno. */
+inline constexpr int sets_no_errno = -1;
+
 /* Makes the n-th call (from 1) of one kind behave otherwise: fail with `error`, or, where `error`
  * is 0, move only `count` bytes. Counted from the start of record(). */
 struct FileFault {

@@ -102,3 +102,27 @@ TEST(InternetWan, AnEmptyNameIsTakenToo) {
                    out("[gl3_update_internet_wan]get a legal wanifname .\n")}));
   EXPECT_EQ(wan_in_memory(), "");
 }
+
+TEST(InternetWan, APlatformsNameReplacesALongerOneWhole) {
+  load_firewall_switch(false);
+  static_cast<void>(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("fifteen_charsss"), 0); }));
+  world.if_name = "w1";
+  static_cast<void>(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }));
+  EXPECT_EQ(wan_in_memory(), "w1");
+}
+
+TEST(InternetWan, ALongerNameStaysWhileThePlatformKnowsNone) {
+  load_firewall_switch(false);
+  static_cast<void>(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("ppp0.100"), 0); }));
+  world.if_name_result = -1;
+  static_cast<void>(record([] { EXPECT_EQ(gl3_update_internet_wan(), -1); }));
+  EXPECT_EQ(wan_in_memory(), "ppp0.100");
+}
+
+TEST(InternetWan, ThePlatformsBufferHasSixBytes) {
+  load_firewall_switch(false);
+  static_cast<void>(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("fifteen_charsss"), 0); }));
+  world.if_name = "ppp0.100";  // the harness hands over the first six bytes, as a device would
+  static_cast<void>(record([] { EXPECT_EQ(gl3_update_internet_wan(), 0); }));
+  EXPECT_EQ(wan_in_memory(), "ppp0.");
+}

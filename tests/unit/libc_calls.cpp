@@ -37,7 +37,9 @@ bool fails(const FileFault* fault) {
   if (fault == nullptr || fault->error == 0) {
     return false;
   }
-  errno = fault->error;
+  if (fault->error != sets_no_errno) {
+    errno = fault->error;
+  }
   return true;
 }
 

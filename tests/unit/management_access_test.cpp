@@ -91,11 +91,15 @@ TEST(ManagementAccess, AllowingTelnetAppendsNone) {
   EXPECT_EQ(record([] { EXPECT_EQ(omci_set_telnet_state(255), 0); }), lines({telnet_always()}));
 }
 
-TEST(ManagementAccess, OnlyTheLowByteOfATelnetStateCounts) {
-  static_assert(std::is_same_v<decltype(&omci_set_telnet_state), int32_t (*)(uint8_t)>);
-  const uint32_t wide = 256;
-  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_telnet_state(static_cast<uint8_t>(wide)), 0); }),
+TEST(ManagementAccess, TheLowByteOfATelnetStateInAWiderVariableCounts) {
+  static_assert(std::is_same_v<decltype(&omci_set_telnet_state), int32_t (*)(uint32_t)>);
+  uint32_t wide = 256;
+  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_telnet_state(wide), 0); }),
             lines({telnet_always(), telnet_blocked()}));
+  wide = 257;
+  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_telnet_state(wide), 0); }), lines({telnet_always()}));
+  wide = 0x302;
+  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_telnet_state(wide), 0); }), lines({telnet_always()}));
 }
 
 TEST(ManagementAccess, BlockingTelnetTwiceLeavesEachDropOnceAndTheJumpAtTheHead) {
@@ -142,11 +146,17 @@ TEST(ManagementAccess, AllowingTheWebServiceAppendsNoDrop) {
   EXPECT_EQ(record([] { EXPECT_EQ(omci_set_web_state(255, 80), 0); }), lines({web_always("80")}));
 }
 
-TEST(ManagementAccess, OnlyTheLowByteOfAWebStateCounts) {
-  static_assert(std::is_same_v<decltype(&omci_set_web_state), int32_t (*)(uint8_t, int32_t)>);
-  const uint32_t wide = 256;
-  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_web_state(static_cast<uint8_t>(wide), 8080), 0); }),
+TEST(ManagementAccess, TheLowByteOfAWebStateInAWiderVariableCounts) {
+  static_assert(std::is_same_v<decltype(&omci_set_web_state), int32_t (*)(uint32_t, int32_t)>);
+  uint32_t wide = 256;
+  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_web_state(wide, 8080), 0); }),
             lines({web_always("8080"), web_blocked("8080")}));
+  wide = 257;
+  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_web_state(wide, 8080), 0); }),
+            lines({web_always("8080")}));
+  wide = 0x302;
+  EXPECT_EQ(record([&] { EXPECT_EQ(omci_set_web_state(wide, 8080), 0); }),
+            lines({web_always("8080")}));
 }
 
 TEST(ManagementAccess, AnyPortNumberIsPrintedInDecimal) {

@@ -1,5 +1,9 @@
-/* A file that cannot be looked at (no memory, a medium that fails) is not taken for missing: what is
- * missing is made anew, and that would write over it. */
+/* A file that cannot be looked at (no permission, no memory, a medium that fails) is not taken for missing:
+ * a missing file is created anew, which would overwrite it. A path that cannot exist (one of its folders is a
+ * file, its links form a loop, it is too long) counts as missing. */
+#include <sys/mount.h>
+#include <unistd.h>
+
 #include <cerrno>
 
 #include "configuration_file_calls.hpp"
@@ -7,6 +11,21 @@
 
 using namespace harness;
 using namespace configuration_file;
+
+namespace {
+
+/* What access() may say of a path where no file can be. */
+constexpr int missing_errors[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, sets_no_errno};
+constexpr int unreadable_errors[] = {EACCES, EIO, ENOMEM, EPERM, EROFS};
+
+/* Makes /ztcfg a plain file, in this test's own root. */
+void make_a_file_of_the_folder() {
+  ASSERT_EQ(umount2("/ztcfg", MNT_DETACH), 0) << errno;
+  ASSERT_EQ(rmdir("/ztcfg"), 0) << errno;
+  write_file("/ztcfg", "not a folder");
+}
+
+}  // namespace
 
 TEST(UnseenFile, TheConfigurationFileKeepsItsSettings) {
   const std::string file = household::file('1');
@@ -68,5 +87,104 @@ TEST(UnseenFile, TheSavedRulesAreNotReplacedByTheEmptyTree) {
     EXPECT_EQ(run(gl3_web_init_fw).result, 0);
     EXPECT_EQ(read_file(household::save_path), "the IPv4 rules");
     EXPECT_EQ(read_file(household::save6_path), "the IPv6 rules");
+  }
+}
+
+TEST(UnseenFile, APathThatCannotExistCountsAsMissing) {
+  for (const int error : missing_errors) {
+    for (const RecordCall& getter : record_getters) {
+      SCOPED_TRACE(std::string(getter.name) + ", errno " + std::to_string(error));
+      write_file(config_path, std::string(15019, 'x'));
+      world.file_faults = {{FileCall::access, 1, error}};
+      errno = EIO;  // what an earlier call left there
+      EXPECT_EQ(run(getter.call).result, 0);
+      EXPECT_EQ(read_file(config_path), fresh_config_file());
+    }
+  }
+}
+
+TEST(UnseenFile, AnyOtherErrorCountsAsThere) {
+  const std::string file = household::file('1');
+  for (const int error : unreadable_errors) {
+    for (const RecordCall& getter : record_getters) {
+      SCOPED_TRACE(std::string(getter.name) + ", errno " + std::to_string(error));
+      write_file(config_path, file);
+      world.file_faults = {{FileCall::access, 1, error}};
+      EXPECT_EQ(run(getter.call).result, 0);
+      EXPECT_EQ(read_file(config_path), file);
+    }
+  }
+}
+
+TEST(UnseenFile, ALoopOfLinksFailsTheInitialiserOfTheConfigurationFile) {
+  ASSERT_EQ(symlink(config_path, config_path), 0);
+  for (const RecordCall& getter : record_getters) {
+    const Outcome outcome = run(getter.call);
+    EXPECT_EQ(outcome.result, -1);
+    EXPECT_EQ(outcome.transcript, lines({out(std::string(getter.name) + "::init_cfgfile err!\n")}));
+  }
+}
+
+TEST(UnseenFile, APathThroughAFileOrOneThatIsTooLongFailsTheInitialiserOfARecordFile) {
+  write_file("/ztcfg/file", "not a folder");
+  char bytes[1872] = {};
+  for (const std::string& path :
+       {std::string("/ztcfg/file/wan.rec"), "/ztcfg/" + std::string(300, 'n')}) {
+    SCOPED_TRACE(path);
+    Outcome outcome =
+        run([&] { return get_std_wan_service_info_from_cfgfile(bytes, path.c_str()); });
+    EXPECT_EQ(outcome.result, -1);
+    EXPECT_EQ(outcome.transcript,
+              lines({out("get_std_wan_service_info_from_cfgfile::init_std_wan_cfgfile err!\n")}));
+
+    outcome = run([&] { return set_std_wan_service_info_to_cfgfile(bytes, path.c_str()); });
+    EXPECT_EQ(outcome.result, -1);
+    EXPECT_EQ(outcome.transcript,
+              lines({out("set_std_wan_service_info_to_cfgfile::init_std_wan_cfgfile err!\n")}));
+
+    outcome = run([&] { return read_info_from_file(bytes, path.c_str(), 4); });
+    EXPECT_EQ(outcome.result, -1);
+    EXPECT_EQ(outcome.transcript, lines({out("read_info_from_file::init_cfg_file err!\n")}));
+
+    outcome = run([&] { return write_info_to_file(bytes, path.c_str(), 4); });
+    EXPECT_EQ(outcome.result, -1);
+    EXPECT_EQ(outcome.transcript, lines({out("write_info_to_file::init_cfg_file err!\n")}));
+  }
+}
+
+TEST(UnseenFile, WhereTheFolderIsAFileAStartSavesAndHandsOverRouteQos) {
+  make_a_file_of_the_folder();
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
+            lines({refresh(), household::modules_list(), household::tree(), household::saved(),
+                   out("get_qos_cfg_from_cfgfile::init_cfgfile err!\n"),
+                   error("gl3_init_qos::get_qos_rules_from_cfgfile err!\n")}));
+}
+
+TEST(UnseenFile, WhereTheFolderIsAFileEveryFileCallReportsItsInitialiser) {
+  make_a_file_of_the_folder();
+  for (const auto& calls : {record_getters, record_setters}) {
+    for (size_t i = 0; i < 4; ++i) {
+      const Outcome outcome = run(calls[i].call);
+      EXPECT_EQ(outcome.result, -1);
+      EXPECT_EQ(outcome.transcript,
+                lines({out(std::string(calls[i].name) + "::init_cfgfile err!\n")}));
+    }
+  }
+}
+
+TEST(UnseenFile, ASaveFileWhosePathCannotExistIsSavedAnew) {
+  // The first look is for the migration's flag.
+  for (const int error : missing_errors) {
+    SCOPED_TRACE(error);
+    write_file(config_path, household::file('0'));
+    household::put_save_files();
+    world.file_faults = {{FileCall::access, 2, error}};
+    EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
+              lines({refresh(), household::modules_list(), household::tree(), household::saved(),
+                     household::qos_pushed()}));
+    world.file_faults = {{FileCall::access, 3, error}};
+    EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
+              lines({refresh(), household::modules_list(), household::tree(), household::saved6(),
+                     household::qos_pushed()}));
   }
 }

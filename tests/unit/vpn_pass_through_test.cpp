@@ -1,5 +1,6 @@
 /* VPN pass-through: the file, the resource manager and the driver, in this order of truth. */
 #include <cerrno>
+#include <type_traits>
 
 #include "harness.hpp"
 
@@ -54,6 +55,30 @@ TEST(VpnPassThrough, AValueAboveOneIsRefusedAndChangesNothing) {
             lines({out("gl3_web_set_vpn_pass_through::control =255 err\n")}));
   EXPECT_EQ(world.vpn_state, 1);
   EXPECT_EQ(read_file(config_path), stored('1'));
+}
+
+TEST(VpnPassThrough, TheLowByteOfAWiderVariableIsTheValue) {
+  static_assert(std::is_same_v<decltype(&gl3_web_set_vpn_pass_through), int32_t (*)(uint32_t)>);
+  write_file(config_path, stored('0'));
+  uint32_t wide = 257;
+  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_set_vpn_pass_through(wide), 0); }),
+            lines({asked, platform("gpon_l3_control_vpn_pass_through(47, 1)"),
+                   platform("grm_l3_advance_set_vpn_pass_through(1)")}));
+  EXPECT_EQ(world.vpn_state, 1);
+  EXPECT_EQ(read_file(config_path), stored('1'));
+
+  wide = 0x302;
+  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_set_vpn_pass_through(wide), -1); }),
+            lines({out("gl3_web_set_vpn_pass_through::control =2 err\n")}));
+  EXPECT_EQ(world.vpn_state, 1);
+  EXPECT_EQ(read_file(config_path), stored('1'));
+
+  wide = 256;
+  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_set_vpn_pass_through(wide), 0); }),
+            lines({asked, platform("gpon_l3_control_vpn_pass_through(47, 0)"),
+                   platform("grm_l3_advance_set_vpn_pass_through(0)")}));
+  EXPECT_EQ(world.vpn_state, 0);
+  EXPECT_EQ(read_file(config_path), stored('0'));
 }
 
 TEST(VpnPassThrough, TheValueThatIsHeldAlreadyIsWrittenNowhere) {

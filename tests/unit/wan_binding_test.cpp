@@ -18,13 +18,13 @@ Lines dispatch_rules_to_br0_and_wan3() {
          ran("iptables -A input_ext_acl -i wan3 -j input_ext_ds_acl");
 }
 
-Lines dispatch_rules_to_br0_and_ppp0() {
+Lines dispatch_rules_to_br0_and(const std::string& wan) {
   return ran("iptables -A forward_ext_ip -i br0 -j forward_ext_us_ip") +
-         ran("iptables -A forward_ext_ip -i ppp0 -j forward_ext_ds_ip") +
+         ran("iptables -A forward_ext_ip -i " + wan + " -j forward_ext_ds_ip") +
          ran("ip6tables -A forward_ext_ip -i br0 -j forward_ext_us_ip") +
-         ran("ip6tables -A forward_ext_ip -i ppp0 -j forward_ext_ds_ip") +
+         ran("ip6tables -A forward_ext_ip -i " + wan + " -j forward_ext_ds_ip") +
          ran("iptables -A input_ext_acl -i br0 -j input_ext_us_acl") +
-         ran("iptables -A input_ext_acl -i ppp0 -j input_ext_ds_acl");
+         ran("iptables -A input_ext_acl -i " + wan + " -j input_ext_ds_acl");
 }
 
 Lines begins_with(const std::string& name) {
@@ -185,7 +185,7 @@ TEST(WanBinding, TheDaemonsNewNameIsBound) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("ppp0"), 0); }),
             lines({out("[gl3_l3ctl_update_firewall]begin to update firewall interface ppp0,our if "
                        "is wan3\n"),
-                   begins_with("ppp0"), dispatch_rules_to_br0_and_ppp0(), refresh(),
+                   begins_with("ppp0"), dispatch_rules_to_br0_and("ppp0"), refresh(),
                    out("[gl3_update_firewall]anti_port_scan is 1\n"),
                    ran("iptables -I input_ext_local_access_ex -i ppp0 -j DROP")}));
   EXPECT_EQ(wan_in_memory(), "ppp0");
@@ -198,16 +198,27 @@ TEST(WanBinding, NoNameIsRefused) {
   EXPECT_EQ(wan_in_memory(), "wan3");
 }
 
-TEST(WanBinding, ANameOfFiveCharactersIsTaken) {
-  load_firewall_switch(false);
-  static_cast<void>(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("ppp10"), 0); }));
-  EXPECT_EQ(wan_in_memory(), "ppp10");
+TEST(WanBinding, ANameOfUpToFifteenCharactersIsTakenWhole) {
+  load_firewall_switch(true);
+  put_anti_port_scan_in_the_file(1);
+  std::string old = "wan3";
+  for (const std::string name :
+       {"ppp10", "ppp0.1", "ppp0.100", "nas0_1.10", "fourteen_chars", "fifteen_charsss"}) {
+    EXPECT_EQ(record([&] { EXPECT_EQ(gl3_l3ctl_update_firewall(name.c_str()), 0); }),
+              lines({out("[gl3_l3ctl_update_firewall]begin to update firewall interface " + name +
+                         ",our if is " + old + "\n"),
+                     begins_with(name), dispatch_rules_to_br0_and(name), refresh(),
+                     out("[gl3_update_firewall]anti_port_scan is 1\n"),
+                     ran("iptables -I input_ext_local_access_ex -i " + name + " -j DROP")}));
+    old = name;
+  }
+  EXPECT_EQ(wan_in_memory(), "fifteen_charsss");
 }
 
 TEST(WanBinding, ALongerNameIsRefusedAndChangesNothing) {
   load_firewall_switch(true);
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("ppp0.1"), -1); }),
-            lines({out("[gl3_l3ctl_update_firewall]ifname ppp0.1 is too long,err!\n")}));
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("sixteen_chars_xx"), -1); }),
+            lines({out("[gl3_l3ctl_update_firewall]ifname sixteen_chars_xx is too long,err!\n")}));
   const std::string very_long(5000, 'w');
   EXPECT_EQ(record([&] { EXPECT_EQ(gl3_l3ctl_update_firewall(very_long.c_str()), -1); }),
             lines({out("[gl3_l3ctl_update_firewall]ifname " + very_long + " is too long,err!\n")}));
@@ -222,11 +233,11 @@ TEST(WanBinding, AnEmptyNameIsTaken) {
 
 TEST(WanBinding, AShorterNameReplacesALongerOneWhole) {
   load_firewall_switch(false);
-  static_cast<void>(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("ppp10"), 0); }));
+  static_cast<void>(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("nas0_1.10"), 0); }));
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("ppp0"), 0); }),
             lines({out("[gl3_l3ctl_update_firewall]begin to update firewall interface ppp0,our if "
-                       "is ppp10\n"),
-                   begins_with("ppp0"), dispatch_rules_to_br0_and_ppp0(), canceled()}));
+                       "is nas0_1.10\n"),
+                   begins_with("ppp0"), dispatch_rules_to_br0_and("ppp0"), canceled()}));
 }
 
 TEST(WanBinding, AFailedBindingIsNamedAndTheNameStays) {
@@ -235,7 +246,7 @@ TEST(WanBinding, AFailedBindingIsNamedAndTheNameStays) {
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_l3ctl_update_firewall("ppp0"), -1); }),
             lines({out("[gl3_l3ctl_update_firewall]begin to update firewall interface ppp0,our if "
                        "is wan3\n"),
-                   begins_with("ppp0"), dispatch_rules_to_br0_and_ppp0(),
+                   begins_with("ppp0"), dispatch_rules_to_br0_and("ppp0"),
                    out("[gl3_update_firewall]get_firewall_state_from_cfgfile err!\n"),
                    out("[gl3_l3ctl_update_firewall]gl3_update_firewall err!\n")}));
   world.file_faults.clear();
@@ -244,7 +255,7 @@ TEST(WanBinding, AFailedBindingIsNamedAndTheNameStays) {
 
 TEST(WanBinding, ClearingFlushesTheBoundChainsAndForgetsTheName) {
   load_firewall_switch(false);
-  static_cast<void>(record([] { gl3_l3ctl_update_firewall("ppp10"); }));
+  static_cast<void>(record([] { gl3_l3ctl_update_firewall("fifteen_charsss"); }));
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_l3ctl_clear_firewall(), 0); }),
             lines({out("[gl3_l3ctl_clear_firewall]begin to clear firewall.\n"),
                    ran("iptables -t filter -F input_ext_local_access_ex"),

@@ -9,7 +9,8 @@
 using namespace l3;
 
 extern "C" int32_t gl3_update_internet_wan(void) {
-  char name[sizeof(internet_wan)] = {};
+  // What getIfName() fills, whatever the length of the names that a daemon may report.
+  char name[6] = {};
   const int32_t index = grm_gl3_get_internet_index();
   // Only -1 means that there is none: any other index is the platform's to know.
   if (index == -1) {
@@ -24,6 +25,6 @@ extern "C" int32_t gl3_update_internet_wan(void) {
     return -1;
   }
   printf("[gl3_update_internet_wan]get a legal wanifname %s.\n", name);
-  memcpy(internet_wan, name, sizeof(internet_wan));
+  memcpy(internet_wan, name, sizeof(name));
   return 0;
 }

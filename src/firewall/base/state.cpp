@@ -5,7 +5,7 @@
 namespace l3 {
 
 uint8_t fw_enable = 0;
-char internet_wan[6] = "wan3";
+char internet_wan[16] = "wan3";
 
 }  // namespace l3
 

@@ -34,21 +34,21 @@ extern "C" {
 // calls again.
 // Kept: nor do they refresh the log level; what they trace goes by the level of the last call that
 // did.
-int32_t omci_set_telnet_state(uint8_t state) {
+int32_t omci_set_telnet_state(uint32_t state) {
   // Deleted before they are appended, so that blocking twice leaves each drop once.
   str_system("iptables -D INPUT -j input_ext_access_ctrl");
   str_system("iptables -D input_ext_access_ctrl -p tcp --dport 23 -j DROP");
   str_system("iptables -D input_ext_access_ctrl -p tcp --dport 26 -j DROP");
   // Taken out and put back at the head: what others accept further down cannot open telnet.
   str_system("iptables -I INPUT -j input_ext_access_ctrl");
-  if (state == 0) {
+  if ((state & 0xff) == 0) {
     str_system("iptables -A input_ext_access_ctrl -p tcp --dport 23 -j DROP");
     str_system("iptables -A input_ext_access_ctrl -p tcp --dport 26 -j DROP");
   }
   return 0;
 }
 
-int32_t omci_set_web_state(uint8_t state, int32_t port) {
+int32_t omci_set_web_state(uint32_t state, int32_t port) {
   str_system("iptables -D INPUT -j input_ext_access_ctrl");
   // Kept: the drop of a port that an earlier call named stays; it goes when that port is named
   // again.
@@ -56,7 +56,7 @@ int32_t omci_set_web_state(uint8_t state, int32_t port) {
   remove.append("iptables -D input_ext_access_ctrl -p tcp --dport %d -j DROP", port);
   remove.run_ignoring_result();
   str_system("iptables -I INPUT -j input_ext_access_ctrl");
-  if (state == 0) {
+  if ((state & 0xff) == 0) {
     CommandLine block;
     block.append("iptables -A input_ext_access_ctrl -p tcp --dport %d -j DROP", port);
     block.run_ignoring_result();

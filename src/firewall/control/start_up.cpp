@@ -9,9 +9,8 @@
  */
 #include <unistd.h>
 
-#include <cerrno>
-
 #include "firewall/base/chains.hpp"
+#include "firewall/base/file.hpp"
 #include "firewall/base/log.hpp"
 #include "firewall/base/state.hpp"
 #include "l3_advance/access_list.h"
@@ -31,12 +30,6 @@
 using namespace l3;
 
 namespace {
-
-/* A save file that cannot be looked at counts as there: taking it for missing would write the empty
- * tree over the rules that it holds. */
-bool is_missing(const char* path) {
-  return access(path, F_OK) == -1 && errno == ENOENT;
-}
 
 /* Whatever the master switch says. */
 void block_ipsec_unless_it_may_pass() {

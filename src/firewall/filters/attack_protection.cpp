@@ -74,10 +74,10 @@ int32_t config_fw_bad_tcp(void) {
   return 0;
 }
 
-int32_t gl3_web_set_anti_port_scan(uint8_t control) {
+int32_t gl3_web_set_anti_port_scan(uint32_t control) {
   grm_all_refresh_log_mod_level();
   // Kept: no look at the old value, so that setting it again also rebuilds the rules.
-  fw_rules_table.anti_port_scan = control;
+  fw_rules_table.anti_port_scan = control & 0xff;
   // Kept: a failed write does not stop the call; the rules follow memory, and the file's old
   // setting is back after a restart.
   set_firewall_rules_to_cfgfile();
