@@ -3,7 +3,8 @@
  * The whole interface of libl3_advance.so. What holds for all of it:
  *
  * - The process that loads the library supplies the ten calls of platform.h, and may supply its own
- *   system(), through which every command line goes.
+ *   system(), through which every command line goes. It does not ignore SIGCHLD (platform.h): the
+ *   filter would fail open.
  * - The settings stand in three records in memory (records.h) and in one file
  *   (configuration_file.h). At load the records and the library's copy of the master switch are
  *   zero. Before it changes anything, a program loads them: get_firewall_rules_from_cfgfile(),
@@ -11,8 +12,13 @@
  *   its settings, flushes its chain, makes no rule, saves the empty chain and returns 0. Start-up,
  *   gl3_web_init_fw(), loads all of them from a device's third start on.
  * - A set call takes the image of a whole filter and replaces what is stored. An image equal to the
- *   one in memory does nothing, also after a call that failed half-way.
- * - No call locks: callers serialise their calls, those of other processes included.
+ *   one in memory does nothing, also after a call that failed half-way, and in a new process also
+ *   after one that was killed: gl3_web_set_fw_status() with 1 generates the rules again.
+ * - No call locks: callers serialise their calls, those of other processes included. A set call
+ *   writes whole records, so a program that loaded the records earlier overwrites what others have
+ *   stored since. Where l3ctl is installed, a program takes an exclusive flock(2) on
+ *   "/run/l3ctl.lock" (created with mode 0600 where it is missing, never removed) before it loads
+ *   the records, and keeps it until its last set call has returned, as l3ctl does.
  * - Texts are zero-terminated. Pointers are checked where a comment says what a null pointer does,
  *   and nowhere else.
  * - A call tells of its failure in the log (l3_log_print()) or on standard output, as its comment

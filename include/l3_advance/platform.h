@@ -1,8 +1,26 @@
 /**
  * @file
  * What the library asks of the device it runs on. These ten calls are undefined symbols of
- * libl3_advance.so; the process that loads the library supplies them. Pointers are valid during the
- * call alone.
+ * libl3_advance.so; the process that loads the library supplies them, in the program itself (linked
+ * with -rdynamic) or in another library. Pointers are valid during the call alone.
+ *
+ * **A missing call.** The symbols are weak: the library also loads into a process that supplies
+ * none of the calls, or some. One that is missing behaves like one that fails: it returns -1 and
+ * writes nothing. A missing l3_log_print() logs nothing, a missing
+ * grm_all_refresh_log_mod_level() changes no level, and without DhcpsParaServerGet() the gateway's
+ * address is 192.168.1.1. So a misspelt or forgotten definition is no error at link or at load
+ * time: packaging/check-firmware lists which calls an image supplies.
+ *
+ * **SIGCHLD.** The process must be able to wait for its children: SIGCHLD is not ignored (SIG_IGN,
+ * or SA_NOCLDWAIT), and no handler or other thread reaps children that it has not started itself.
+ * The library runs every command line with system(), which otherwise cannot tell how the line ended
+ * and returns -1. The library then takes a rule that was accepted for a refused one and flushes its
+ * chain: the filter fails open, and blocked traffic passes. A disposition of SIG_IGN is inherited
+ * through execve(), so a daemon or a web server that ignores SIGCHLD hands it on to the programs
+ * that it starts; such a program sets signal(SIGCHLD, SIG_DFL) before its first call. To check a
+ * process: str_system("true") returns 0 where the requirement is met, and -1 where it is not; the
+ * log then says "run [true], system error!". From outside, bit 0x10000 of "SigIgn:" in
+ * /proc/PID/status (0x20000 on MIPS) is 0.
  */
 #ifndef L3_ADVANCE_PLATFORM_H
 #define L3_ADVANCE_PLATFORM_H
@@ -34,7 +52,8 @@ L3_API void grm_all_refresh_log_mod_level(void);
 
 /**
  * Registers a version banner: file name, version, build date, build time, banner text, and a flag
- * that the library sets to 1. The result is handed on to the library's caller unchanged.
+ * that the library sets to 1. The result is handed on to the library's caller unchanged, -1 where
+ * this call is missing.
  */
 L3_API int32_t zt_bsp_version_export(const char* file, const char* version, const char* date,
                                      const char* time, const char* banner, int32_t flag);
@@ -59,7 +78,8 @@ L3_API int32_t grm_gl3_get_internet_index(void);
 
 /**
  * Writes the interface name of WAN connection `index` to a buffer of 6 bytes that the caller has
- * zeroed: at most 5 characters and the zero. -1 on failure.
+ * zeroed: at most 5 characters and the zero. -1 on failure, and for an interface whose name is
+ * longer: such a name is reported with gl3_l3ctl_update_firewall().
  */
 L3_API int32_t getIfName(int32_t index, char* name);
 

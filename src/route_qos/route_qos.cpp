@@ -14,7 +14,6 @@
 #include "firewall/base/log.hpp"
 #include "firewall/base/region.hpp"
 #include "l3_advance/configuration_file.h"
-#include "l3_advance/platform.h"
 
 using namespace l3;
 
@@ -22,7 +21,7 @@ extern "C" {
 
 int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale) {
   l3_qos_rules& rules = RtQoSRulesTable.rules;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_rulesTale == nullptr) {
     L3_LOG_ERROR("gl3_web_set_route_qos:: xi_rulesTale NULLP err\r\n");
     return -1;
@@ -44,7 +43,7 @@ int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale) {
   if (RtQoSRulesTable.control == 0) {
     clear_region(RtQoSRulesTable);
   }
-  const int32_t result = gpon_l3_set_qos_cfg(&RtQoSRulesTable);
+  const int32_t result = platform::set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
     // Kept: there is no routine of this name, nor of the get_qos_rules_from_cfgfile below: the log
     // knows gpon_l3_set_qos_cfg and get_qos_cfg_from_cfgfile by these.
@@ -54,7 +53,7 @@ int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale) {
 }
 
 int32_t gl3_web_get_route_qos(l3_qos_rules* xo_rulesTale) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_rulesTale == nullptr) {
     // Kept: the text of the set call; only the line number tells a null pointer here from one
     // there.
@@ -71,7 +70,7 @@ int32_t gl3_web_get_route_qos(l3_qos_rules* xo_rulesTale) {
 }
 
 int32_t gl3_web_set_route_qos_control(int32_t xi_ctrl) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_ctrl < 0 || xi_ctrl > 1) {
     L3_LOG_ERROR("gl3_web_set_route_qos_control::xi_ctrl =%d err\n", xi_ctrl);
     return -1;
@@ -86,7 +85,7 @@ int32_t gl3_web_set_route_qos_control(int32_t xi_ctrl) {
   }
   // Kept: the rules are not zeroed when the switch goes off, unlike in the set call: the platform
   // gets them beside a switch of 0.
-  const int32_t result = gpon_l3_set_qos_cfg(&RtQoSRulesTable);
+  const int32_t result = platform::set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
     // Kept: the text of the set call; a refused switch reads like refused rules.
     L3_LOG_ERROR("gl3_web_set_route_qos::gpon_l3_set_qos_rules err!\n");
@@ -95,7 +94,7 @@ int32_t gl3_web_set_route_qos_control(int32_t xi_ctrl) {
 }
 
 int32_t gl3_web_get_route_qos_control(int32_t* xo_ctrl) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_ctrl == nullptr) {
     L3_LOG_ERROR("gl3_web_get_route_qos_control::xo_ctrl NULLP err\r\n");
     return -1;
@@ -111,7 +110,7 @@ int32_t gl3_web_get_route_qos_control(int32_t* xo_ctrl) {
 
 int32_t gl3_web_remove_all_qos_cfg(void) {
   const l3_qos_rules empty = {};
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   const int32_t result = gl3_web_set_route_qos(&empty);
   if (result == -1) {
     L3_LOG_ERROR("gl3_web_remove_all_qos_cfg::gl3_web_set_route_qos err!\n");
@@ -126,7 +125,7 @@ int32_t gl3_init_qos(void) {
   }
   // Kept: the table goes out as loaded, also when its switch is off, so until the next set call the
   // platform has rules that such a call would have left out.
-  const int32_t result = gpon_l3_set_qos_cfg(&RtQoSRulesTable);
+  const int32_t result = platform::set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
     L3_LOG_ERROR("gl3_init_qos::gpon_l3_set_qos_rules err!\n");
   }

@@ -12,8 +12,10 @@
 
 #include <cstdio>
 
+#include "firewall/base/platform.hpp"
 #include "l3_advance/configuration_file.h"
-#include "l3_advance/platform.h"
+
+using namespace l3;
 
 namespace {
 
@@ -29,14 +31,14 @@ int32_t push_stored_state(uint8_t* xo_control) {
     puts("gl3_web_get_vpn_pass_through::get_vpn_pass_through_state_from_cfgfile error!");
     return -1;
   }
-  if (grm_l3_advance_set_vpn_pass_through(*xo_control) == -1) {
+  if (platform::set_vpn_pass_through(*xo_control) == -1) {
     puts("gl3_web_get_vpn_pass_through::grm_l3_advance_set_vpn_pass_through error!");
     return -1;
   }
   // Kept: a stored 0 goes to the resource manager alone; a driver that is on stays on until the
   // next change.
   if (*xo_control != 0) {
-    if (const int32_t result = gpon_l3_control_vpn_pass_through(gre, *xo_control); result != 0) {
+    if (const int32_t result = platform::control_vpn_pass_through(gre, *xo_control); result != 0) {
       printf("gl3_web_get_vpn_pass_through::gpon_l3_control_vpn_pass_through [GRE]error=%d\n",
              result);
       return -1;
@@ -59,7 +61,7 @@ int32_t gl3_web_set_vpn_pass_through(uint32_t control) {
     return -1;
   }
   uint8_t current = 0;
-  if (grm_l3_advance_get_vpn_pass_through(&current) == -1) {
+  if (platform::get_vpn_pass_through(&current) == -1) {
     puts("gl3_web_set_vpn_pass_through::grm_l3_advance_get_vpn_pass_through error!");
     return -1;
   }
@@ -69,12 +71,12 @@ int32_t gl3_web_set_vpn_pass_through(uint32_t control) {
   }
 
   // The driver decides whether the change holds; the file comes last.
-  if (const int32_t result = gpon_l3_control_vpn_pass_through(gre, state); result != 0) {
+  if (const int32_t result = platform::control_vpn_pass_through(gre, state); result != 0) {
     printf("gl3_web_set_vpn_pass_through::gpon_l3_control_vpn_pass_through [GRE]error=%d\n",
            result);
     return -1;
   }
-  if (grm_l3_advance_set_vpn_pass_through(state) == -1) {
+  if (platform::set_vpn_pass_through(state) == -1) {
     puts("gl3_web_set_vpn_pass_through::grm_l3_advance_set_vpn_pass_through error!");
     return -1;
   }
@@ -94,7 +96,7 @@ int32_t gl3_web_get_vpn_pass_through(uint8_t* xo_control) {
   if (vpn_pass_through_status_cfg_file_read == 0 && push_stored_state(xo_control) == -1) {
     return -1;
   }
-  if (grm_l3_advance_get_vpn_pass_through(xo_control) == -1) {
+  if (platform::get_vpn_pass_through(xo_control) == -1) {
     puts("gl3_web_get_vpn_pass_through::grm_l3_advance_get_vpn_pass_through error!");
     return -1;
   }

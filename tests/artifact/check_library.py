@@ -4,8 +4,8 @@
     check_library.py [--without hardening|fortify|relro]… LIBRARY [LIBRARY…]
 
 Exported names equal the version script equal the headers; libc is all it needs; what it leaves
-undefined is the documented platform calls, every one, and a listed set of libc functions; nothing
-of it runs at load; no text relocation, no segment that is writable and executable. It is hardened:
+undefined is the documented platform calls, every one and weakly, and a listed set of libc functions;
+nothing of it runs at load; no text relocation, no segment that is writable and executable. It is hardened:
 stack protector, checked variants of the print functions, RELRO, immediate binding, a stack that is
 not executable. --without names what the build was told to leave out: L3_HARDENING (all of these),
 L3_FORTIFY or L3_RELRO; on MIPS RELRO is never asked for.
@@ -105,6 +105,8 @@ def check(path, asked, report):
     undefined = {ALIASES.get(name, name) for name in library.undefined()}
     unchecked = {re.sub(r"^__(\w+)_chk$", r"\1", name) for name in undefined}
     report.check(platform <= undefined, f"platform calls that it does not take: {sorted(platform - undefined)}")
+    strong = platform & library.strongly_undefined()
+    report.check(not strong, f"platform calls without which it does not load: {sorted(strong)}")
     strangers = unchecked - platform - LIBC - TOOLCHAIN
     report.check(not strangers, f"undefined beyond the platform and libc: {sorted(strangers)}")
     banned = {n for n in undefined if re.match(r"(_Z|__cxa_(?!finalize)|malloc|calloc|realloc|free$)", n)}

@@ -1,5 +1,8 @@
 /* Running one command line, and the version banner. */
+#include <dlfcn.h>
+
 #include <climits>
+#include <csignal>
 
 #include "harness.hpp"
 
@@ -14,6 +17,13 @@ std::string with_status(int status, int32_t expected) {
   std::string transcript = record([&] { result = str_system("do it"); });
   EXPECT_EQ(result, expected);
   return transcript;
+}
+
+/* From here on command lines run in the shell. */
+void use_the_shell() {
+  using System = int (*)(const char*);
+  static const auto real = reinterpret_cast<System>(dlsym(RTLD_NEXT, "system"));
+  world.system = [](const std::string& line) { return real(line.c_str()); };
 }
 
 }  // namespace
@@ -123,6 +133,23 @@ TEST(ShellCommand, AFailedCommandIsNotTriedAgainAndLeavesNoTrace) {
             lines({ran_and_failed("first", 4), ran("second")}));
   EXPECT_EQ(first, -1);
   EXPECT_EQ(second, 0);
+}
+
+// The check that platform.h recommends to integrators.
+TEST(ShellCommand, WhereSigchldIsIgnoredACommandThatWorksCountsAsFailed) {
+  use_the_shell();
+  int32_t result = 99;
+  EXPECT_EQ(record([&] { result = str_system("true"); }), lines({ran("true")}));
+  EXPECT_EQ(result, 0);
+
+  signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(record([&] { result = str_system("true"); }),
+            lines({command("true"), error("run [true], system error!")}));
+  EXPECT_EQ(result, -1);
+
+  signal(SIGCHLD, SIG_DFL);
+  EXPECT_EQ(record([&] { result = str_system("true"); }), lines({ran("true")}));
+  EXPECT_EQ(result, 0);
 }
 
 TEST(VersionBanner, IsRegisteredOnceWithItsSixArguments) {

@@ -3,21 +3,21 @@
 #include <cstdio>
 #include <cstring>
 
+#include "firewall/base/platform.hpp"
 #include "firewall/base/state.hpp"
-#include "l3_advance/platform.h"
 
 using namespace l3;
 
 extern "C" int32_t gl3_update_internet_wan(void) {
   // What getIfName() fills, whatever the length of the names that a daemon may report.
   char name[6] = {};
-  const int32_t index = grm_gl3_get_internet_index();
+  const int32_t index = platform::get_internet_index();
   // Only -1 means that there is none: any other index is the platform's to know.
   if (index == -1) {
     printf("[gl3_update_internet_wan]get a illegal wanindex %d.\n", index);
     return -1;
   }
-  const int32_t result = getIfName(index, name);
+  const int32_t result = platform::get_if_name(index, name);
   // A name that fills the buffer to its last byte has lost its zero: it ends here.
   name[sizeof(name) - 1] = '\0';
   if (result == -1) {

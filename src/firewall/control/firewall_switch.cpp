@@ -87,7 +87,7 @@ void store_level(uint32_t level) {
 extern "C" {
 
 int32_t gl3_web_set_fw_status(uint32_t control) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   const auto state = static_cast<uint8_t>(control);
   if (state > 1) {
     L3_LOG_ERROR("gl3_web_set_fw_status::control =%d err\n", state);
@@ -106,7 +106,7 @@ int32_t gl3_web_set_fw_status(uint32_t control) {
 }
 
 int32_t gl3_web_get_fw_status(uint8_t* xo_control) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_control == nullptr) {
     L3_LOG_ERROR("gl3_web_get_fw_status::xo_control NULLP err\r\n");
     return -1;
@@ -122,7 +122,7 @@ int32_t gl3_web_get_fw_status(uint8_t* xo_control) {
 }
 
 int32_t gl3_web_set_fw_security_level(int32_t fw_level) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (fw_level < 0 || fw_level > 2) {
     L3_LOG_ERROR("gl3_web_set_fw_security_level::fw_level =%d err\n", fw_level);
     return -1;
@@ -144,7 +144,7 @@ int32_t gl3_web_set_fw_security_level(int32_t fw_level) {
 }
 
 int32_t gl3_web_get_fw_security_level(int32_t* xo_fw_level) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_fw_level == nullptr) {
     L3_LOG_ERROR("gl3_web_get_fw_security_level::xo_fw_level NULLP err\r\n");
     return -1;
@@ -171,7 +171,7 @@ int32_t gl3_web_get_fw_security_level(int32_t* xo_fw_level) {
 }
 
 int32_t gl3_web_set_firewall_default(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = gl3_web_set_fw_status(0); result != 0) {
     L3_LOG_ERROR("gl3_web_set_firewall_default::gl3_web_set_fw_status err!\n");
     return result;

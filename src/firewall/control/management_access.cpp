@@ -20,7 +20,7 @@ namespace {
 /* Replaces `gateway` by the LAN DHCP server's address, where there is one: up to 15 characters. */
 void ask_dhcp_server(char (&gateway)[16]) {
   char server[48] = {};
-  DhcpsParaServerGet(0, server);
+  platform::get_dhcp_server(0, server);
   if (server[0] != '\0') {
     snprintf(gateway, sizeof(gateway), "%.15s", server);
   }
@@ -66,7 +66,7 @@ int32_t omci_set_web_state(uint32_t state, int32_t port) {
 
 int32_t gl3_web_cfg_page_jump(uint32_t enable, const char* pLanNet, const char* pJumpIp) {
   char gateway[16] = "192.168.1.1";
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (pLanNet == nullptr) {
     L3_LOG_ERROR("gl3_web_cfg_page_jump::pLanNet NULLP err\r\n");
     return -1;

@@ -109,7 +109,7 @@ int32_t config_fw6(void) {
 }
 
 int32_t gl3_web_init_fw(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (access("/ztcfg/v1_to_v2.flag", F_OK) == 0) {
     porting_firewall_cfg_v1_to_v2();
   }

@@ -127,7 +127,7 @@ int32_t config_fw_acl(void) {
 
 int32_t gl3_web_set_acl_cfg(const l3_acl* xi_pFirewallTableInfo) {
   l3_acl& acl = fw_rules_table.acl;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pFirewallTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_acl_cfg::xi_pFirewallTableInfo NULLP err\r\n");
     return -1;
@@ -164,7 +164,7 @@ int32_t gl3_web_set_acl_cfg(const l3_acl* xi_pFirewallTableInfo) {
 
 int32_t gl3_web_get_acl_cfg(l3_acl* xo_pAclTableInfo) {
   const l3_acl& acl = fw_rules_table.acl;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_pAclTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_get_acl_cfg::xo_pAclTableInfo NULLP err\r\n");
     return -1;
@@ -185,7 +185,7 @@ int32_t gl3_web_get_acl_cfg(l3_acl* xo_pAclTableInfo) {
 }
 
 int32_t gl3_web_remove_all_acl_rule(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   // Kept: through flush_fw_mac, which only runs the line it is given; its results do not decide.
   flush_fw_mac(flush_us_acl);
   flush_fw_mac(flush_ds_acl);
@@ -202,7 +202,7 @@ int32_t gl3_web_remove_all_acl_rule(void) {
 }
 
 int32_t gl3_web_set_acl_table_default(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   // Kept: through flush_fw_mac, which only runs the line it is given; its results do not decide.
   flush_fw_mac(flush_us_acl);
   flush_fw_mac(flush_ds_acl);

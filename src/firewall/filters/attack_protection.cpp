@@ -75,7 +75,7 @@ int32_t config_fw_bad_tcp(void) {
 }
 
 int32_t gl3_web_set_anti_port_scan(uint32_t control) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   // Kept: no look at the old value, so that setting it again also rebuilds the rules.
   fw_rules_table.anti_port_scan = control & 0xff;
   // Kept: a failed write does not stop the call; the rules follow memory, and the file's old
@@ -92,7 +92,7 @@ int32_t gl3_web_set_anti_port_scan(uint32_t control) {
 }
 
 int32_t gl3_web_get_anti_port_scan(uint8_t* xo_control) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_control == nullptr) {
     L3_LOG_ERROR("gl3_web_get_anti_port_scan::xo_control NULLP err\r\n");
     return -1;
@@ -111,7 +111,7 @@ int32_t gl3_web_get_anti_port_scan(uint8_t* xo_control) {
 }
 
 int32_t gl3_web_set_ipsec_pass_ctrl(uint32_t control) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (control == fw_rules_table.ipsec_pass_ctrl) {
     return 0;
   }
@@ -132,7 +132,7 @@ int32_t gl3_web_set_ipsec_pass_ctrl(uint32_t control) {
 }
 
 int32_t gl3_web_get_ipsec_pass_ctrl(uint32_t* xo_control) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_control == nullptr) {
     L3_LOG_ERROR("gl3_web_get_ipsec_pass_ctrl::xo_control NULLP err\r\n");
     return -1;

@@ -59,7 +59,7 @@ int32_t config_fw_caporl(void) {
 
 int32_t gl3_web_set_caporl_cfg(const l3_caporl* xi_pCaporlTableInfo) {
   l3_caporl& portal = fw_rules_table.caporl;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pCaporlTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_caporl_cfg::xi_pCaporlTableInfo NULLP err\r\n");
     return -1;
@@ -85,7 +85,7 @@ int32_t gl3_web_set_caporl_cfg(const l3_caporl* xi_pCaporlTableInfo) {
 }
 
 int32_t gl3_web_get_caporl_cfg(l3_caporl* xo_pCaporlTableInfo) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_pCaporlTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_get_caporl_cfg::xo_pCaporlTableInfo NULLP err\r\n");
     return -1;
@@ -103,7 +103,7 @@ int32_t gl3_web_get_caporl_cfg(l3_caporl* xo_pCaporlTableInfo) {
 }
 
 int32_t gl3_web_remove_all_caporl_rule(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_mac(flush_captiveportal); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_caporl_rule::flush_fw_mac err!\n");
     return result;
@@ -123,7 +123,7 @@ int32_t gl3_web_remove_all_caporl_rule(void) {
 }
 
 int32_t gl3_web_set_caporl_table_default(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   // Kept: this filter's one flush whose failure stops nothing; the reset goes on to clear what is
   // stored.
   flush_fw_mac(flush_captiveportal);

@@ -64,7 +64,7 @@ int32_t config_fw_dhcp(void) {
 
 int32_t gl3_web_set_dhcp_cfg(const l3_dhcp_filter* xi_pDhcpMacTableInfo) {
   l3_dhcp_filter& filter = fw_rules_table.dhcp_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pDhcpMacTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_dhcp_cfg::xi_pDhcpMacTableInfo NULLP err\r\n");
     return -1;
@@ -90,7 +90,7 @@ int32_t gl3_web_set_dhcp_cfg(const l3_dhcp_filter* xi_pDhcpMacTableInfo) {
 }
 
 int32_t gl3_web_get_dhcp_cfg(l3_dhcp_filter* xo_pDhcpMacTableInfo) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_pDhcpMacTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_get_dhcp_cfg::xo_pDhcpMacTableInfo NULLP err\r\n");
     return -1;
@@ -108,7 +108,7 @@ int32_t gl3_web_get_dhcp_cfg(l3_dhcp_filter* xo_pDhcpMacTableInfo) {
 }
 
 int32_t gl3_web_remove_all_dhcp_rule(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_mac(flush_dhcp); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_dhcp_rule::flush_fw_mac err!\n");
     return result;
@@ -127,7 +127,7 @@ int32_t gl3_web_remove_all_dhcp_rule(void) {
 }
 
 int32_t gl3_web_set_dhcp_table_default(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_mac(flush_dhcp); result != 0) {
     L3_LOG_ERROR("gl3_web_set_dhcp_table_default::flush_fw_mac err!\n");
     return result;

@@ -156,7 +156,7 @@ void log_first_entry(const Region& region) {
  * the two read alike. */
 template <typename Region>
 int32_t get_filter(Region* xo_pFirewallTableInfo, const Region& filter, int32_t (*read_record)()) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_pFirewallTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_get_firewall_cfg::xo_pFirewallTableInfo NULLP err\r\n");
     return -1;
@@ -245,7 +245,7 @@ int32_t config_fw6_ip(void) {
 
 int32_t gl3_web_set_firewall_cfg(const l3_ip_filter* xi_pFirewallTableInfo) {
   l3_ip_filter& filter = fw_rules_table.ip_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pFirewallTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_firewall_cfg::xi_pFirewallTableInfo NULLP err\r\n");
     return -1;
@@ -276,7 +276,7 @@ int32_t gl3_web_set_firewall_cfg(const l3_ip_filter* xi_pFirewallTableInfo) {
 
 int32_t gl3_web_set_firewall6_cfg(const l3_ip6_filter* xi_pFirewallTableInfo) {
   l3_ip6_filter& filter = fw6_rules_table.ip_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pFirewallTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_firewall6_cfg::xi_pFirewallTableInfo NULLP err\r\n");
     return -1;
@@ -314,7 +314,7 @@ int32_t gl3_web_get_firewall6_cfg(l3_ip6_filter* xo_pFirewallTableInfo) {
 
 int32_t gl3_web_remove_all_firewall_rule(void) {
   l3_ip_filter& filter = fw_rules_table.ip_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   for (const char* flush : {flush_us_ip, flush_ds_ip}) {
     if (const int32_t result = flush_fw_ip(flush); result != 0) {
       L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::flush_fw_ip err!\n");
@@ -340,7 +340,7 @@ int32_t gl3_web_remove_all_firewall_rule(void) {
 
 int32_t gl3_web_remove_all_firewall6_rule(void) {
   l3_ip6_filter& filter = fw6_rules_table.ip_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   for (const char* flush : {flush6_us_ip, flush6_ds_ip}) {
     if (const int32_t result = flush_fw_ip(flush); result != 0) {
       L3_LOG_ERROR("gl3_web_remove_all_firewall6_rule::flush_fw_ip err!\n");
@@ -364,7 +364,7 @@ int32_t gl3_web_remove_all_firewall6_rule(void) {
 }
 
 int32_t gl3_web_set_ip_table_default(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   for (const char* flush : {flush_us_ip, flush_ds_ip, flush6_us_ip, flush6_ds_ip}) {
     if (const int32_t result = flush_fw_ip(flush); result != 0) {
       L3_LOG_ERROR("gl3_web_set_ip_table_default::flush_fw_ip err!\n");

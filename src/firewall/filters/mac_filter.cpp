@@ -102,7 +102,7 @@ int32_t config_fw6_mac(void) {
 
 int32_t gl3_web_set_mac_cfg(const l3_mac_filter* xi_pMacTableInfo) {
   l3_mac_filter& filter = fw_rules_table.mac_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pMacTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_mac_cfg::xi_pMacTableInfo NULLP err\r\n");
     return -1;
@@ -131,7 +131,7 @@ int32_t gl3_web_set_mac_cfg(const l3_mac_filter* xi_pMacTableInfo) {
 // failures read alike for both families.
 int32_t gl3_web_set_mac6_cfg(const l3_mac_filter* xi_pMacTableInfo) {
   l3_mac_filter& filter = fw6_rules_table.mac_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pMacTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_mac_cfg::xi_pMacTableInfo NULLP err\r\n");
     return -1;
@@ -157,7 +157,7 @@ int32_t gl3_web_set_mac6_cfg(const l3_mac_filter* xi_pMacTableInfo) {
 }
 
 int32_t gl3_web_get_mac_cfg(l3_mac_filter* xo_pMacTableInfo) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_pMacTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_get_mac_cfg::xo_pMacTableInfo NULLP err\r\n");
     return -1;
@@ -175,7 +175,7 @@ int32_t gl3_web_get_mac_cfg(l3_mac_filter* xo_pMacTableInfo) {
 }
 
 int32_t gl3_web_get_mac6_cfg(l3_mac_filter* xo_pMacTableInfo) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_pMacTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_get_mac6_cfg::xo_pMacTableInfo NULLP err\r\n");
     return -1;
@@ -194,7 +194,7 @@ int32_t gl3_web_get_mac6_cfg(l3_mac_filter* xo_pMacTableInfo) {
 
 int32_t gl3_web_remove_all_mac_rule(void) {
   l3_mac_filter& filter = fw_rules_table.mac_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_mac(flush_mac); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_mac_rule::flush_fw_mac err!\n");
     return result;
@@ -218,7 +218,7 @@ int32_t gl3_web_remove_all_mac_rule(void) {
 
 int32_t gl3_web_remove_all_mac6_rule(void) {
   l3_mac_filter& filter = fw6_rules_table.mac_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_mac(flush6_mac); result != 0) {
     // Kept: this message names the IPv4 call, the two below name this one; the failed command in
     // the log before it tells the family.
@@ -243,7 +243,7 @@ int32_t gl3_web_remove_all_mac6_rule(void) {
 }
 
 int32_t gl3_web_set_mac_table_default(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_mac(flush_mac); result != 0) {
     L3_LOG_ERROR("gl3_web_set_mac_table_default::flush_fw_mac err!\n");
     return result;

@@ -153,7 +153,7 @@ int32_t config_fw_url(void) {
 
 int32_t gl3_web_set_url_cfg(const l3_url_filter* xi_pUrlTableInfo) {
   l3_url_filter& filter = fw_rules_table.url_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xi_pUrlTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_set_url_cfg::xi_pUrlTableInfo NULLP err\r\n");
     return -1;
@@ -179,7 +179,7 @@ int32_t gl3_web_set_url_cfg(const l3_url_filter* xi_pUrlTableInfo) {
 }
 
 int32_t gl3_web_get_url_cfg(l3_url_filter* xo_pUrlTableInfo) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (xo_pUrlTableInfo == nullptr) {
     L3_LOG_ERROR("gl3_web_get_url_cfg::xo_pUrlTableInfo NULLP err\r\n");
     return -1;
@@ -198,7 +198,7 @@ int32_t gl3_web_get_url_cfg(l3_url_filter* xo_pUrlTableInfo) {
 
 int32_t gl3_web_remove_all_url_rule(void) {
   l3_url_filter& filter = fw_rules_table.url_filter;
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_url(flush_url); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_url_rule::flush_fw_url err!\n");
     return result;
@@ -220,7 +220,7 @@ int32_t gl3_web_remove_all_url_rule(void) {
 }
 
 int32_t gl3_web_set_url_table_default(void) {
-  grm_all_refresh_log_mod_level();
+  platform::refresh_log_level();
   if (const int32_t result = flush_fw_url(flush_url); result != 0) {
     L3_LOG_ERROR("gl3_web_set_url_table_default::flush_fw_url err!\n");
     return result;
