@@ -7,6 +7,7 @@
 
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
+#include "l3ctl/platform_view.hpp"
 
 namespace l3ctl {
 
@@ -55,17 +56,13 @@ bool level_differs(const Settings& wanted, const Settings& stored) {
 constexpr ApplyStep all_steps[] = {
     // The master switch first: everything that follows makes rules only while it is on.
     {"security_level", is_wanted<&Settings::security_level>, level_differs,
-     [](const Settings& s) {
-       return gl3_web_set_fw_security_level(static_cast<int32_t>(*s.security_level));
-     },
+     [](const Settings& s) { return set_security_level(static_cast<int32_t>(*s.security_level)); },
      leave_out<&Settings::security_level>},
-    step<&Settings::firewall>(
-        "firewall", [](const Settings& s) { return gl3_web_set_fw_status(*s.firewall ? 1 : 0); }),
-    step<&Settings::port_scan_protection>("port_scan_protection",
-                                          [](const Settings& s) {
-                                            return gl3_web_set_anti_port_scan(
-                                                *s.port_scan_protection ? 1 : 0);
-                                          }),
+    step<&Settings::firewall>("firewall",
+                              [](const Settings& s) { return set_firewall(*s.firewall); }),
+    step<&Settings::port_scan_protection>(
+        "port_scan_protection",
+        [](const Settings& s) { return set_port_scan_protection(*s.port_scan_protection); }),
     step<&Settings::ipsec_pass_through>("ipsec_pass_through",
                                         [](const Settings& s) {
                                           return gl3_web_set_ipsec_pass_ctrl(
@@ -100,6 +97,19 @@ constexpr ApplyStep all_steps[] = {
     step<&Settings::route_qos_rules>(
         "route_qos", [](const Settings& s) { return gl3_web_set_route_qos(&*s.route_qos_rules); }),
 };
+
+/* Does what "l3ctl wan update" does, where the firewall is on and getIfName() cannot hand over the name. */
+int32_t bind_long_wan_name() {
+  constexpr size_t longest_handed_over = 5;
+  const std::string wan = internet_wan_name();
+  uint8_t on = 0;
+  if (wan.size() <= longest_handed_over || get_firewall_state_from_cfgfile(&on) != 0 || on == 0) {
+    return 0;
+  }
+  gl3_l3ctl_clear_firewall();
+  const int32_t result = gl3_l3ctl_update_firewall(wan.c_str());
+  return result == 0 ? save_fw() : result;
+}
 
 /* Two steps may belong to one section; one that was set is told as that alone. */
 void add_once(std::vector<std::string>& names, const char* name) {
@@ -166,6 +176,21 @@ Applied apply_in_order(Change& change, const Settings& wanted, const Progress& p
     return std::find(applied.set.begin(), applied.set.end(), name) != applied.set.end();
   });
   return applied;
+}
+
+int32_t set_firewall(bool on) {
+  const int32_t result = gl3_web_set_fw_status(on ? 1 : 0);
+  return result == 0 && on ? bind_long_wan_name() : result;
+}
+
+int32_t set_port_scan_protection(bool on) {
+  const int32_t result = gl3_web_set_anti_port_scan(on ? 1 : 0);
+  return result == 0 && on ? bind_long_wan_name() : result;
+}
+
+int32_t set_security_level(int32_t level) {
+  const int32_t result = gl3_web_set_fw_security_level(level);
+  return result == 0 && level != 0 ? bind_long_wan_name() : result;
 }
 
 int32_t set_vpn_pass_through(bool on) {

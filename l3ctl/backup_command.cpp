@@ -6,6 +6,7 @@
 
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
+#include "l3ctl/apply_steps.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input.hpp"
 #include "l3ctl/library.hpp"
@@ -118,7 +119,7 @@ int32_t make_dhcp_rules() {
 void bring_in_line(Change& change) {
   const settings::Settings& now = change.stored();
   executor::may_fail("iptables -t filter -D FORWARD -p udp ");
-  change.call("firewall", [&] { return gl3_web_set_fw_status(*now.firewall ? 1 : 0); });
+  change.call("firewall", [&] { return set_firewall(*now.firewall); });
   if (*now.firewall && now.dhcp_filter->dhcp_mac_filter_ctrl != 0) {
     change.call("dhcp_filter", make_dhcp_rules);
   }

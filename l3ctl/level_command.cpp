@@ -2,7 +2,6 @@
 #include <iostream>
 #include <memory>
 
-#include "l3_advance/firewall.h"
 #include "l3ctl/apply_steps.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/library.hpp"
@@ -30,7 +29,7 @@ int set(const Context& context, const std::string& word) {
   while (word != level_words[level]) {
     ++level;
   }
-  change.call("level", [level] { return gl3_web_set_fw_security_level(level); });
+  change.call("level", [level] { return set_security_level(level); });
   return change.report("level: " + word);
 }
 

@@ -3,16 +3,12 @@
 #include <cstring>
 
 #include "l3_advance/platform.h"
+#include "platform/linux/platform_linux.hpp"
 
 namespace l3ctl {
 
 std::string internet_wan_name() {
-  char name[6] = {};
-  const int32_t index = grm_gl3_get_internet_index();
-  if (index == -1 || getIfName(index, name) == -1) {
-    return {};
-  }
-  return {name, strnlen(name, sizeof name)};
+  return platform_linux::internet_wan_name();
 }
 
 std::string lan_address() {

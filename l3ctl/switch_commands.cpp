@@ -17,7 +17,7 @@ constexpr Switch firewall = {
     .section = "firewall",
     .on_help = "Make the rules of every filter that is on",
     .off_help = "Remove the rules; settings stay",
-    .set = [](bool on) { return gl3_web_set_fw_status(on ? 1 : 0); },
+    .set = set_firewall,
 };
 
 constexpr Switch port_scan = {
@@ -26,7 +26,7 @@ constexpr Switch port_scan = {
     .section = "port_scan_protection",
     .on_help = "Drop TCP packets that open no proper connection",
     .off_help = "Let them pass",
-    .set = [](bool on) { return gl3_web_set_anti_port_scan(on ? 1 : 0); },
+    .set = set_port_scan_protection,
 };
 
 constexpr Switch ipsec = {

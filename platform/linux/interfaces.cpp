@@ -18,10 +18,12 @@
 #include <string_view>
 
 #include "l3_advance/platform.h"
+#include "platform/linux/platform_linux.hpp"
 
 namespace {
 
 constexpr std::int32_t error_level = 2;
+constexpr std::int32_t debug_level = 4;
 constexpr std::int32_t module = 2;
 constexpr std::size_t name_size = 6;
 constexpr std::size_t server_size = 48;
@@ -66,6 +68,15 @@ bool is_plain(std::string_view name) {
 
 }  // namespace
 
+namespace platform_linux {
+
+std::string internet_wan_name() {
+  const std::string name = default_route_interface();
+  return is_plain(name) ? name : std::string();
+}
+
+}  // namespace platform_linux
+
 extern "C" {
 
 /* Limits: IPv4 routes of the main table only; the index is the kernel's interface index. */
@@ -75,15 +86,17 @@ int32_t grm_gl3_get_internet_index(void) {
   return index == 0 ? -1 : static_cast<std::int32_t>(index);
 }
 
-/* Limits: a name of more than 5 characters does not fit the callers' buffer and is unknown, and so is one
- * that the shell might take for more than a name: the library puts it into command lines. */
+/* Limits: a name of more than 5 characters does not fit the library's buffer and is not handed over; the
+ * program reports it with gl3_l3ctl_update_firewall(), which takes it whole. Nor is a name that the shell
+ * might take for more than a name: the library puts it into command lines. */
 int32_t getIfName(int32_t index, char* name) {
   char found[IF_NAMESIZE] = {};
   if (index < 0 || if_indextoname(static_cast<unsigned>(index), found) == nullptr) {
     return -1;
   }
   if (std::strlen(found) >= name_size) {
-    l3_log_print(error_level, module, "line[%d], interface name %s is longer than 5 characters\n",
+    l3_log_print(debug_level, module,
+                 "line[%d], interface name %s is longer than 5 characters and not handed over\n",
                  __LINE__, found);
     return -1;
   }

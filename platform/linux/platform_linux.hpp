@@ -31,6 +31,10 @@ void set_default_log_level(std::int32_t level);
 using Observer = void (*)(const std::string& call);
 void observe(Observer observer);
 
+/* The Internet WAN's interface, whole: up to 15 characters, where getIfName() hands over at most 5.
+ * Empty where there is none, or where its name might be more than a name to the shell. */
+std::string internet_wan_name();
+
 /* One file of the state directory. Reading yields an empty text where there is none; writing
  * replaces the whole file or leaves it as it was, and says whether it did. */
 std::string read_state(const char* name);

@@ -76,7 +76,8 @@ TEST(PlatformLinux, AnUnknownIndexHasNoName) {
   EXPECT_EQ(result, -1);
 }
 
-TEST(PlatformLinux, ANameOfMoreThanFiveCharactersIsUnknownAndLogged) {
+TEST(PlatformLinux, ANameOfMoreThanFiveCharactersIsNotHandedOverAndTraced) {
+  platform_linux::set_default_log_level(4);
   add_interface("upstream0", "203.0.113.1/24");
   shell("ip route add default via 203.0.113.2");
   int32_t result = 0;
@@ -85,6 +86,23 @@ TEST(PlatformLinux, ANameOfMoreThanFiveCharactersIsUnknownAndLogged) {
   EXPECT_EQ(result, -1);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("upstream0 is longer than 5 characters"),
             std::string::npos);
+}
+
+TEST(PlatformLinux, TheWholeNameOfTheInternetWanHasUpToFifteenCharacters) {
+  EXPECT_EQ(platform_linux::internet_wan_name(), "");
+  for (const std::string name : {"wan7", "ppp0.100", "nas0_1.10", "fifteen_charsss"}) {
+    add_interface(name, "203.0.113.1/24");
+    shell("ip route add default via 203.0.113.2");
+    EXPECT_EQ(platform_linux::internet_wan_name(), name);
+    shell("ip link del " + name);
+  }
+  EXPECT_EQ(platform_linux::internet_wan_name(), "");
+}
+
+TEST(PlatformLinux, ANameThatIsMoreThanANameToTheShellIsNoInternetWan) {
+  add_interface("'a;b'", "203.0.113.1/24");
+  shell("ip route add default via 203.0.113.2");
+  EXPECT_EQ(platform_linux::internet_wan_name(), "");
 }
 
 TEST(PlatformLinux, TheLanServerAddressIsThatOfTheBridge) {
