@@ -26,7 +26,22 @@ using namespace l3;
 
 namespace {
 
-enum class Verdict { fine, bad_protocol, bad_source_ports, bad_destination_ports };
+/* What differs between the two families; the messages do too, and stand in the calls. */
+struct Family {
+  const char* program;
+  const char* flush_us;
+  const char* flush_ds;
+  const char* drop_rest_us; /* the ends of white lists */
+  const char* drop_rest_ds;
+};
+constexpr Family ipv4 = {"iptables", flush_us_ip, flush_ds_ip,
+                         "iptables -A forward_ext_us_ip -j DROP",
+                         "iptables -A forward_ext_ds_ip -j DROP"};
+constexpr Family ipv6 = {"ip6tables", flush6_us_ip, flush6_ds_ip,
+                         "ip6tables -A forward_ext_us_ip -j DROP",
+                         "ip6tables -A forward_ext_ds_ip -j DROP"};
+
+enum class Verdict { fine, bad_protocol, bad_source_ports, bad_destination_ports, refused };
 
 const char* protocol_word(uint32_t protocol) {
   switch (protocol) {
@@ -83,14 +98,14 @@ Verdict append_ports(CommandLine& line, const Entry& entry) {
   return Verdict::fine;
 }
 
-/* Turns one entry into one command line: "iptables" or "ip6tables", and everything after it. */
+/* Turns one entry into one command line. */
 template <typename Entry>
-Verdict build_rule(CommandLine& line, const char* program, const Entry& entry, bool white_list) {
+Verdict build_rule(CommandLine& line, const Family& family, const Entry& entry, bool white_list) {
   const char* protocol = protocol_word(entry.protocol);
   if (protocol == nullptr) {
     return Verdict::bad_protocol;
   }
-  line.append("%s -A %s -p %s", program,
+  line.append("%s -A %s -p %s", family.program,
               entry.direction == 0 ? "forward_ext_us_ip" : "forward_ext_ds_ip", protocol);
 
   AddressText source = {};
@@ -117,22 +132,36 @@ bool is_white_list(const Region& region, const Entry& entry) {
 }
 
 /* A white list drops what none of its rules accepts, also when it has no rule. */
-void drop_the_rest(const l3_ip_filter& filter) {
+template <typename Region>
+void drop_the_rest(const Family& family, const Region& filter) {
   if (filter.us_black_white != 0) {
-    str_system("iptables -A forward_ext_us_ip -j DROP");
+    str_system(family.drop_rest_us);
   }
   if (filter.ds_black_white != 0) {
-    str_system("iptables -A forward_ext_ds_ip -j DROP");
+    str_system(family.drop_rest_ds);
   }
 }
 
-void drop_the_rest(const l3_ip6_filter& filter) {
-  if (filter.us_black_white != 0) {
-    str_system("ip6tables -A forward_ext_us_ip -j DROP");
+/* Makes the rules of one family. Otherwise than with `fine` it ends at `entry`, whose rule is `line`; both
+ * chains are empty where that was refused. */
+template <typename Record, typename Entry>
+Verdict generate(const Family& family, const Record& record, Entry& entry, CommandLine& line) {
+  for (EntryWalk walk(record, record.ip_filter); walk.next(entry);) {
+    line = CommandLine();
+    if (const Verdict verdict =
+            build_rule(line, family, entry, is_white_list(record.ip_filter, entry));
+        verdict != Verdict::fine) {
+      return verdict;
+    }
+    L3_LOG_DEBUG("\n==%s==\n", line.text());
+    if (line.run() != 0) {
+      flush_fw_ip(family.flush_us);
+      flush_fw_ip(family.flush_ds);
+      return Verdict::refused;
+    }
   }
-  if (filter.ds_black_white != 0) {
-    str_system("ip6tables -A forward_ext_ds_ip -j DROP");
-  }
+  drop_the_rest(family, record.ip_filter);
+  return Verdict::fine;
 }
 
 /* The locations of the addresses, not their values; the low 32 bits where pointers are longer. */
@@ -180,67 +209,51 @@ int32_t get_filter(Region* xo_pFirewallTableInfo, const Region& filter, int32_t 
 extern "C" {
 
 int32_t config_fw_ip(void) {
-  const l3_ip_filter& filter = fw_rules_table.ip_filter;
   l3_ip_filter_entry entry;
-  for (EntryWalk walk(fw_rules_table, filter); walk.next(entry);) {
-    CommandLine line;
-    switch (build_rule(line, "iptables", entry, is_white_list(filter, entry))) {
-      case Verdict::fine:
-        break;
-      case Verdict::bad_protocol:
-        L3_LOG_ERROR("config_fw_ip::protocol=%d is err!\n", entry.protocol);
-        return -1;
-      case Verdict::bad_source_ports:
-        L3_LOG_ERROR("config_fw_ip::sport1=%d > sport2=%d ERROR!\n", entry.src_port_s,
-                     entry.src_port_e);
-        return -1;
-      case Verdict::bad_destination_ports:
-        L3_LOG_ERROR("config_fw_ip::dport1=%d > dport2=%d ERROR!\n", entry.dst_port_s,
-                     entry.dst_port_e);
-        return -1;
-    }
-    L3_LOG_DEBUG("\n==%s==\n", line.text());
-    if (line.run() != 0) {
-      flush_fw_ip(flush_us_ip);
-      flush_fw_ip(flush_ds_ip);
+  CommandLine line;
+  switch (generate(ipv4, fw_rules_table, entry, line)) {
+    case Verdict::fine:
+      return 0;
+    case Verdict::bad_protocol:
+      L3_LOG_ERROR("config_fw_ip::protocol=%d is err!\n", entry.protocol);
+      break;
+    case Verdict::bad_source_ports:
+      L3_LOG_ERROR("config_fw_ip::sport1=%d > sport2=%d ERROR!\n", entry.src_port_s,
+                   entry.src_port_e);
+      break;
+    case Verdict::bad_destination_ports:
+      L3_LOG_ERROR("config_fw_ip::dport1=%d > dport2=%d ERROR!\n", entry.dst_port_s,
+                   entry.dst_port_e);
+      break;
+    case Verdict::refused:
       L3_LOG_ERROR("config_fw_ip::str_system(%s) is err!\n", line.text());
-      return -1;
-    }
+      break;
   }
-  drop_the_rest(filter);
-  return 0;
+  return -1;
 }
 
 int32_t config_fw6_ip(void) {
-  const l3_ip6_filter& filter = fw6_rules_table.ip_filter;
   l3_ip6_filter_entry entry;
-  for (EntryWalk walk(fw6_rules_table, filter); walk.next(entry);) {
-    CommandLine line;
-    switch (build_rule(line, "ip6tables", entry, is_white_list(filter, entry))) {
-      case Verdict::fine:
-        break;
-      case Verdict::bad_protocol:
-        L3_LOG_ERROR("config_fw_ip6::protocol=%d is err!\n", entry.protocol);
-        return -1;
-      case Verdict::bad_source_ports:
-        L3_LOG_ERROR("config_fw_ip6::sport1=%d > sport2=%d ERROR!\n", entry.src_port_s,
-                     entry.src_port_e);
-        return -1;
-      case Verdict::bad_destination_ports:
-        L3_LOG_ERROR("config_fw_ip6::dport1=%d > dport2=%d ERROR!\n", entry.dst_port_s,
-                     entry.dst_port_e);
-        return -1;
-    }
-    L3_LOG_DEBUG("\n==%s==\n", line.text());
-    if (line.run() != 0) {
-      flush_fw_ip(flush6_us_ip);
-      flush_fw_ip(flush6_ds_ip);
+  CommandLine line;
+  switch (generate(ipv6, fw6_rules_table, entry, line)) {
+    case Verdict::fine:
+      return 0;
+    case Verdict::bad_protocol:
+      L3_LOG_ERROR("config_fw_ip6::protocol=%d is err!\n", entry.protocol);
+      break;
+    case Verdict::bad_source_ports:
+      L3_LOG_ERROR("config_fw_ip6::sport1=%d > sport2=%d ERROR!\n", entry.src_port_s,
+                   entry.src_port_e);
+      break;
+    case Verdict::bad_destination_ports:
+      L3_LOG_ERROR("config_fw_ip6::dport1=%d > dport2=%d ERROR!\n", entry.dst_port_s,
+                   entry.dst_port_e);
+      break;
+    case Verdict::refused:
       L3_LOG_ERROR("config_fw_ip6::str_system(%s) is err!\n", line.text());
-      return -1;
-    }
+      break;
   }
-  drop_the_rest(filter);
-  return 0;
+  return -1;
 }
 
 int32_t gl3_web_set_firewall_cfg(const l3_ip_filter* xi_pFirewallTableInfo) {
@@ -324,7 +337,7 @@ int32_t gl3_web_remove_all_firewall_rule(void) {
   // Kept: whatever ip_filter_ctrl says; a white list that is not applied closes its direction here,
   // until the chain is next flushed.
   if (fw_enable != 0) {
-    drop_the_rest(filter);
+    drop_the_rest(ipv4, filter);
   }
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::save_fw err!\n");
@@ -348,7 +361,7 @@ int32_t gl3_web_remove_all_firewall6_rule(void) {
     }
   }
   if (fw_enable != 0) {
-    drop_the_rest(filter);
+    drop_the_rest(ipv6, filter);
   }
   // Kept: the last two messages name the IPv4 call; of the family, only "save_fw6" tells.
   if (const int32_t result = save_fw6(); result != 0) {

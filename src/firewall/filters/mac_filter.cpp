@@ -32,9 +32,28 @@ namespace {
 // and the rest passes.
 constexpr uint32_t white_list_mode = 1;
 
-/* The end of a white list, and all of an empty one. */
-constexpr char drop_every_sender[] = "iptables -A forward_ext_mac -i br0 -j DROP";
-constexpr char drop6_every_sender[] = "ip6tables -A forward_ext_mac -i br0 -j DROP";
+/* What differs between the two families; the messages do too, and stand in the calls. */
+struct Family {
+  const char* program;
+  const char* flush;
+  const char* drop_every_sender; /* the end of a white list, and all of an empty one */
+  int32_t (*write_records)();
+  int32_t (*generate)();
+  int32_t (*save)();
+};
+// Kept: the IPv4 calls write both records.
+constexpr Family ipv4 = {"iptables",
+                         flush_mac,
+                         "iptables -A forward_ext_mac -i br0 -j DROP",
+                         set_firewall_rules_to_cfgfile,
+                         config_fw_mac,
+                         save_fw};
+constexpr Family ipv6 = {"ip6tables",
+                         flush6_mac,
+                         "ip6tables -A forward_ext_mac -i br0 -j DROP",
+                         set_firewall6_rules_to_cfgfile,
+                         config_fw6_mac,
+                         save_fw6};
 
 /* Turns one entry into one command line: "iptables" or "ip6tables", and everything after it. */
 void build_rule(CommandLine& line, const char* program, const l3_mac_entry& entry,
@@ -48,112 +67,89 @@ void build_rule(CommandLine& line, const char* program, const l3_mac_entry& entr
   line.append(white_list ? " -j ACCEPT" : " -j DROP");
 }
 
+/* Makes the rules of one family. False where one is refused: the chain is empty then, and `line` is
+ * that rule. */
+bool generate(const Family& family, const l3_mac_filter& filter, EntryWalk walk,
+              CommandLine& line) {
+  l3_mac_entry entry;
+  while (walk.next(entry)) {
+    if (entry.mac_enable == 0) {
+      continue;
+    }
+    line = CommandLine();
+    build_rule(line, family.program, entry, filter.mac_black_white == white_list_mode);
+    L3_LOG_DEBUG("\n==%s==\n", line.text());
+    if (line.run() != 0) {
+      flush_fw_mac(family.flush);
+      return false;
+    }
+  }
+
+  L3_LOG_DEBUG("[mac_black_white=%x]\n", filter.mac_black_white);
+  if (filter.mac_black_white == white_list_mode) {
+    str_system(family.drop_every_sender);
+  }
+  return true;
+}
+
+/* The set calls of both families. Kept: the IPv6 call's messages name its IPv4 twin and the write of
+ * both records, so failures of the two read alike. */
+int32_t set_filter(const Family& family, l3_mac_filter& filter, const l3_mac_filter* image) {
+  platform::refresh_log_level();
+  if (image == nullptr) {
+    L3_LOG_ERROR("gl3_web_set_mac_cfg::xi_pMacTableInfo NULLP err\r\n");
+    return -1;
+  }
+  if (same_region(filter, *image)) {
+    return 0;
+  }
+  replace_region(filter, *image);
+  if (family.write_records() == -1) {
+    L3_LOG_ERROR("gl3_web_set_mac_cfg::set_firewall_rules_to_cfgfile err!\n");
+    return -1;
+  }
+  if (flush_fw_mac(family.flush) != 0) {
+    return -1;
+  }
+  L3_LOG_DEBUG("\n==[fw_enable=%x,mac_filter_ctrl=%x,macTable=%x]\n", fw_enable,
+               filter.mac_filter_ctrl, filter.count);
+  if (fw_enable != 0 && filter.mac_filter_ctrl != 0) {
+    // Kept: a failed rule has emptied the chain and is in the log; the call goes on.
+    family.generate();
+  }
+  return family.save();
+}
+
 }  // namespace
 
 extern "C" {
 
 int32_t config_fw_mac(void) {
   const l3_mac_filter& filter = fw_rules_table.mac_filter;
-  l3_mac_entry entry;
-  for (EntryWalk walk(fw_rules_table, filter); walk.next(entry);) {
-    if (entry.mac_enable == 0) {
-      continue;
-    }
-    CommandLine line;
-    build_rule(line, "iptables", entry, filter.mac_black_white == white_list_mode);
-    L3_LOG_DEBUG("\n==%s==\n", line.text());
-    if (line.run() != 0) {
-      flush_fw_mac(flush_mac);
-      L3_LOG_ERROR("config_fw_mac::str_system(%s) is err!\n", line.text());
-      return -1;
-    }
-  }
-
-  L3_LOG_DEBUG("[mac_black_white=%x]\n", filter.mac_black_white);
-  if (filter.mac_black_white == white_list_mode) {
-    str_system(drop_every_sender);
+  CommandLine line;
+  if (!generate(ipv4, filter, EntryWalk(fw_rules_table, filter), line)) {
+    L3_LOG_ERROR("config_fw_mac::str_system(%s) is err!\n", line.text());
+    return -1;
   }
   return 0;
 }
 
 int32_t config_fw6_mac(void) {
   const l3_mac_filter& filter = fw6_rules_table.mac_filter;
-  l3_mac_entry entry;
-  for (EntryWalk walk(fw6_rules_table, filter); walk.next(entry);) {
-    if (entry.mac_enable == 0) {
-      continue;
-    }
-    CommandLine line;
-    build_rule(line, "ip6tables", entry, filter.mac_black_white == white_list_mode);
-    L3_LOG_DEBUG("\n==%s==\n", line.text());
-    if (line.run() != 0) {
-      flush_fw_mac(flush6_mac);
-      L3_LOG_ERROR("config_fw6_mac::str_system(%s) is err!\n", line.text());
-      return -1;
-    }
-  }
-
-  L3_LOG_DEBUG("[mac_black_white=%x]\n", filter.mac_black_white);
-  if (filter.mac_black_white == white_list_mode) {
-    str_system(drop6_every_sender);
+  CommandLine line;
+  if (!generate(ipv6, filter, EntryWalk(fw6_rules_table, filter), line)) {
+    L3_LOG_ERROR("config_fw6_mac::str_system(%s) is err!\n", line.text());
+    return -1;
   }
   return 0;
 }
 
 int32_t gl3_web_set_mac_cfg(const l3_mac_filter* xi_pMacTableInfo) {
-  l3_mac_filter& filter = fw_rules_table.mac_filter;
-  platform::refresh_log_level();
-  if (xi_pMacTableInfo == nullptr) {
-    L3_LOG_ERROR("gl3_web_set_mac_cfg::xi_pMacTableInfo NULLP err\r\n");
-    return -1;
-  }
-  if (same_region(filter, *xi_pMacTableInfo)) {
-    return 0;
-  }
-  replace_region(filter, *xi_pMacTableInfo);
-  if (set_firewall_rules_to_cfgfile() == -1) {
-    L3_LOG_ERROR("gl3_web_set_mac_cfg::set_firewall_rules_to_cfgfile err!\n");
-    return -1;
-  }
-  if (flush_fw_mac(flush_mac) != 0) {
-    return -1;
-  }
-  L3_LOG_DEBUG("\n==[fw_enable=%x,mac_filter_ctrl=%x,macTable=%x]\n", fw_enable,
-               filter.mac_filter_ctrl, filter.count);
-  if (fw_enable != 0 && filter.mac_filter_ctrl != 0) {
-    // Kept: a failed rule has emptied the chain and is in the log; the call goes on.
-    config_fw_mac();
-  }
-  return save_fw();
+  return set_filter(ipv4, fw_rules_table.mac_filter, xi_pMacTableInfo);
 }
 
-// Kept: both error messages of this call name its IPv4 twin and the write of both records, so these
-// failures read alike for both families.
 int32_t gl3_web_set_mac6_cfg(const l3_mac_filter* xi_pMacTableInfo) {
-  l3_mac_filter& filter = fw6_rules_table.mac_filter;
-  platform::refresh_log_level();
-  if (xi_pMacTableInfo == nullptr) {
-    L3_LOG_ERROR("gl3_web_set_mac_cfg::xi_pMacTableInfo NULLP err\r\n");
-    return -1;
-  }
-  if (same_region(filter, *xi_pMacTableInfo)) {
-    return 0;
-  }
-  replace_region(filter, *xi_pMacTableInfo);
-  if (set_firewall6_rules_to_cfgfile() == -1) {
-    L3_LOG_ERROR("gl3_web_set_mac_cfg::set_firewall_rules_to_cfgfile err!\n");
-    return -1;
-  }
-  if (flush_fw_mac(flush6_mac) != 0) {
-    return -1;
-  }
-  L3_LOG_DEBUG("\n==[fw_enable=%x,mac_filter_ctrl=%x,macTable=%x]\n", fw_enable,
-               filter.mac_filter_ctrl, filter.count);
-  if (fw_enable != 0 && filter.mac_filter_ctrl != 0) {
-    // Kept: a failed rule has emptied the chain and is in the log; the call goes on.
-    config_fw6_mac();
-  }
-  return save_fw6();
+  return set_filter(ipv6, fw6_rules_table.mac_filter, xi_pMacTableInfo);
 }
 
 int32_t gl3_web_get_mac_cfg(l3_mac_filter* xo_pMacTableInfo) {
@@ -202,7 +198,7 @@ int32_t gl3_web_remove_all_mac_rule(void) {
   // Kept: every mode but 0 blocks all senders here, also those that the generator treats as a
   // black list.
   if (fw_enable != 0 && filter.mac_filter_ctrl != 0 && filter.mac_black_white != 0) {
-    str_system(drop_every_sender);
+    str_system(ipv4.drop_every_sender);
   }
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_mac_rule::save_fw err!\n");
@@ -228,7 +224,7 @@ int32_t gl3_web_remove_all_mac6_rule(void) {
   // Kept: every mode but 0, as in the IPv4 call: in mode 2 all senders are blocked until the rules
   // are next generated.
   if (fw_enable != 0 && filter.mac_filter_ctrl != 0 && filter.mac_black_white != 0) {
-    str_system(drop6_every_sender);
+    str_system(ipv6.drop_every_sender);
   }
   if (const int32_t result = save_fw6(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_mac6_rule::save_fw6 err!\n");
