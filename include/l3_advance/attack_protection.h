@@ -29,11 +29,12 @@ extern "C" {
 L3_API int32_t config_fw_bad_tcp(void);
 
 /**
- * Stores the low byte of `control` as the anti port scan switch (0 off, anything else on) and writes
- * both firewall records, also when it is what it was (where there is no file: configuration_file.h, "A missing file"); a failed
- * write does not stop the call and does not show in its result. Flushes forward_ext_bad_tcp,
- * input_ext_local_access and input_ext_local_access_ex, runs config_fw_bad_tcp() when both this and
- * the master switch are on, and saves the rule set. Returns 0, or -1 when saving fails.
+ * Stores the low byte of `control` as the anti port scan switch (0 off, anything else on) and
+ * writes both firewall records, also when it is what it was (where there is no file:
+ * configuration_file.h, "A missing file"); a failed write does not stop the call and does not show
+ * in its result. Flushes forward_ext_bad_tcp, input_ext_local_access and input_ext_local_access_ex,
+ * runs config_fw_bad_tcp() when both this and the master switch are on, and saves the rule set.
+ * Returns 0, or -1 when saving fails.
  */
 L3_API int32_t gl3_web_set_anti_port_scan(uint32_t control);
 

@@ -14,9 +14,9 @@
  * be created. After a failed seek the descriptor stays open.
  *
  * **A missing file.** A file counts as missing where access() says that none can be there (ENOENT,
- * ENOTDIR, ELOOP, ENAMETOOLONG, or no error at all); after any other failure (EACCES, EIO and the like)
- * it counts as there, so that stored settings are not overwritten by mistake. Its defaults are
- * both switches 0, and records of zeros but for the two IPsec words, which are 1. A call that
+ * ENOTDIR, ELOOP, ENAMETOOLONG, or no error at all); after any other failure (EACCES, EIO and the
+ * like) it counts as there, so that stored settings are not overwritten by mistake. Its defaults
+ * are both switches 0, and records of zeros but for the two IPsec words, which are 1. A call that
  * creates it with them also sets all three records in memory to them. So a management call that
  * meets no file when it stores a filter, anti port scan, the IPsec pass control, the security level
  * or route QoS stores the defaults: they take the place of what it was given, and of every other

@@ -1,9 +1,10 @@
 /**
  * @file
  * The Internet WAN: the interface that carries Internet traffic. Rules for downstream traffic are
- * bound to its name. The library keeps one name for the life of the process, "wan3" to begin with; it
- * is in no file. The platform's getIfName() can name an interface of up to 5 characters; a daemon reports
- * names of up to 15, the longest that an interface can have. Messages go to standard output.
+ * bound to its name. The library keeps one name for the life of the process, "wan3" to begin with;
+ * it is in no file. The platform's getIfName() can name an interface of up to 5 characters; a
+ * daemon reports names of up to 15, the longest that an interface can have. Messages go to standard
+ * output.
  */
 #ifndef L3_ADVANCE_INTERNET_WAN_H
 #define L3_ADVANCE_INTERNET_WAN_H
@@ -41,8 +42,8 @@ L3_API int32_t gl3_update_firewall(void);
  * The Internet WAN has come up as `ifname`: keeps the name, zero-terminated text of at most 15
  * characters ("ppp0.100"), and binds the chains to it with gl3_update_firewall(). A daemon calls
  * gl3_l3ctl_clear_firewall() before it. Returns 0; -1 when that fails, and for a null pointer or a
- * longer name, which change nothing and are named on standard output alone. The text reaches the shell as
- * it is.
+ * longer name, which change nothing and are named on standard output alone. The text reaches the
+ * shell as it is.
  */
 L3_API int32_t gl3_l3ctl_update_firewall(const char* ifname);
 

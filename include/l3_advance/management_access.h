@@ -16,17 +16,17 @@ extern "C" {
 #endif
 
 /**
- * Allows telnet to the gateway (any low byte of `state` but 0) or blocks it (0): takes the drops of TCP 23 and
- * 26 out of input_ext_access_ctrl, makes that chain the first of INPUT, and appends both drops
- * again when blocking. Returns 0.
+ * Allows telnet to the gateway (any low byte of `state` but 0) or blocks it (0): takes the drops of
+ * TCP 23 and 26 out of input_ext_access_ctrl, makes that chain the first of INPUT, and appends both
+ * drops again when blocking. Returns 0.
  */
 L3_API int32_t omci_set_telnet_state(uint32_t state);
 
 /**
- * Allows the web service on TCP port `port` (any low byte of `state` but 0) or blocks it (0): takes the drop of
- * that port out of input_ext_access_ctrl, makes that chain the first of INPUT, and appends the drop
- * again when blocking. The port is printed in decimal as it is given; the drop of a port that an
- * earlier call named stays. Returns 0.
+ * Allows the web service on TCP port `port` (any low byte of `state` but 0) or blocks it (0): takes
+ * the drop of that port out of input_ext_access_ctrl, makes that chain the first of INPUT, and
+ * appends the drop again when blocking. The port is printed in decimal as it is given; the drop of
+ * a port that an earlier call named stays. Returns 0.
  */
 L3_API int32_t omci_set_web_state(uint32_t state, int32_t port);
 

@@ -23,9 +23,10 @@ extern "C" {
 #endif
 
 /**
- * Turns pass-through on (1) or off (0), as the low byte of `control` says. Where the resource manager
- * holds that value already, returns 0 at once. Otherwise tells the driver (protocol 47, GRE), then the resource manager, then writes
- * the file, in this order. Returns 0, or -1 on a byte above 1 or a failed step.
+ * Turns pass-through on (1) or off (0), as the low byte of `control` says. Where the resource
+ * manager holds that value already, returns 0 at once. Otherwise tells the driver (protocol 47,
+ * GRE), then the resource manager, then writes the file, in this order. Returns 0, or -1 on a byte
+ * above 1 or a failed step.
  */
 L3_API int32_t gl3_web_set_vpn_pass_through(uint32_t control);
 

@@ -12,8 +12,8 @@ namespace l3 {
  * "fire_wall=" line of the configuration file. */
 extern uint8_t fw_enable;
 
-/* The name of the Internet WAN interface: at most 15 characters, the longest that an interface can have, and
- * a zero. Not in any file. */
+/* The name of the Internet WAN interface: at most 15 characters, the longest that an interface can
+ * have, and a zero. Not in any file. */
 extern char internet_wan[16];
 
 }  // namespace l3

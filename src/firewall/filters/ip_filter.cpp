@@ -142,8 +142,8 @@ void drop_the_rest(const Family& family, const Region& filter) {
   }
 }
 
-/* Makes the rules of one family. Otherwise than with `fine` it ends at `entry`, whose rule is `line`; both
- * chains are empty where that was refused. */
+/* Makes the rules of one family. Otherwise than with `fine` it ends at `entry`, whose rule is
+ * `line`; both chains are empty where that was refused. */
 template <typename Record, typename Entry>
 Verdict generate(const Family& family, const Record& record, Entry& entry, CommandLine& line) {
   for (EntryWalk walk(record, record.ip_filter); walk.next(entry);) {

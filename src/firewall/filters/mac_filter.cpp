@@ -92,8 +92,8 @@ bool generate(const Family& family, const l3_mac_filter& filter, EntryWalk walk,
   return true;
 }
 
-/* The set calls of both families. Kept: the IPv6 call's messages name its IPv4 twin and the write of
- * both records, so failures of the two read alike. */
+/* The set calls of both families. Kept: the IPv6 call's messages name its IPv4 twin and the write
+ * of both records, so failures of the two read alike. */
 int32_t set_filter(const Family& family, l3_mac_filter& filter, const l3_mac_filter* image) {
   platform::refresh_log_level();
   if (image == nullptr) {
