@@ -16,9 +16,9 @@ void CommandLine::append(const char* format, ...) {
   const int added = vsnprintf(text_.data() + length_, text_.size() - length_, format, arguments);
   va_end(arguments);
 
-  if (added < 0) {
-    overflowed_ = true;
-    return;
+  if (added < 0) {       // LCOV_EXCL_BR_LINE: only an encoding error, which no format here can have
+    overflowed_ = true;  // LCOV_EXCL_LINE
+    return;              // LCOV_EXCL_LINE
   }
   length_ += static_cast<size_t>(added);
   if (length_ >= text_.size()) {

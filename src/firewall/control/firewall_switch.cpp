@@ -53,20 +53,20 @@ void bind_internet_wan() {
 }
 
 int32_t switch_on() {
-  if (flush_fw() == -1) {
-    L3_LOG_ERROR("gl3_web_set_fw_status::flush_fw err!\n");
-    return -1;
+  if (flush_fw() == -1) {  // LCOV_EXCL_BR_LINE: both flush calls always return 0
+    L3_LOG_ERROR("gl3_web_set_fw_status::flush_fw err!\n");  // LCOV_EXCL_LINE
+    return -1;                                               // LCOV_EXCL_LINE
   }
-  if (flush_fw6() == -1) {
-    L3_LOG_ERROR("gl3_web_set_fw_status::flush_fw6 err!\n");
-    return -1;
+  if (flush_fw6() == -1) {                                    // LCOV_EXCL_BR_LINE: as above
+    L3_LOG_ERROR("gl3_web_set_fw_status::flush_fw6 err!\n");  // LCOV_EXCL_LINE
+    return -1;                                                // LCOV_EXCL_LINE
   }
   if (get_firewall_rules_from_cfgfile() == -1) {
     L3_LOG_ERROR("gl3_web_set_fw_status::get_firewall_rules_from_cfgfile err!\n");
     return -1;
   }
-  if (config_fw() != 0 || config_fw6() != 0) {
-    return -1;
+  if (config_fw() != 0 || config_fw6() != 0) {  // LCOV_EXCL_BR_LINE: both always return 0
+    return -1;                                  // LCOV_EXCL_LINE
   }
   bind_internet_wan();
   return save_fw() == 0 && save_fw6() == 0 ? 0 : -1;
@@ -74,7 +74,7 @@ int32_t switch_on() {
 
 /* Kept: nothing is saved, so the save files still hold the rules of the last time it was on. */
 int32_t switch_off() {
-  return flush_fw() == 0 && flush_fw6() == 0 ? 0 : -1;
+  return flush_fw() == 0 && flush_fw6() == 0 ? 0 : -1;  // LCOV_EXCL_BR_LINE: both return 0
 }
 
 void store_level(uint32_t level) {
