@@ -2,7 +2,7 @@
  * What the settings mean for a packet: an answer for every packet and all records, the same as for the
  * settings written out and read in again, where they can be.
  */
-#include "settings/verdict.hpp"
+#include "settings/simulation/verdict.hpp"
 
 #include <cstring>
 

@@ -3,8 +3,10 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
-#include <stdexcept>
 #include <string>
+
+#include "management/error.hpp"
+#include "management/options.hpp"
 
 namespace l3ctl {
 
@@ -19,23 +21,12 @@ enum ExitStatus {
   exit_changes = 2,      /* plan and diff: there is something to change; wrong input is 1 there */
 };
 
-/* Ends the program with a message on standard error. */
-class Failure : public std::runtime_error {
- public:
-  explicit Failure(const std::string& message, ExitStatus status = exit_failed)
-      : std::runtime_error(message), status_(status) {}
-  [[nodiscard]] ExitStatus status() const { return status_; }
+/* The commands word what the management layer does, and use its names throughout. */
+using namespace management;
 
- private:
-  ExitStatus status_;
-};
-
-struct Context {
+struct Context : Options {
   ExitStatus wrong_input = exit_wrong_input; /* how the chosen command ends on wrong input */
   bool json = false;
-  bool force = false;      /* also where what is stored is damaged, or start-up is done */
-  bool one_by_one = false; /* rules are made by the library's lines as they come */
-  int lock_timeout = 30;   /* seconds */
   /* What the command line asked for; set while it is parsed, run afterwards. */
   std::function<int()> action;
 };
@@ -43,7 +34,7 @@ struct Context {
 /* For commands whose result is a text of its own kind. */
 inline void refuse_json(const Context& context, const std::string& command) {
   if (context.json) {
-    throw Failure(command + ": there is no result as JSON", exit_wrong_input);
+    throw Error(command + ": there is no result as JSON", ErrorKind::invalid_input);
   }
 }
 

@@ -11,7 +11,8 @@
 #include <string_view>
 
 #include "l3ctl/commands.hpp"
-#include "l3ctl/wrong_words.hpp"
+#include "l3ctl/usage_error.hpp"
+#include "management/change/change.hpp"
 
 namespace l3ctl {
 
@@ -216,7 +217,7 @@ int parse(CLI::App& app, const Context& context, int argc, char** argv) {
     }
     // A flag is stored with the last word, so the command line itself is asked.
     if (app.count("--json") != 0) {
-      const std::string text = wrong_words(&app, error);
+      const std::string text = usage_error(&app, error);
       const size_t start = std::string_view("l3ctl: ").size();
       print_failure(text.substr(start, text.find_last_not_of('\n') + 1 - start), {});
     }
@@ -228,7 +229,7 @@ int parse(CLI::App& app, const Context& context, int argc, char** argv) {
 int run_with_all(Context& context, int argc, char** argv) {
   const auto app = options_alone(context);
   app->footer(footer_with(every_status_three));
-  app->failure_message(wrong_words);
+  app->failure_message(usage_error);
   for (const Command& command : commands) {
     command.add(*app, context);
   }
@@ -251,6 +252,18 @@ int run(Context& context, int argc, char** argv) {
   return run_with_all(context, argc, argv);
 }
 
+int exit_status_of(ErrorKind kind, const Context& context) {
+  switch (kind) {
+    case ErrorKind::invalid_input:
+      return context.wrong_input;
+    case ErrorKind::stored_damaged:
+      return exit_implausible;
+    case ErrorKind::system:
+      break;
+  }
+  return exit_failed;
+}
+
 }  // namespace
 
 void complain(const std::string& message) {
@@ -262,13 +275,14 @@ void complain(const std::string& message) {
 
 int main(int argc, char** argv) {
   l3ctl::occupy_standard_descriptors();
+  management::set_notice_sink(l3ctl::complain);
   l3ctl::Context context;
   int status = l3ctl::exit_failed;
   try {
     status = l3ctl::run(context, argc, argv);
-  } catch (const l3ctl::Failure& failure) {
+  } catch (const l3ctl::Error& failure) {
     l3ctl::tell_failure(context, failure.what());
-    status = failure.status() == l3ctl::exit_wrong_input ? context.wrong_input : failure.status();
+    status = l3ctl::exit_status_of(failure.kind(), context);
   } catch (const std::exception& error) {
     l3ctl::tell_failure(context, error.what());
   }

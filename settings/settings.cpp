@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "settings/effects.hpp"
+#include "settings/lint.hpp"
 #include "settings/sections.hpp"
 
 namespace settings {

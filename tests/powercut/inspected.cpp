@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "settings/stored_file.hpp"
+#include "settings/stored_file/stored_file.hpp"
 
 using settings::StoredFinding;
 using Findings = std::vector<StoredFinding>;

@@ -1,5 +1,5 @@
 /* Configuration files of both byte orders, taken apart without the library. */
-#include "settings/stored_file.hpp"
+#include "settings/stored_file/stored_file.hpp"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include <functional>
 #include <iterator>
 
-#include "settings/stored_file.hpp"
+#include "settings/stored_file/stored_file.hpp"
 
 using settings::StoredSection;
 

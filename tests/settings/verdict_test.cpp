@@ -1,5 +1,5 @@
 /* What the settings mean for a packet, told without a packet filter. */
-#include "settings/verdict.hpp"
+#include "settings/simulation/verdict.hpp"
 
 #include <cstring>
 

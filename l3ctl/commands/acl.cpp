@@ -1,0 +1,32 @@
+/* l3ctl acl: who may reach the gateway's own services. */
+#include "l3_advance/access_list.h"
+#include "l3ctl/commands.hpp"
+#include "l3ctl/commands/filter_verbs.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using settings::Settings;
+
+constexpr FilterList acl_lists[] = {
+    {.section = "acl",
+     .set = [](const Settings& s) { return gl3_web_set_acl_cfg(&*s.acl); },
+     .enable = [](Settings& s, bool on) { s.acl->acl_filter_ctrl = on ? 1 : 0; },
+     .remove_all = gl3_web_remove_all_acl_rule},
+};
+
+constexpr Filter acl = {.command = "acl",
+                        .help = "Who may reach the gateway's own services",
+                        .main_key = nullptr,
+                        .example = "service=web from=lan sources=192.168.1.2-192.168.1.10",
+                        .lists = acl_lists,
+                        .reset = gl3_web_set_acl_table_default};
+
+}  // namespace
+
+void add_acl_command(CLI::App& app, Context& context) {
+  add_filter_command(app, context, acl);
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,97 @@
+/* l3ctl apply: a settings file is checked as a whole, and then what differs from the stored is set. */
+#include "management/change/apply.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "l3ctl/commands.hpp"
+#include "l3ctl/input/settings_file.hpp"
+#include "l3ctl/views/change_report.hpp"
+#include "management/change/change.hpp"
+#include "management/change/confirmation.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
+  }
+  return text.empty() ? "nothing" : text;
+}
+
+/* For whoever waits at a terminal. */
+void show_progress(const char* section, size_t place, size_t total) {
+  if (isatty(STDERR_FILENO) != 0) {
+    complain(std::to_string(place) + "/" + std::to_string(total) + " " + section);
+  }
+}
+
+/* No rule is made of the portal's old destinations where the portal alone is set, and for good. */
+bool sets_only_portal(const settings::Settings& wanted, int confirm_within) {
+  const auto steps = apply_steps();
+  return wanted.captive_portal && confirm_within == 0 &&
+         std::count_if(steps.begin(), steps.end(),
+                       [&](const ApplyStep& step) { return step.is_wanted(wanted); }) == 1;
+}
+
+/* `confirm_within` is in seconds; 0 where nobody has to confirm. */
+int apply_file(const Context& context, const SettingsFile& file, int confirm_within) {
+  const settings::Settings wanted = read_settings_file(file);
+  Change change(context, Foreseen::ipv4_rules,
+                sets_only_portal(wanted, confirm_within) ? Preconditions{.allow_unsafe_text = true}
+                                                         : sound_state);
+  const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
+  if (waits) {
+    begin_confirmation(context, change, wanted, confirm_within);
+  }
+  const Applied applied = apply_in_order(change, wanted, show_progress);
+  nlohmann::ordered_json members{{"applied", applied.set}, {"unchanged", applied.unchanged}};
+  if (waits) {
+    members["confirm_within"] = confirm_within;
+  }
+  if (waits && change.make()) {
+    restart_confirmation(change);
+  }
+  const int status = report(
+      context, change,
+      "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
+  if (waits && confirmation_pending_or_cleanup()) {
+    complain("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
+             " s keeps these settings; otherwise the old ones come back");
+  }
+  return status;
+}
+
+}  // namespace
+
+void add_apply_command(CLI::App& app, Context& context) {
+  CLI::App* command =
+      app.add_subcommand("apply", "Check a settings file as a whole and set what it changes");
+  command->footer(
+      "A section that FILE leaves out stays as it is; one that says what is stored already is not "
+      "set\n"
+      "again. Time spans are in UTC; \"all day\", and an end of 24:00, end at 23:59, which leaves "
+      "the\n"
+      "day's last minute open.\n\n" +
+      app.get_footer());
+  auto file = add_settings_file_options(*command);
+  auto confirm_within = std::make_shared<int>(0);
+  command
+      ->add_option(
+          "--confirm", *confirm_within,
+          "Bring the old settings back unless \"l3ctl confirm\" comes within so many seconds")
+      ->check(CLI::Range(1, 86400));
+  command->callback([&context, file, confirm_within] {
+    context.action = [&context, file, confirm_within] {
+      return apply_file(context, *file, *confirm_within);
+    };
+  });
+}
+
+}  // namespace l3ctl

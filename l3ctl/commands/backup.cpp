@@ -1,0 +1,176 @@
+/* l3ctl backup, restore: the configuration file as a whole, out and back in. */
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "executor/executor.hpp"
+#include "l3_advance/l3_advance.h"
+#include "l3ctl/commands.hpp"
+#include "management/change/apply.hpp"
+#include "l3ctl/input/read_input.hpp"
+#include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/stored_report.hpp"
+#include "management/change/change.hpp"
+#include "management/store/paths.hpp"
+#include "management/store/stored_check.hpp"
+#include "management/store/unsafe_text.hpp"
+#include "management/system/atomic_file.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using settings::StoredFile;
+
+struct Copy {
+  std::string file;
+  bool force = false;
+  bool file_only = false;
+};
+
+bool is_torn(const StoredFile& stored) {
+  return std::any_of(stored.findings.begin(), stored.findings.end(),
+                     [](const settings::StoredFinding& finding) {
+                       return finding.kind == settings::StoredFinding::Kind::torn;
+                     });
+}
+
+void refuse_stored_file_as_target(const std::string& file) {
+  std::error_code error;
+  if (std::filesystem::equivalent(file, configuration_path, error)) {
+    throw Error(file + ": is the stored file itself; nothing was changed",
+                ErrorKind::invalid_input);
+  }
+}
+
+int backup(const Context& context, const Copy& copy) {
+  refuse_stored_file_as_target(copy.file);
+  if (context.json && copy.file == "-") {
+    throw Error("a backup to standard output leaves no room for --json", ErrorKind::invalid_input);
+  }
+  // No other l3ctl is in the middle of a change while the file is read.
+  const Lock no_change = Lock(context);
+  const std::string bytes = read_up_to(configuration_path, largest_stored_file);
+  const StoredFile stored = inspect_stored_file(configuration_path, bytes);
+  print_findings(configuration_path, stored);
+  if (is_torn(stored) && !copy.force) {
+    throw Error("no backup was made; --force makes one all the same", ErrorKind::stored_damaged);
+  }
+  if (copy.file == "-") {
+    std::cout << bytes;
+    return exit_done;
+  }
+  remove_stale_temporaries_of(copy.file);
+  write_atomically(copy.file, bytes);
+  const std::string done =
+      "backup: " + std::to_string(bytes.size()) + " bytes written to " + copy.file;
+  if (context.json) {
+    const Json result = {
+        {"done", done}, {"failed", Json::array()}, {"failed_rules", Json::array()}};
+    std::cout << result.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+  } else {
+    std::cout << done << '\n';
+  }
+  return exit_done;
+}
+
+/* The bytes to put in place; nothing is returned for a file that should not be. */
+std::string checked_image(const Copy& copy) {
+  const StoredFile stored = settings::read_stored_file(read_input(copy.file, largest_stored_file));
+  print_findings(copy.file, stored);
+  if (!settings::is_plausible(stored) && !copy.force) {
+    throw Error(input_name(copy.file) +
+                    ": torn or implausible; nothing was changed, --force restores it all the same",
+                ErrorKind::invalid_input);
+  }
+  // Not even --force lets one through.
+  if (const std::string command = find_unsafe_text(settings::settings_of(stored));
+      !command.empty()) {
+    throw Error(input_name(copy.file) + ": " + command + "; nothing was changed",
+                ErrorKind::invalid_input);
+  }
+  if (stored.order != settings::ByteOrder::unknown && stored.order != settings::host_byte_order()) {
+    complain("note: " + input_name(copy.file) + " is " + name_of(stored.order) +
+             " and is converted; the platform's own bytes in route_qos (reserved2) stay as they "
+             "are");
+  }
+  return settings::with_clean_lines(stored.image);
+}
+
+/* IPsec rules lie outside the chains that the master switch empties. The call does nothing for the
+ * value that is in memory, which the load has just put there, so another is put there first. */
+int32_t set_ipsec_again() {
+  const uint32_t pass = fw_rules_table.ipsec_pass_ctrl;
+  fw_rules_table.ipsec_pass_ctrl = ~pass;
+  return gl3_web_set_ipsec_pass_ctrl(pass);
+}
+
+/* As start-up, the generator for the switch leaves the DHCP rules out; here they are settings as
+ * any other. */
+int32_t make_dhcp_rules() {
+  return config_fw_dhcp() == 0 && save_fw() == 0 ? 0 : -1;
+}
+
+/*
+ * Brings what runs in line with the records that are loaded. Start-up would append every hook of the
+ * tree once more, and the set calls of the filters do nothing for what is in memory already; the
+ * master switch is the call that empties every chain and makes all rules anew, or none. What it
+ * leaves out follows. VPN pass-through is set without the call that reads it, which would hand the
+ * stored state to the platform and leave nothing to change.
+ */
+void bring_in_line(Change& change) {
+  const settings::Settings& now = change.stored();
+  executor::may_fail("iptables -t filter -D FORWARD -p udp ");
+  change.call("firewall", [&] { return set_firewall(*now.firewall); });
+  if (*now.firewall && now.dhcp_filter->dhcp_mac_filter_ctrl != 0) {
+    change.call("dhcp_filter", make_dhcp_rules);
+  }
+  change.call("ipsec_pass_through", set_ipsec_again);
+  change.call("route_qos", gl3_init_qos);
+  change.call("vpn_pass_through",
+              [&] { return gl3_web_set_vpn_pass_through(*now.vpn_pass_through ? 1 : 0); });
+}
+
+int restore(const Context& context, const Copy& copy) {
+  const std::string image = checked_image(copy);
+  Change change(context, Preconditions{.allow_damaged = true, .allow_unsafe_text = true});
+  write_atomically(configuration_path, image);
+  if (copy.file_only) {
+    return report(context, change,
+                  "restore: the file is in place; its rules come with the next start");
+  }
+  change.load();
+  bring_in_line(change);
+  return report(context, change, "restore: the file is in place, and the rules follow it");
+}
+
+}  // namespace
+
+void add_backup_command(CLI::App& app, Context& context) {
+  CLI::App* command =
+      app.add_subcommand("backup", "Copy what is stored into a file, byte for byte");
+  auto copy = std::make_shared<Copy>();
+  command->add_option("FILE", copy->file, "Where to; - is standard output")->required();
+  command->add_flag("--force", copy->force, "Also when what is stored is torn");
+  command->callback(
+      [&context, copy] { context.action = [&context, copy] { return backup(context, *copy); }; });
+}
+
+void add_restore_command(CLI::App& app, Context& context) {
+  CLI::App* command = app.add_subcommand(
+      "restore", "Check a backup of either byte order, put it in place and follow it");
+  command->footer(
+      "Programs of the device that have loaded the old settings would store them again with their\n"
+      "next change: restart them.\n\n" +
+      app.get_footer());
+  auto copy = std::make_shared<Copy>();
+  command->add_option("FILE", copy->file, "The backup; - is standard input")->required();
+  command->add_flag("--force", copy->force, "Also when it is torn or implausible");
+  command->add_flag("--file-only", copy->file_only, "Leave the running rules as they are");
+  command->callback(
+      [&context, copy] { context.action = [&context, copy] { return restore(context, *copy); }; });
+}
+
+}  // namespace l3ctl

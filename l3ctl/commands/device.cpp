@@ -1,0 +1,111 @@
+/* l3ctl init, reset, restore-rules: the gateway as a whole. */
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+
+#include "executor/executor.hpp"
+#include "l3_advance/firewall.h"
+#include "l3_advance/rule_set.h"
+#include "l3_advance/vpn_pass_through.h"
+#include "l3ctl/commands.hpp"
+#include "l3ctl/views/change_report.hpp"
+#include "management/change/change.hpp"
+#include "management/change/confirmation.hpp"
+#include "management/store/unsafe_text.hpp"
+#include "management/system/process.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+constexpr const char* what_reset_keeps =
+    "IPsec and VPN pass-through stay as they are, as do the rules of management access";
+
+/* Whether the own chains are hooked in. Where nobody can tell, start-up goes on: no rule would be worse
+ * than one that stands twice. */
+bool is_started() {
+  const ToolRun run = run_tool({"iptables-save", "-t", "filter", "-c"});
+  return run.output.find("-A FORWARD -j forward_ext_ip\n") != std::string::npos;
+}
+
+/* Start-up as the web management server does it. A gateway without any rule would be worse than one
+ * that lacks the rules which the packet filter refuses. */
+int init(const Context& context) {
+  Lock lock(context);
+  if (is_started() && !context.force) {
+    throw Error(
+        "init: start-up has been done, and would put every jump into the chains there once more; "
+        "it belongs to boot, once; --force does it all the same; nothing was changed");
+  }
+  Change change(context, std::move(lock), any_state, OnFailure::continue_);
+  reject_unsafe_migration();
+  restore_after_restart(change);
+  executor::may_fail("mkdir -p /lib/modules/");
+  executor::may_fail("iptables -N ");
+  executor::may_fail("ip6tables -N ");
+  change.call("firewall", gl3_web_init_fw);
+  change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
+  return report(context, change, "init: the gateway is up");
+}
+
+/* Asks at a terminal; without one there is nobody to ask. */
+void confirm() {
+  if (isatty(STDIN_FILENO) == 0) {
+    throw Error("reset needs --yes when nobody can be asked; nothing was changed",
+                ErrorKind::invalid_input);
+  }
+  std::cerr << "Turn the firewall off and forget every filter and route QoS (" << what_reset_keeps
+            << ")? [y/N] ";
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer != "y" && answer != "Y" && answer != "yes") {
+    throw Error("nothing was changed");
+  }
+}
+
+int reset(const Context& context, bool is_sure) {
+  if (!is_sure) {
+    confirm();
+  }
+  Change change(context, Preconditions{.allow_damaged = true, .allow_unsafe_text = true});
+  change.call("reset", gl3_web_set_firewall_default);
+  return report(context, change, "reset: factory state");
+}
+
+int restore_rules(const Context& context) {
+  Change change(context);
+  complain(
+      "warning: after the IPv4 rules are restored, rule number 8 of INPUT is deleted, whatever it "
+      "is");
+  change.call("IPv4", restore_fw);
+  change.call("IPv6", restore_fw6);
+  return report(context, change,
+                "restore-rules: restored from /ztcfg/firewall.conf and /ztcfg/firewall6.conf");
+}
+
+}  // namespace
+
+void add_init_command(CLI::App& app, Context& context) {
+  app.add_subcommand("init",
+                     "Start-up, once at boot: chains, stored rules, route QoS, VPN pass-through")
+      ->callback([&context] { context.action = [&context] { return init(context); }; });
+}
+
+void add_reset_command(CLI::App& app, Context& context) {
+  CLI::App* command = app.add_subcommand("reset", "Firewall off, every filter and route QoS empty");
+  command->footer(std::string(what_reset_keeps) + ".\n\n" + app.get_footer());
+  auto is_sure = std::make_shared<bool>(false);
+  command->add_flag("--yes", *is_sure, "Do not ask");
+  command->callback([&context, is_sure] {
+    context.action = [&context, is_sure] { return reset(context, *is_sure); };
+  });
+}
+
+void add_restore_rules_command(CLI::App& app, Context& context) {
+  app.add_subcommand("restore-rules",
+                     "Put the saved rules back; deletes rule 8 of INPUT afterwards")
+      ->callback([&context] { context.action = [&context] { return restore_rules(context); }; });
+}
+
+}  // namespace l3ctl

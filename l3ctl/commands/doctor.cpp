@@ -1,0 +1,95 @@
+/* l3ctl doctor: what is well with the gateway, what is not, and what to do about it. */
+#include <algorithm>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "l3ctl/commands.hpp"
+#include "l3ctl/views/colour.hpp"
+#include "management/health/health.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using State = Finding::State;
+
+const char* state_name(State state) {
+  switch (state) {
+    case State::ok:
+      return "ok";
+    case State::warning:
+      return "warning";
+    case State::problem:
+      break;
+  }
+  return "problem";
+}
+
+Paint paint_of(State state) {
+  if (state == State::ok) {
+    return Paint::good;
+  }
+  return state == State::warning ? Paint::warning : Paint::bad;
+}
+
+std::string padded(std::string text, size_t width) {
+  text.resize(std::max(text.size(), width), ' ');
+  return text;
+}
+
+void print(const Findings& findings) {
+  size_t width = 0;
+  for (const Finding& finding : findings) {
+    width = std::max(width, finding.about.size());
+  }
+  for (const Finding& finding : findings) {
+    std::cout << painted(paint_of(finding.state), padded(state_name(finding.state), 9))
+              << padded(finding.about, width + 2) << finding.what << '\n';
+    if (!finding.advice.empty()) {
+      std::cout << std::string(9 + width + 2, ' ') << painted(Paint::strong, "to do: ")
+                << finding.advice << '\n';
+    }
+  }
+}
+
+Json as_json(const Findings& findings, bool is_healthy) {
+  Json list = Json::array();
+  for (const Finding& finding : findings) {
+    list.push_back({{"state", state_name(finding.state)},
+                    {"about", finding.about},
+                    {"finding", finding.what},
+                    {"advice", finding.advice.empty() ? Json() : Json(finding.advice)}});
+  }
+  return {{"healthy", is_healthy}, {"findings", list}};
+}
+
+int doctor(const Context& context) {
+  Findings findings;
+  check_tools(findings);
+  check_kernel(findings);
+  check_files(findings);
+  check_configuration(findings);
+  check_confirmation(findings);
+  check_settings(context, findings);
+  const bool is_healthy = std::none_of(findings.begin(), findings.end(), [](const Finding& one) {
+    return one.state == State::problem;
+  });
+  if (context.json) {
+    std::cout << as_json(findings, is_healthy).dump(2, ' ', true, Json::error_handler_t::replace)
+              << '\n';
+  } else {
+    print(findings);
+  }
+  return is_healthy ? exit_done : exit_rules_differ;
+}
+
+}  // namespace
+
+void add_doctor_command(CLI::App& app, Context& context) {
+  app.add_subcommand("doctor",
+                     "Look at tools, kernel, files, configuration and rules, and say what to do")
+      ->callback([&context] { context.action = [&context] { return doctor(context); }; });
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,230 @@
+#include "l3ctl/commands/entry_verbs.hpp"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "l3ctl/views/change_report.hpp"
+#include "management/change/change.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Lists = std::span<const FilterList>;
+
+/* A section with its entry changed, checked and ready for the library. */
+struct WantedSection {
+  const FilterList* list;
+  settings::Settings settings;
+};
+
+[[noreturn]] void refuse(const Filter& filter, const std::string& message) {
+  throw Error(std::string(filter.command) + ": " + message + "; nothing was changed",
+              ErrorKind::invalid_input);
+}
+
+/* Numbers and switches of the settings are not in quotes there. */
+Json value_of(const std::string& key, const std::string& text) {
+  if (key == "enabled" && (text == "true" || text == "false")) {
+    return text == "true";
+  }
+  const bool is_number =
+      !text.empty() && text.size() < 10 &&
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  if ((key == "index" || key == "flag" || key == "reserved") && is_number) {
+    return std::stoi(text);
+  }
+  return text;
+}
+
+Json entry_of(const Filter& filter, const std::vector<std::string>& words) {
+  Json entry = Json::object();
+  for (const std::string& word : words) {
+    const size_t equals = word.find('=');
+    const bool is_main = equals == std::string::npos;
+    if (is_main && (filter.main_key == nullptr || entry.contains(filter.main_key))) {
+      refuse(filter, "\"" + word + "\" is not KEY=VALUE");
+    }
+    const std::string key = is_main ? filter.main_key : word.substr(0, equals);
+    if (entry.contains(key)) {
+      refuse(filter, "\"" + key + "\" is given twice");
+    }
+    entry[key] = value_of(key, is_main ? word : word.substr(equals + 1));
+  }
+  return entry;
+}
+
+/* The list of the entries in a section, under whatever name it has there. */
+Json& entries_of(Json& section) {
+  return *std::find_if(section.begin(), section.end(),
+                       [](const Json& value) { return value.is_array(); });
+}
+
+Json stored_section(const Change& change, const FilterList& list) {
+  return Json::parse(settings::write(change.stored(), {list.section}));
+}
+
+/* A message about a text of one line, without the name and the line of that. */
+std::string without_place(const std::string& message) {
+  return message.substr(message.find(": ") + 2);
+}
+
+/* What it says of the entry, without the path of that. */
+std::string without_path(const std::string& message) {
+  return without_place(without_place(message));
+}
+
+/* The document as settings; what is wrong with it is told, and ends the command. Warned about is only
+ * what the change brings, and once where it brings that to both families: `told` grows by it. */
+settings::Settings checked(const Filter& filter, const Json& before, const Json& document,
+                           std::vector<std::string>& told) {
+  const auto old_warnings = settings::read(before.dump(), filter.command).warnings;
+  settings::Reading reading = settings::read(document.dump(), filter.command);
+  std::vector<std::string> new_words;
+  for (const std::string& warning : reading.warnings) {
+    const bool is_new =
+        std::find(old_warnings.begin(), old_warnings.end(), warning) == old_warnings.end();
+    if (is_new && std::find(told.begin(), told.end(), without_path(warning)) == told.end()) {
+      complain("warning: " + without_place(warning));
+      new_words.push_back(without_path(warning));
+    }
+  }
+  told.insert(told.end(), new_words.begin(), new_words.end());
+  for (const std::string& error : reading.errors) {
+    complain(without_place(error));
+  }
+  if (!reading.errors.empty()) {
+    throw Error("nothing was changed", ErrorKind::invalid_input);
+  }
+  return reading.settings;
+}
+
+/* The lists that a new entry belongs to: a device sends by both families, an address has one. */
+Lists lists_for(const Filter& filter, const Lists& lists, const Json& entry) {
+  if (lists.size() < 2 || filter.main_key != nullptr) {
+    return lists;
+  }
+  const bool is_ipv6 = std::any_of(entry.begin(), entry.end(), [](const Json& value) {
+    return value.is_string() && value.get<std::string>().find(':') != std::string::npos;
+  });
+  return lists.subspan(is_ipv6 ? 1 : 0, 1);
+}
+
+void note_what_is_off(const Filter& filter, const Change& change, const Json& document) {
+  if (!document.front()["enabled"].get<bool>()) {
+    complain(std::string("note: the list is off; \"l3ctl ") + filter.command + " on\" applies it");
+  }
+  if (!*change.stored().firewall) {
+    complain("note: the firewall is off; \"l3ctl firewall on\" makes the rules");
+  }
+}
+
+/* The same entry twice has no effect but that deleting one leaves the other. */
+void warn_of_twin(const WantedSection& wanted) {
+  Json section = Json::parse(settings::write(wanted.settings, {wanted.list->section}));
+  const Json& entries = entries_of(section.front());
+  const auto twin = std::find(entries.begin(), entries.end() - 1, entries.back());
+  if (twin != entries.end() - 1) {
+    complain("warning: " + std::string(wanted.list->section) + " entry " +
+             std::to_string(twin - entries.begin()) + " says the same");
+  }
+}
+
+int set_all(const Context& context, Change& change, const std::vector<WantedSection>& all,
+            const std::string& done) {
+  for (const WantedSection& one : all) {
+    change.call(one.list->section, [&] { return one.list->set(one.settings); });
+  }
+  return report(context, change, done);
+}
+
+/* Whether a stored entry, or a bare text that stands for its main key, has this value. */
+bool has_value(const Filter& filter, const Json& entry, const std::string& value) {
+  const Json& main = entry.is_object() ? entry.value(filter.main_key, Json()) : entry;
+  return main == value;
+}
+
+bool is_number(const std::string& which) {
+  return !which.empty() && which.size() < 6 &&
+         which.find_first_not_of("0123456789") == std::string::npos;
+}
+
+/* The entries of one number in two lists have nothing to do with each other. */
+void refuse_two_of_a_number(const Filter& filter, const std::string& which,
+                            const std::vector<WantedSection>& wanted) {
+  if (wanted.size() > 1 && is_number(which)) {
+    refuse(filter, std::string("both ") + wanted[0].list->section + " and " +
+                       wanted[1].list->section + " have an entry " + which +
+                       ": --ipv4 or --ipv6 says which");
+  }
+}
+
+/* Deletes what `which` says; the number of deleted entries. */
+size_t erase_from(const Filter& filter, Json& entries, const std::string& which) {
+  const size_t before = entries.size();
+  if (is_number(which)) {
+    const size_t number = std::stoul(which);
+    if (number < before) {
+      entries.erase(number);
+    }
+  } else if (filter.main_key != nullptr) {
+    entries.erase(
+        std::remove_if(entries.begin(), entries.end(),
+                       [&](const Json& entry) { return has_value(filter, entry, which); }),
+        entries.end());
+  }
+  return before - entries.size();
+}
+
+}  // namespace
+
+int add_entry(const Context& context, const Filter& filter, Lists lists,
+              const std::vector<std::string>& words) {
+  const Json entry = entry_of(filter, words);
+  lists = lists_for(filter, lists, entry);
+  Change change(context, first_rules_of(filter, lists));
+  std::vector<WantedSection> wanted;
+  std::string places;
+  std::vector<std::string> told;
+  for (const FilterList& list : lists) {
+    const Json before = stored_section(change, list);
+    Json document = before;
+    Json& entries = entries_of(document.front());
+    entries.push_back(entry);
+    wanted.push_back({&list, checked(filter, before, document, told)});
+    warn_of_twin(wanted.back());
+    places += (places.empty() ? "" : ", ") + std::string(list.section) + " entry " +
+              std::to_string(entries.size() - 1);
+    if (wanted.size() == 1) {
+      note_what_is_off(filter, change, document);
+    }
+  }
+  return set_all(context, change, wanted, std::string(filter.command) + ": added as " + places);
+}
+
+int delete_entry(const Context& context, const Filter& filter, Lists lists,
+                 const std::string& which) {
+  Change change(context, first_rules_of(filter, lists));
+  std::vector<WantedSection> wanted;
+  std::vector<std::string> told;
+  size_t deleted = 0;
+  for (const FilterList& list : lists) {
+    const Json before = stored_section(change, list);
+    Json document = before;
+    const size_t found = erase_from(filter, entries_of(document.front()), which);
+    if (found != 0) {
+      wanted.push_back({&list, checked(filter, before, document, told)});
+      deleted += found;
+    }
+  }
+  refuse_two_of_a_number(filter, which, wanted);
+  if (deleted == 0) {
+    refuse(filter, "no entry \"" + which + "\" (\"l3ctl " + filter.command + " list\" shows them)");
+  }
+  return set_all(context, change, wanted,
+                 std::string(filter.command) + ": deleted " + std::to_string(deleted) +
+                     (deleted == 1 ? " entry" : " entries"));
+}
+
+}  // namespace l3ctl

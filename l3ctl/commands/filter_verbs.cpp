@@ -1,0 +1,144 @@
+#include "l3ctl/commands/filter_verbs.hpp"
+
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "l3ctl/commands/entry_verbs.hpp"
+#include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/settings_text.hpp"
+#include "management/change/change.hpp"
+#include "management/store/stored_check.hpp"
+#include "management/store/stored_settings.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+struct Choice {
+  bool ipv4 = false;
+  bool ipv6 = false;
+};
+
+using Lists = std::span<const FilterList>;
+
+/* The lists that the command line names; all of them where it names none. */
+Lists chosen_lists(const Filter& filter, const Choice& choice) {
+  if (choice.ipv4 == choice.ipv6) {
+    return filter.lists;
+  }
+  return filter.lists.subspan(choice.ipv4 ? 0 : 1, 1);
+}
+
+int list(const Context& context, const Lists& lists) {
+  warn_of_stored_damage();
+  const settings::Settings stored = stored_or_defaults();
+  std::vector<std::string> sections;
+  for (const FilterList& one : lists) {
+    sections.emplace_back(one.section);
+  }
+  std::cout << (context.json ? settings::write(stored, sections) : text_view(stored, sections));
+  return exit_done;
+}
+
+int clear(const Context& context, const Filter& filter, const Lists& lists) {
+  Change change(context, first_rules_of(filter, lists));
+  for (const FilterList& one : lists) {
+    change.call(one.section, one.remove_all);
+  }
+  return report(context, change, std::string(filter.command) + ": cleared");
+}
+
+int reset(const Context& context, const Filter& filter) {
+  Change change(context, first_rules_of(filter, filter.lists));
+  change.call(filter.command, filter.reset);
+  return report(context, change, std::string(filter.command) + ": back to the factory state");
+}
+
+int enable(const Context& context, const Filter& filter, const Lists& lists, bool on) {
+  Change change(context, first_rules_of(filter, lists));
+  settings::Settings wanted = change.stored();
+  for (const FilterList& one : lists) {
+    one.enable(wanted, on);
+    change.call(one.section, [&] { return one.set(wanted); });
+  }
+  return report(context, change, std::string(filter.command) + (on ? ": on" : ": off"));
+}
+
+/* The verbs that name an entry, with the words or the name as it is told. */
+void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
+                     const std::shared_ptr<Choice>& choice) {
+  CLI::App* add = command.add_subcommand("add", "Add an entry at the end of the list");
+  auto words = std::make_shared<std::vector<std::string>>();
+  add->add_option("WORD", *words,
+                  filter.main_key == nullptr
+                      ? std::string("KEY=VALUE, with the keys of the settings file")
+                      : std::string("The entry's ") + filter.main_key +
+                            ", and KEY=VALUE with other keys of the settings file")
+      ->required();
+  add->footer(std::string("Example:\n  l3ctl ") + filter.command + " add " + filter.example +
+              "\n\nThe keys stand in docs/settings.md" +
+              (std::string_view(filter.example).find("active=") == std::string_view::npos
+                   ? "."
+                   : "; time spans (active) are in UTC.") +
+              "\n\n" + add->get_footer());
+  add->callback([&context, filter, choice, words] {
+    context.action = [&context, filter, choice, words] {
+      return add_entry(context, filter, chosen_lists(filter, *choice), *words);
+    };
+  });
+  CLI::App* remove = command.add_subcommand("delete", "Delete an entry");
+  auto which = std::make_shared<std::string>();
+  remove
+      ->add_option("ENTRY", *which,
+                   filter.main_key == nullptr
+                       ? std::string("Its number in the list")
+                       : std::string("Its number in the list, or its ") + filter.main_key)
+      ->required();
+  remove->callback([&context, filter, choice, which] {
+    context.action = [&context, filter, choice, which] {
+      return delete_entry(context, filter, chosen_lists(filter, *choice), *which);
+    };
+  });
+}
+
+}  // namespace
+
+Foreseen first_rules_of(const Filter& filter, std::span<const FilterList> lists) {
+  return &lists.front() == &filter.lists.front() ? Foreseen::ipv4_rules : Foreseen::ipv6_rules;
+}
+
+void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
+  CLI::App* command = app.add_subcommand(filter.command, filter.help);
+  command->require_subcommand(1);
+  auto choice = std::make_shared<Choice>();
+  if (filter.lists.size() == 2) {
+    command->add_flag("--ipv4", choice->ipv4, "The IPv4 list alone");
+    command->add_flag("--ipv6", choice->ipv6, "The IPv6 list alone");
+  }
+  const auto add_verb = [&](const char* name, const char* help, auto action) {
+    command->add_subcommand(name, help)->callback([&context, filter, choice, action] {
+      context.action = [&context, filter, choice, action] {
+        return action(context, filter, chosen_lists(filter, *choice));
+      };
+    });
+  };
+  add_verb("list", "Show the entries",
+           [](const Context& c, const Filter&, const Lists& lists) { return list(c, lists); });
+  add_entry_verbs(*command, context, filter, choice);
+  add_verb("on", "Apply the list whenever the firewall is on",
+           [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, true); });
+  add_verb(
+      "off", "Keep the list without applying it",
+      [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, false); });
+  add_verb("clear", "Remove all entries; mode (see \"l3ctl apply\") and switch stay", clear);
+  add_verb("reset", "Factory state: no entries, mode and switch as on a new gateway",
+           [](const Context& c, const Filter& f, const Lists&) { return reset(c, f); });
+  command->footer(
+      "Whether a list is black or white (\"mode\", where it has one) is said in a settings file:\n"
+      "\"l3ctl apply\" sets it.\n\n" +
+      command->get_footer());
+}
+
+}  // namespace l3ctl

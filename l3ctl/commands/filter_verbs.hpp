@@ -1,0 +1,37 @@
+/* What the command of every filter has in common: list, add, delete, on, off, clear,
+ * reset. */
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "l3ctl/context.hpp"
+#include "management/change/change.hpp"
+#include "settings/settings.hpp"
+
+namespace l3ctl {
+
+/* One list of a filter; a filter that exists per address family has two. */
+struct FilterList {
+  const char* section;                       /* its section of the settings */
+  int32_t (*set)(const settings::Settings&); /* hands its section to the library */
+  void (*enable)(settings::Settings&, bool on);
+  int32_t (*remove_all)();
+};
+
+struct Filter {
+  const char* command;
+  const char* help;
+  const char* main_key; /* what names an entry, such as "host"; null where no key does */
+  const char* example;  /* words of an entry, for the help of add */
+  std::span<const FilterList> lists; /* IPv4 first */
+  int32_t (*reset)();                /* all lists of the filter */
+};
+
+/* The rules that a change of these lists of the filter edits first. */
+Foreseen first_rules_of(const Filter& filter, std::span<const FilterList> lists);
+
+/* Adds the filter's command with its verbs. */
+void add_filter_command(CLI::App& app, Context& context, const Filter& filter);
+
+}  // namespace l3ctl

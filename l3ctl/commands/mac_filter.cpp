@@ -1,0 +1,37 @@
+/* l3ctl mac-filter: devices whose traffic is forwarded, or not, by daily time span. */
+#include "l3_advance/mac_filter.h"
+
+#include "l3ctl/commands.hpp"
+#include "l3ctl/commands/filter_verbs.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using settings::Settings;
+
+constexpr FilterList mac_lists[] = {
+    {.section = "mac_filter",
+     .set = [](const Settings& s) { return gl3_web_set_mac_cfg(&*s.mac_filter); },
+     .enable = [](Settings& s, bool on) { s.mac_filter->mac_filter_ctrl = on ? 1 : 0; },
+     .remove_all = gl3_web_remove_all_mac_rule},
+    {.section = "mac6_filter",
+     .set = [](const Settings& s) { return gl3_web_set_mac6_cfg(&*s.mac6_filter); },
+     .enable = [](Settings& s, bool on) { s.mac6_filter->mac_filter_ctrl = on ? 1 : 0; },
+     .remove_all = gl3_web_remove_all_mac6_rule},
+};
+
+constexpr Filter mac_filter = {.command = "mac-filter",
+                               .help = "Forwarded traffic of LAN devices, by daily time span",
+                               .main_key = "mac",
+                               .example = "02:00:00:00:00:01 active=22:00-06:00",
+                               .lists = mac_lists,
+                               .reset = gl3_web_set_mac_table_default};
+
+}  // namespace
+
+void add_mac_filter_command(CLI::App& app, Context& context) {
+  add_filter_command(app, context, mac_filter);
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,218 @@
+/* l3ctl status: everything on one screen. l3ctl version: who is speaking. */
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "l3_advance/version.h"
+#include "l3ctl/commands.hpp"
+#include "l3ctl/views/colour.hpp"
+#include "management/change/apply.hpp"
+#include "management/change/confirmation.hpp"
+#include "management/rules/live_bindings.hpp"
+#include "management/store/paths.hpp"
+#include "management/store/stored_check.hpp"
+#include "management/store/stored_settings.hpp"
+#include "management/system/platform_info.hpp"
+#include "management/system/redirect_output.hpp"
+#include "platform/linux/platform_linux.hpp"
+#include "settings/sections.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using settings::Settings;
+
+/* A list: whether it makes rules now, and how many entries it holds. */
+template <typename Region>
+Json list_status(const Settings& stored, bool is_on, const Region& list) {
+  return {{"enabled", is_on},
+          {"active", is_on && *stored.firewall},
+          {"entries", settings::used_entries(list).size()}};
+}
+
+Json lists(const Settings& s) {
+  return {
+      {"ip_filter", list_status(s, s.ip_filter->ip_filter_ctrl == 0, *s.ip_filter)},
+      {"ip6_filter", list_status(s, s.ip6_filter->ip_filter_ctrl == 0, *s.ip6_filter)},
+      {"url_filter", list_status(s, s.url_filter->url_filter_ctrl != 0, *s.url_filter)},
+      {"mac_filter", list_status(s, s.mac_filter->mac_filter_ctrl != 0, *s.mac_filter)},
+      {"mac6_filter", list_status(s, s.mac6_filter->mac_filter_ctrl != 0, *s.mac6_filter)},
+      {"dhcp_filter", list_status(s, s.dhcp_filter->dhcp_mac_filter_ctrl != 0, *s.dhcp_filter)},
+      {"acl", list_status(s, s.acl->acl_filter_ctrl != 0, *s.acl)},
+      {"captive_portal",
+       list_status(s, s.captive_portal->caporl_filter_ctrl != 0, *s.captive_portal)},
+  };
+}
+
+/* An apply that waits for its confirmation; null when none does. */
+Json confirmation() {
+  // Who may not read the note is told nothing of it.
+  const auto pending = access(pending_path, R_OK) == 0 ? read_pending() : std::nullopt;
+  if (!pending) {
+    return nullptr;
+  }
+  const int64_t left = std::max<int64_t>(0, pending->deadline - running_time());
+  return {{"seconds_left", (left + 999) / 1000}, {"timer", timer_lives()}};
+}
+
+/* The interfaces that the lists' rules are bound to; null where the packet filter does not tell. */
+Json bound_to() {
+  try {
+    const LiveBindings live = read_live_bindings();
+    return {{"ip_filter", live.ip_filter}, {"ip6_filter", live.ip6_filter}, {"acl", live.acl}};
+  } catch (const Error&) {
+    return nullptr;
+  }
+}
+
+Json status() {
+  warn_of_stored_damage();
+  const Settings stored = stored_or_defaults();
+  const std::string wan = quietly(internet_wan_name);
+  const std::string lan = lan_address();
+  const auto is_saved = [](const char* path) { return access(path, F_OK) == 0; };
+  return {
+      {"firewall", *stored.firewall},
+      {"security_level", level_of(stored)},
+      {"internet_wan", wan.empty() ? Json() : Json(wan)},
+      {"bound_to", bound_to()},
+      {"lan_address", lan.empty() ? Json() : Json(lan)},
+      {"port_scan_protection", *stored.port_scan_protection},
+      {"ipsec_pass_through", *stored.ipsec_pass_through},
+      {"vpn_pass_through", *stored.vpn_pass_through},
+      {"lists", lists(stored)},
+      {"route_qos",
+       {{"enabled", *stored.route_qos_enabled}, {"rules", stored.route_qos_rules->RulesNum}}},
+      {"saved_rules",
+       {{"ipv4", is_saved("/ztcfg/firewall.conf")}, {"ipv6", is_saved("/ztcfg/firewall6.conf")}}},
+      {"confirmation", confirmation()}};
+}
+
+void print_line(const std::string& name, const std::string& value) {
+  const Paint paint = paint_of_state(value.substr(0, value.find(',')));
+  std::cout << painted(Paint::strong, name)
+            << std::string(name.size() < 24 ? 24 - name.size() : 1, ' ') << painted(paint, value)
+            << '\n';
+}
+
+std::string in_words(const Json& value) {
+  if (value.is_boolean()) {
+    return value.get<bool>() ? "on" : "off";
+  }
+  return value.is_null() ? "none" : value.get<std::string>();
+}
+
+std::string plural(size_t count) {
+  return std::to_string(count) + (count == 1 ? " entry" : " entries");
+}
+
+std::string list_in_words(const Json& list) {
+  const size_t count = list["entries"];
+  const std::string entries = plural(count);
+  if (!list["enabled"].get<bool>()) {
+    return "off, " + entries;
+  }
+  return (list["active"].get<bool>() ? "on, " : "waits for the firewall, ") + entries;
+}
+
+std::string confirmation_in_words(const Json& confirmation) {
+  if (!confirmation["timer"].get<bool>()) {
+    return "wanted; the timer is gone: \"l3ctl confirm\" keeps, \"l3ctl confirm --revert\" goes "
+           "back";
+  }
+  return "wanted within " + confirmation["seconds_left"].dump() +
+         " s, else the old settings come back";
+}
+
+std::string joined(const Json& names) {
+  std::string text;
+  // Each binding adds its rules once more.
+  for (const std::string& name : names.get<std::set<std::string>>()) {
+    text += (text.empty() ? "" : " and ") + name;
+  }
+  return text.empty() ? "none" : text;
+}
+
+/* "wan3", or for each list where they differ. */
+std::string bound_in_words(const Json& bound) {
+  if (bound.is_null()) {
+    return "unknown";
+  }
+  std::string all;
+  bool is_one = true;
+  for (const auto& [list, names] : bound.items()) {
+    is_one = is_one && joined(names) == joined(bound["ip_filter"]);
+    all += (all.empty() ? "" : ", ") + list + " " + joined(names);
+  }
+  return is_one ? joined(bound["ip_filter"]) : all;
+}
+
+void print_status(const Json& view) {
+  for (const char* key : {"firewall", "security_level", "internet_wan"}) {
+    print_line(key, in_words(view[key]));
+  }
+  print_line("bound_to", bound_in_words(view["bound_to"]));
+  for (const char* key :
+       {"lan_address", "port_scan_protection", "ipsec_pass_through", "vpn_pass_through"}) {
+    print_line(key, in_words(view[key]));
+  }
+  for (const auto& [name, list] : view["lists"].items()) {
+    print_line(name, list_in_words(list));
+  }
+  const Json& qos = view["route_qos"];
+  print_line("route_qos", in_words(qos["enabled"]) + ", " + plural(qos["rules"]));
+  const Json& saved = view["saved_rules"];
+  const auto yes_no = [](const Json& value) { return value.get<bool>() ? "yes" : "no"; };
+  print_line("saved_rules",
+             std::string("IPv4 ") + yes_no(saved["ipv4"]) + ", IPv6 " + yes_no(saved["ipv6"]));
+  if (!view["confirmation"].is_null()) {
+    print_line("confirmation", confirmation_in_words(view["confirmation"]));
+  }
+}
+
+int show_status(const Context& context) {
+  const Json view = status();
+  if (context.json) {
+    std::cout << view.dump(2) << '\n';
+  } else {
+    print_status(view);
+  }
+  return exit_done;
+}
+
+/* The library registers its banner with the platform, which keeps it. */
+int show_version(const Context& context) {
+  if (quietly(libonu_bsp_version_export) != 0) {
+    throw Error("the platform does not take the library's version");
+  }
+  std::string banners = platform_linux::read_state("versions");
+  if (context.json) {
+    banners.erase(banners.find_last_not_of('\n') + 1);
+    std::cout << Json{{"l3ctl", L3CTL_VERSION}, {"registered", banners}}.dump(
+                     2, ' ', true, Json::error_handler_t::replace)
+              << '\n';
+  } else {
+    std::cout << "l3ctl " << L3CTL_VERSION << '\n' << banners;
+  }
+  return exit_done;
+}
+
+}  // namespace
+
+void add_status_command(CLI::App& app, Context& context) {
+  app.add_subcommand("status", "Everything on one screen")->callback([&context] {
+    context.action = [&context] { return show_status(context); };
+  });
+}
+
+void add_version_command(CLI::App& app, Context& context) {
+  app.add_subcommand("version", "Versions of this program and of the library")
+      ->callback([&context] { context.action = [&context] { return show_version(context); }; });
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,33 @@
+/* l3ctl url-filter: host names that LAN clients may, or may not, look up. */
+#include "l3_advance/url_filter.h"
+
+#include "l3ctl/commands.hpp"
+#include "l3ctl/commands/filter_verbs.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using settings::Settings;
+
+constexpr FilterList url_lists[] = {
+    {.section = "url_filter",
+     .set = [](const Settings& s) { return gl3_web_set_url_cfg(&*s.url_filter); },
+     .enable = [](Settings& s, bool on) { s.url_filter->url_filter_ctrl = on ? 1 : 0; },
+     .remove_all = gl3_web_remove_all_url_rule},
+};
+
+constexpr Filter url_filter = {.command = "url-filter",
+                               .help = "Look-ups of host names, by daily time span",
+                               .main_key = "host",
+                               .example = "games.example.com active=08:00-21:30",
+                               .lists = url_lists,
+                               .reset = gl3_web_set_url_table_default};
+
+}  // namespace
+
+void add_url_filter_command(CLI::App& app, Context& context) {
+  add_filter_command(app, context, url_filter);
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,21 @@
+/* A packet in words, from the command line or from a line of JSON: the same keys, the same values. */
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "settings/simulation/verdict.hpp"
+
+namespace l3ctl {
+
+/* How messages name a word: "destination_port" or "--destination-port". */
+enum class Naming : uint8_t { keys, options };
+
+/* What may stand for this key: "{lan,wan,other}", or "TEXT" where no list says it. */
+std::string packet_choices(const std::string& key);
+
+/* The packet, or, as an exception, what is wrong with its words. */
+settings::Packet packet_of(const nlohmann::ordered_json& words, Naming naming);
+
+}  // namespace l3ctl

@@ -1,0 +1,27 @@
+/* The settings file of apply, plan and diff: how it is named, read and checked. */
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "l3ctl/context.hpp"
+#include "settings/settings.hpp"
+
+namespace l3ctl {
+
+struct SettingsFile {
+  std::string file;
+  std::vector<std::string> sections; /* only these; all of them when empty */
+};
+
+/* Adds FILE and --section to a command. */
+std::shared_ptr<SettingsFile> add_settings_file_options(CLI::App& command);
+
+/* What the file asks for. Ends the program, with every fault told, when the file is wrong. */
+settings::Settings read_settings_file(const SettingsFile& wanted);
+
+/* Makes a command say by its exit status whether there are changes; `about` is told in its --help. */
+void use_diff_exit_codes(CLI::App& command, Context& context, const std::string& about);
+
+}  // namespace l3ctl

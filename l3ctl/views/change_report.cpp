@@ -1,0 +1,94 @@
+#include "l3ctl/views/change_report.hpp"
+
+#include <algorithm>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "management/system/escape.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/* Whether a tool said that a chain is missing, in the words of either backend. */
+bool misses_chain(const std::string& message) {
+  return message.find("No chain") != std::string::npos ||
+         message.find("does not exist") != std::string::npos ||
+         message.find("Couldn't load target") != std::string::npos;
+}
+
+Json failed_rules(const ChangeResult& result) {
+  Json rules = Json::array();
+  for (const FailedRule& rule : result.failed_rules) {
+    rules.push_back({{"setting", rule.setting.empty() ? Json() : Json(rule.setting)},
+                     {"line", rule.line},
+                     {"outcome", rule.outcome},
+                     {"message", rule.message}});
+  }
+  return rules;
+}
+
+void print_failed_rules(const ChangeResult& result) {
+  for (const FailedRule& rule : result.failed_rules) {
+    complain((rule.setting.empty() ? "" : rule.setting + ": ") + "\"" + escape(rule.line) + "\" " +
+             rule.outcome + (rule.message.empty() ? "" : ": " + escape(rule.message)));
+  }
+  for (const std::string& what : result.failed) {
+    complain(what + ": the library reports a failure");
+  }
+}
+
+/* Returns the exit status. */
+int print_failure(const ChangeResult& result) {
+  const std::vector<FailedRule>& rules = result.failed_rules;
+  if (std::any_of(rules.begin(), rules.end(),
+                  [](const FailedRule& rule) { return misses_chain(rule.message); })) {
+    complain("hint: the chains are made at start-up, by \"l3ctl init\"");
+  }
+  for (const std::string& problem : result.not_restored) {
+    complain("cannot put back what was before: " + problem);
+  }
+  if (!result.not_restored.empty()) {
+    return exit_failed;
+  }
+  const std::string rest = result.on_failure == OnFailure::continue_
+                               ? "all else is done"
+                               : "everything is as it was before";
+  if (rules.empty()) {
+    complain("the change failed; " + rest);
+    return exit_failed;
+  }
+  complain("the packet filter refused a rule; " + rest);
+  return exit_rule_refused;
+}
+
+}  // namespace
+
+int print_result(const Context& context, const ChangeResult& result, const std::string& done,
+                 const Json& members) {
+  print_failed_rules(result);
+  if (context.json) {
+    Json object{{"done", result.is_done ? Json(done) : Json()}};
+    if (result.is_done || result.on_failure == OnFailure::continue_) {
+      object.update(members);
+    }
+    object["failed"] = result.failed;
+    object["failed_rules"] = failed_rules(result);
+    std::cout << object.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+  } else if (result.is_done) {
+    std::cout << done << '\n';
+  }
+  return result.is_done ? exit_done : print_failure(result);
+}
+
+int report(const Context& context, Change& change, const std::string& done, const Json& members) {
+  return print_result(context, change.finish(), done, members);
+}
+
+int report(const Context& context, Change& change, const std::string& done) {
+  return report(context, change, done, Json::object());
+}
+
+}  // namespace l3ctl

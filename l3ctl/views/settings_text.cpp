@@ -1,0 +1,150 @@
+#include "l3ctl/views/settings_text.hpp"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "l3ctl/views/colour.hpp"
+#include "management/system/escape.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Row = std::vector<std::string>;
+
+constexpr size_t name_width = 24;
+
+/* A key that entries may leave out, and what its absence means. */
+struct Absent {
+  const char* key;
+  const char* meaning;
+};
+constexpr Absent absent_keys[] = {{"source", "any"},
+                                  {"destination", "any"},
+                                  {"source_ports", "any"},
+                                  {"destination_ports", "any"},
+                                  {"enabled", "true"}};
+
+std::string padded(std::string text, size_t width) {
+  text.resize(std::max(text.size(), width), ' ');
+  return text;
+}
+
+std::string shown(const Json& value) {
+  if (value.is_boolean()) {
+    return value.get<bool>() ? "on" : "off";
+  }
+  return value.is_string() ? escape(value.get<std::string>()) : value.dump();
+}
+
+std::string cell(const Json& entry, const std::string& key) {
+  if (entry.contains(key)) {
+    return entry[key].is_boolean() ? entry[key].dump() : shown(entry[key]);
+  }
+  for (const Absent& absent : absent_keys) {
+    if (key == absent.key) {
+      return absent.meaning;
+    }
+  }
+  return "-";
+}
+
+/* The keys of all entries in the order in which settings are written. */
+Row columns_of(const Json& entries) {
+  Row columns;
+  for (const Json& entry : entries) {
+    size_t at = 0;
+    for (const auto& [key, value] : entry.items()) {
+      const auto found = std::find(columns.begin(), columns.end(), key);
+      if (found == columns.end()) {
+        columns.insert(columns.begin() + static_cast<std::ptrdiff_t>(at), key);
+        ++at;
+      } else {
+        at = static_cast<size_t>(found - columns.begin()) + 1;
+      }
+    }
+  }
+  return columns;
+}
+
+/* Rows under each other; the first row is the heading. */
+std::string aligned(const std::vector<Row>& rows) {
+  std::vector<size_t> widths(rows.front().size(), 0);
+  for (const Row& row : rows) {
+    for (size_t i = 0; i < row.size(); ++i) {
+      widths[i] = std::max(widths[i], row[i].size());
+    }
+  }
+  std::string text;
+  for (const Row& row : rows) {
+    std::string line = "  ";
+    for (size_t i = 0; i < row.size(); ++i) {
+      line += padded(row[i], widths[i] + 2);
+    }
+    text += line.erase(line.find_last_not_of(' ') + 1) + "\n";
+  }
+  return text;
+}
+
+/* The entries with their numbers, counted from 0 as in the paths of messages. */
+std::string table(Json entries, const std::string& list) {
+  if (entries.empty()) {
+    return "";
+  }
+  for (Json& entry : entries) {
+    if (!entry.is_object()) {
+      entry = Json{{list == "destinations" ? "destination" : "mac", entry}};
+    }
+  }
+  const Row columns = columns_of(entries);
+  std::vector<Row> rows{{""}};
+  rows[0].insert(rows[0].end(), columns.begin(), columns.end());
+  for (size_t i = 0; i < entries.size(); ++i) {
+    Row row{std::to_string(i)};
+    for (const std::string& column : columns) {
+      row.push_back(cell(entries[i], column));
+    }
+    rows.push_back(row);
+  }
+  return aligned(rows);
+}
+
+/* On and off, and whatever else stands there, painted at a terminal. */
+std::string state(const Json& value) {
+  return painted(paint_of_state(shown(value)), shown(value));
+}
+
+std::string section_text(const std::string& name, const Json& section) {
+  const std::string title = painted(Paint::strong, padded(name, name_width));
+  if (!section.is_object()) {
+    return title + state(section) + "\n";
+  }
+  std::string head = title + state(section["enabled"]);
+  std::string entries;
+  for (const auto& [key, value] : section.items()) {
+    if (value.is_array()) {
+      const char* plain = value.size() == 1 ? " entry" : " entries";
+      head += ", " + std::to_string(value.size()) + plain;
+      entries = table(value, key);
+    } else if (key != "enabled") {
+      const std::string text = shown(value);
+      head += ", " + (key == "mode" ? text : key + " " + (text.empty() ? "none" : text));
+    }
+  }
+  return head + "\n" + entries;
+}
+
+}  // namespace
+
+std::string text_view(const settings::Settings& settings,
+                      const std::vector<std::string>& sections) {
+  const Json document = Json::parse(settings::write(settings, sections));
+  std::string text;
+  for (const auto& [name, section] : document.items()) {
+    text += section_text(name, section);
+  }
+  return text;
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,169 @@
+#include "management/change/change.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "executor/executor.hpp"
+#include "l3_advance/l3_advance.h"
+#include "management/change/pending_confirmation.hpp"
+#include "management/error.hpp"
+#include "management/rules/expected_rules.hpp"
+#include "management/store/stored_check.hpp"
+#include "management/store/unsafe_text.hpp"
+#include "management/system/escape.hpp"
+
+namespace management {
+
+namespace {
+
+sigset_t signals_before;
+
+/* Those that would end the program wait until the change is whole, which takes milliseconds: a
+ * terminal's, a pipe that nobody reads any more, a limit on the size of files. */
+void block_signals() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) {
+    sigaddset(&ending, signal);
+  }
+  sigprocmask(SIG_BLOCK, &ending, &signals_before);
+}
+
+std::string outcome(int status) {
+  if (status == -1) {
+    return "was not started";
+  }
+  return WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
+                             : "ended with " + std::to_string(WEXITSTATUS(status));
+}
+
+/* What is not meant would be made into rules, and stored once more as if it were whole. */
+void refuse_damage() {
+  if (const std::string damage = stored_damage(); !damage.empty()) {
+    throw Error(damage +
+                "; \"l3ctl inspect\" tells all, \"l3ctl restore\" puts a backup back, --force "
+                "goes on all the same; nothing was changed");
+  }
+}
+
+/* Nobody else edits the rules once the lock is held. */
+Lock locked_while_reading(const Options& options, Foreseen foreseen) {
+  Lock lock(options);
+  if (foreseen != Foreseen::nothing && !options.one_by_one) {
+    executor::read_ahead(foreseen == Foreseen::ipv4_rules ? "iptables" : "ip6tables");
+  }
+  return lock;
+}
+
+void notify_remains(const std::vector<std::string>& problems) {
+  for (const std::string& problem : problems) {
+    notify("cannot put back what was before: " + problem);
+  }
+}
+
+std::string first_line(const std::string& text) {
+  return text.substr(0, text.find('\n'));
+}
+
+}  // namespace
+
+Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
+               OnFailure on_failure)
+    : options_(options), on_failure_(on_failure), lock_(std::move(lock)) {
+  if (!quietly([] { return executor::in_place(str_system); })) {
+    throw Error("command lines of the library do not reach this program; nothing was changed");
+  }
+  if (!accepted.allow_pending) {
+    refuse_while_pending();
+  }
+  if (!accepted.allow_damaged && !options.force) {
+    refuse_damage();
+  } else {
+    warn_of_stored_damage();
+  }
+  remove_stale_temporaries();
+  block_signals();
+  // What is stored tells of a household, and saved rules become commands: also those that tools write.
+  umask(077);
+  if (on_failure == OnFailure::rollback) {
+    snapshot_.emplace();
+  }
+  stored_ = load_stored();
+  if (!accepted.allow_unsafe_text) {
+    reject_unsafe_text(stored_);
+  }
+  if (snapshot_) {
+    snapshot_->add_loaded();
+    executor::remember_rules();
+  } else {
+    executor::on_refusal(executor::OnRefusal::go_on);
+  }
+  executor::work(way());
+}
+
+Change::Change(const Options& options, Foreseen foreseen, const Preconditions& accepted)
+    : Change(options, locked_while_reading(options, foreseen), accepted, OnFailure::rollback) {}
+
+Change::~Change() {
+  // What an exception ends has not been reported.
+  if (std::uncaught_exceptions() > exceptions_ && on_failure_ == OnFailure::rollback) {
+    rollback();
+  }
+  executor::work(executor::Way::direct);
+  // A signal that waited ends the program here; what was reported must be out by then.
+  std::cout.flush();
+  sigprocmask(SIG_SETMASK, &signals_before, nullptr);
+}
+
+executor::Way Change::way() const {
+  return options_.one_by_one ? executor::Way::direct : executor::Way::transaction;
+}
+
+bool Change::rollback() {
+  const std::vector<std::string> remains = restore_all();
+  notify_remains(remains);
+  return remains.empty();
+}
+
+/* Returns what could not be put back. */
+std::vector<std::string> Change::restore_all() {
+  std::vector<std::string> problems = quietly([&] { return snapshot_->restore(); });
+  if (const std::string rules = executor::put_back(); !rules.empty()) {
+    problems.push_back(rules);
+  }
+  return problems;
+}
+
+ChangeResult Change::finish() {
+  ChangeResult result{.is_done = make(),
+                      .on_failure = on_failure_,
+                      .failed = failed_,
+                      .failed_rules = {},
+                      .not_restored = {}};
+  if (!result.is_done && on_failure_ == OnFailure::rollback) {
+    result.not_restored = restore_all();
+  }
+  for (const executor::FailedLine& failed : executor::failed_lines()) {
+    result.failed_rules.push_back({origin_of(failed.line).path, failed.line, outcome(failed.status),
+                                   first_line(failed.message)});
+  }
+  return result;
+}
+
+bool Change::make() {
+  const bool is_made = quietly(executor::commit);
+  return is_made && failed_.empty() && executor::failed_lines().empty();
+}
+
+}  // namespace management

@@ -1,0 +1,35 @@
+/* How the management layer reports: errors as exceptions with a kind, and notices to a sink of the caller. */
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace management {
+
+enum class ErrorKind : uint8_t {
+  system,         /* the system or the library refused */
+  invalid_input,  /* a file, a name or settings of the caller are wrong; nothing was changed */
+  stored_damaged, /* the configuration file is torn or implausible */
+};
+
+class Error : public std::runtime_error {
+ public:
+  explicit Error(const std::string& message, ErrorKind kind = ErrorKind::system)
+      : std::runtime_error(message), kind_(kind) {}
+  [[nodiscard]] ErrorKind kind() const { return kind_; }
+
+ private:
+  ErrorKind kind_;
+};
+
+/* Receives one line for people: a warning, progress, or what could not be restored. */
+using NoticeSink = void (*)(const std::string& text);
+
+/* Sets the sink of the process. Without one, notices are dropped. */
+void set_notice_sink(NoticeSink sink);
+
+/* Hands one line to the sink. */
+void notify(const std::string& text);
+
+}  // namespace management

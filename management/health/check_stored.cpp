@@ -1,0 +1,252 @@
+/* What doctor says of the configuration that is stored, and of how the machine follows it. */
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <iterator>
+#include <optional>
+
+#include "management/change/confirmation.hpp"
+#include "management/error.hpp"
+#include "management/health/health.hpp"
+#include "management/health/remedies.hpp"
+#include "management/options.hpp"
+#include "management/rules/drift.hpp"
+#include "management/store/paths.hpp"
+#include "management/store/stored_check.hpp"
+#include "management/store/stored_settings.hpp"
+#include "management/system/atomic_file.hpp"
+#include "management/system/platform_info.hpp"
+#include "management/system/redirect_output.hpp"
+#include "settings/stored_file/stored_file.hpp"
+
+namespace management {
+
+namespace {
+
+using State = Finding::State;
+using Kind = settings::StoredFinding::Kind;
+
+constexpr size_t stored_size = 15019;
+
+std::optional<std::string> content_if_readable(const std::string& path) {
+  try {
+    return read_if_exists(path);
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+/* The newest whole copy of a configuration beside the stored one; empty where there is none. */
+std::string newest_copy() {
+  std::string newest;
+  std::filesystem::file_time_type newest_time = std::filesystem::file_time_type::min();
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(settings_folder, error)) {
+    const std::string path = entry.path();
+    if (path == configuration_path || path.ends_with(temporary_suffix) ||
+        !entry.is_regular_file(error) || entry.file_size(error) != stored_size) {
+      continue;
+    }
+    const std::optional<std::string> bytes = content_if_readable(path);
+    const auto time = entry.last_write_time(error);
+    if (bytes && settings::is_plausible(settings::read_stored_file(*bytes)) && time > newest_time) {
+      newest = path;
+      newest_time = time;
+    }
+  }
+  return newest;
+}
+
+Finding finding_of(const settings::StoredFinding& found) {
+  const State state = found.kind == Kind::note ? State::warning : State::problem;
+  return {state, "configuration", found.where + ": " + found.what, found.advice};
+}
+
+/* "2026-11-20 08:15 UTC" */
+std::string time_of(const std::string& path) {
+  struct stat about = {};
+  std::tm clock = {};
+  char text[32] = {};
+  if (stat(path.c_str(), &about) == 0 && gmtime_r(&about.st_mtime, &clock) != nullptr) {
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", &clock);
+  }
+  return text;
+}
+
+/* The backup to use where the stored file is damaged. */
+void name_the_backup(Findings& findings) {
+  const std::string copy = newest_copy();
+  if (copy.empty()) {
+    findings.push_back({State::warning, "backup",
+                        std::string("there is none in ") + settings_folder,
+                        "look for one elsewhere: \"l3ctl restore FILE\" checks it first"});
+  } else {
+    findings.push_back({State::ok, "backup", copy + " of " + time_of(copy) + " is whole",
+                        "\"l3ctl restore " + copy + "\""});
+  }
+}
+
+void look_at_bytes(Findings& findings, const std::string& bytes) {
+  const settings::StoredFile stored = settings::read_stored_file(bytes);
+  if (stored.order != settings::host_byte_order() && stored.order != settings::ByteOrder::unknown) {
+    findings.push_back({State::problem, "configuration",
+                        "is of a machine with the other byte order",
+                        "put a backup of this gateway back"});
+  }
+  const size_t count = stored.findings.size();
+  for (size_t i = 0; i < std::min(count, few_findings); ++i) {
+    findings.push_back(finding_of(stored.findings[i]));
+  }
+  if (count > few_findings) {
+    findings.push_back({settings::is_plausible(stored) ? State::warning : State::problem,
+                        "configuration", "and " + std::to_string(count - few_findings) + " more",
+                        "\"l3ctl inspect --all\" tells them"});
+  }
+  if (!settings::is_plausible(stored)) {
+    name_the_backup(findings);
+  }
+  if (stored.findings.empty()) {
+    findings.push_back({State::ok, "configuration", "is whole and plausible", ""});
+  }
+}
+
+/* Whether an entry in use is bound to a span that ends before the day does. */
+template <typename Region>
+bool has_spans(const Region& region) {
+  const int32_t capacity = static_cast<int32_t>(std::size(decltype(region.entries){}));
+  for (int32_t i = 0; i < region.count && i < capacity; ++i) {
+    const auto& entry = region.entries[i];
+    const bool begins_later = entry.start_hour != 0 || entry.start_minute != 0;
+    const bool ends_before =
+        entry.stop_hour < 23 || (entry.stop_hour == 23 && entry.stop_minute < 59);
+    if (begins_later || ends_before) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/* What the settings' own check warns of: a rule that matches no packet, say. */
+void look_at_warnings(Findings& findings, const settings::Settings& stored) {
+  const std::vector<std::string> warnings = settings::read(settings::write(stored), "").warnings;
+  for (size_t i = 0; i < std::min(warnings.size(), few_findings); ++i) {
+    // After ":line: ".
+    findings.push_back({State::warning, "settings", warnings[i].substr(warnings[i].find(": ") + 2),
+                        "set the entry again, or delete it, unless it is meant so"});
+  }
+  if (warnings.size() > few_findings) {
+    findings.push_back({State::warning, "settings",
+                        "and " + std::to_string(warnings.size() - few_findings) + " more",
+                        "\"l3ctl export | l3ctl diff -\" tells them"});
+  }
+}
+
+void check_clock(Findings& findings, const settings::Settings& stored) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local = {};
+  localtime_r(&now, &local);
+  const bool is_used = has_spans(*stored.url_filter) || has_spans(*stored.mac_filter) ||
+                       has_spans(*stored.mac6_filter);
+  if (local.tm_gmtoff == 0) {
+    findings.push_back({State::ok, "clock", "runs in UTC, as time spans do", ""});
+    return;
+  }
+  char offset[16] = {};
+  std::strftime(offset, sizeof offset, "%z", &local);
+  findings.push_back({is_used ? State::warning : State::ok, "clock",
+                      std::string("runs at UTC") + offset + ", and time spans are in UTC",
+                      is_used
+                          ? "check that the spans of url_filter, mac_filter and mac6_filter are "
+                            "meant in UTC"
+                          : ""});
+}
+
+void check_wan(Findings& findings) {
+  const std::string wan = quietly(internet_wan_name);
+  if (wan.empty()) {
+    findings.push_back({State::warning, "Internet WAN", "there is none: no IPv4 default route",
+                        "connect the gateway, then \"l3ctl wan update\""});
+  } else {
+    findings.push_back({State::ok, "Internet WAN", wan, ""});
+  }
+}
+
+void check_drift(const Options& options, Findings& findings, const settings::Settings& stored) {
+  const RuleComparison comparison = compare_rules(options);
+  const std::vector<Drift> found = drifts(comparison);
+  const bool is_bare = comparison.tables[0].is_bare || comparison.tables[1].is_bare;
+  if (found.empty()) {
+    findings.push_back({State::ok, "rules", "follow the settings", ""});
+  } else if (is_bare) {
+    findings.push_back({State::problem, "rules", in_words(found.front()),
+                        "run \"l3ctl init\" once at every boot"});
+  } else {
+    findings.push_back({State::problem, "rules",
+                        "differ from the settings in " + std::to_string(found.size()) +
+                            (found.size() == 1 ? " place: " : " places; the first: ") +
+                            in_words(found.front()),
+                        remedies_for(found, stored, quietly(internet_wan_name))});
+  }
+  for (const std::string& note : comparison.notes) {
+    findings.push_back({State::warning, "rules", note, ""});
+  }
+}
+
+}  // namespace
+
+void check_configuration(Findings& findings) {
+  std::error_code error;
+  const auto kind = std::filesystem::status(configuration_path, error);
+  if (std::filesystem::exists(kind) && !std::filesystem::is_regular_file(kind)) {
+    return;  // Told of with the files.
+  }
+  std::optional<std::string> bytes;
+  try {
+    bytes = read_if_exists(configuration_path);
+  } catch (const Error& failure) {
+    findings.push_back({State::problem, "configuration",
+                        without_path(failure.what(), configuration_path),
+                        "see to the storage it lies on; until then no setting is known"});
+    name_the_backup(findings);
+  }
+  if (bytes) {
+    look_at_bytes(findings, *bytes);
+  }
+}
+
+void check_confirmation(Findings& findings) {
+  try {
+    const auto pending = read_pending();
+    if (pending && timer_lives()) {
+      findings.push_back({State::warning, "confirmation",
+                          "an apply waits for it, else the old settings come back",
+                          "\"l3ctl confirm\" keeps the new settings"});
+    } else if (pending) {
+      findings.push_back(
+          {State::problem, "confirmation",
+           "an apply waits for it, and the timer that would bring the old settings back is gone",
+           "\"l3ctl confirm\" keeps the new settings, \"l3ctl confirm --revert\" goes back"});
+    }
+  } catch (const Error& failure) {
+    findings.push_back(
+        {State::problem, "confirmation", failure.what(),
+         std::string("remove ") + pending_path + "; what is stored now is kept then"});
+  }
+}
+
+void check_settings(const Options& options, Findings& findings) {
+  try {
+    const settings::Settings stored = stored_or_defaults();
+    look_at_warnings(findings, stored);
+    check_clock(findings, stored);
+    check_wan(findings);
+    check_drift(options, findings, stored);
+  } catch (const Error& failure) {
+    findings.push_back({State::problem, "rules", failure.what(),
+                        "mend what stands above, then run doctor once more"});
+  }
+}
+
+}  // namespace management

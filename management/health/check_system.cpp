@@ -1,0 +1,188 @@
+/* What doctor says of the tools and of the kernel. */
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include "executor/executor.hpp"
+#include "l3_advance/shell_command.h"
+#include "management/health/health.hpp"
+#include "management/system/process.hpp"
+#include "management/system/redirect_output.hpp"
+
+namespace management {
+
+namespace {
+
+using State = Finding::State;
+
+constexpr std::array tools = {"iptables",  "iptables-save",  "iptables-restore",
+                              "ip6tables", "ip6tables-save", "ip6tables-restore"};
+
+/* A rule of each kind that the filters make. */
+constexpr struct {
+  const char* name;
+  const char* rule;
+} kinds[] = {
+    {"ports", "iptables -A FORWARD -p tcp --dport 80:88 -j DROP"},
+    {"string", "iptables -A FORWARD -p udp --dport 53 -m string --string abc --algo bm -j DROP"},
+    {"time", "iptables -A FORWARD -m time --timestart 8:5 --timestop 23:59 -j DROP"},
+    {"mac", "iptables -A FORWARD -m mac --mac-source 02:00:00:00:00:01 -j DROP"},
+    {"state", "iptables -A FORWARD -p tcp ! --syn -m state --state NEW -j DROP"},
+    {"limit", "iptables -A FORWARD -p tcp -m limit --limit 1/s -j ACCEPT"},
+    {"LOG", "iptables -A FORWARD -p tcp -j LOG --log-prefix x"},
+    {"ports of IPv6", "ip6tables -A FORWARD -p tcp --dport 80:88 -j DROP"},
+    {"time of IPv6", "ip6tables -A FORWARD -m time --timestart 8:5 --timestop 23:59 -j DROP"},
+    {"mac of IPv6", "ip6tables -A FORWARD -m mac --mac-source 02:00:00:00:00:01 -j DROP"},
+};
+
+/* "v1.8.9 (legacy)" */
+std::string version_of(const char* tool) {
+  const std::string said = run_tool({tool, "--version"}).output;
+  const std::string line = said.substr(0, said.find('\n'));
+  const size_t space = line.find(' ');
+  return space == std::string::npos ? line : line.substr(space + 1);
+}
+
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
+  }
+  return text;
+}
+
+std::vector<std::string> words_of(const char* line) {
+  std::istringstream stream(line);
+  std::vector<std::string> words;
+  for (std::string word; stream >> word;) {
+    words.push_back(word);
+  }
+  return words;
+}
+
+/* In a network of its own: tries every kind, and says a line for each that is refused. */
+std::string refused_kinds() {
+  // The lock of the real tables is not needed for tables that nobody else sees.
+  setenv("XTABLES_LOCKFILE", "/dev/null", 1);
+  std::string refused;
+  for (const auto& kind : kinds) {
+    if (run_tool(words_of(kind.rule)).status != 0) {
+      refused += std::string(kind.name) + "\n";
+    }
+  }
+  return refused;
+}
+
+[[noreturn]] void try_kinds(int answer) {
+  int status = 0;
+  if (unshare(CLONE_NEWNET) != 0) {
+    status = errno;
+  } else {
+    const std::string refused = refused_kinds();
+    const ssize_t written = write(answer, refused.data(), refused.size());
+    status = written == static_cast<ssize_t>(refused.size()) ? 0 : EIO;
+  }
+  _exit(status);
+}
+
+struct Trial {
+  int error = 0; /* why nothing could be tried */
+  std::vector<std::string> refused;
+};
+
+Trial tried_kinds() {
+  int ends[2] = {-1, -1};
+  if (pipe(ends) != 0) {
+    return {errno, {}};
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    close(ends[0]);
+    try_kinds(ends[1]);
+  }
+  close(ends[1]);
+  std::string answer;
+  char buffer[256];
+  for (ssize_t got = 0; (got = read(ends[0], buffer, sizeof buffer)) > 0;) {
+    answer.append(buffer, static_cast<size_t>(got));
+  }
+  close(ends[0]);
+  int status = 0;
+  if (child == -1 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) {
+    return {EIO, {}};
+  }
+  Trial trial{WEXITSTATUS(status), {}};
+  std::istringstream lines(answer);
+  for (std::string line; std::getline(lines, line);) {
+    trial.refused.push_back(line);
+  }
+  return trial;
+}
+
+}  // namespace
+
+void check_tools(Findings& findings) {
+  std::vector<std::string> missing;
+  std::vector<std::string> others;
+  std::string version;
+  for (const char* tool : tools) {
+    if (tool_path(tool).empty()) {
+      missing.emplace_back(tool);
+      continue;
+    }
+    const std::string own = version_of(tool);
+    version = version.empty() ? own : version;
+    if (own != version) {
+      others.push_back(std::string(tool) + " " + own);
+    }
+  }
+  if (!missing.empty()) {
+    findings.push_back({State::problem, "tools", "not in PATH: " + joined(missing),
+                        "install iptables; every rule is made with it"});
+  }
+  if (!others.empty()) {
+    findings.push_back({State::problem, "tools",
+                        "not all tools are " + version + ": " + joined(others),
+                        "let all six names lead to one backend: rules written through one are not "
+                        "seen through the other"});
+  }
+  if (missing.empty() && others.empty()) {
+    findings.push_back({State::ok, "tools", "all six are iptables " + version, ""});
+  }
+  findings.push_back({State::ok, "picture",
+                      tool_path("dot").empty()
+                          ? "dot is not in PATH; only \"l3ctl rules --svg\" needs it"
+                          : "dot is there for \"l3ctl rules --svg\"",
+                      ""});
+  if (!quietly([] { return executor::in_place(str_system); })) {
+    findings.push_back({State::problem, "program",
+                        "command lines of the library do not reach this program",
+                        "install l3ctl and the library from one build"});
+  }
+}
+
+void check_kernel(Findings& findings) {
+  const Trial trial = tried_kinds();
+  if (trial.error != 0) {
+    findings.push_back(
+        {State::warning, "kernel",
+         std::string("kinds of rules could not be tried in a network of their own: ") +
+             std::strerror(trial.error),
+         "run doctor as root"});
+  } else if (!trial.refused.empty()) {
+    findings.push_back(
+        {State::problem, "kernel", "refuses rules of the kinds " + joined(trial.refused),
+         "give the kernel the netfilter modules for them; a refused rule empties its "
+         "whole chain"});
+  } else {
+    findings.push_back({State::ok, "kernel", "takes every kind of rule that the filters make", ""});
+  }
+}
+
+}  // namespace management

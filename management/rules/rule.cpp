@@ -1,0 +1,306 @@
+#include "management/rules/rule.hpp"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "management/store/stored_check.hpp"
+
+namespace management {
+
+namespace {
+
+struct Word {
+  std::string text;
+  bool is_quoted = false; /* then it is a value, whatever it begins with */
+};
+
+/* The quoted part of a word, from behind its quote; moves `at` behind the closing one. */
+std::string quoted_part(const std::string& line, size_t& at) {
+  std::string text;
+  for (; at < line.size() && line[at] != '"'; ++at) {
+    if (line[at] == '\\' && at + 1 < line.size() &&
+        std::strchr("\"\\$`'", line[at + 1]) != nullptr) {
+      ++at;
+    }
+    text += line[at];
+  }
+  ++at;
+  return text;
+}
+
+std::vector<Word> words_of(const std::string& line) {
+  std::vector<Word> words;
+  for (size_t at = 0; at < line.size();) {
+    if (line[at] == ' ') {
+      ++at;
+      continue;
+    }
+    Word word;
+    while (at < line.size() && line[at] != ' ') {
+      if (line[at] == '"') {
+        word.is_quoted = true;
+        word.text += quoted_part(line, ++at);
+      } else {
+        word.text += line[at++];
+      }
+    }
+    words.push_back(word);
+  }
+  return words;
+}
+
+constexpr struct {
+  std::string_view written;
+  const char* name;
+} long_names[] = {
+    {"-A", "append"},         {"-I", "append"},       {"--append", "append"},
+    {"-t", "table"},          {"-p", "protocol"},     {"-s", "source"},
+    {"-d", "destination"},    {"-i", "in-interface"}, {"-o", "out-interface"},
+    {"-j", "jump"},           {"-m", "match"},        {"--source-port", "sport"},
+    {"-g", "goto"},           {"--src", "source"},    {"--destination-port", "dport"},
+    {"--dst", "destination"}, {"--ctstate", "state"},
+};
+
+std::string name_of(const std::string& option) {
+  for (const auto& known : long_names) {
+    if (option == known.written) {
+      return known.name;
+    }
+  }
+  return option.substr(std::min(option.size(), option.find_first_not_of('-')));
+}
+
+/* What stands in a rule without a meaning of its own: modules that follow from their options, and
+ * values that the packet filter takes anyway. */
+constexpr struct {
+  std::string_view name;
+  std::string_view value;
+} implied[] = {
+    {"table", "filter"},    {"protocol", "all"},
+    {"algo", "bm"},         {"to", "65535"},
+    {"limit-burst", "5"},   {"log-level", "4"},
+    {"match", "tcp"},       {"match", "udp"},
+    {"match", "icmp"},      {"match", "string"},
+    {"match", "time"},      {"match", "mac"},
+    {"match", "state"},     {"match", "limit"},
+    {"match", "conntrack"}, {"datestop", "2038-01-19T03:14:07"},
+};
+
+/* An address with its prefix length; none where the prefix is that of a single address, and nothing
+ * where it takes in every address. A text that is no address stays as it is. */
+std::string address(Family family, const std::string& text) {
+  const int kind = family == Family::ipv4 ? AF_INET : AF_INET6;
+  const unsigned width = family == Family::ipv4 ? 32 : 128;
+  const size_t slash = text.find('/');
+  std::array<unsigned char, 16> bytes = {};
+  if (inet_pton(kind, text.substr(0, slash).c_str(), bytes.data()) != 1) {
+    return text;
+  }
+  const unsigned length =
+      slash == std::string::npos
+          ? width
+          : static_cast<unsigned>(std::strtoul(text.c_str() + slash + 1, nullptr, 10));
+  if (length > width) {
+    return text;
+  }
+  for (unsigned bit = length; bit < width; ++bit) {
+    bytes[bit / 8] &= static_cast<unsigned char>(~(0x80U >> bit % 8));
+  }
+  char shown[INET6_ADDRSTRLEN] = {};
+  inet_ntop(kind, bytes.data(), shown, sizeof shown);
+  if (length == 0) {
+    return {};
+  }
+  return length == width ? shown : std::string(shown) + "/" + std::to_string(length);
+}
+
+std::string port(const std::string& text) {
+  return std::to_string(std::strtol(text.c_str(), nullptr, 10));
+}
+
+/* "80", or "80:88" where it is a range. */
+std::string ports(const std::string& text) {
+  const size_t colon = text.find(':');
+  if (colon == std::string::npos) {
+    return port(text);
+  }
+  const std::string first = port(text.substr(0, colon));
+  const std::string last = colon + 1 == text.size() ? "65535" : port(text.substr(colon + 1));
+  return first == last ? first : first + ":" + last;
+}
+
+/* "08:05", with seconds where there are any. */
+std::string clock(const std::string& text) {
+  unsigned hour = 0;
+  unsigned minute = 0;
+  unsigned second = 0;
+  if (std::sscanf(text.c_str(), "%u:%u:%u", &hour, &minute, &second) < 2) {
+    return text;
+  }
+  char shown[40];
+  std::snprintf(shown, sizeof shown, second == 0 ? "%02u:%02u" : "%02u:%02u:%02u", hour, minute,
+                second);
+  return shown;
+}
+
+std::string in_lower_case(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) {
+    return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  });
+  return text;
+}
+
+std::string protocol(Family family, const std::string& text) {
+  constexpr struct {
+    const char* number;
+    const char* name;
+  } names[] = {{"0", "all"}, {"1", "icmp"}, {"6", "tcp"}, {"17", "udp"}};
+  for (const auto& known : names) {
+    if (text == known.number) {
+      return known.name;
+    }
+  }
+  return family == Family::ipv6 && text == "58" ? "ipv6-icmp" : in_lower_case(text);
+}
+
+/* One list of TCP flags, in the order in which iptables-save prints them. */
+std::string flags(const std::string& text) {
+  std::string result;
+  for (const char* flag : {"FIN", "SYN", "RST", "PSH", "ACK", "URG"}) {
+    if (text.find(flag) != std::string::npos) {
+      result += (result.empty() ? "" : ",") + std::string(flag);
+    }
+  }
+  return result.empty() ? text : result;
+}
+
+int hex_digit(char c) {
+  const char* digits = "0123456789abcdef";
+  const char* found =
+      c == '\0' ? nullptr : std::strchr(digits, in_lower_case(std::string(1, c))[0]);
+  return found == nullptr ? -1 : static_cast<int>(found - digits);
+}
+
+/* The bytes of a text that holds hexadecimal bytes between bars. */
+std::string bytes_of_hex_string(const std::string& text) {
+  std::string bytes;
+  bool is_hex = false;
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (text[at] == '|') {
+      is_hex = !is_hex;
+    } else if (!is_hex) {
+      bytes += text[at];
+    } else if (at + 1 < text.size() && hex_digit(text[at]) >= 0 && hex_digit(text[at + 1]) >= 0) {
+      bytes += static_cast<char>(hex_digit(text[at]) * 16 + hex_digit(text[at + 1]));
+      ++at;
+    }
+  }
+  return bytes;
+}
+
+std::string limit(const std::string& text) {
+  return text.ends_with("/s") || text.ends_with("/second") ? text.substr(0, text.find('/')) + "/sec"
+                                                           : text;
+}
+
+std::string normal_value(Family family, const std::string& name, const std::string& value) {
+  if (name == "source" || name == "destination") {
+    return address(family, value);
+  }
+  if (name == "sport" || name == "dport") {
+    return ports(value);
+  }
+  if (name == "timestart" || name == "timestop") {
+    return clock(value);
+  }
+  if (name == "mac-source") {
+    return in_lower_case(value);
+  }
+  if (name == "protocol") {
+    return protocol(family, value);
+  }
+  return name == "limit" ? limit(value) : value;
+}
+
+bool is_implied(const std::string& name, const std::string& value) {
+  const bool open_address = (name == "source" || name == "destination") && value.empty();
+  return open_address || std::any_of(std::begin(implied), std::end(implied), [&](const auto& one) {
+           return name == one.name && value == one.value;
+         });
+}
+
+struct Option {
+  std::string name;
+  bool is_negated = false;
+  std::vector<std::string> values;
+};
+
+void add_option(Rule& rule, Family family, Option option) {
+  if (option.values.empty() && option.name != "syn") {
+    option.values.emplace_back();
+  }
+  if (option.name == "syn") {
+    option.name = "tcp-flags";
+    option.values = {"FIN,SYN,RST,ACK", "SYN"};
+  }
+  if (option.name == "hex-string") {
+    option.name = "string";
+    option.values[0] = bytes_of_hex_string(option.values[0]);
+  }
+  std::string value = normal_value(family, option.name, option.values[0]);
+  if (option.name == "tcp-flags" && option.values.size() == 2) {
+    value = flags(option.values[0]) + " " + flags(option.values[1]);
+  } else {
+    for (size_t i = 1; i < option.values.size(); ++i) {
+      value += " " + option.values[i];
+    }
+  }
+  if (option.name == "append") {
+    rule.chain = value;
+  } else if (option.name == "jump") {
+    rule.target = value;
+  } else if (!is_implied(option.name, value)) {
+    rule.options.emplace((option.is_negated ? "! " : "") + option.name, value);
+  }
+}
+
+}  // namespace
+
+const char* family_name(Family family) {
+  return family == Family::ipv4 ? "IPv4" : "IPv6";
+}
+
+Rule parse_rule(Family family, const std::string& line) {
+  Rule rule;
+  bool is_negated = false;
+  const std::vector<Word> words = words_of(line);
+  const auto is_value = [](const Word& word) {
+    return word.is_quoted || (word.text != "!" && !word.text.starts_with('-'));
+  };
+  for (size_t at = 0; at < words.size();) {
+    if (is_value(words[at])) {
+      ++at;  // the program's name
+      continue;
+    }
+    if (words[at].text == "!") {
+      is_negated = true;
+      ++at;
+      continue;
+    }
+    Option option{name_of(words[at].text), is_negated, {}};
+    for (++at; at < words.size() && is_value(words[at]); ++at) {
+      option.values.push_back(words[at].text);
+    }
+    add_option(rule, family, std::move(option));
+    is_negated = false;
+  }
+  return rule;
+}
+
+}  // namespace management

@@ -1,0 +1,17 @@
+/* Where settings and their companions lie. */
+#pragma once
+
+namespace management {
+
+inline constexpr char settings_folder[] = "/ztcfg";
+inline constexpr char configuration_path[] = "/ztcfg/l3_advance.dat";
+/* The rule sets that the library saves, and restores at start-up. */
+inline constexpr char saved_rules_path[] = "/ztcfg/firewall.conf";
+inline constexpr char saved_rules6_path[] = "/ztcfg/firewall6.conf";
+/* An apply that waits for its confirmation. */
+inline constexpr char pending_path[] = "/ztcfg/l3ctl.pending";
+/* While the flag is there, start-up migrates the old file. */
+inline constexpr char migration_flag[] = "/ztcfg/v1_to_v2.flag";
+inline constexpr char old_path[] = "/ztcfg/l3_advance.conf";
+
+}  // namespace management

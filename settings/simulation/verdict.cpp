@@ -1,0 +1,94 @@
+#include "settings/simulation/verdict.hpp"
+
+#include "settings/simulation/filters.hpp"
+
+namespace settings {
+
+namespace {
+
+constexpr Feature forwarded[] = {judge_by_port_scan_protection, judge_by_ip_filter,
+                                 judge_by_url_filter,           judge_by_mac_filter,
+                                 judge_by_captive_portal,       judge_by_ipsec};
+constexpr Feature forwarded6[] = {judge_by_ip_filter, judge_by_mac_filter};
+constexpr Feature to_gateway[] = {judge_by_port_scan_protection, judge_by_acl,
+                                  judge_by_dhcp_filter};
+/* With the firewall off, the one that does not ask it. */
+constexpr Feature while_off[] = {judge_by_ipsec};
+
+/* What is met by whom; nothing by IPv6 packets to the gateway. */
+std::span<const Feature> way_of(const Packet& packet, bool firewall) {
+  if (packet.is_ipv6) {
+    return packet.to_gateway || !firewall ? std::span<const Feature>() : forwarded6;
+  }
+  if (!firewall) {
+    return packet.to_gateway ? std::span<const Feature>() : while_off;
+  }
+  return packet.to_gateway ? std::span<const Feature>(to_gateway) : forwarded;
+}
+
+}  // namespace
+
+Verdict verdict_on(const Packet& packet, const Settings& settings) {
+  Verdict verdict;
+  if (!*settings.firewall) {
+    verdict.passed.push_back({"firewall.enabled", "off, so no list makes rules"});
+  }
+  for (const Feature judge : way_of(packet, *settings.firewall)) {
+    Finding finding = judge(packet, settings);
+    if (finding.outcome) {
+      verdict.outcome = *finding.outcome;
+      verdict.decided_by = std::move(finding.setting);
+      verdict.reason = std::move(finding.what);
+      return verdict;
+    }
+    verdict.passed.push_back({std::move(finding.setting), std::move(finding.what)});
+  }
+  verdict.reason = "nothing stops it";
+  return verdict;
+}
+
+bool is_active(TimeSpan span, uint32_t second) {
+  const auto seconds = [](uint32_t hour, uint32_t minute) { return hour * 3600 + minute * 60; };
+  const uint32_t start = seconds(span.start_hour, span.start_minute);
+  const uint32_t stop =
+      span.stop_hour >= 24 ? seconds(23, 59) : seconds(span.stop_hour, span.stop_minute);
+  if (start < stop) {
+    return second >= start && second <= stop;
+  }
+  return second >= start || second <= stop;
+}
+
+/*
+ * Two things in one: TCP segments that claim a connection which nobody opened are dropped, and the
+ * Internet is shut out of the gateway itself.
+ */
+Finding judge_by_port_scan_protection(const Packet& packet, const Settings& settings) {
+  const std::string setting = "port_scan_protection";
+  if (!*settings.port_scan_protection) {
+    return {{}, setting, "off"};
+  }
+  std::string why_not_shut;
+  if (packet.to_gateway && packet.from == Side::wan) {
+    why_not_shut = unbound(packet, packet.bindings.wan_drop);
+    if (why_not_shut.empty()) {
+      return {Outcome::dropped, setting, "the Internet does not reach the gateway itself"};
+    }
+  }
+  if (packet.protocol != Protocol::tcp) {
+    return {{}, setting, why_not_shut.empty() ? "looks at TCP alone" : why_not_shut};
+  }
+  const uint8_t flags = packet.tcp_flags & (tcp_syn | tcp_ack | tcp_fin | tcp_rst);
+  // A lone ACK may be the middle of a connection, so it counts as one; every other segment that
+  // opens nothing is invalid to connection tracking, not new.
+  if (!packet.established && flags == tcp_ack) {
+    return {Outcome::dropped, setting, "claims a connection that nobody opened"};
+  }
+  if (flags == tcp_rst) {
+    return {Outcome::accepted_at_first, setting,
+            "resets are accepted at one a second, beyond that they go on their way"};
+  }
+  return {
+      {}, setting, why_not_shut.empty() ? "no segment out of nowhere that it knows" : why_not_shut};
+}
+
+}  // namespace settings
