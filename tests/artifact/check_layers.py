@@ -38,6 +38,9 @@ INCLUDES = {
 for number, part in enumerate(MANAGEMENT):
     below = [f"management/{lower}" for lower in MANAGEMENT[:number]]
     INCLUDES[f"management/{part}"] = [*INCLUDES["management"], "management/error.hpp", "management/options.hpp", *below]
+for part in ("views", "input"):
+    INCLUDES[f"l3ctl/{part}"] = [*INCLUDES["l3ctl"], "l3ctl/context.hpp"]
+INCLUDES["l3ctl/commands"] = [*INCLUDES["l3ctl"], "l3ctl"]
 # Directory of the library -> directories whose names its object files may take.
 TAKES = {
     "firewall/base": [],
@@ -59,20 +62,19 @@ CALLS = {
 CHAINS = ("-t filter -F ", "src/firewall/base/chains.hpp")
 TOPS = ("include", "src", "platform", "settings", "executor", "management", "l3ctl")
 PUBLIC_MAY_USE = {"stdint.h", "stddef.h"}
-# Directories in which cycles are still being taken out.
-CYCLES_LEFT = ("executor/", "l3ctl/", "management/", "settings/")
-
-
-# Upward includes that are still being taken out.
-UPWARD_LEFT = {
-    ("management/store/store_snapshot.cpp", "management/change/pending_confirmation.hpp"),
-    ("management/system/temporary_root.cpp", "management/store/paths.hpp"),
-}
+# Cycles that are still being taken out; a part of one is no new one.
+CYCLES_LEFT = (
+    {"executor/direct", "executor/executor", "executor/refusal", "executor/transaction"},
+    {"l3ctl/commands/entry_verbs", "l3ctl/commands/filter_verbs"},
+    {"settings/lint", "settings/sections", "settings/settings"},
+    {"settings/simulation/filters", "settings/simulation/verdict"},
+    {"settings/stored_file/findings", "settings/stored_file/stored_file"},
+)
 
 
 def resolve(source, name):
     """The file of the tree that an include means, or None."""
-    for base in (source.parent, ROOT / "src", ROOT / "include", ROOT, *(ROOT / top for top in ("l3ctl", "settings"))):
+    for base in (source.parent, ROOT / "src", ROOT / "include", ROOT):
         if (base / name).is_file():
             return (base / name).resolve().relative_to(ROOT).as_posix()
     return None
@@ -101,8 +103,6 @@ def check_includes(path, units):
             continue
         uses |= {target.rpartition(".")[0]} - {name.rpartition(".")[0]}
         if directory_of(target) != own and not any((target + "/").startswith(one + "/") for one in INCLUDES[own]):
-            if (name, target) in UPWARD_LEFT:
-                continue
             yield f"{name}: includes {target}, which {own} may not use"
         elif own.startswith("src/") and target.startswith("src/firewall/filters/"):
             if pathlib.Path(target).stem not in {path.stem, *FILTERS.get(path.stem, ())}:
@@ -164,7 +164,7 @@ def main():
             count += 1
             problems += check_includes(path, units)
     problems += (f"include cycle: {', '.join(cycle)}" for cycle in sorted(cycles(units))
-                 if not all(unit.startswith(CYCLES_LEFT) for unit in cycle))  # fmt: skip
+                 if not any(left.issuperset(cycle) for left in CYCLES_LEFT))  # fmt: skip
     objects = {path.relative_to(OBJECTS).as_posix().removesuffix(".cpp.o"): names_of(path)
                for path in sorted(OBJECTS.rglob("*.o"))}  # fmt: skip
     sources = {path.relative_to(ROOT / "src").as_posix().removesuffix(".cpp") for path in (ROOT / "src").rglob("*.cpp")}
