@@ -24,7 +24,7 @@ from check_library import ALIASES, LIBC, names_in_headers, names_in_version_scri
 
 # Part of a function's name -> how many of its frames can be on the stack at once, and why.
 RECURSION = {
-    # The split of a range; tests/unit/range_split_depth_test.cpp measures it over all ranges.
+    # The split of a range; tests/unit/filters/range_split_depth_test.cpp measures it over all ranges.
     "config_acl_ip_range_24_mask": 8,
     "config_acl_ip_range_16_mask": 8,
     "5splitIL": 8,  # where a compiler does not merge it into the two above
