@@ -12,7 +12,7 @@
 
 #include "figures.hpp"
 #include "sweep.hpp"
-#include "trial.hpp"
+#include "run.hpp"
 
 using namespace scenarios;
 

@@ -43,7 +43,7 @@ struct Start {
   std::string kernel; /* what PacketFilter::text() gives; empty for a device that starts */
 };
 
-/* A household's gateway, booted and switched on ('1') or off ('0'). */
+/* A gateway with the sample configuration, booted and switched on ('1') or off ('0'). */
 Start at_home(char fire_wall);
 /* Nothing stored, nothing running. */
 Start brand_new();

@@ -1,7 +1,7 @@
 #include <iterator>
 
-#include "apart.hpp"
-#include "household.hpp"
+#include "subprocess.hpp"
+#include "sample_config.hpp"
 #include "scenarios.hpp"
 
 namespace scenarios {
@@ -11,7 +11,7 @@ namespace {
 /* The device after a process of its own has done `action`. */
 Start after(const Start& before, const std::function<void()>& action) {
   device::put(before.files);
-  const Reply reply = apart([&] {
+  const Reply reply = in_subprocess([&] {
     device::kernel.load(before.kernel);
     device::plug_in();
     static_cast<void>(harness::record(action));
@@ -54,7 +54,7 @@ Start at_home(char fire_wall) {
   static std::map<char, Start> homes;
   if (homes.count(fire_wall) == 0) {
     Start home = brand_new();
-    home.files[device::config] = household::file(fire_wall);
+    home.files[device::config] = sample_config::file(fire_wall);
     for (int start = 1; start <= 3; ++start) {
       home = after(without_kernel(home), [] {
         gl3_web_init_fw();
@@ -64,7 +64,7 @@ Start at_home(char fire_wall) {
     if (fire_wall == '1') {
       home = after(home, [] { gl3_web_set_fw_status(1); });
     }
-    EXPECT_EQ(home.files[device::config], household::file(fire_wall));
+    EXPECT_EQ(home.files[device::config], sample_config::file(fire_wall));
     homes[fire_wall] = home;
   }
   return homes[fire_wall];

@@ -6,7 +6,7 @@ namespace scenarios {
 
 namespace {
 
-/* Two entries where the household has one, in a white list. */
+/* Two entries where the sample configuration has one, in a white list. */
 
 const l3_ip_filter& ip_image() {
   static l3_ip_filter image;

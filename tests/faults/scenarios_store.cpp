@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "household.hpp"
+#include "sample_config.hpp"
 #include "scenarios.hpp"
 
 namespace scenarios {
@@ -91,11 +91,11 @@ Scenario creating_record(const std::string& call, std::function<int32_t()> act) 
 /* An older release's file with two host names, and the flag that says so. */
 Start before_migration() {
   std::string old = harness::fresh_config_file();
-  household::put(old, 2447, harness::word(2));
-  household::put(old, 2451 + 4, "one.example");
-  household::put(old, 2451 + 36 + 4, "two.example");
-  household::put(old, 2447 + 1808, harness::word(1));
-  old[household::switch_value] = '1';
+  sample_config::put(old, 2447, harness::word(2));
+  sample_config::put(old, 2451 + 4, "one.example");
+  sample_config::put(old, 2451 + 36 + 4, "two.example");
+  sample_config::put(old, 2447 + 1808, harness::word(1));
+  old[sample_config::switch_value] = '1';
   Start start = at_home('1');
   start.files.erase(device::config);
   start.files["l3_advance.conf"] = old;
@@ -105,7 +105,7 @@ Start before_migration() {
 
 Start with_qos_off() {
   Start start = at_home('1');
-  household::put(start.files[device::config], household::qos, harness::word(0));
+  sample_config::put(start.files[device::config], sample_config::qos, harness::word(0));
   return start;
 }
 

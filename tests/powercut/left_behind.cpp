@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "apart.hpp"
-#include "household.hpp"
-#include "trial.hpp"
+#include "subprocess.hpp"
+#include "sample_config.hpp"
+#include "run.hpp"
 
 using namespace harness;
 using namespace scenarios;
@@ -56,7 +56,7 @@ void expect_readable(const device::Files& left) {
 
 Works works(const Scenario& scenario) {
   start_until_saved();
-  const Reply reply = apart([&] {
+  const Reply reply = in_subprocess([&] {
     device::plug_in();
     static_cast<void>(start());
     device::load_stored();

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <csignal>
 
-#include "apart.hpp"
-#include "household.hpp"
+#include "subprocess.hpp"
+#include "sample_config.hpp"
 #include "inspected.hpp"
-#include "trial.hpp"
+#include "run.hpp"
 
 using namespace harness;
 using namespace scenarios;
@@ -79,7 +79,7 @@ void sort_in(const Whole& whole, const std::string& file, Found& found) {
 }
 
 void expect_readable_by_another(const device::Files& left) {
-  const Reply reply = apart([&] {
+  const Reply reply = in_subprocess([&] {
     device::plug_in();
     expect_readable(left);
     return Lines{};
@@ -88,7 +88,7 @@ void expect_readable_by_another(const device::Files& left) {
 }
 
 void repair(const Scenario& scenario) {
-  const Reply reply = apart([&] {
+  const Reply reply = in_subprocess([&] {
     device::plug_in();
     static_cast<void>(record([&] { EXPECT_EQ(scenario.repair(), 0); }));
     return Lines{};
@@ -123,12 +123,12 @@ void judge(const Whole& whole, const device::Files& left) {
 
 /* Returns whether the power failed: an operation has to know the way. */
 bool fails(const Whole& whole, const Cut& cut, Seen& seen) {
-  const Account account = play(whole.scenario, whole.start, {cut.nth, cut.way, cut.place});
-  if (account.status == 0) {
+  const Outcome outcome = play(whole.scenario, whole.start, {cut.nth, cut.way, cut.place});
+  if (outcome.status == 0) {
     return false;
   }
-  EXPECT_TRUE(WIFSIGNALED(account.status) && WTERMSIG(account.status) == SIGKILL)
-      << "wait status " << account.status;
+  EXPECT_TRUE(WIFSIGNALED(outcome.status) && WTERMSIG(outcome.status) == SIGKILL)
+      << "wait status " << outcome.status;
   ++seen.found.cuts;
   const device::Files left = device::files();
   if (seen.left.insert(left).second) {
@@ -157,7 +157,7 @@ std::optional<int> number_told(const Whole& whole, const std::set<std::string>& 
 
 Whole played_through(const Scenario& scenario) {
   Whole whole = {.scenario = scenario, .start = scenario.start()};
-  const Account clean = play(scenario, whole.start, {});
+  const Outcome clean = play(scenario, whole.start, {});
   EXPECT_EQ(clean.result, 0);
   whole.operations = static_cast<int>(clean.operations.size());
   whole.before = file_of(scenario, whole.start.files);
@@ -189,7 +189,7 @@ Found cut_everywhere(const Whole& whole) {
   return seen.found;
 }
 
-std::string told(const Whole& whole, const Found& found) {
+std::string with_message(const Whole& whole, const Found& found) {
   if (!whole.scenario.other_file.empty()) {
     return " - |";
   }

@@ -29,7 +29,7 @@ struct Found {
 
 /* How many of these files `l3ctl inspect` tells as torn, as its row says: "-" of a file that it does not
  * read; empty in builds without it. */
-std::string told(const Whole& whole, const Found& found);
+std::string with_message(const Whole& whole, const Found& found);
 
 /* Cuts at every operation, before it, half-way through it, and in the middle of what it changes in each
  * section. */

@@ -45,7 +45,7 @@ void cut_power(const List& list) {
     rows.push_back("| " + scenario.name + " | " + std::to_string(found.cuts) + " | " +
                    std::to_string(found.some_new.size()) + " | " +
                    std::to_string(found.cut_sections.size()) + " | " +
-                   std::to_string(found.short_files.size()) + " |" + told(whole, found));
+                   std::to_string(found.short_files.size()) + " |" + with_message(whole, found));
     printf("%s\n", rows.back().c_str());
   }
   EXPECT_FALSE(rows.empty());

@@ -182,7 +182,7 @@ void read_whole_file() {
             "");
 }
 
-void set_household_ip_filters() {
+void set_sample_ip_filters() {
   l3_ip_filter& ip = fw_rules_table.ip_filter;
   ip.count = 2;
   ip.entries[0] = {0, 1, 6, 0xCB007150, 0, 80, 88, 0xC0A8010A, 0, 0, 0, 0};
@@ -198,7 +198,7 @@ void set_household_ip_filters() {
   ip6.entries[0].dst_port_e = 443;
 }
 
-void set_household_lists() {
+void set_sample_lists() {
   fw_rules_table.url_filter.count = 2;
   fw_rules_table.url_filter.entries[0] = {1, 0, "ads.example.com", 0, 24, 0, 0};
   fw_rules_table.url_filter.entries[1] = {1, 0, "games.example.net", 16, 21, 0, 30};
@@ -224,10 +224,10 @@ void set_household_lists() {
 }
 
 /* Settings as a home has them, member by member. */
-void set_household() {
+void set_sample_config() {
   fill_records(0);
-  set_household_ip_filters();
-  set_household_lists();
+  set_sample_ip_filters();
+  set_sample_lists();
   fw_rules_table.anti_port_scan = 1;
   fw_rules_table.ipsec_pass_ctrl = 1;
   fw_rules_table.security_level = 2;
@@ -275,14 +275,14 @@ TEST(GoldenFile, EveryMemberIsReadFromWhereTheDistinctFileHasIt) {
   EXPECT_EQ(records(), expected);
 }
 
-TEST(GoldenFile, AHouseholdsSettingsAreWrittenAsTheGoldenFileHasThem) {
-  set_household();
+TEST(GoldenFile, TheSampleSettingsAreWrittenAsTheGoldenFileHasThem) {
+  set_sample_config();
   write_whole_file(1, 1);
   EXPECT_EQ(read_file(config_path), golden("household"));
 }
 
-TEST(GoldenFile, AHouseholdsSettingsAreReadAsTheGoldenFileHasThem) {
-  set_household();
+TEST(GoldenFile, TheSampleSettingsAreReadAsTheGoldenFileHasThem) {
+  set_sample_config();
   const std::string expected = records();
   write_file(config_path, golden("household"));
   fill_records(0xee);

@@ -2,10 +2,10 @@
 #include <cerrno>
 
 #include "harness.hpp"
-#include "household.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
-using namespace household;
+using namespace sample_config;
 
 namespace {
 
@@ -53,8 +53,8 @@ Lines qos_cleared() {
   return together({refresh(), refresh(), qos_cleared_trace, qos_pushed()});
 }
 
-/* The household, loaded, its master switch on. */
-void load_household() {
+/* The sample configuration, loaded, its master switch on. */
+void load_sample_config() {
   load(file('1'));
 }
 
@@ -107,7 +107,7 @@ std::string file_after_access_list() {
 }  // namespace
 
 TEST(FactoryReset, EverySettingOfTheFirewallIsEmptiedInOrder) {
-  load_household();
+  load_sample_config();
   EXPECT_EQ(
       record([] { EXPECT_EQ(gl3_web_set_firewall_default(), 0); }),
       lines({refresh(), switched_off(), scan_off(), ip_default(), url_default(), mac_default(),
@@ -144,7 +144,7 @@ TEST(FactoryReset, AResetOfAFreshDeviceLeavesAFreshFile) {
 }
 
 TEST(FactoryReset, ASwitchThatCannotBeStoredStopsAtStepOne) {
-  load_household();
+  load_sample_config();
   world.file_faults = {{FileCall::open, 1, EROFS}};
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
             lines({refresh(), switched_off(),
@@ -155,7 +155,7 @@ TEST(FactoryReset, ASwitchThatCannotBeStoredStopsAtStepOne) {
 }
 
 TEST(FactoryReset, ASaveThatFailsAfterThePortScanStopsAtStepTwo) {
-  load_household();
+  load_sample_config();
   fail_run(save_line, 1);
   EXPECT_EQ(
       record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
@@ -186,7 +186,7 @@ TEST(FactoryReset, AFailedIpFilterResetStopsAtStepFourWithBothFiltersApplied) {
 }
 
 TEST(FactoryReset, AnIpFilterRecordThatCannotBeWrittenStopsAtStepFour) {
-  load_household();
+  load_sample_config();
   fail_records_written_by_step(3);
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
             lines({refresh(), switched_off(), scan_off(), ip_default(), write_failed(),
@@ -196,7 +196,7 @@ TEST(FactoryReset, AnIpFilterRecordThatCannotBeWrittenStopsAtStepFour) {
 }
 
 TEST(FactoryReset, AFailedUrlFilterResetStopsAtStepFive) {
-  load_household();
+  load_sample_config();
   fail_run(save_line, 3);
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
             lines({refresh(), switched_off(), scan_off(), ip_default(), refresh(),
@@ -208,7 +208,7 @@ TEST(FactoryReset, AFailedUrlFilterResetStopsAtStepFive) {
 }
 
 TEST(FactoryReset, AFailedMacFilterResetStopsAtStepSix) {
-  load_household();
+  load_sample_config();
   fail_run(save6_line, 2);
   EXPECT_EQ(
       record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
@@ -222,7 +222,7 @@ TEST(FactoryReset, AFailedMacFilterResetStopsAtStepSix) {
 }
 
 TEST(FactoryReset, AFailedAccessListResetStopsAtStepSeven) {
-  load_household();
+  load_sample_config();
   fail_run(save_line, 5);
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
             lines({refresh(), switched_off(), scan_off(), ip_default(), url_default(),
@@ -235,7 +235,7 @@ TEST(FactoryReset, AFailedAccessListResetStopsAtStepSeven) {
 }
 
 TEST(FactoryReset, AFailedPortalResetStopsAtStepEight) {
-  load_household();
+  load_sample_config();
   fail_run(save_line, 6);
   EXPECT_EQ(
       record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
@@ -248,7 +248,7 @@ TEST(FactoryReset, AFailedPortalResetStopsAtStepEight) {
 }
 
 TEST(FactoryReset, AFailedDhcpResetDoesNotStopIt) {
-  load_household();
+  load_sample_config();
   fail_run(save_line, 7);
   EXPECT_EQ(
       record([] { EXPECT_EQ(gl3_web_set_firewall_default(), 0); }),
@@ -274,7 +274,7 @@ TEST(FactoryReset, AQosSwitchThatThePlatformRefusesDoesNotStopIt) {
 }
 
 TEST(FactoryReset, QosRulesThatThePlatformRefusesFailTheLastStep) {
-  load_household();
+  load_sample_config();
   world.qos_result = -1;
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_firewall_default(), -1); }),
             lines({refresh(), switched_off(), scan_off(), ip_default(), url_default(),
@@ -287,7 +287,7 @@ TEST(FactoryReset, QosRulesThatThePlatformRefusesFailTheLastStep) {
 }
 
 TEST(FactoryReset, AnyResultOfTheLastStepThatIsNotZeroIsLoggedAndHandedOn) {
-  load_household();
+  load_sample_config();
   world.qos_result = 5;
   EXPECT_EQ(
       record([] { EXPECT_EQ(gl3_web_set_firewall_default(), 5); }),

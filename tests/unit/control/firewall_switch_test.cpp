@@ -2,10 +2,10 @@
 #include <cerrno>
 
 #include "harness.hpp"
-#include "household.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
-using namespace household;
+using namespace sample_config;
 
 namespace {
 

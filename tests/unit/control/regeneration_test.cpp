@@ -2,10 +2,10 @@
 #include <cstdio>
 
 #include "harness.hpp"
-#include "household.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
-using namespace household;
+using namespace sample_config;
 
 TEST(Regeneration, WithTheSwitchOffNothingIsGenerated) {
   load(file('0'));
@@ -15,7 +15,7 @@ TEST(Regeneration, WithTheSwitchOffNothingIsGenerated) {
             lines({debug("\n==[fw_enable=0,url_filter_ctrl=2,urlTable=3]\n")}));
 }
 
-TEST(Regeneration, EveryFilterOfAHouseholdIsGeneratedInOrder) {
+TEST(Regeneration, EveryFilterOfTheSampleConfigIsGeneratedInOrder) {
   load(file('1'));
   EXPECT_EQ(record([] { EXPECT_EQ(config_fw(), 0); }), lines({rules()}));
   EXPECT_EQ(record([] { EXPECT_EQ(config_fw6(), 0); }), lines({rules6()}));
@@ -56,9 +56,9 @@ TEST(Regeneration, EachIpv4FilterHasASwitchOfItsOwn) {
 }
 
 TEST(Regeneration, TheAccessListIsGeneratedByItsSwitchAlone) {
-  const std::string household = file('1');
+  const std::string sample = file('1');
   std::string only_acl = with(fresh_config_file(), switch_value, "1");
-  put(only_acl, fw + 5060, household.substr(fw + 5060, 328));
+  put(only_acl, fw + 5060, sample.substr(fw + 5060, 328));
   const Lines trace = debug("\n==[fw_enable=1,url_filter_ctrl=0,urlTable=0]\n");
   const Lines list =
       together({debug("\n==iptables -A input_ext_us_acl -p tcp --dport 23 -j ACCEPT==\n"),

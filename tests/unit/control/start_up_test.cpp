@@ -4,10 +4,10 @@
 #include <cerrno>
 
 #include "harness.hpp"
-#include "household.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
-using namespace household;
+using namespace sample_config;
 
 namespace {
 
@@ -20,8 +20,8 @@ Lines ipsec_asked(uint32_t value) {
   return together({refresh(), debug("get ipsec_pass_ctrl=" + std::to_string(value) + "\n")});
 }
 
-/* A third start of a household whose switch is on. */
-Lines household_boot() {
+/* A third start with the sample configuration, its switch on. */
+Lines sample_config_boot() {
   return together({boot_begins(), rules(), saved(), restored6(), ipsec_asked(1), qos_pushed()});
 }
 
@@ -75,7 +75,7 @@ TEST(StartUp, ASecondStartRecordsTheIpv6TreeAlone) {
 TEST(StartUp, AThirdStartGeneratesIpv4FromTheRecordsAndRestoresIpv6) {
   write_file(config_path, file('1'));
   put_save_files();
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({household_boot()}));
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({sample_config_boot()}));
   EXPECT_EQ(read_file(config_path), file('1'));
   EXPECT_EQ(last_qos_record(), file('1').substr(qos, 248));
   expect_records_as_in_file();
@@ -215,7 +215,7 @@ TEST(StartUp, AConfigurationFileThatEndsInsideTheSwitchIsOff) {
 TEST(StartUp, AConfigurationFileThatEndsInsideTheIpv6RecordKeepsItsIpv4Rules) {
   put_save_files();
   write_file(config_path, file('1').substr(0, fw6 + 100));
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({household_boot()}));
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({sample_config_boot()}));
   EXPECT_EQ(bytes_of(fw6_rules_table), file('1').substr(fw6, 100) + std::string(8572 - 100, '\0'));
 }
 
@@ -224,7 +224,7 @@ TEST(StartUp, EmptyAndUnreadableSaveFilesCountAsThere) {
   write_file(save_path, "");
   ASSERT_EQ(chmod(save_path, 0), 0);
   ASSERT_EQ(mkdir(save6_path, 0), 0);
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({household_boot()}));
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({sample_config_boot()}));
 }
 
 TEST(StartUp, ASaveThatFailsIsTheResultOfTheFirstTwoStarts) {
@@ -281,8 +281,8 @@ TEST(StartUp, WhereTheChainsStandEveryHookIsAppendedOnceMore) {
 TEST(StartUp, ASecondCallRepeatsEveryCommand) {
   write_file(config_path, file('1'));
   put_save_files();
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({household_boot()}));
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({household_boot()}));
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({sample_config_boot()}));
+  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }), lines({sample_config_boot()}));
 }
 
 TEST(StartUp, TheFlagMigratesBeforeAnyChainIsCreated) {

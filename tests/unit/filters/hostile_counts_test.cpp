@@ -8,7 +8,7 @@
 #include <cstring>
 #include <memory>
 
-#include "household.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
 
@@ -75,8 +75,8 @@ void expect_bounded(const Filter<Region>& filter, Region image, const HostileCou
   }
 }
 
-constexpr size_t fw = household::fw;
-constexpr size_t fw6 = household::fw6;
+constexpr size_t fw = sample_config::fw;
+constexpr size_t fw6 = sample_config::fw6;
 constexpr uint8_t device[6] = {0x00, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e};
 
 l3_mac_filter one_device() {
@@ -169,9 +169,9 @@ TEST(HostileCounts, OfTheCaptivePortal) {
 
 namespace {
 
-/* The household's file with one count in every list. */
+/* The sample configuration with one count in every list. */
 std::string file_with_counts(int32_t count) {
-  std::string file = household::file('1');
+  std::string file = sample_config::file('1');
   for (const size_t offset :
        {fw, fw + 2416, fw + 4636, fw + 4848, fw + 5060, fw + 5388, fw6, fw6 + 4816, fw6 + 7036}) {
     file.replace(offset, 4, word(static_cast<uint32_t>(count)));
@@ -185,7 +185,7 @@ void expect_start(int32_t count, int commands_of_start, int commands_of_switch) 
   const std::string file = file_with_counts(count);
   in_a_new_process([&] {
     write_file(config_path, file);
-    household::put_save_files();
+    sample_config::put_save_files();
     EXPECT_EQ(commands(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); })), commands_of_start);
     EXPECT_EQ(commands(record([] { EXPECT_EQ(gl3_web_set_fw_status(1), 0); })), commands_of_switch);
     EXPECT_EQ(read_file(config_path), file);

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "one_by_one.hpp"
+#include "process_per_test.hpp"
 
 namespace harness {
 
@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
   int part = 0;
   int parts = 0;
   if (argc == 2 && sscanf(argv[1], "--part=%d/%d", &part, &parts) == 2) {
-    return run_one_by_one(part, parts);
+    return run_process_per_test(part, parts);
   }
   return RUN_ALL_TESTS();
 }

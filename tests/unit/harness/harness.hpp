@@ -80,10 +80,10 @@ struct FileFault {
   ssize_t count = 0;
 };
 
-/* What an operation is, by what can go wrong with it. */
+/* Kinds of operations, by their faults. */
 enum class Kind : char { command, read, write, other };
 
-/* How one operation goes wrong. */
+/* How an operation fails. */
 enum class Way {
   /* Faults. A command line exits with 1; read EIO, write ENOSPC, access EIO, open EMFILE, lseek EINVAL,
    * close EIO, a platform call -1. */
@@ -102,12 +102,12 @@ enum class Way {
   power_fails_at_a_place,
 };
 
-/* The faults that an operation of a kind knows. */
+/* The faults that are possible for a kind. */
 const std::vector<Way>& faults_of(Kind kind);
 
-/* The n-th operation (from 1) since record() began goes wrong, of all command lines, file calls and
- * platform calls that return a result. */
-struct Mishap {
+/* Makes the n-th operation (from 1) since record() began fail. Command lines, file calls and platform
+ * calls that return a result count as operations. */
+struct Fault {
   int nth = 0;
   Way way = Way::fails;
   off_t cut_at = -1;
@@ -116,12 +116,12 @@ struct Mishap {
 struct World {
   /* The wait status of a command line; 0 unless the test says otherwise. */
   std::function<int(const std::string& command)> system = [](const std::string&) { return 0; };
-  /* Told of every log line, while recording or not: its format, and where on the stack it was made. */
+  /* Called for every log line, while recording or not, with its format and its frame address. */
   void (*logged)(const char* format, uintptr_t frame) = nullptr;
-  /* What a command line that fails or is cut off has done before, say truncated its output. */
+  /* Runs before a command line fails or is cut off, for example truncates its output file. */
   std::function<void(const std::string& command)> half_run = [](const std::string&) {};
   std::vector<FileFault> file_faults;
-  Mishap mishap;
+  Fault fault;
   /* What inet_pton() returns instead of parsing, when not empty. */
   std::vector<int> inet_pton_results;
   bool inet_ntop_fails = false;
@@ -157,7 +157,7 @@ void fail_command(std::string command, int exit_code = 1);
 /* File calls of one kind since the last record() began; descriptors that it left open. */
 int file_calls(FileCall call);
 int open_descriptors();
-/* The operations since the last record() began, as a mishap counts them; and the one that met it:
+/* The operations since the last record() began, as a fault counts them; and the one that met it:
  * "write 6168", "run iptables -F …"; empty where fewer took place. */
 const std::vector<Kind>& operations();
 const std::string& met();

@@ -10,7 +10,7 @@
 #include <set>
 
 #include "harness.hpp"
-#include "mishap.hpp"
+#include "fault.hpp"
 #include "recorder.hpp"
 
 namespace harness {

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "harness.hpp"
-#include "mishap.hpp"
+#include "fault.hpp"
 #include "recorder.hpp"
 
 namespace harness {

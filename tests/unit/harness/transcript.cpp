@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "harness.hpp"
-#include "mishap.hpp"
+#include "fault.hpp"
 #include "recorder.hpp"
 
 namespace harness {

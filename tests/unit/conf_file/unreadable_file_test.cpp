@@ -7,7 +7,7 @@
 #include <cerrno>
 
 #include "configuration_file_calls.hpp"
-#include "household.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
 using namespace configuration_file;
@@ -27,8 +27,8 @@ void make_a_file_of_the_folder() {
 
 }  // namespace
 
-TEST(UnseenFile, TheConfigurationFileKeepsItsSettings) {
-  const std::string file = household::file('1');
+TEST(UnreadableFile, TheConfigurationFileKeepsItsSettings) {
+  const std::string file = sample_config::file('1');
   for (const RecordCall& getter : record_getters) {
     SCOPED_TRACE(getter.name);
     write_file(config_path, file);
@@ -41,16 +41,16 @@ TEST(UnseenFile, TheConfigurationFileKeepsItsSettings) {
   EXPECT_EQ(records(), file.substr(31));
 }
 
-TEST(UnseenFile, ASetWritesItsRecordAndNoDefaults) {
-  const std::string file = household::file('1');
-  household::load(file);
+TEST(UnreadableFile, ASetWritesItsRecordAndNoDefaults) {
+  const std::string file = sample_config::file('1');
+  sample_config::load(file);
   fw_rules_table.security_level = 1;
   world.file_faults = {{FileCall::access, 1, ENOMEM}};
   EXPECT_EQ(run(set_firewall4_rules_to_cfgfile).result, 0);
-  EXPECT_EQ(read_file(config_path), household::with_word(file, household::level, 1));
+  EXPECT_EQ(read_file(config_path), sample_config::with_word(file, sample_config::level, 1));
 }
 
-TEST(UnseenFile, AMissingOneIsNotCreated) {
+TEST(UnreadableFile, AMissingOneIsNotCreated) {
   world.file_faults = {{FileCall::access, 1, EIO}};
   const Outcome outcome = run(get_firewall4_rules_from_cfgfile);
   EXPECT_EQ(outcome.result, -1);
@@ -59,7 +59,7 @@ TEST(UnseenFile, AMissingOneIsNotCreated) {
   EXPECT_FALSE(file_exists(config_path));
 }
 
-TEST(UnseenFile, ARecordFileKeepsItsBytes) {
+TEST(UnreadableFile, ARecordFileKeepsItsBytes) {
   constexpr char path[] = "/ztcfg/wan.rec";
   write_file(path, std::string(1872, 'w'));
   std::string info(1872, '\0');
@@ -75,22 +75,22 @@ TEST(UnseenFile, ARecordFileKeepsItsBytes) {
   EXPECT_EQ(text, "600");
 }
 
-TEST(UnseenFile, TheSavedRulesAreNotReplacedByTheEmptyTree) {
+TEST(UnreadableFile, TheSavedRulesAreNotReplacedByTheEmptyTree) {
   for (int nth = 2; nth <= 3; ++nth) {
     SCOPED_TRACE(nth);
-    write_file(config_path, household::file('0'));
-    write_file(household::save_path, "the IPv4 rules");
-    write_file(household::save6_path, "the IPv6 rules");
-    household::shell_writes_files();
+    write_file(config_path, sample_config::file('0'));
+    write_file(sample_config::save_path, "the IPv4 rules");
+    write_file(sample_config::save6_path, "the IPv6 rules");
+    sample_config::shell_writes_files();
     // The first look is for the migration's flag.
     world.file_faults = {{FileCall::access, nth, EIO}};
     EXPECT_EQ(run(gl3_web_init_fw).result, 0);
-    EXPECT_EQ(read_file(household::save_path), "the IPv4 rules");
-    EXPECT_EQ(read_file(household::save6_path), "the IPv6 rules");
+    EXPECT_EQ(read_file(sample_config::save_path), "the IPv4 rules");
+    EXPECT_EQ(read_file(sample_config::save6_path), "the IPv6 rules");
   }
 }
 
-TEST(UnseenFile, APathThatCannotExistCountsAsMissing) {
+TEST(UnreadableFile, APathThatCannotExistCountsAsMissing) {
   for (const int error : missing_errors) {
     for (const RecordCall& getter : record_getters) {
       SCOPED_TRACE(std::string(getter.name) + ", errno " + std::to_string(error));
@@ -103,8 +103,8 @@ TEST(UnseenFile, APathThatCannotExistCountsAsMissing) {
   }
 }
 
-TEST(UnseenFile, AnyOtherErrorCountsAsThere) {
-  const std::string file = household::file('1');
+TEST(UnreadableFile, AnyOtherErrorCountsAsThere) {
+  const std::string file = sample_config::file('1');
   for (const int error : unreadable_errors) {
     for (const RecordCall& getter : record_getters) {
       SCOPED_TRACE(std::string(getter.name) + ", errno " + std::to_string(error));
@@ -116,7 +116,7 @@ TEST(UnseenFile, AnyOtherErrorCountsAsThere) {
   }
 }
 
-TEST(UnseenFile, ALoopOfLinksFailsTheInitialiserOfTheConfigurationFile) {
+TEST(UnreadableFile, ALoopOfLinksFailsTheInitialiserOfTheConfigurationFile) {
   ASSERT_EQ(symlink(config_path, config_path), 0);
   for (const RecordCall& getter : record_getters) {
     const Outcome outcome = run(getter.call);
@@ -125,7 +125,7 @@ TEST(UnseenFile, ALoopOfLinksFailsTheInitialiserOfTheConfigurationFile) {
   }
 }
 
-TEST(UnseenFile, APathThroughAFileOrOneThatIsTooLongFailsTheInitialiserOfARecordFile) {
+TEST(UnreadableFile, APathThroughAFileOrOneThatIsTooLongFailsTheInitialiserOfARecordFile) {
   write_file("/ztcfg/file", "not a folder");
   char bytes[1872] = {};
   for (const std::string& path :
@@ -152,15 +152,15 @@ TEST(UnseenFile, APathThroughAFileOrOneThatIsTooLongFailsTheInitialiserOfARecord
   }
 }
 
-TEST(UnseenFile, WhereTheFolderIsAFileAStartSavesAndHandsOverRouteQos) {
+TEST(UnreadableFile, WhereTheFolderIsAFileAStartSavesAndHandsOverRouteQos) {
   make_a_file_of_the_folder();
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
-            lines({refresh(), household::modules_list(), household::tree(), household::saved(),
+            lines({refresh(), sample_config::modules_list(), sample_config::tree(), sample_config::saved(),
                    out("get_qos_cfg_from_cfgfile::init_cfgfile err!\n"),
                    error("gl3_init_qos::get_qos_rules_from_cfgfile err!\n")}));
 }
 
-TEST(UnseenFile, WhereTheFolderIsAFileEveryFileCallReportsItsInitialiser) {
+TEST(UnreadableFile, WhereTheFolderIsAFileEveryFileCallReportsItsInitialiser) {
   make_a_file_of_the_folder();
   for (const auto& calls : {record_getters, record_setters}) {
     for (size_t i = 0; i < 4; ++i) {
@@ -172,19 +172,19 @@ TEST(UnseenFile, WhereTheFolderIsAFileEveryFileCallReportsItsInitialiser) {
   }
 }
 
-TEST(UnseenFile, ASaveFileWhosePathCannotExistIsSavedAnew) {
+TEST(UnreadableFile, ASaveFileWhosePathCannotExistIsSavedAnew) {
   // The first look is for the migration's flag.
   for (const int error : missing_errors) {
     SCOPED_TRACE(error);
-    write_file(config_path, household::file('0'));
-    household::put_save_files();
+    write_file(config_path, sample_config::file('0'));
+    sample_config::put_save_files();
     world.file_faults = {{FileCall::access, 2, error}};
     EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
-              lines({refresh(), household::modules_list(), household::tree(), household::saved(),
-                     household::qos_pushed()}));
+              lines({refresh(), sample_config::modules_list(), sample_config::tree(), sample_config::saved(),
+                     sample_config::qos_pushed()}));
     world.file_faults = {{FileCall::access, 3, error}};
     EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
-              lines({refresh(), household::modules_list(), household::tree(), household::saved6(),
-                     household::qos_pushed()}));
+              lines({refresh(), sample_config::modules_list(), sample_config::tree(), sample_config::saved6(),
+                     sample_config::qos_pushed()}));
   }
 }

@@ -1,4 +1,4 @@
-#include "course.hpp"
+#include "expectation.hpp"
 
 namespace scenarios {
 
@@ -11,24 +11,24 @@ constexpr char record_path[] = "/ztcfg/another.rec";
 constexpr char timeout_path[] = "/ztcfg/ct_activity_timeout.conf";
 
 /* The two lines say nothing of a failed write; the three records do. */
-Course creating() {
-  Course records = silent("write write write");
+Expectation creating() {
+  Expectation records = silent("write write write");
   return silent("open write write write write") +
-         told(records, out("init_cfgfile::write /ztcfg/l3_advance.dat error!\n")) + silent("close");
+         with_message(records, out("init_cfgfile::write /ztcfg/l3_advance.dat error!\n")) + silent("close");
 }
 
 /* What `call` does on a device without its file: it makes one, and goes on as always. A file that cannot
  * be looked at counts as there, and cannot be opened. */
-Course on_missing(const std::string& call, const Course& course) {
-  Course look = {{"access", true, course[1].says}};
-  return look + told(creating(), out(call + "::init_cfgfile err!\n")) +
-         Course(course.begin() + 1, course.end());
+Expectation on_missing(const std::string& call, const Expectation& expectation) {
+  Expectation look = {{"access", true, expectation[1].says}};
+  return look + with_message(creating(), out(call + "::init_cfgfile err!\n")) +
+         Expectation(expectation.begin() + 1, expectation.end());
 }
 
-Courses configuration_file_courses() {
-  const Course reading_state = silent("open lseek read close");
-  const Course writing_state = silent("open lseek write write close");
-  const Course loading_qos = named("get_qos_cfg_from_cfgfile", "open lseek read");
+Expectations configuration_file_expectations() {
+  const Expectation reading_state = silent("open lseek read close");
+  const Expectation writing_state = silent("open lseek write write close");
+  const Expectation loading_qos = named("get_qos_cfg_from_cfgfile", "open lseek read");
   return {
       {"init_cfgfile", creating()},
       {"init_cfgfile where there is no file", creating()},
@@ -56,35 +56,35 @@ Courses configuration_file_courses() {
 }
 
 /* An initialiser that writes `writes` times. */
-Course initialising(const std::string& call, const std::string& path, size_t writes) {
-  const Course write = told(silent("write"), out(call + "::write " + path + " error!\n"));
-  return silent("open") + (writes == 0 ? Course{} : write) + silent("close");
+Expectation initialising(const std::string& call, const std::string& path, size_t writes) {
+  const Expectation write = with_message(silent("write"), out(call + "::write " + path + " error!\n"));
+  return silent("open") + (writes == 0 ? Expectation{} : write) + silent("close");
 }
 
-Course of_record(const std::string& call, const std::string& operations) {
+Expectation of_record(const std::string& call, const std::string& operations) {
   return named(call, operations, record_path);
 }
 
 /* Writing opens with creation and needs no file; reading does. */
-Course on_missing_record(const std::string& call, const Course& course, const Course& creation,
+Expectation on_missing_record(const std::string& call, const Expectation& expectation, const Expectation& creation,
                          const std::string& initialiser) {
-  Course look = {course[0]};
-  if (course[3].kind == "read") {
-    look = {{"access", true, course[1].says}};
+  Expectation look = {expectation[0]};
+  if (expectation[3].kind == "read") {
+    look = {{"access", true, expectation[1].says}};
   }
-  return look + told(creation, out(call + "::" + initialiser + " err!\n")) +
-         Course(course.begin() + 1, course.end());
+  return look + with_message(creation, out(call + "::" + initialiser + " err!\n")) +
+         Expectation(expectation.begin() + 1, expectation.end());
 }
 
-Courses record_file_courses() {
+Expectations record_file_expectations() {
   const std::string set = "set_std_wan_service_info_to_cfgfile";
   const std::string get = "get_std_wan_service_info_from_cfgfile";
   const std::string write = "write_info_to_file";
-  const Course fresh = initialising("init_std_wan_cfgfile", record_path, 1);
-  const Course empty = initialising("init_cfg_file", record_path, 0);
-  const Course setting = of_record(set, "open lseek write");
-  const Course getting = of_record(get, "open lseek read");
-  const Course writing = of_record(write, "open lseek write");
+  const Expectation fresh = initialising("init_std_wan_cfgfile", record_path, 1);
+  const Expectation empty = initialising("init_cfg_file", record_path, 0);
+  const Expectation setting = of_record(set, "open lseek write");
+  const Expectation getting = of_record(get, "open lseek read");
+  const Expectation writing = of_record(write, "open lseek write");
   return {
       {"init_std_wan_cfgfile", fresh},
       {set, setting},
@@ -103,54 +103,54 @@ Courses record_file_courses() {
 }
 
 /* Each step says its own name, and the call that it was called from. */
-Courses vpn_pass_through_courses() {
+Expectations vpn_pass_through_expectations() {
   const std::string set = "gl3_web_set_vpn_pass_through";
   const std::string get = "gl3_web_get_vpn_pass_through";
   const auto fails = [](const std::string& call, const std::string& step) {
     return out(call + "::" + step + "\n");
   };
-  const Course setting = asks(fails(set, "grm_l3_advance_get_vpn_pass_through error!")) +
+  const Expectation setting = asks(fails(set, "grm_l3_advance_get_vpn_pass_through error!")) +
                          asks(fails(set, "gpon_l3_control_vpn_pass_through [GRE]error=-1")) +
                          asks(fails(set, "grm_l3_advance_set_vpn_pass_through error!")) +
-                         told(silent("open lseek write write close"),
+                         with_message(silent("open lseek write write close"),
                               fails(set, "set_vpn_pass_through_state_to_cfgfile error!"));
-  const Course asking = asks(fails(get, "grm_l3_advance_get_vpn_pass_through error!"));
-  const Course first =
-      told(read_state(), fails(get, "get_vpn_pass_through_state_from_cfgfile error!")) +
+  const Expectation asking = asks(fails(get, "grm_l3_advance_get_vpn_pass_through error!"));
+  const Expectation first =
+      with_message(read_state(), fails(get, "get_vpn_pass_through_state_from_cfgfile error!")) +
       asks(fails(get, "grm_l3_advance_set_vpn_pass_through error!")) +
       asks(fails(get, "gpon_l3_control_vpn_pass_through [GRE]error=-1")) + asking;
   const std::string init = "gl3_web_init_vpn_pass_through";
   return {
       {set, setting},
       {"gl3_web_set_vpn_pass_through_default",
-       told(setting, fails("gl3_web_set_vpn_pass_through_default", set + " err!"))},
+       with_message(setting, fails("gl3_web_set_vpn_pass_through_default", set + " err!"))},
       {get, asking},
       {"first " + get, first},
       // Having read it, it sets what is set already.
-      {init, told(first, fails(init, get + " err!")) +
-                 told(asks(fails(set, "grm_l3_advance_get_vpn_pass_through error!")),
+      {init, with_message(first, fails(init, get + " err!")) +
+                 with_message(asks(fails(set, "grm_l3_advance_get_vpn_pass_through error!")),
                       fails(init, set + " err!"))},
   };
 }
 
-Courses route_qos_courses() {
+Expectations route_qos_expectations() {
   const std::string set = "gl3_web_set_route_qos";
   const std::string control = "gl3_web_set_route_qos_control";
   const auto storing = [](const std::string& call) {
-    return told(named("set_qos_cfg_to_cfgfile", "open lseek write"),
+    return with_message(named("set_qos_cfg_to_cfgfile", "open lseek write"),
                 error(call + "::set_qos_cfg_to_cfgfile err!\n"));
   };
   const auto loading = [](const std::string& call) {
-    return told(named("get_qos_cfg_from_cfgfile", "open lseek read"),
+    return with_message(named("get_qos_cfg_from_cfgfile", "open lseek read"),
                 error(call + "::get_qos_rules_from_cfgfile err!\n"));
   };
-  const Course pushing = asks(error(set + "::gpon_l3_set_qos_rules err!\n"));
+  const Expectation pushing = asks(error(set + "::gpon_l3_set_qos_rules err!\n"));
   const std::string remove = "gl3_web_remove_all_qos_cfg";
   return {
       {set, storing(set) + pushing},
       {set + " while it is off", storing(set) + pushing},
       {control, storing(control) + pushing},
-      {remove, told(storing(set) + pushing, error(remove + "::" + set + " err!\n"))},
+      {remove, with_message(storing(set) + pushing, error(remove + "::" + set + " err!\n"))},
       {"gl3_web_get_route_qos", loading("gl3_web_get_route_qos")},
       {"gl3_web_get_route_qos_control", loading("gl3_web_get_route_qos_control")},
       {"gl3_init_qos",
@@ -160,16 +160,16 @@ Courses route_qos_courses() {
 
 }  // namespace
 
-Course qos_of_a_new_device() {
+Expectation qos_of_a_new_device() {
   const std::string init = "gl3_init_qos::";
-  return told(
+  return with_message(
       on_missing("get_qos_cfg_from_cfgfile", named("get_qos_cfg_from_cfgfile", "open lseek read")),
       error(init + "get_qos_rules_from_cfgfile err!\n"));
 }
 
-Courses file_courses() {
-  Courses all = configuration_file_courses();
-  for (Courses (*some)() : {record_file_courses, vpn_pass_through_courses, route_qos_courses}) {
+Expectations file_expectations() {
+  Expectations all = configuration_file_expectations();
+  for (Expectations (*some)() : {record_file_expectations, vpn_pass_through_expectations, route_qos_expectations}) {
     all.merge(some());
   }
   return all;

@@ -1,6 +1,6 @@
-#include "trial.hpp"
+#include "run.hpp"
 
-#include "apart.hpp"
+#include "subprocess.hpp"
 
 namespace scenarios {
 
@@ -8,8 +8,8 @@ using namespace harness;
 
 namespace {
 
-void do_again(const Scenario& scenario, const std::string& kernel_left, Aftermath& aftermath) {
-  const Reply reply = apart([&] {
+void do_again(const Scenario& scenario, const std::string& kernel_left, AfterRestart& after) {
+  const Reply reply = in_subprocess([&] {
     device::kernel.load(scenario.boots ? "" : kernel_left);
     device::plug_in();
     if (scenario.loads) {
@@ -25,15 +25,15 @@ void do_again(const Scenario& scenario, const std::string& kernel_left, Aftermat
   });
   EXPECT_EQ(reply.status, 0) << "doing it again went wrong";
   if (reply.lines.size() == 2) {
-    aftermath.result = std::stoi(reply.lines[0]);
-    aftermath.switched_on = reply.lines[1];
+    after.result = std::stoi(reply.lines[0]);
+    after.switched_on = reply.lines[1];
   }
-  aftermath.files = device::files();
+  after.files = device::files();
 }
 
-void start_device(Aftermath& aftermath) {
+void start_device(AfterRestart& after) {
   start_until_saved();
-  const Reply reply = apart([] {
+  const Reply reply = in_subprocess([] {
     device::plug_in();
     const std::string transcript = start();
     const std::string rules = device::kernel.rules_of("iptables");
@@ -43,26 +43,26 @@ void start_device(Aftermath& aftermath) {
   });
   EXPECT_EQ(reply.status, 0) << "the next start went wrong";
   if (reply.lines.size() == 3) {
-    aftermath.started = reply.lines[0];
-    aftermath.rules6 = reply.lines[1];
-    aftermath.all_restored = reply.lines[2];
+    after.started = reply.lines[0];
+    after.rules6 = reply.lines[1];
+    after.all_restored = reply.lines[2];
   }
 }
 
 }  // namespace
 
-Account play(const Scenario& scenario, const Start& start, const Mishap& mishap) {
+Outcome play(const Scenario& scenario, const Start& start, const Fault& fault) {
   device::put(start.files);
-  const Reply reply = apart([&] {
+  const Reply reply = in_subprocess([&] {
     device::kernel.load(start.kernel);
     device::plug_in();
     if (scenario.loads) {
       device::load_stored();
     }
     int32_t result = 99;
-    world.mishap = mishap;
+    world.fault = fault;
     const std::string transcript = record([&] { result = scenario.act(); });
-    world.mishap = {};
+    world.fault = {};
     std::string kinds;
     for (const Kind kind : operations()) {
       kinds += static_cast<char>(kind);
@@ -71,27 +71,27 @@ Account play(const Scenario& scenario, const Start& start, const Mishap& mishap)
         std::to_string(result), transcript, kinds, met(), std::to_string(open_descriptors()),
         device::kernel.text()};
   });
-  const Lines& told = reply.lines;
-  if (told.size() != 6) {
-    Account account;
-    account.status = reply.status;
-    return account;
+  const Lines& fields = reply.lines;
+  if (fields.size() != 6) {
+    Outcome outcome;
+    outcome.status = reply.status;
+    return outcome;
   }
-  Account account = {reply.status, std::stoi(told[0]), told[1], {},
-                     told[3],      std::stoi(told[4]), told[5]};
-  for (const char kind : told[2]) {
-    account.operations.push_back(static_cast<Kind>(kind));
+  Outcome outcome = {reply.status, std::stoi(fields[0]), fields[1], {},
+                     fields[3],      std::stoi(fields[4]), fields[5]};
+  for (const char kind : fields[2]) {
+    outcome.operations.push_back(static_cast<Kind>(kind));
   }
-  return account;
+  return outcome;
 }
 
-Aftermath aftermath_of(const Scenario& scenario, const std::string& kernel_left) {
-  Aftermath aftermath;
+AfterRestart restart_after(const Scenario& scenario, const std::string& kernel_left) {
+  AfterRestart after;
   if (scenario.repeatable) {
-    do_again(scenario, kernel_left, aftermath);
+    do_again(scenario, kernel_left, after);
   }
-  start_device(aftermath);
-  return aftermath;
+  start_device(after);
+  return after;
 }
 
 std::string start() {
@@ -111,7 +111,7 @@ void start_until_saved() {
     if (stored.count(device::save) == 1 && stored.count(device::save6) == 1) {
       return;
     }
-    const Reply reply = apart([] {
+    const Reply reply = in_subprocess([] {
       device::plug_in();
       start();
       return Lines{};

@@ -1,4 +1,4 @@
-#include "course.hpp"
+#include "expectation.hpp"
 
 namespace scenarios {
 
@@ -11,46 +11,46 @@ harness::Lines failed(const std::string& call, const std::string& step) {
   return error(call + "::" + step + " err!\n");
 }
 
-Course load4() {
+Expectation load4() {
   return named("get_firewall4_rules_from_cfgfile", "open lseek read");
 }
-Course load6() {
+Expectation load6() {
   return named("get_firewall6_rules_from_cfgfile", "open lseek read");
 }
-Course store4() {
+Expectation store4() {
   return named("set_firewall4_rules_to_cfgfile", "open lseek write");
 }
-Course store6() {
+Expectation store6() {
   return named("set_firewall6_rules_to_cfgfile", "open lseek write");
 }
 
 /* The record's words, then the switch's, as every get call says them. */
-Course getting(const Course& record, const std::string& call,
+Expectation getting(const Expectation& record, const std::string& call,
                const std::string& reload = "get_firewall_rules_from_cfgfile") {
-  return told(record, failed(call, reload)) +
-         told(read_state(), failed(call, "get_firewall_state_from_cfgfile"));
+  return with_message(record, failed(call, reload)) +
+         with_message(read_state(), failed(call, "get_firewall_state_from_cfgfile"));
 }
 
 /* The record is written before anything else is done. */
-Course storing(const Course& record, const std::string& call,
+Expectation storing(const Expectation& record, const std::string& call,
                const std::string& write = "set_firewall_rules_to_cfgfile") {
-  return told(record, failed(call, write));
+  return with_message(record, failed(call, write));
 }
 
-Course flushing(size_t lines, const std::string& call, const std::string& flush) {
-  return told(needs(lines), failed(call, flush));
+Expectation flushing(size_t lines, const std::string& call, const std::string& flush) {
+  return with_message(needs(lines), failed(call, flush));
 }
 
-Course saving(const std::string& call, const std::string& save = "save_fw") {
-  return told(needs(1), failed(call, save));
+Expectation saving(const std::string& call, const std::string& save = "save_fw") {
+  return with_message(needs(1), failed(call, save));
 }
 
 /* Flushed and saved first, and written to the file last. */
-Course emptying(const std::string& call, const std::string& flush) {
+Expectation emptying(const std::string& call, const std::string& flush) {
   return flushing(1, call, flush) + saving(call) + storing(store(), call);
 }
 
-Courses ip_filter_courses() {
+Expectations ip_filter_expectations() {
   const std::string remove = "gl3_web_remove_all_firewall_rule";
   const std::string remove6 = "gl3_web_remove_all_firewall6_rule";
   const std::string reset = "gl3_web_set_ip_table_default";
@@ -74,7 +74,7 @@ Courses ip_filter_courses() {
   };
 }
 
-Courses url_filter_courses() {
+Expectations url_filter_expectations() {
   return {
       {"config_fw_url", needs(1)},
       {"gl3_web_get_url_cfg", getting(load(), "gl3_web_get_url_cfg")},
@@ -86,7 +86,7 @@ Courses url_filter_courses() {
   };
 }
 
-Courses mac_filter_courses() {
+Expectations mac_filter_expectations() {
   const std::string remove = "gl3_web_remove_all_mac_rule";
   const std::string remove6 = "gl3_web_remove_all_mac6_rule";
   const std::string reset = "gl3_web_set_mac_table_default";
@@ -109,7 +109,7 @@ Courses mac_filter_courses() {
   };
 }
 
-Courses dhcp_filter_courses() {
+Expectations dhcp_filter_expectations() {
   return {
       {"config_fw_dhcp", needs(1)},
       {"gl3_web_get_dhcp_cfg", getting(load(), "gl3_web_get_dhcp_cfg")},
@@ -121,7 +121,7 @@ Courses dhcp_filter_courses() {
   };
 }
 
-Courses access_list_courses() {
+Expectations access_list_expectations() {
   const std::string set = "gl3_web_set_acl_cfg";
   const std::string remove = "gl3_web_remove_all_acl_rule";
   const std::string reset = "gl3_web_set_acl_table_default";
@@ -135,13 +135,13 @@ Courses access_list_courses() {
       {"gl3_web_get_acl_cfg", getting(load(), "gl3_web_get_acl_cfg")},
       // Two prefixes of a range, an entry without an address, two catch-alls.
       {set, storing(store(), set) + runs(1) + flushing(1, set, "flush_fw_ip") + runs(2) +
-                told(needs(1), failed(set, "config_fw_acl")) + runs(2) + saving(set)},
+                with_message(needs(1), failed(set, "config_fw_acl")) + runs(2) + saving(set)},
       {remove, runs(2) + saving(remove) + storing(store(), remove)},
       {reset, runs(2) + saving(reset) + storing(store(), reset)},
   };
 }
 
-Courses captive_portal_courses() {
+Expectations captive_portal_expectations() {
   const std::string set = "gl3_web_set_caporl_cfg";
   const std::string remove = "gl3_web_remove_all_caporl_rule";
   const std::string reset = "gl3_web_set_caporl_table_default";
@@ -151,12 +151,12 @@ Courses captive_portal_courses() {
       // It answers whatever its two questions come to.
       {"gl3_web_get_caporl_status",
        ignored(
-           told(read_state(), failed("gl3_web_get_fw_status", "get_firewall_state_from_cfgfile")) +
+           with_message(read_state(), failed("gl3_web_get_fw_status", "get_firewall_state_from_cfgfile")) +
            getting(load(), "gl3_web_get_caporl_cfg"))},
       {set, storing(store(), set) + needs(1) + runs(3) + needs(1)},
       // Switches the firewall off, whatever comes of it.
       {"gl3_web_set_caporl_enable",
-       runs(14) + ignored(told(silent("open lseek write write close"),
+       runs(14) + ignored(with_message(silent("open lseek write write close"),
                                failed("gl3_web_set_fw_status", "set_firewall_state_to_cfgfile")))},
       {remove, emptying(remove, "flush_fw_mac")},
       // The only flush of these whose failure is passed over.
@@ -166,10 +166,10 @@ Courses captive_portal_courses() {
 
 }  // namespace
 
-Courses filter_courses() {
-  Courses all = ip_filter_courses();
-  for (Courses (*some)() : {url_filter_courses, mac_filter_courses, dhcp_filter_courses,
-                            access_list_courses, captive_portal_courses}) {
+Expectations filter_expectations() {
+  Expectations all = ip_filter_expectations();
+  for (Expectations (*some)() : {url_filter_expectations, mac_filter_expectations, dhcp_filter_expectations,
+                            access_list_expectations, captive_portal_expectations}) {
     all.merge(some());
   }
   return all;

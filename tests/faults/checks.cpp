@@ -1,4 +1,4 @@
-#include "judged.hpp"
+#include "checks.hpp"
 
 #include <algorithm>
 #include <set>
@@ -26,10 +26,10 @@ Lines lines_of(const std::string& transcript) {
   return all;
 }
 
-void expect_nothing_new(const Account& account, const Account& clean) {
+void expect_nothing_new(const Outcome& outcome, const Outcome& clean) {
   const Lines usual = lines_of(clean.transcript);
   const std::set<std::string> known(usual.begin(), usual.end());
-  for (const std::string& line : lines_of(account.transcript)) {
+  for (const std::string& line : lines_of(outcome.transcript)) {
     const bool is_error = line.rfind("error ", 0) == 0;
     EXPECT_TRUE(!is_error || known.count(line) == 1) << "it says more: " << line;
   }
@@ -37,7 +37,7 @@ void expect_nothing_new(const Account& account, const Account& clean) {
 
 /* The bytes of a file that a scenario may change. */
 std::vector<Range> owned_bytes(const Scenario& scenario, const std::string& file,
-                               const Account& account) {
+                               const Outcome& outcome) {
   if (file == device::config) {
     return scenario.owns;
   }
@@ -45,7 +45,7 @@ std::vector<Range> owned_bytes(const Scenario& scenario, const std::string& file
     return scenario.other_owns;
   }
   const bool is_saved = (file == device::save || file == device::save6) &&
-                        account.transcript.find(">/ztcfg/" + file) != std::string::npos;
+                        outcome.transcript.find(">/ztcfg/" + file) != std::string::npos;
   return is_saved ? std::vector<Range>{{0, std::string::npos}} : std::vector<Range>{};
 }
 
@@ -77,42 +77,42 @@ int commands_in(const std::string& transcript) {
       all.begin(), all.end(), [](const std::string& line) { return first_word(line) == "run"; }));
 }
 
-void expect_logged(const Account& account, Way way) {
-  if (account.met == "run mv /ztcfg/l3_advance.conf /ztcfg/l3_advance.dat") {
+void expect_logged(const Outcome& outcome, Way way) {
+  if (outcome.met == "run mv /ztcfg/l3_advance.conf /ztcfg/l3_advance.dat") {
     return;  // The migration runs it beside str_system().
   }
-  const std::string line = account.met.substr(4);
+  const std::string line = outcome.met.substr(4);
   const std::string expected =
       way == Way::fails      ? lines({ran_and_failed(line)})
       : way == Way::no_shell ? lines({command(line), error("run [" + line + "], system error!")})
                              : lines({command(line), debug("exit status value = [0x9]\n"),
                                       error("run [" + line + "], exit status = [0]\n")});
-  EXPECT_NE(account.transcript.find(expected), std::string::npos) << account.transcript;
+  EXPECT_NE(outcome.transcript.find(expected), std::string::npos) << outcome.transcript;
 }
 
-void expect_words_next(const Lines& words, const Account& account, const Account& clean) {
+void expect_words_next(const Lines& words, const Outcome& outcome, const Outcome& clean) {
   if (words.empty()) {
-    expect_nothing_new(account, clean);
+    expect_nothing_new(outcome, clean);
     return;
   }
   const std::string expected = lines({words});
-  const size_t place = parting(account.transcript, clean.transcript);
-  EXPECT_EQ(account.transcript.substr(place, expected.size()), expected);
+  const size_t place = parting(outcome.transcript, clean.transcript);
+  EXPECT_EQ(outcome.transcript.substr(place, expected.size()), expected);
 }
 
-void expect_words_somewhere(const Step& step, const Account& account, const Account& clean) {
-  const size_t place = parting(account.transcript, clean.transcript);
-  EXPECT_NE(account.transcript.find(lines({step.says}), place), std::string::npos)
-      << account.transcript;
+void expect_words_somewhere(const Step& step, const Outcome& outcome, const Outcome& clean) {
+  const size_t place = parting(outcome.transcript, clean.transcript);
+  EXPECT_NE(outcome.transcript.find(lines({step.says}), place), std::string::npos)
+      << outcome.transcript;
 }
 
 Changes changes_beyond_its_own(const Scenario& scenario, const Start& start,
-                               const Account& account) {
+                               const Outcome& outcome) {
   Changes changes;
   for (const auto& [name, bytes] : device::files()) {
     const auto old = start.files.find(name);
     const std::string before = old == start.files.end() ? "" : old->second;
-    add_changes(name, before, bytes, owned_bytes(scenario, name, account), changes);
+    add_changes(name, before, bytes, owned_bytes(scenario, name, outcome), changes);
   }
   return changes;
 }

@@ -1,5 +1,5 @@
 /*
- * A household: a configuration file with one entry in every filter, and what a gateway that is set
+ * The sample configuration: a file with one entry in every filter, and what a gateway that is set
  * up with it does, as transcript lines.
  *
  *   IPv4   IP filter, URL filter, anti port scan, MAC filter, DHCP filter, access control list,
@@ -14,7 +14,7 @@
 
 #include "harness.hpp"
 
-namespace household {
+namespace sample_config {
 
 using harness::Lines;
 
@@ -39,7 +39,7 @@ void put(std::string& file, size_t offset, const std::string& bytes);
 std::string with(std::string file, size_t offset, const std::string& bytes);
 std::string with_word(std::string file, size_t offset, uint32_t value);
 
-/* The household's file, its switch '1' or '0'. */
+/* The sample configuration, its switch '1' or '0'. */
 std::string file(char fire_wall);
 /* The same after a factory reset: every filter and route QoS empty and off, both switches off, the
  * level, IPsec pass and the VPN line as they were. */
@@ -62,7 +62,7 @@ Lines flushed6(); /* the IPv6 feature chains, three commands */
 Lines saved();
 Lines saved6();
 Lines restored6();
-/* The generators of a household, one by one and all together, the WAN being called `wan`. */
+/* The generators of the sample configuration, one by one and all together, the WAN being called `wan`. */
 Lines ip_rules();
 Lines url_rules(); /* with the trace in front */
 Lines bad_tcp(const std::string& wan = "wan3");
@@ -77,7 +77,7 @@ Lines no_rules(int fire_wall);
 /* gl3_update_internet_wan() when all is well, and the dispatch of the master switch. */
 Lines wan_found(const std::string& wan = "wan3");
 Lines wan_bound(const std::string& wan = "wan3");
-/* All that gl3_web_set_fw_status(1) and (0) do with a household, and (1) with nothing set up. */
+/* All that gl3_web_set_fw_status(1) and (0) do with the sample configuration, and (1) with nothing set up. */
 Lines switched_on(const std::string& wan = "wan3");
 Lines switched_off();
 Lines switched_on_without_rules();
@@ -99,4 +99,4 @@ inline constexpr char old_path[] = "/ztcfg/l3_advance.conf";
 inline constexpr char saved_rules[] = "*filter\nCOMMIT\n";
 void put_save_files();
 
-}  // namespace household
+}  // namespace sample_config

@@ -1,9 +1,9 @@
-#include "household.hpp"
+#include "sample_config.hpp"
 
 #include <cstdio>
 #include <utility>
 
-namespace household {
+namespace sample_config {
 
 using namespace harness;
 
@@ -377,4 +377,4 @@ void put_save_files() {
   write_file(save6_path, saved_rules);
 }
 
-}  // namespace household
+}  // namespace sample_config

@@ -1,4 +1,4 @@
-#include "mishap.hpp"
+#include "fault.hpp"
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -70,11 +70,11 @@ bool goes_wrong(const std::string& operation, Kind kind, const std::vector<Way>&
     return false;
   }
   kinds_seen.push_back(kind);
-  if (static_cast<int>(kinds_seen.size()) != world.mishap.nth) {
+  if (static_cast<int>(kinds_seen.size()) != world.fault.nth) {
     return false;
   }
   struck = operation;
-  const Way way = world.mishap.way;
+  const Way way = world.fault.way;
   if (way == Way::power_fails_before) {
     lose_power();
   }
@@ -97,20 +97,20 @@ int answer(const std::string& command) {
 }
 
 int run_badly(const std::string& command) {
-  if (world.mishap.way == Way::no_shell) {
+  if (world.fault.way == Way::no_shell) {
     return -1;
   }
   answering = true;
   world.half_run(command);
   answering = false;
-  if (world.mishap.way == Way::power_fails_half_way) {
+  if (world.fault.way == Way::power_fails_half_way) {
     lose_power();
   }
-  return world.mishap.way == Way::fails ? exited(1) : killed_by(SIGKILL);
+  return world.fault.way == Way::fails ? exited(1) : killed_by(SIGKILL);
 }
 
 ssize_t read_badly(int fd, void* buffer) {
-  if (world.mishap.way == Way::fails) {
+  if (world.fault.way == Way::fails) {
     errno = EIO;
     return -1;
   }
@@ -118,7 +118,7 @@ ssize_t read_badly(int fd, void* buffer) {
 }
 
 ssize_t write_badly(int fd, const void* buffer, size_t size) {
-  switch (world.mishap.way) {
+  switch (world.fault.way) {
     case Way::fails:
       errno = ENOSPC;
       return -1;
@@ -131,7 +131,7 @@ ssize_t write_badly(int fd, const void* buffer, size_t size) {
       lose_power();
       break;
     case Way::power_fails_at_a_place:
-      syscall(SYS_write, fd, buffer, static_cast<size_t>(world.mishap.cut_at - place_in(fd)));
+      syscall(SYS_write, fd, buffer, static_cast<size_t>(world.fault.cut_at - place_in(fd)));
       lose_power();
       break;
     default:
@@ -143,7 +143,7 @@ ssize_t write_badly(int fd, const void* buffer, size_t size) {
 std::vector<Way> cuts_of_write(int fd, size_t size) {
   const off_t here = place_in(fd);
   const bool inside =
-      world.mishap.cut_at > here && world.mishap.cut_at < here + static_cast<off_t>(size);
+      world.fault.cut_at > here && world.fault.cut_at < here + static_cast<off_t>(size);
   return inside ? std::vector<Way>{Way::power_fails_half_way, Way::power_fails_at_a_place}
                 : std::vector<Way>{Way::power_fails_half_way};
 }

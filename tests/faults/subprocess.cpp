@@ -1,4 +1,4 @@
-#include "apart.hpp"
+#include "subprocess.hpp"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,13 +10,13 @@ namespace scenarios {
 namespace {
 
 /* On a file system of the sandbox's own. */
-constexpr char account[] = "/tmp/account";
+constexpr char report[] = "/tmp/report";
 
 }  // namespace
 
-Reply apart(const std::function<Lines()>& action) {
+Reply in_subprocess(const std::function<Lines()>& action) {
   fflush(nullptr);
-  harness::write_file(account, "");
+  harness::write_file(report, "");
   const bool failed_before = testing::Test::HasFailure();
   const pid_t child = fork();
   if (child == 0) {
@@ -24,13 +24,13 @@ Reply apart(const std::function<Lines()>& action) {
     for (const std::string& line : action()) {
       text += std::to_string(line.size()) + " " + line;
     }
-    harness::write_file(account, text);
+    harness::write_file(report, text);
     fflush(nullptr);
     _exit(testing::Test::HasFailure() && !failed_before ? 1 : 0);
   }
   Reply reply;
   EXPECT_EQ(waitpid(child, &reply.status, 0), child);
-  std::string text = harness::read_file(account);
+  std::string text = harness::read_file(report);
   while (!text.empty()) {
     const size_t blank = text.find(' ');
     const size_t size = std::stoul(text.substr(0, blank));

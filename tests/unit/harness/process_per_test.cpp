@@ -1,4 +1,4 @@
-#include "one_by_one.hpp"
+#include "process_per_test.hpp"
 
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -45,7 +45,7 @@ bool passes(const std::string& name) {
   const pid_t child = fork();
   if (child == 0) {
     if (freopen(output, "w", stdout) == nullptr || !empty_folders()) {
-      perror("one_by_one");
+      perror("process_per_test");
       _exit(2);
     }
     testing::GTEST_FLAG(filter) = name;
@@ -57,7 +57,7 @@ bool passes(const std::string& name) {
 
 }  // namespace
 
-int run_one_by_one(int part, int parts) {
+int run_process_per_test(int part, int parts) {
   const std::vector<std::string> names = all_names();
   int passed = 0;
   int failed = 0;

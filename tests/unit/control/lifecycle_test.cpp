@@ -10,10 +10,10 @@
 #include <cstring>
 
 #include "harness.hpp"
-#include "household.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
-using namespace household;
+using namespace sample_config;
 
 namespace {
 
@@ -43,7 +43,7 @@ void start_twice() {
   });
 }
 
-/* The region of a household's file at `offset`, as a caller's image. */
+/* The region of the sample configuration at `offset`, as a caller's image. */
 template <typename Region>
 Region region(size_t offset) {
   Region image;
@@ -52,7 +52,7 @@ Region region(size_t offset) {
   return image;
 }
 
-/* A fresh file, on, with the household's MAC and DHCP filters. */
+/* A fresh file, on, with the sample configuration's MAC and DHCP filters. */
 std::string two_filters(char fire_wall) {
   std::string bytes = with(fresh_config_file(), switch_value, std::string(1, fire_wall));
   put(bytes, fw + 4636, file('1').substr(fw + 4636, 424));
@@ -77,7 +77,7 @@ Lines mac_set() {
 
 }  // namespace
 
-TEST(DeviceLife, RulesComeFromTheRecordsFromTheThirdStartOn) {
+TEST(Lifecycle, RulesComeFromTheRecordsFromTheThirdStartOn) {
   start_twice();
   in_a_new_process([] {
     EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
@@ -118,7 +118,7 @@ TEST(DeviceLife, RulesComeFromTheRecordsFromTheThirdStartOn) {
   });
 }
 
-TEST(DeviceLife, AWanChangeLastsUntilTheNextStart) {
+TEST(Lifecycle, AWanChangeLastsUntilTheNextStart) {
   write_file(config_path, file('1'));
   put_save_files();
   shell_writes_files();
@@ -169,7 +169,7 @@ TEST(DeviceLife, AWanChangeLastsUntilTheNextStart) {
   });
 }
 
-TEST(DeviceLife, ALevelSurvivesARestartAndSoDoesItsReset) {
+TEST(Lifecycle, ALevelSurvivesARestartAndSoDoesItsReset) {
   write_file(config_path, file('1'));
   put_save_files();
   shell_writes_files();
@@ -226,7 +226,7 @@ TEST(DeviceLife, ALevelSurvivesARestartAndSoDoesItsReset) {
   });
 }
 
-TEST(DeviceLife, AProcessThatChangesBeforeItLoadsOverwritesWhatIsStored) {
+TEST(Lifecycle, AProcessThatChangesBeforeItLoadsOverwritesWhatIsStored) {
   // The records are zero at load and a set call writes them whole, which is why a program loads first.
   write_file(config_path, file('1'));
   in_a_new_process([] {
@@ -236,7 +236,7 @@ TEST(DeviceLife, AProcessThatChangesBeforeItLoadsOverwritesWhatIsStored) {
   EXPECT_EQ(read_file(config_path), with(expected, fw6, std::string(8572, '\0')));
 }
 
-TEST(DeviceLife, AMigratedDeviceMigratesAgainAtEveryStartWhileTheFlagStays) {
+TEST(Lifecycle, AMigratedDeviceMigratesAgainAtEveryStartWhileTheFlagStays) {
   shell_writes_files();
   put_save_files();
   write_file(flag_path, "");
@@ -262,7 +262,7 @@ TEST(DeviceLife, AMigratedDeviceMigratesAgainAtEveryStartWhileTheFlagStays) {
   });
 }
 
-TEST(DeviceLife, AProcessThatEndsBadlyFailsTheTest) {
+TEST(Lifecycle, AProcessThatEndsBadlyFailsTheTest) {
   // What the other tests of this file rest on.
   EXPECT_NONFATAL_FAILURE(in_a_new_process([] { _exit(1); }), "the process failed or ended early");
   EXPECT_NONFATAL_FAILURE(in_a_new_process([] { abort(); }), "the process failed or ended early");
