@@ -18,8 +18,8 @@ Expectation ask_for_wan() {
 }
 
 Expectation wan_for(const std::string& call) {
-  return ignored(
-      with_message(ask_for_wan(), out("[" + call + "]update Internet wan failed.save cfg first.\n")));
+  return ignored(with_message(ask_for_wan(),
+                              out("[" + call + "]update Internet wan failed.save cfg first.\n")));
 }
 
 /* config_fw_bad_tcp: the jump, the WAN's rule and eight more. */
@@ -35,7 +35,7 @@ Expectation generated() {
 
 Expectation store_switch() {
   return with_message(silent("open lseek write write close"),
-              failed("gl3_web_set_fw_status", "set_firewall_state_to_cfgfile"));
+                      failed("gl3_web_set_fw_status", "set_firewall_state_to_cfgfile"));
 }
 
 /* Both flush sets, all rules, the dispatch; what is saved is the first that counts again. */
@@ -65,7 +65,8 @@ Expectation get_port_scan() {
 }
 
 Expectation get_ipsec() {
-  return with_message(load(), failed("gl3_web_get_ipsec_pass_ctrl", "get_firewall_rules_from_cfgfile"));
+  return with_message(load(),
+                      failed("gl3_web_get_ipsec_pass_ctrl", "get_firewall_rules_from_cfgfile"));
 }
 
 Expectations shell_expectations() {
@@ -98,13 +99,15 @@ Expectations attack_protection_expectations() {
 Expectations wan_expectations() {
   const Expectation update =
       runs(6) +
-      with_message(read_state(), out("[gl3_update_firewall]get_firewall_state_from_cfgfile err!\n")) +
+      with_message(read_state(),
+                   out("[gl3_update_firewall]get_firewall_state_from_cfgfile err!\n")) +
       ignored(get_port_scan()) + runs(1);
   return {
       {"gl3_update_internet_wan", ask_for_wan()},
       {"gl3_update_firewall", update},
       {"WAN change",
-       runs(4) + with_message(update, out("[gl3_l3ctl_update_firewall]gl3_update_firewall err!\n"))},
+       runs(4) +
+           with_message(update, out("[gl3_l3ctl_update_firewall]gl3_update_firewall err!\n"))},
   };
 }
 
@@ -133,8 +136,8 @@ Expectation tree() {
 /* From the third start on: the switch decides, then IPsec and route QoS have their turn. */
 Expectation start(const Expectation& rules) {
   return tree() + looks(2) +
-         with_message(read_state(), failed("gl3_web_init_fw", "get_firewall_state_from_cfgfile")) + rules +
-         ignored(get_ipsec()) + init_qos();
+         with_message(read_state(), failed("gl3_web_init_fw", "get_firewall_state_from_cfgfile")) +
+         rules + ignored(get_ipsec()) + init_qos();
 }
 
 Expectations start_up_expectations() {
@@ -158,15 +161,16 @@ Expectations switch_expectations() {
       {"switching on", switch_on()},
       {"switching off", switch_off()},
       {"gl3_web_get_fw_status",
-       with_message(read_state(), failed("gl3_web_get_fw_status", "get_firewall_state_from_cfgfile"))},
+       with_message(read_state(),
+                    failed("gl3_web_get_fw_status", "get_firewall_state_from_cfgfile"))},
   };
 }
 
 /* Only the level itself has to be stored; what it means is done as well as can be. */
 Expectations level_expectations() {
   const std::string get = "gl3_web_get_fw_security_level";
-  const Expectation store_level =
-      with_message(store(), failed("gl3_web_set_fw_security_level", "set_firewall_rules_to_cfgfile"));
+  const Expectation store_level = with_message(
+      store(), failed("gl3_web_set_fw_security_level", "set_firewall_rules_to_cfgfile"));
   return {
       {"level 2 to level 1", store_level + ignored(switch_on() + port_scan_off())},
       {"level 2 to level 0", store_level + ignored(switch_off())},
@@ -181,17 +185,18 @@ Expectations factory_reset_expectations() {
   const std::string call = "gl3_web_set_firewall_default";
   const Expectations filters = filter_expectations();
   const Expectations stores = file_expectations();
-  Expectation expectation = with_message(switch_off(), failed(call, "gl3_web_set_fw_status")) +
-                  with_message(port_scan_off(), failed(call, "gl3_web_set_anti_port_scan"));
+  Expectation expectation =
+      with_message(switch_off(), failed(call, "gl3_web_set_fw_status")) +
+      with_message(port_scan_off(), failed(call, "gl3_web_set_anti_port_scan"));
   for (const char* filter : {"gl3_web_set_ip_table_default", "gl3_web_set_url_table_default",
                              "gl3_web_set_mac_table_default", "gl3_web_set_acl_table_default",
                              "gl3_web_set_caporl_table_default"}) {
     expectation = expectation + with_message(filters.at(filter), failed(call, filter));
   }
   expectation = expectation + ignored(filters.at("gl3_web_set_dhcp_table_default") +
-                            stores.at("gl3_web_set_route_qos_control"));
+                                      stores.at("gl3_web_set_route_qos_control"));
   return {{call, expectation + with_message(stores.at("gl3_web_remove_all_qos_cfg"),
-                               failed(call, "gl3_web_remove_all_qos_cfg"))}};
+                                            failed(call, "gl3_web_remove_all_qos_cfg"))}};
 }
 
 }  // namespace
@@ -199,8 +204,9 @@ Expectations factory_reset_expectations() {
 Expectations control_expectations() {
   Expectations all = shell_expectations();
   for (Expectations (*some)() :
-       {attack_protection_expectations, wan_expectations, management_access_expectations, start_up_expectations,
-        switch_expectations, level_expectations, factory_reset_expectations}) {
+       {attack_protection_expectations, wan_expectations, management_access_expectations,
+        start_up_expectations, switch_expectations, level_expectations,
+        factory_reset_expectations}) {
     all.merge(some());
   }
   return all;

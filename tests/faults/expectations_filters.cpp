@@ -26,14 +26,14 @@ Expectation store6() {
 
 /* The record's words, then the switch's, as every get call says them. */
 Expectation getting(const Expectation& record, const std::string& call,
-               const std::string& reload = "get_firewall_rules_from_cfgfile") {
+                    const std::string& reload = "get_firewall_rules_from_cfgfile") {
   return with_message(record, failed(call, reload)) +
          with_message(read_state(), failed(call, "get_firewall_state_from_cfgfile"));
 }
 
 /* The record is written before anything else is done. */
 Expectation storing(const Expectation& record, const std::string& call,
-               const std::string& write = "set_firewall_rules_to_cfgfile") {
+                    const std::string& write = "set_firewall_rules_to_cfgfile") {
   return with_message(record, failed(call, write));
 }
 
@@ -150,14 +150,15 @@ Expectations captive_portal_expectations() {
       {"gl3_web_get_caporl_cfg", getting(load(), "gl3_web_get_caporl_cfg")},
       // It answers whatever its two questions come to.
       {"gl3_web_get_caporl_status",
-       ignored(
-           with_message(read_state(), failed("gl3_web_get_fw_status", "get_firewall_state_from_cfgfile")) +
-           getting(load(), "gl3_web_get_caporl_cfg"))},
+       ignored(with_message(read_state(),
+                            failed("gl3_web_get_fw_status", "get_firewall_state_from_cfgfile")) +
+               getting(load(), "gl3_web_get_caporl_cfg"))},
       {set, storing(store(), set) + needs(1) + runs(3) + needs(1)},
       // Switches the firewall off, whatever comes of it.
       {"gl3_web_set_caporl_enable",
-       runs(14) + ignored(with_message(silent("open lseek write write close"),
-                               failed("gl3_web_set_fw_status", "set_firewall_state_to_cfgfile")))},
+       runs(14) +
+           ignored(with_message(silent("open lseek write write close"),
+                                failed("gl3_web_set_fw_status", "set_firewall_state_to_cfgfile")))},
       {remove, emptying(remove, "flush_fw_mac")},
       // The only flush of these whose failure is passed over.
       {reset, runs(1) + saving(reset) + storing(store(), reset)},
@@ -168,8 +169,9 @@ Expectations captive_portal_expectations() {
 
 Expectations filter_expectations() {
   Expectations all = ip_filter_expectations();
-  for (Expectations (*some)() : {url_filter_expectations, mac_filter_expectations, dhcp_filter_expectations,
-                            access_list_expectations, captive_portal_expectations}) {
+  for (Expectations (*some)() :
+       {url_filter_expectations, mac_filter_expectations, dhcp_filter_expectations,
+        access_list_expectations, captive_portal_expectations}) {
     all.merge(some());
   }
   return all;

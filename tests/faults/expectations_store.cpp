@@ -14,7 +14,8 @@ constexpr char timeout_path[] = "/ztcfg/ct_activity_timeout.conf";
 Expectation creating() {
   Expectation records = silent("write write write");
   return silent("open write write write write") +
-         with_message(records, out("init_cfgfile::write /ztcfg/l3_advance.dat error!\n")) + silent("close");
+         with_message(records, out("init_cfgfile::write /ztcfg/l3_advance.dat error!\n")) +
+         silent("close");
 }
 
 /* What `call` does on a device without its file: it makes one, and goes on as always. A file that cannot
@@ -57,7 +58,8 @@ Expectations configuration_file_expectations() {
 
 /* An initialiser that writes `writes` times. */
 Expectation initialising(const std::string& call, const std::string& path, size_t writes) {
-  const Expectation write = with_message(silent("write"), out(call + "::write " + path + " error!\n"));
+  const Expectation write =
+      with_message(silent("write"), out(call + "::write " + path + " error!\n"));
   return silent("open") + (writes == 0 ? Expectation{} : write) + silent("close");
 }
 
@@ -66,8 +68,8 @@ Expectation of_record(const std::string& call, const std::string& operations) {
 }
 
 /* Writing opens with creation and needs no file; reading does. */
-Expectation on_missing_record(const std::string& call, const Expectation& expectation, const Expectation& creation,
-                         const std::string& initialiser) {
+Expectation on_missing_record(const std::string& call, const Expectation& expectation,
+                              const Expectation& creation, const std::string& initialiser) {
   Expectation look = {expectation[0]};
   if (expectation[3].kind == "read") {
     look = {{"access", true, expectation[1].says}};
@@ -109,11 +111,12 @@ Expectations vpn_pass_through_expectations() {
   const auto fails = [](const std::string& call, const std::string& step) {
     return out(call + "::" + step + "\n");
   };
-  const Expectation setting = asks(fails(set, "grm_l3_advance_get_vpn_pass_through error!")) +
-                         asks(fails(set, "gpon_l3_control_vpn_pass_through [GRE]error=-1")) +
-                         asks(fails(set, "grm_l3_advance_set_vpn_pass_through error!")) +
-                         with_message(silent("open lseek write write close"),
-                              fails(set, "set_vpn_pass_through_state_to_cfgfile error!"));
+  const Expectation setting =
+      asks(fails(set, "grm_l3_advance_get_vpn_pass_through error!")) +
+      asks(fails(set, "gpon_l3_control_vpn_pass_through [GRE]error=-1")) +
+      asks(fails(set, "grm_l3_advance_set_vpn_pass_through error!")) +
+      with_message(silent("open lseek write write close"),
+                   fails(set, "set_vpn_pass_through_state_to_cfgfile error!"));
   const Expectation asking = asks(fails(get, "grm_l3_advance_get_vpn_pass_through error!"));
   const Expectation first =
       with_message(read_state(), fails(get, "get_vpn_pass_through_state_from_cfgfile error!")) +
@@ -129,7 +132,7 @@ Expectations vpn_pass_through_expectations() {
       // Having read it, it sets what is set already.
       {init, with_message(first, fails(init, get + " err!")) +
                  with_message(asks(fails(set, "grm_l3_advance_get_vpn_pass_through error!")),
-                      fails(init, set + " err!"))},
+                              fails(init, set + " err!"))},
   };
 }
 
@@ -138,11 +141,11 @@ Expectations route_qos_expectations() {
   const std::string control = "gl3_web_set_route_qos_control";
   const auto storing = [](const std::string& call) {
     return with_message(named("set_qos_cfg_to_cfgfile", "open lseek write"),
-                error(call + "::set_qos_cfg_to_cfgfile err!\n"));
+                        error(call + "::set_qos_cfg_to_cfgfile err!\n"));
   };
   const auto loading = [](const std::string& call) {
     return with_message(named("get_qos_cfg_from_cfgfile", "open lseek read"),
-                error(call + "::get_qos_rules_from_cfgfile err!\n"));
+                        error(call + "::get_qos_rules_from_cfgfile err!\n"));
   };
   const Expectation pushing = asks(error(set + "::gpon_l3_set_qos_rules err!\n"));
   const std::string remove = "gl3_web_remove_all_qos_cfg";
@@ -169,7 +172,8 @@ Expectation qos_of_a_new_device() {
 
 Expectations file_expectations() {
   Expectations all = configuration_file_expectations();
-  for (Expectations (*some)() : {record_file_expectations, vpn_pass_through_expectations, route_qos_expectations}) {
+  for (Expectations (*some)() :
+       {record_file_expectations, vpn_pass_through_expectations, route_qos_expectations}) {
     all.merge(some());
   }
   return all;

@@ -78,7 +78,7 @@ Outcome play(const Scenario& scenario, const Start& start, const Fault& fault) {
     return outcome;
   }
   Outcome outcome = {reply.status, std::stoi(fields[0]), fields[1], {},
-                     fields[3],      std::stoi(fields[4]), fields[5]};
+                     fields[3],    std::stoi(fields[4]), fields[5]};
   for (const char kind : fields[2]) {
     outcome.operations.push_back(static_cast<Kind>(kind));
   }

@@ -1,8 +1,8 @@
 #include <iterator>
 
-#include "subprocess.hpp"
 #include "sample_config.hpp"
 #include "scenarios.hpp"
+#include "subprocess.hpp"
 
 namespace scenarios {
 

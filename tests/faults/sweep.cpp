@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <map>
 
-#include "subprocess.hpp"
 #include "checks.hpp"
 #include "run.hpp"
+#include "subprocess.hpp"
 
 namespace scenarios {
 
@@ -39,7 +39,8 @@ class ScenarioSweep {
   }
 
   void sweep() {
-    const int operations = static_cast<int>(std::min(clean_.operations.size(), expectation_.size()));
+    const int operations =
+        static_cast<int>(std::min(clean_.operations.size(), expectation_.size()));
     for (int nth = 1; nth <= operations; nth += sample()) {
       const std::vector<Way>& ways = faults_of(clean_.operations[static_cast<size_t>(nth) - 1]);
       const size_t only = static_cast<size_t>(nth) % ways.size();

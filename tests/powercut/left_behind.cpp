@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "subprocess.hpp"
-#include "sample_config.hpp"
 #include "run.hpp"
+#include "sample_config.hpp"
+#include "subprocess.hpp"
 
 using namespace harness;
 using namespace scenarios;

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <csignal>
 
-#include "subprocess.hpp"
-#include "sample_config.hpp"
 #include "inspected.hpp"
 #include "run.hpp"
+#include "sample_config.hpp"
+#include "subprocess.hpp"
 
 using namespace harness;
 using namespace scenarios;
@@ -109,7 +109,7 @@ Works works_again(const Whole& whole) {
   return works(whole.scenario);
 }
 
-void judge(const Whole& whole, const device::Files& left) {
+void check(const Whole& whole, const device::Files& left) {
   expect_readable_by_another(left);
   device::put(left);
   const Works now = works_again(whole);
@@ -135,22 +135,9 @@ bool fails(const Whole& whole, const Cut& cut, Seen& seen) {
     SCOPED_TRACE("cut at operation " + std::to_string(cut.nth) + ", way " +
                  std::to_string(static_cast<int>(cut.way)));
     sort_in(whole, file_of(whole.scenario, left), seen.found);
-    judge(whole, left);
+    check(whole, left);
   }
   return true;
-}
-
-/* How many of these are told as torn; none where nobody can say. */
-std::optional<int> number_told(const Whole& whole, const std::set<std::string>& files, Torn torn) {
-  int told = 0;
-  for (const std::string& file : files) {
-    const std::optional<bool> is_told = inspect_tells(file, torn, {whole.before, whole.after});
-    if (!is_told) {
-      return std::nullopt;
-    }
-    told += *is_told ? 1 : 0;
-  }
-  return told;
 }
 
 }  // namespace
@@ -189,14 +176,18 @@ Found cut_everywhere(const Whole& whole) {
   return seen.found;
 }
 
-std::string with_message(const Whole& whole, const Found& found) {
+void check_inspection(const Whole& whole, const Found& found) {
   if (!whole.scenario.other_file.empty()) {
-    return " - |";
+    return;  // no configuration file
   }
-  const auto some_new = number_told(whole, found.some_new, Torn::some_sections);
-  const auto cut_sections = number_told(whole, found.cut_sections, Torn::cut_section);
-  const auto short_files = number_told(whole, found.short_files, Torn::short_file);
-  return some_new && cut_sections && short_files
-             ? " " + std::to_string(*some_new + *cut_sections + *short_files) + " |"
-             : "";
+  const std::vector<std::string> whole_files = {whole.before, whole.after};
+  for (const std::string& file : found.some_new) {
+    inspect(file, Torn::some_sections, whole_files);
+  }
+  for (const std::string& file : found.cut_sections) {
+    inspect(file, Torn::cut_section, whole_files);
+  }
+  for (const std::string& file : found.short_files) {
+    inspect(file, Torn::short_file, whole_files);
+  }
 }

@@ -6,7 +6,7 @@
 
 #include "left_behind.hpp"
 
-/* A scenario that came to its end, and what is judged by it. */
+/* A scenario without a power cut, with which the cuts are compared. */
 struct Whole {
   const scenarios::Scenario& scenario;
   scenarios::Start start;
@@ -27,10 +27,9 @@ struct Found {
   std::set<std::string> some_new;     /* whole sections, some old, some new */
 };
 
-/* How many of these files `l3ctl inspect` tells as torn, as its row says: "-" of a file that it does not
- * read; empty in builds without it. */
-std::string with_message(const Whole& whole, const Found& found);
+/* `l3ctl inspect` reports of these files what docs/reliability.md says; not checked in builds without it. */
+void check_inspection(const Whole& whole, const Found& found);
 
-/* Cuts at every operation, before it, half-way through it, and in the middle of what it changes in each
- * section. */
+/* Cuts the power at every operation: before it, half-way through it, and in the middle of the bytes that it
+ * changes in each section. */
 Found cut_everywhere(const Whole& whole);

@@ -4,15 +4,11 @@
  * bytes that it changes in each section. The device that starts then reads what is stored with every
  * get call, boots, and works: the same call brings everything right.
  *
- * Records are written in place, so torn files exist. expected.md says how many of which kind; each of its
- * rows is compared with what is found here.
+ * Records are written in place, so torn files exist; docs/reliability.md describes their kinds.
  */
 #include "power_cut.hpp"
 
-#include <bit>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
 using namespace harness;
 using namespace scenarios;
@@ -21,20 +17,8 @@ namespace {
 
 const bool no_state_is_left = (tests_leave_no_state = true);
 
-const std::string& expected() {
-  static const std::string page = [] {
-    std::ifstream file(EXPECTED_CUTS);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
-    // The rows of the other byte order stand last and count there alone.
-    const bool big_endian = std::endian::native == std::endian::big;
-    return big_endian ? text : text.substr(0, text.find("\nOn a big-endian host"));
-  }();
-  return page;
-}
-
-/* Cuts through all of them that write, and compares what is found with the expected rows. */
 void cut_power(const List& list) {
-  Lines rows;
+  int cuts = 0;
   for (const Scenario& scenario : list) {
     SCOPED_TRACE(scenario.name);
     const Whole whole = played_through(scenario);
@@ -42,18 +26,14 @@ void cut_power(const List& list) {
       continue;
     }
     const Found found = cut_everywhere(whole);
-    rows.push_back("| " + scenario.name + " | " + std::to_string(found.cuts) + " | " +
-                   std::to_string(found.some_new.size()) + " | " +
-                   std::to_string(found.cut_sections.size()) + " | " +
-                   std::to_string(found.short_files.size()) + " |" + with_message(whole, found));
-    printf("%s\n", rows.back().c_str());
+    EXPECT_GT(found.cuts, 0);
+    check_inspection(whole, found);
+    printf("%-60s %4d cuts, %d some sections, %d cut section, %d short file\n",
+           scenario.name.c_str(), found.cuts, static_cast<int>(found.some_new.size()),
+           static_cast<int>(found.cut_sections.size()), static_cast<int>(found.short_files.size()));
+    cuts += found.cuts;
   }
-  EXPECT_FALSE(rows.empty());
-  for (const std::string& row : rows) {
-    EXPECT_NE(expected().find("\n" + row), std::string::npos)
-        << "tests/powercut/expected.md says otherwise; it should be\n"
-        << row;
-  }
+  EXPECT_GT(cuts, 0);
 }
 
 }  // namespace

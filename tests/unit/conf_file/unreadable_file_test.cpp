@@ -155,8 +155,8 @@ TEST(UnreadableFile, APathThroughAFileOrOneThatIsTooLongFailsTheInitialiserOfARe
 TEST(UnreadableFile, WhereTheFolderIsAFileAStartSavesAndHandsOverRouteQos) {
   make_a_file_of_the_folder();
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
-            lines({refresh(), sample_config::modules_list(), sample_config::tree(), sample_config::saved(),
-                   out("get_qos_cfg_from_cfgfile::init_cfgfile err!\n"),
+            lines({refresh(), sample_config::modules_list(), sample_config::tree(),
+                   sample_config::saved(), out("get_qos_cfg_from_cfgfile::init_cfgfile err!\n"),
                    error("gl3_init_qos::get_qos_rules_from_cfgfile err!\n")}));
 }
 
@@ -180,11 +180,11 @@ TEST(UnreadableFile, ASaveFileWhosePathCannotExistIsSavedAnew) {
     sample_config::put_save_files();
     world.file_faults = {{FileCall::access, 2, error}};
     EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
-              lines({refresh(), sample_config::modules_list(), sample_config::tree(), sample_config::saved(),
-                     sample_config::qos_pushed()}));
+              lines({refresh(), sample_config::modules_list(), sample_config::tree(),
+                     sample_config::saved(), sample_config::qos_pushed()}));
     world.file_faults = {{FileCall::access, 3, error}};
     EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
-              lines({refresh(), sample_config::modules_list(), sample_config::tree(), sample_config::saved6(),
-                     sample_config::qos_pushed()}));
+              lines({refresh(), sample_config::modules_list(), sample_config::tree(),
+                     sample_config::saved6(), sample_config::qos_pushed()}));
   }
 }

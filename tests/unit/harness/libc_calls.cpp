@@ -9,8 +9,8 @@
 #include <map>
 #include <set>
 
-#include "harness.hpp"
 #include "fault.hpp"
+#include "harness.hpp"
 #include "recorder.hpp"
 
 namespace harness {

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "harness.hpp"
 #include "fault.hpp"
+#include "harness.hpp"
 #include "recorder.hpp"
 
 namespace harness {

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "harness.hpp"
 #include "fault.hpp"
+#include "harness.hpp"
 #include "recorder.hpp"
 
 namespace harness {
