@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "families.hpp"
 #include "harness.hpp"
 
 namespace ip_filter {
@@ -82,6 +83,53 @@ inline Lines entry_line(const l3_ip6_filter& image) {
                ", dst_port_s=80, dst_port_e=88, protocol=6, src_ip=" + location(image, 56) +
                "========\n");
 }
+
+/* What differs between the families in tests of both. */
+struct Ipv4 {
+  static constexpr char name[] = "Ipv4";
+  static families::Renames renames() { return {}; }
+  using Region = l3_ip_filter;
+  static constexpr size_t region_size = 2416;
+  static constexpr size_t src_ip = 32; /* of the first entry in the region */
+  static constexpr size_t record_offset = 31;
+  static constexpr size_t record_size = 6168;
+  static l3_fw_rules& record() { return fw_rules_table; }
+  static Region white_list() { return web_white_list(); }
+  static constexpr char white_list_rule[] =
+      "iptables -A forward_ext_us_ip -p tcp -s 192.168.1.10 --dport 80:88 -j ACCEPT";
+  static constexpr auto set = gl3_web_set_firewall_cfg;
+  static constexpr auto get = gl3_web_get_firewall_cfg;
+  static constexpr auto remove_all = gl3_web_remove_all_firewall_rule;
+};
+
+struct Ipv6 {
+  static constexpr char name[] = "Ipv6";
+  // The get call's messages, and the last two of the remove-all call, name the IPv4 twin.
+  static families::Renames renames() {
+    return {{"iptables", "ip6tables"},
+            {"firewall.conf", "firewall6.conf"},
+            {"firewall4_rules", "firewall6_rules"},
+            {"gl3_web_set_firewall_cfg::", "gl3_web_set_firewall6_cfg::"},
+            {"config_fw_ip::", "config_fw_ip6::"},
+            {"gl3_web_remove_all_firewall_rule::flush", "gl3_web_remove_all_firewall6_rule::flush"},
+            {"::save_fw err", "::save_fw6 err"}};
+  }
+  using Region = l3_ip6_filter;
+  static constexpr size_t region_size = 4816;
+  static constexpr size_t src_ip = 56;
+  static constexpr size_t record_offset = 6447;
+  static constexpr size_t record_size = 8572;
+  static l3_fw6_rules& record() { return fw6_rules_table; }
+  static Region white_list() { return web_white_list6(); }
+  static constexpr char white_list_rule[] =
+      "ip6tables -A forward_ext_us_ip -p tcp -s 2001:db8::10 -d 2001:db8::20 --dport 80:88"
+      " -j ACCEPT";
+  static constexpr auto set = gl3_web_set_firewall6_cfg;
+  static constexpr auto get = gl3_web_get_firewall6_cfg;
+  static constexpr auto remove_all = gl3_web_remove_all_firewall6_rule;
+};
+
+using Families = testing::Types<Ipv4, Ipv6>;
 
 inline void expect_no_file_call() {
   for (const FileCall call : {FileCall::access, FileCall::open, FileCall::lseek, FileCall::read,
