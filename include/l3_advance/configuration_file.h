@@ -20,8 +20,8 @@
  * creates it with them also sets all three records in memory to them. So a management call that
  * meets no file when it stores a filter, anti port scan, the IPsec pass control, the security level
  * or route QoS stores the defaults: they take the place of what it was given, and of every other
- * setting in memory. It goes on with them and returns 0. Made once more, now that there is a file,
- * it does its work. A program that loads the records first (l3_advance.h) does not meet this.
+ * setting in memory. It continues with them and returns 0. Repeated, now that there is a file, it
+ * does its work. This does not happen to a program that loads the records first (l3_advance.h).
  */
 #ifndef L3_ADVANCE_CONFIGURATION_FILE_H
 #define L3_ADVANCE_CONFIGURATION_FILE_H

@@ -21,8 +21,8 @@
  *   the records, and keeps it until its last set call has returned, as l3ctl does.
  * - Texts are zero-terminated. Pointers are checked where a comment says what a null pointer does,
  *   and nowhere else.
- * - A call tells of its failure in the log (l3_log_print()) or on standard output, as its comment
- *   says; "logged" is an error line, level 2. A result of 0 is no proof that every rule was taken:
+ * - A call reports its failure in the log (l3_log_print()) or on standard output, as its comment
+ * says; "logged" is an error line, level 2. A result of 0 is no proof that every rule was taken:
  *   a failure that a comment calls "only logged" does not show in the result.
  */
 #ifndef L3_ADVANCE_L3_ADVANCE_H

@@ -60,8 +60,8 @@ L3_API int32_t write_info_to_file(const void* buf, const char* path, uint32_t le
 
 /**
  * Reads up to `length` bytes from the start of the file at `path` to `buf`. A shorter file is no
- * error: the rest of the buffer keeps what it held, and the call does not tell how much was read. A
- * missing file is created with init_cfg_file() first. Returns 0, or -1, named on standard output.
+ * error: the rest of the buffer keeps what it held, and the call does not return how much was read.
+ * A missing file is created with init_cfg_file() first. Returns 0, or -1, named on standard output.
  */
 L3_API int32_t read_info_from_file(void* buf, const char* path, uint32_t length);
 

@@ -4,7 +4,7 @@
  * and handed whole to the platform, which programs the forwarding hardware. No packet-filter rule,
  * and the rules themselves are not looked into.
  *
- * A set call writes the file before it tells the platform; a refusal by the platform leaves the
+ * A set call writes the file before it calls the platform; a refusal by the platform leaves the
  * file as written. The set calls and gl3_init_qos() return what the platform returned: -1 is
  * failure, anything else success.
  */

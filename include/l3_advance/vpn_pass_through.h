@@ -24,7 +24,7 @@ extern "C" {
 
 /**
  * Turns pass-through on (1) or off (0), as the low byte of `control` says. Where the resource
- * manager holds that value already, returns 0 at once. Otherwise tells the driver (protocol 47,
+ * manager holds that value already, returns 0 at once. Otherwise sets the driver (protocol 47,
  * GRE), then the resource manager, then writes the file, in this order. Returns 0, or -1 on a byte
  * above 1 or a failed step.
  */

@@ -5,7 +5,7 @@
  *
  *   log_level          the highest level that is logged, in decimal: 2 errors, 4 traces too
  *   vpn_pass_through   the resource manager's switch, "0" or "1"
- *   vpn_driver         what the forwarding driver was last told, "PROTOCOL STATE"
+ *   vpn_driver         the last setting of the forwarding driver, "PROTOCOL STATE"
  *   route_qos          the 248-byte route-QoS record that was last programmed
  *   versions           the registered version banners, a line each
  */
@@ -26,8 +26,8 @@ void log_to(LogDestination destination);
 /* The level that applies while there is no log_level file; 2 at start. */
 void set_default_log_level(std::int32_t level);
 
-/* Told of every call that changes something, as it would stand in a program; nobody is at start. A
- * record stands there in hexadecimal without the zero bytes at its end. */
+/* Called for every platform call that changes something, with the call as C text; a record is in
+ * hexadecimal without the zero bytes at its end. At start there is no observer. */
 using Observer = void (*)(const std::string& call);
 void observe(Observer observer);
 

@@ -1,6 +1,6 @@
 /*
- * The forwarding services that an ordinary machine does not have: what they are told is kept, so that it
- * can be read back by another process and looked at.
+ * The forwarding services that an ordinary machine does not have: their settings are stored in
+ * files, so that other processes can read them.
  */
 #include <string>
 
@@ -16,7 +16,7 @@ constexpr std::size_t route_qos_size = 248;
 
 platform_linux::Observer observer_now = nullptr;
 
-void tell(const char* call, const std::string& arguments) {
+void notify(const char* call, const std::string& arguments) {
   if (observer_now != nullptr) {
     observer_now(std::string(call) + "(" + arguments + ")");
   }
@@ -53,21 +53,22 @@ int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state) {
 
 /* Limits: fails when the state directory cannot be written. */
 int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) {
-  tell("grm_l3_advance_set_vpn_pass_through", std::to_string(state));
+  notify("grm_l3_advance_set_vpn_pass_through", std::to_string(state));
   return write_state("vpn_pass_through", state == 0 ? "0\n" : "1\n") ? 0 : -1;
 }
 
 /* Limits: no packet is treated differently; Linux forwards GRE by itself. */
 int32_t gpon_l3_control_vpn_pass_through(int32_t protocol, uint8_t state) {
-  tell("gpon_l3_control_vpn_pass_through", std::to_string(protocol) + ", " + std::to_string(state));
-  const std::string told = std::to_string(protocol) + " " + std::to_string(state) + "\n";
-  return write_state("vpn_driver", told) ? 0 : 1;
+  notify("gpon_l3_control_vpn_pass_through",
+         std::to_string(protocol) + ", " + std::to_string(state));
+  const std::string setting = std::to_string(protocol) + " " + std::to_string(state) + "\n";
+  return write_state("vpn_driver", setting) ? 0 : 1;
 }
 
 /* Limits: the record is kept, no queue is programmed. */
 int32_t gpon_l3_set_qos_cfg(const void* route_qos_record) {
   const std::string record(static_cast<const char*>(route_qos_record), route_qos_size);
-  tell("gpon_l3_set_qos_cfg", in_hexadecimal(record));
+  notify("gpon_l3_set_qos_cfg", in_hexadecimal(record));
   return write_state("route_qos", record) ? 0 : -1;
 }
 
@@ -76,7 +77,7 @@ int32_t zt_bsp_version_export(const char* file, const char* version, const char*
                               const char* time, const char* banner, int32_t flag) {
   const std::string line = std::string(file) + " " + version + " (" + date + " " + time + ") " +
                            banner + std::to_string(flag) + "\n";
-  tell("zt_bsp_version_export", line.substr(0, line.size() - 1));
+  notify("zt_bsp_version_export", line.substr(0, line.size() - 1));
   const std::string known = read_state("versions");
   if (known.find(line) != std::string::npos) {
     return 0;

@@ -70,8 +70,8 @@ int32_t skip_qos(FileCaller caller, int fd) {
   return 0;
 }
 
-// Kept: the switch calls are silent about failures, which the calls above them name, and leave the
-// descriptor open after one.
+// Kept: the switch calls report no failure, their callers do, and leave the descriptor open after
+// one.
 
 int32_t read_state(const char* caller, size_t offset, uint8_t* xo_control) {
   if (xo_control == nullptr) {
@@ -124,7 +124,7 @@ int32_t init_cfgfile(void) {
   }
   if (!write_text(fd, vpn_pass_through) || !write_text(fd, l3_false) ||
       !write_text(fd, fire_wall) || !write_text(fd, l3_false)) {
-    return -1;  // Kept: no message but that of the call that checks the file, and no close.
+    return -1;  // Kept: reported by check_file() alone; the descriptor stays open.
   }
 
   zero(fw_rules_table);

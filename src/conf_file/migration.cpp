@@ -1,5 +1,5 @@
 /*
- * The step from "/ztcfg/l3_advance.conf" to "/ztcfg/l3_advance.dat": 36-byte URL entries become
+ * Converts "/ztcfg/l3_advance.conf" to "/ztcfg/l3_advance.dat": 36-byte URL entries become
  * 44-byte ones in place. Every other region lies at the same offset in both.
  */
 #include "l3_advance/migration.h"
@@ -55,7 +55,7 @@ int32_t porting_firewall_cfg_v1_to_v2(void) {
   [[maybe_unused]] const int status = system("mv /ztcfg/l3_advance.conf /ztcfg/l3_advance.dat");
   get_firewall_rules_from_cfgfile();
 
-  // Old and new entries overlap, so the old ones are put aside first.
+  // Old and new entries overlap, so the old ones are copied first.
   l3_url_filter& filter = fw_rules_table.url_filter;
   OldUrlFilter old;
   memcpy(&old, &filter, sizeof(old));

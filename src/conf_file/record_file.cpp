@@ -1,8 +1,8 @@
 /*
  * Files that hold one binary record each, for other programs of the device.
  *
- * The two pairs differ in their defaults and in one more way that their callers know: the standard
- * WAN reader zeroes the buffer before it reads, the general one does not.
+ * The two pairs of calls have different defaults, and only the reader of the standard WAN record
+ * zeroes the buffer first.
  */
 #include "l3_advance/record_file.h"
 
@@ -39,7 +39,7 @@ int32_t check_general_file(FileCaller caller) {
   return 0;
 }
 
-/* Puts default bytes at the start of a file that may not exist yet. */
+/* Writes the defaults to the start of a file, which is created where it is missing. */
 int32_t write_defaults(FileCaller caller, const void* bytes, size_t size) {
   const int fd = l3::open_for_writing(caller.path);
   if (fd == -1 || l3::write_all(caller, fd, bytes, size) == -1) {

@@ -2,8 +2,8 @@
  * Opening a record's file, and the two loops that move a record between memory and a file at the
  * descriptor's position.
  *
- * Both loops go on after a partial transfer. When a call fails they say so on standard output
- * ("<caller>::write <path> error!", or read), close the descriptor and return -1.
+ * Both loops continue after a partial transfer. When a call fails they print "<caller>::write
+ * <path> error!" (or read) to standard output, close the descriptor and return -1.
  */
 #pragma once
 
@@ -12,16 +12,16 @@
 
 namespace l3 {
 
-/* What a failure message names. */
+/* The function and the file that a failure message names. */
 struct FileCaller {
   const char* function;
   const char* path;
 };
 
-/* A write that moves nothing is no error and is tried again. */
+/* A write of 0 bytes is no error and is repeated. */
 [[nodiscard]] int32_t write_all(FileCaller caller, int fd, const void* record, size_t size);
 
-/* The end of the file is no error; what it does not fill stays as it was. */
+/* The end of the file is no error; the rest of `record` stays unchanged. */
 [[nodiscard]] int32_t read_all(FileCaller caller, int fd, void* record, size_t size);
 
 /* Opens for reading, or for writing with creation (mode 0600) and without truncation, and moves
@@ -29,7 +29,7 @@ struct FileCaller {
 enum class FileAccess { read, write };
 [[nodiscard]] int open_at(FileCaller caller, FileAccess access, size_t offset);
 
-/* One record as a whole: opens as above, moves it and closes. */
+/* Opens as above, transfers one record and closes. */
 [[nodiscard]] int32_t read_record(FileCaller caller, size_t offset, void* record, size_t size);
 [[nodiscard]] int32_t write_record(FileCaller caller, size_t offset, const void* record,
                                    size_t size);

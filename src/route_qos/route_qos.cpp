@@ -2,7 +2,7 @@
  * Route QoS: a table of classification rules and its switch, for the forwarding hardware.
  *
  *   record   RtQoSRulesTable: the switch and 244 bytes of rules, carried as they are
- *   told     the platform, with the address of the whole record; no packet-filter rule
+ *   sent to  the platform, as the address of the whole record; no packet-filter rule
  *   kept     a set with the switch off empties the record in memory and not in the file; turning
  *            the switch off leaves the rules in what the platform gets; some messages name another
  *            call, or routines that are not the ones called
@@ -45,8 +45,8 @@ int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale) {
   }
   const int32_t result = platform::set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
-    // Kept: there is no routine of this name, nor of the get_qos_rules_from_cfgfile below: the log
-    // knows gpon_l3_set_qos_cfg and get_qos_cfg_from_cfgfile by these.
+    // Kept: there is no routine of this name, nor of the get_qos_rules_from_cfgfile below: these
+    // are the names of gpon_l3_set_qos_cfg and get_qos_cfg_from_cfgfile in the log.
     L3_LOG_ERROR("gl3_web_set_route_qos::gpon_l3_set_qos_rules err!\n");
   }
   return result;
@@ -55,8 +55,8 @@ int32_t gl3_web_set_route_qos(const l3_qos_rules* xi_rulesTale) {
 int32_t gl3_web_get_route_qos(l3_qos_rules* xo_rulesTale) {
   platform::refresh_log_level();
   if (xo_rulesTale == nullptr) {
-    // Kept: the text of the set call; only the line number tells a null pointer here from one
-    // there.
+    // Kept: the text of the set call; only the line number distinguishes a null pointer here from
+    // one there.
     L3_LOG_ERROR("gl3_web_set_route_qos:: xi_rulesTale NULLP err\r\n");
     return -1;
   }
@@ -87,7 +87,7 @@ int32_t gl3_web_set_route_qos_control(int32_t xi_ctrl) {
   // gets them beside a switch of 0.
   const int32_t result = platform::set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {
-    // Kept: the text of the set call; a refused switch reads like refused rules.
+    // Kept: the text of the set call; a refused switch looks like refused rules.
     L3_LOG_ERROR("gl3_web_set_route_qos::gpon_l3_set_qos_rules err!\n");
   }
   return result;
@@ -123,7 +123,7 @@ int32_t gl3_init_qos(void) {
     L3_LOG_ERROR("gl3_init_qos::get_qos_rules_from_cfgfile err!\n");
     return -1;
   }
-  // Kept: the table goes out as loaded, also when its switch is off, so until the next set call the
+  // Kept: the table is sent as loaded, also when its switch is off, so until the next set call the
   // platform has rules that such a call would have left out.
   const int32_t result = platform::set_qos_cfg(&RtQoSRulesTable);
   if (result == -1) {

@@ -2,10 +2,10 @@
  * VPN pass-through: whether GRE tunnels from the home network cross the address translation.
  *
  *   stored   "vpn_pass_through=" line of the configuration file
- *   told     the forwarding driver (protocol 47) and the resource manager; no packet-filter rule
+ *   sent to  the forwarding driver (protocol 47) and the resource manager; no packet-filter rule
  *   truth    the file until the first successful read or change in a process, then the resource
  *            manager
- *   kept     ESP has no call of its own; a stored 0 is not told to the driver; messages go to
+ *   kept     ESP has no call of its own; a stored 0 is not sent to the driver; messages go to
  *            standard output, and the log level is not refreshed
  */
 #include "l3_advance/vpn_pass_through.h"
@@ -19,13 +19,13 @@ using namespace l3;
 
 namespace {
 
-// Kept: GRE alone is told to the driver; ESP goes as the driver has it.
+// Kept: only GRE is configured; for ESP the driver's own setting applies.
 constexpr int32_t gre = 47;
 
 /* 1 once the stored value has reached the platform, or a newer one has been set. */
 uint8_t vpn_pass_through_status_cfg_file_read = 0;
 
-/* The first read in a process: the platform has forgotten the switch, the file has not. */
+/* The first read in a process: after a restart only the file has the switch. */
 int32_t push_stored_state(uint8_t* xo_control) {
   if (get_vpn_pass_through_state_from_cfgfile(xo_control) == -1) {
     puts("gl3_web_get_vpn_pass_through::get_vpn_pass_through_state_from_cfgfile error!");
@@ -53,7 +53,7 @@ int32_t push_stored_state(uint8_t* xo_control) {
 extern "C" {
 
 // Kept: no call of this file refreshes the log level; every message goes to standard output, which
-// knows no level.
+// has no level.
 int32_t gl3_web_set_vpn_pass_through(uint32_t control) {
   const auto state = static_cast<uint8_t>(control);
   if (state > 1) {
@@ -65,12 +65,13 @@ int32_t gl3_web_set_vpn_pass_through(uint32_t control) {
     puts("gl3_web_set_vpn_pass_through::grm_l3_advance_get_vpn_pass_through error!");
     return -1;
   }
-  // Kept: no flag either; a process that has not read yet still takes the file's value first.
+  // Kept: the flag stays as it is; a process that has not read yet still takes the file's value
+  // first.
   if (state == current) {
     return 0;
   }
 
-  // The driver decides whether the change holds; the file comes last.
+  // The driver first: where it refuses, nothing else is changed. The file last.
   if (const int32_t result = platform::control_vpn_pass_through(gre, state); result != 0) {
     printf("gl3_web_set_vpn_pass_through::gpon_l3_control_vpn_pass_through [GRE]error=%d\n",
            result);

@@ -26,7 +26,7 @@ int hex_digit(char character) {
   return folded >= 'a' && folded <= 'f' ? folded - 'a' + 10 : -1;
 }
 
-/* The 16 bytes of an IPv6 address while its groups come in from the left. */
+/* An IPv6 address while its groups are parsed from left to right. */
 struct Ipv6Groups {
   uint8_t bytes[16];
   size_t used;
@@ -59,7 +59,7 @@ struct Ipv6Groups {
     return true;
   }
 
-  /* Moves the groups behind the gap to the end. */
+  /* Moves the groups behind "::" to the end and fills the gap with zeros. */
   bool finish() {
     if (gap == no_gap) {
       return used == sizeof(bytes);
@@ -74,7 +74,7 @@ struct Ipv6Groups {
   }
 };
 
-/* The groups of an IPv6 text, without the placing of the gap. */
+/* Parses the groups of an IPv6 text; finish() then expands "::". */
 bool read_groups(const char* text, Ipv6Groups& groups) {
   const char* group_start = text;
   uint32_t value = 0;
@@ -191,7 +191,7 @@ int32_t gl3_web_ip_str_to_bin(const char* xi_src, uint32_t* xo_ip) {
   if (p_bl_ip_addr_unknown_version(xi_src, &record) != 1) {
     L3_LOG_ERROR("gl3_web_ip_str_to_bin::p_bl_ip_addr_unknown_version:%s err!\n", xi_src);
     *xo_ip = 0;  // not the record's bytes: some systems' inet_pton() leaves half an address there
-    return 1;    // Kept: not -1: a text that does not parse can be told from a null argument.
+    return 1;    // Kept: not -1, which stands for a null argument.
   }
   *xo_ip = number_from_bytes(record.address);
   return 0;
@@ -211,7 +211,7 @@ int32_t gl3_web_ip6_str_to_bin(const char* xi_src, uint8_t* xo_ip) {
     L3_LOG_ERROR("gl3_web_ip6_str_to_bin:xo_ip is NULLP err!\n");
     return -1;
   }
-  // What follows goes wrong only where the system knows no IPv6 and inet_pton() returns -1.
+  // The following calls fail only on a system without IPv6, whose inet_pton() returns -1.
   if (xi_src[0] == '\0') {
     xo_ip[0] = 0;
     return 0;
@@ -235,7 +235,7 @@ int32_t gl3_web_ip6_bin_to_str(char* xo_str, const uint8_t* ip6) {
     return -1;
   }
   if (inet_ntop(AF_INET6, ip6, xo_str, INET6_ADDRSTRLEN) == nullptr) {
-    // Kept: the same text for another failure.
+    // Kept: two failures share this message.
     L3_LOG_ERROR("gl3_web_ip6_bin_to_str:xo_str is NULLP err!\n");
     return -1;
   }

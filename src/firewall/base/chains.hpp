@@ -1,8 +1,8 @@
 /*
- * The chain tree, and every `-t filter -F` line, once, as text that grep finds.
+ * The chain tree and every `-t filter -F` line, as literals that grep finds.
  *
- * The tree, all in the filter table. Order decides: an ACCEPT is final, so what a chain accepts
- * never reaches the chains behind it.
+ * The tree, all in the filter table. The order matters: an ACCEPT is final, so a packet that one
+ * chain accepts never reaches the chains behind it.
  *
  *   IPv4 FORWARD   1 forward_ext_bad_tcp         tcp
  *                  2 forward_ext_ip              dispatch: forward_ext_us_ip (from br0),
@@ -41,8 +41,8 @@ inline constexpr char flush6_ds_ip[] = "ip6tables -t filter -F forward_ext_ds_ip
 inline constexpr char flush6_mac[] = "ip6tables -t filter -F forward_ext_mac";
 inline constexpr char flush6_dispatch_ip[] = "ip6tables -t filter -F forward_ext_ip";
 
-/* Creates the chains of both families and hooks them in, 33 commands. Results are not looked at: on
- * a second start every creation fails harmlessly, and every hook is appended once more. */
+/* Creates the chains of both families and hooks them in, 33 commands. Results are ignored: on a
+ * second start every creation fails harmlessly, and every hook is appended once more. */
 void build_chain_tree();
 
 }  // namespace l3

@@ -1,5 +1,5 @@
 /*
- * One command line of at most 255 characters, and the way it is run.
+ * A command line of at most 255 characters, and how it is run.
  */
 #pragma once
 
@@ -12,24 +12,24 @@
 
 namespace l3 {
 
-/* Text that is put together piece by piece and is always terminated. What does not fit is cut off
- * and remembered: such a line is never run. */
+/* A text that append() builds; always terminated. Text that does not fit is truncated, and a
+ * truncated line is never run. */
 class CommandLine {
  public:
   void append(const char* format, ...) L3_PRINTF(2, 3);
 
-  /* Replaces every `old_text`. Where the result does not fit, the line loses its end until it does,
-   * and counts as cut off. */
+  /* Replaces every `old_text`. Where the result does not fit, the line is truncated until it
+   * does. */
   void replace(const char* old_text, const char* new_text);
 
   [[nodiscard]] char* text() { return text_.data(); }
   [[nodiscard]] const char* text() const { return text_.data(); }
 
-  /* Runs the line through str_system() and returns its result; a line that was cut off is logged
-   * and counts as a failed command. */
+  /* Runs the line through str_system() and returns its result; a truncated line is logged and
+   * counts as a failed command. */
   [[nodiscard]] int32_t run() const;
 
-  /* For lines whose outcome only the log is told. */
+  /* For lines whose failure is only logged. */
   void run_ignoring_result() const { static_cast<void>(run()); }
 
  private:

@@ -1,5 +1,5 @@
 /*
- * The daily time span of a URL or MAC entry, as the two texts that a rule carries.
+ * The daily time span of a URL or MAC entry, as the two texts of a rule.
  */
 #pragma once
 
@@ -18,8 +18,8 @@ struct DailySpan {
   char stop[8];
 };
 
-/* A stop hour of 24 or more is the end of the day, 23:59. Everything else is printed as it is, and
- * a time that does not exist is left for the packet filter to refuse. */
+/* A stop hour of 24 or more is the end of the day, 23:59. Everything else is printed as it is; the
+ * packet filter refuses a time that does not exist. */
 [[nodiscard]] DailySpan daily_span(DailyTime start, DailyTime stop);
 
 }  // namespace l3

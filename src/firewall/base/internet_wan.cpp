@@ -9,16 +9,16 @@
 using namespace l3;
 
 extern "C" int32_t gl3_update_internet_wan(void) {
-  // What getIfName() fills, whatever the length of the names that a daemon may report.
+  // The size that getIfName() is specified with; only a daemon reports longer names.
   char name[6] = {};
   const int32_t index = platform::get_internet_index();
-  // Only -1 means that there is none: any other index is the platform's to know.
+  // Only -1 means that there is none; any other index is passed on to the platform.
   if (index == -1) {
     printf("[gl3_update_internet_wan]get a illegal wanindex %d.\n", index);
     return -1;
   }
   const int32_t result = platform::get_if_name(index, name);
-  // A name that fills the buffer to its last byte has lost its zero: it ends here.
+  // A name without a terminator is truncated to 5 characters.
   name[sizeof(name) - 1] = '\0';
   if (result == -1) {
     printf("[gl3_update_internet_wan]get a illegal wanifname %s.\n", name);

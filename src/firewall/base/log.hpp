@@ -13,7 +13,7 @@ inline constexpr int32_t log_error_level = 2;
 inline constexpr int32_t log_debug_level = 4;
 inline constexpr int32_t log_module = 2;
 
-/* What the arguments of a log line are handed over as: few types, so few copies of log_words(). */
+/* Converts an argument of a log line to one of two types, so that log_words() has few instances. */
 inline int32_t log_word(int32_t number) {
   return number;
 }
@@ -40,7 +40,7 @@ void log(const char* format, int32_t line, Arguments... arguments) {
 
 }  // namespace l3
 
-/* The call that is never made lets the compiler check the format. */
+/* The first call is never executed; with it the compiler checks the format. */
 #define L3_LOG(level, format, ...)                                    \
   (false ? l3_log_print(level, ::l3::log_module, "line[%d], " format, \
                         __LINE__ __VA_OPT__(, ) __VA_ARGS__)          \

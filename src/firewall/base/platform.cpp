@@ -3,7 +3,7 @@
 namespace l3::platform {
 namespace {
 
-/* What a call returns that the process does not supply. */
+/* The result of a call that the process does not supply. */
 constexpr int32_t missing = -1;
 
 }  // namespace

@@ -1,5 +1,5 @@
 /*
- * The moves that the management calls of every filter make on their region of a record.
+ * Operations of the management calls on the region of a filter in a record.
  */
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace l3 {
 
-/* Whether a caller's image says what is stored already: the count word first, then every byte. */
+/* Whether a caller's image equals the stored region: the count word, then every byte. */
 template <typename Region>
 [[nodiscard]] bool same_region(const Region& stored, const Region& image) {
   return stored.count == image.count && memcmp(&stored, &image, sizeof(Region)) == 0;
@@ -33,9 +33,9 @@ void clear_entries(Region& stored) {
 }
 
 /*
- * Walks the first `count` entries of a region, in order. A count above the entry area goes on
- * through the bytes behind it, but never past the record's end; zero and negative counts walk
- * nothing. The count is read again before each entry.
+ * Walks the first `count` entries of a region, in order. A count above the capacity continues into
+ * the bytes behind the entries, but never past the end of the record; for zero and negative counts
+ * there are no entries. The count is read again before each entry.
  *
  *     for (EntryWalk walk(fw_rules_table, fw_rules_table.mac_filter); walk.next(entry);) …
  */
@@ -47,7 +47,7 @@ class EntryWalk {
         end_(reinterpret_cast<const std::byte*>(&record) + sizeof(Record)),
         count_(&region.count) {}
 
-  /* Copies the next entry out; false at the end. */
+  /* Copies the next entry; false at the end. */
   template <typename Entry>
   [[nodiscard]] bool next(Entry& entry) {
     if (taken_ >= *count_ || end_ - next_ < static_cast<ptrdiff_t>(sizeof(Entry))) {

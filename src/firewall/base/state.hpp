@@ -8,7 +8,7 @@
 
 namespace l3 {
 
-/* The master switch, 0 off or 1 on. Every gate before a generator tests it first. Mirrored in the
+/* The master switch, 0 off or 1 on. Tested before every generator. Mirrored in the
  * "fire_wall=" line of the configuration file. */
 extern uint8_t fw_enable;
 

@@ -2,9 +2,10 @@
  * The master switch, the security level on top of it, the factory reset, and the two switch calls
  * of the captive portal.
  *
- *   switch   fw_enable in memory, "fire_wall=" in the configuration file; every generator asks it
+ *   switch   fw_enable in memory, "fire_wall=" in the configuration file; tested before every
+ *            generator
  *   level    security_level of both records: 0 off, 1 on, 2 on with anti port scan; a view of the
- *            switch and of anti_port_scan, which are what the generators obey
+ *            switch and of anti_port_scan, which decide what is generated
  *   kept     switching off saves nothing; reading the level writes the records; the portal's enable
  *            call switches the whole firewall
  */
@@ -93,7 +94,7 @@ int32_t gl3_web_set_fw_status(uint32_t control) {
     L3_LOG_ERROR("gl3_web_set_fw_status::control =%d err\n", state);
     return -1;
   }
-  // First of all, since the generators ask it. Kept: not undone when a later step fails.
+  // First, since it is tested before the generators. Kept: not undone when a later step fails.
   fw_enable = state;
   if ((fw_enable == 1 ? switch_on() : switch_off()) != 0) {
     return -1;
@@ -133,7 +134,7 @@ int32_t gl3_web_set_fw_security_level(int32_t fw_level) {
     L3_LOG_ERROR("gl3_web_set_fw_security_level::set_firewall_rules_to_cfgfile err!\n");
     return -1;
   }
-  // Kept: the level is stored, so the call has done its work whatever the switches answer.
+  // Kept: the level is stored; the results of the switch calls are ignored.
   if (fw_level == 0) {
     gl3_web_set_fw_status(0);
   } else {
@@ -180,7 +181,8 @@ int32_t gl3_web_set_firewall_default(void) {
     L3_LOG_ERROR("gl3_web_set_firewall_default::gl3_web_set_anti_port_scan err!\n");
     return result;
   }
-  // Kept: in memory alone; seen only where the next step fails before it clears both regions.
+  // Kept: in memory alone; it has an effect only where the next step fails before it clears both
+  // regions.
   fw_rules_table.ip_filter.ip_filter_ctrl = 0;
   fw6_rules_table.ip_filter.ip_filter_ctrl = 0;
   if (const int32_t result = gl3_web_set_ip_table_default(); result != 0) {
@@ -214,7 +216,7 @@ int32_t gl3_web_set_firewall_default(void) {
 }
 
 int32_t gl3_web_get_caporl_status(uint32_t* xo_status) {
-  // Kept: what cannot be read counts as off.
+  // Kept: a switch that cannot be read counts as off.
   uint8_t firewall = 0;
   gl3_web_get_fw_status(&firewall);
   l3_caporl portal = {};

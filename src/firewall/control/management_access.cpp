@@ -1,5 +1,5 @@
 /*
- * Management access: telnet and web to the gateway itself, as the OMCI agent says, and the web
+ * Management access: telnet and web to the gateway itself, for the OMCI agent, and the web
  * server's redirect to a configuration page.
  *
  *   chain    input_ext_access_ctrl, hooked into INPUT here; PREROUTING of the nat table
@@ -32,14 +32,13 @@ extern "C" {
 
 // Kept: the OMCI calls store nothing, so after a restart telnet and web are open until the agent
 // calls again.
-// Kept: nor do they refresh the log level; what they trace goes by the level of the last call that
-// did.
+// Kept: nor do they refresh the log level; their traces use the level of the last call that did.
 int32_t omci_set_telnet_state(uint32_t state) {
   // Deleted before they are appended, so that blocking twice leaves each drop once.
   str_system("iptables -D INPUT -j input_ext_access_ctrl");
   str_system("iptables -D input_ext_access_ctrl -p tcp --dport 23 -j DROP");
   str_system("iptables -D input_ext_access_ctrl -p tcp --dport 26 -j DROP");
-  // Taken out and put back at the head: what others accept further down cannot open telnet.
+  // Moved to the head of INPUT, so that no ACCEPT in front of it opens telnet.
   str_system("iptables -I INPUT -j input_ext_access_ctrl");
   if ((state & 0xff) == 0) {
     str_system("iptables -A input_ext_access_ctrl -p tcp --dport 23 -j DROP");
@@ -50,8 +49,7 @@ int32_t omci_set_telnet_state(uint32_t state) {
 
 int32_t omci_set_web_state(uint32_t state, int32_t port) {
   str_system("iptables -D INPUT -j input_ext_access_ctrl");
-  // Kept: the drop of a port that an earlier call named stays; it goes when that port is named
-  // again.
+  // Kept: the drop of a port that an earlier call named stays until a call names that port again.
   CommandLine remove;
   remove.append("iptables -D input_ext_access_ctrl -p tcp --dport %d -j DROP", port);
   remove.run_ignoring_result();

@@ -4,8 +4,8 @@
  *   first start     no firewall.conf: the empty tree is saved
  *   second start    no firewall6.conf: likewise for IPv6
  *   from the third  IPv4 rules come from the records, IPv6 rules from their save file
- *   kept            DHCP rules do not come back; dispatch rules are the master switch's and the WAN
- *                   binding's; a second call appends every hook once more
+ *   kept            DHCP rules are not regenerated; dispatch rules come from the master switch and
+ *                   the WAN binding; a second call appends every hook once more
  */
 #include <unistd.h>
 
@@ -31,9 +31,9 @@ using namespace l3;
 
 namespace {
 
-/* Whatever the master switch says. */
+/* Independent of the master switch. */
 void block_ipsec_unless_it_may_pass() {
-  // Kept: what cannot be read counts as 0, so a broken file blocks rather than passes.
+  // Kept: a setting that cannot be read counts as 0, so an unreadable file blocks IPsec.
   uint32_t pass = 0;
   gl3_web_get_ipsec_pass_ctrl(&pass);
   if (pass == 0) {
@@ -42,7 +42,7 @@ void block_ipsec_unless_it_may_pass() {
   }
 }
 
-/* Brings the stored rules back into the fresh tree. */
+/* Restores the stored rules in the new tree. */
 int32_t bring_rules_back() {
   uint8_t state = 0;
   if (get_firewall_state_from_cfgfile(&state) == -1) {
@@ -89,8 +89,7 @@ int32_t config_fw(void) {
   if (fw_enable != 0 && fw_rules_table.caporl.caporl_filter_ctrl != 0) {
     config_fw_caporl();
   }
-  // Kept: no DHCP rules here; they stand from a set call to the next flush or restart, and the
-  // filter's own set call makes them again.
+  // Kept: no DHCP rules here; they last from the filter's set call to the next flush or restart.
   return 0;
 }
 

@@ -1,5 +1,5 @@
 /*
- * Binding the rule set to the Internet WAN: the dispatch rules that tell upstream traffic (from
+ * Binding the rule set to the Internet WAN: the dispatch rules that separate upstream traffic (from
  * br0) from downstream traffic (from the WAN), and the drop of the WAN that belongs to anti port
  * scan.
  *
@@ -20,7 +20,7 @@ using namespace l3;
 
 namespace {
 
-/* Kept: appended without a flush. The daemon clears first; without that the rules stand twice. */
+/* Kept: appended without a flush. The daemon clears first; otherwise the rules exist twice. */
 void append_dispatch_rules() {
   CommandLine downstream;
   downstream.append("iptables -A forward_ext_ip -i %s -j forward_ext_ds_ip", internet_wan);

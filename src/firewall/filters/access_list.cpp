@@ -7,7 +7,7 @@
  *            without stays open
  *   rule     iptables -A input_ext_us_acl -p tcp --dport 80 -s 192.168.1.2/32  -j ACCEPT
  *   kept     the list applies when its switch is not 0, the IP filter when its own is 0; a source
- *            that is refused, or whose commands fail, still brings its direction the catch-all
+ *            that is refused, or whose commands fail, still adds the catch-all of its direction
  */
 #include "l3_advance/access_list.h"
 
@@ -26,7 +26,7 @@ using namespace l3;
 
 namespace {
 
-/* The service as iptables takes it; null for an unknown one. */
+/* The match options of a service; null for an unknown one. */
 const char* service_words(uint32_t app_type) {
   switch (app_type) {
     case 0:
@@ -46,7 +46,7 @@ const char* service_words(uint32_t app_type) {
   }
 }
 
-/* The rule up to its source. An unknown service is logged and makes none. */
+/* The rule up to its source. Logs an unknown service and returns false. */
 bool build_rule_head(CommandLine& line, const l3_acl_entry& entry) {
   const char* service = service_words(entry.app_type);
   if (service == nullptr) {
@@ -59,7 +59,7 @@ bool build_rule_head(CommandLine& line, const l3_acl_entry& entry) {
   return true;
 }
 
-/* How many entries of an image the traces show: never more than there are. */
+/* The number of entries that the traces show: the count, at most the capacity. */
 int32_t shown_entries(const l3_acl& acl) {
   constexpr auto capacity = static_cast<int32_t>(std::size(l3_acl{}.entries));
   return acl.count < capacity ? acl.count : capacity;
@@ -102,7 +102,7 @@ int32_t config_fw_acl(void) {
     (entry.direction == 0 ? upstream_ruled : downstream_ruled) = true;
     if (entry.src_ip0 != 0) {
       line.append(" -s ");
-      // Kept: a range that yields no rule is no failure, its direction closes all the same.
+      // Kept: a range without rules is no failure; its direction still ends with the catch-all.
       config_acl_ip_range(line.text(), " -j ACCEPT", entry.src_ip0, entry.src_ip1);
       continue;
     }
@@ -149,8 +149,8 @@ int32_t gl3_web_set_acl_cfg(const l3_acl* xi_pFirewallTableInfo) {
     L3_LOG_ERROR("gl3_web_set_acl_cfg::flush_fw_ip err!\n");
     return -1;
   }
-  // Kept: the list applies when its switch is not 0, the IP filter when its own is 0, so a zeroed
-  // record has this one off and that one on.
+  // Kept: the list applies when its switch is not 0, the IP filter when its own is 0, so with a
+  // zeroed record the list is off and the IP filter on.
   if (fw_enable != 0 && acl.acl_filter_ctrl != 0 && config_fw_acl() != 0) {
     L3_LOG_ERROR("gl3_web_set_acl_cfg::config_fw_acl err!\n");
     return -1;
@@ -186,7 +186,7 @@ int32_t gl3_web_get_acl_cfg(l3_acl* xo_pAclTableInfo) {
 
 int32_t gl3_web_remove_all_acl_rule(void) {
   platform::refresh_log_level();
-  // Kept: through flush_fw_mac, which only runs the line it is given; its results do not decide.
+  // Kept: flushed through flush_fw_mac, which runs any line; its results are ignored.
   flush_fw_mac(flush_us_acl);
   flush_fw_mac(flush_ds_acl);
   if (const int32_t result = save_fw(); result != 0) {
@@ -203,7 +203,7 @@ int32_t gl3_web_remove_all_acl_rule(void) {
 
 int32_t gl3_web_set_acl_table_default(void) {
   platform::refresh_log_level();
-  // Kept: through flush_fw_mac, which only runs the line it is given; its results do not decide.
+  // Kept: flushed through flush_fw_mac, which runs any line; its results are ignored.
   flush_fw_mac(flush_us_acl);
   flush_fw_mac(flush_ds_acl);
   if (const int32_t result = save_fw(); result != 0) {

@@ -7,7 +7,7 @@
  *   rule     iptables -A forward_ext_bad_tcp -p tcp ! --syn -m state --state NEW -j DROP
  *   kept     a scan setting is stored, written and applied even when it is the old one; resets
  *            above one a second are not dropped; a failed write of the file stops neither setter;
- *            the IPsec rules do not ask the master switch
+ *            the IPsec rules ignore the master switch
  */
 #include "l3_advance/attack_protection.h"
 
@@ -43,11 +43,12 @@ void drop_internet_wan() {
 extern "C" {
 
 int32_t config_fw_bad_tcp(void) {
-  // The jump comes first: the flush before took it out, and the WAN is shut out before all else.
+  // The jump first: the flush has removed it, and the drop of the WAN has to precede the other
+  // rules.
   str_system("iptables -A input_ext_local_access -j input_ext_local_access_ex");
   drop_internet_wan();
 
-  // In each chain the log rule stands before the drop that would end the packet's way.
+  // In each chain the LOG rule precedes the DROP, which ends the traversal.
   str_system(
       "iptables -A input_ext_local_access -p tcp --tcp-flags SYN,ACK SYN,ACK -m state --state NEW "
       "-j DROP");
@@ -63,8 +64,8 @@ int32_t config_fw_bad_tcp(void) {
       "--log-prefix \"New not syn:\"");
   str_system("iptables -A forward_ext_bad_tcp -p tcp ! --syn -m state --state NEW -j DROP");
 
-  // Kept: last, and with no drop behind them, so resets above the limit go on through the chains
-  // and still reach the connections that they end.
+  // Kept: last, and without a drop behind them: resets above the limit continue through the chains
+  // and reach their connections.
   str_system(
       "iptables -A input_ext_local_access -p tcp --tcp-flags SYN,ACK,FIN,RST RST -m limit "
       "--limit 1/s -j ACCEPT");
@@ -76,7 +77,7 @@ int32_t config_fw_bad_tcp(void) {
 
 int32_t gl3_web_set_anti_port_scan(uint32_t control) {
   platform::refresh_log_level();
-  // Kept: no look at the old value, so that setting it again also rebuilds the rules.
+  // Kept: not compared with the old value, so setting it again also rebuilds the rules.
   fw_rules_table.anti_port_scan = control & 0xff;
   // Kept: a failed write does not stop the call; the rules follow memory, and the file's old
   // setting is back after a restart.
@@ -117,11 +118,11 @@ int32_t gl3_web_set_ipsec_pass_ctrl(uint32_t control) {
   }
   L3_LOG_DEBUG("\n=================set-ipsec_pass_ctrl=%d\n", control);
   fw_rules_table.ipsec_pass_ctrl = control;
-  // Kept: a failed write stops nothing here either.
+  // Kept: a failed write does not stop this call either.
   set_firewall_rules_to_cfgfile();
 
-  // Kept: the master switch is not asked; IPsec is blocked with the firewall off, too.
-  // Deleted first, whether they are there or not, so that blocking leaves each rule once.
+  // Kept: the master switch is not tested; IPsec is blocked with the firewall off, too.
+  // Deleted first, whether they exist or not, so that blocking leaves each rule once.
   str_system("iptables -t filter -D FORWARD -p udp --sport 500 --dport 500 -j DROP");
   str_system("iptables -t filter -D FORWARD -p udp --sport 4500 --dport 4500 -j DROP");
   if (control == 0) {

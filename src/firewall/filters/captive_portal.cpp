@@ -44,15 +44,15 @@ int32_t config_fw_caporl(void) {
     build_rule(line, entry);
     L3_LOG_DEBUG("\n==%s==\n", line.text());
     if (line.run() != 0) {
-      // Kept: nothing is dropped then; a failed rule leaves web requests free.
+      // Kept: no drop then; after a failed rule web requests pass.
       flush_fw_ip(flush_captiveportal);
-      // Kept: the message names the flush routine, though it is the rule that failed; the line in
-      // it tells.
+      // Kept: the message names the flush routine although a rule failed; it contains the line of
+      // the rule.
       L3_LOG_ERROR("flush_fw_ip::str_system(%s) is err!\n", line.text());
       return -1;
     }
   }
-  // Kept: also with no entry in front; an enabled portal with an empty list drops every request.
+  // Kept: also without an entry; an enabled portal with an empty list drops every request.
   str_system("iptables -A forward_ext_captiveportal -j DROP");
   return 0;
 }
@@ -78,7 +78,7 @@ int32_t gl3_web_set_caporl_cfg(const l3_caporl* xi_pCaporlTableInfo) {
   L3_LOG_DEBUG("\n==[fw_enable=%x,caporl_filter_ctrl=%x,caporlTable=%x]\n", fw_enable,
                portal.caporl_filter_ctrl, portal.count);
   if (fw_enable != 0 && portal.caporl_filter_ctrl != 0) {
-    // Kept: a failed rule shows in the log alone; the caller's settings are stored either way.
+    // Kept: a failed rule is only logged; the caller's settings are stored either way.
     config_fw_caporl();
   }
   return save_fw();
@@ -124,8 +124,8 @@ int32_t gl3_web_remove_all_caporl_rule(void) {
 
 int32_t gl3_web_set_caporl_table_default(void) {
   platform::refresh_log_level();
-  // Kept: this filter's one flush whose failure stops nothing; the reset goes on to clear what is
-  // stored.
+  // Kept: the only flush of this filter whose failure does not stop the call; the stored portal is
+  // cleared all the same.
   flush_fw_mac(flush_captiveportal);
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_set_caporl_table_default::save_fw err!\n");

@@ -45,7 +45,7 @@ int32_t config_fw_dhcp(void) {
   const l3_dhcp_filter& filter = fw_rules_table.dhcp_filter;
   l3_dhcp_entry entry;
   for (EntryWalk walk(fw_rules_table, filter); walk.next(entry);) {
-    // Kept: no look at dhcp_entry_flag; an entry whose flag is 0 makes its rule all the same.
+    // Kept: dhcp_entry_flag is not tested; an entry whose flag is 0 makes a rule, too.
     CommandLine line;
     build_rule(line, entry, filter.dhcp_black_white == white_list_mode);
     L3_LOG_DEBUG("\n==%s==\n", line.text());
@@ -83,7 +83,7 @@ int32_t gl3_web_set_dhcp_cfg(const l3_dhcp_filter* xi_pDhcpMacTableInfo) {
   L3_LOG_DEBUG("\n==[fw_enable=%x,dhcp_mac_filter_ctrl=%x,dhcpTable=%x]\n", fw_enable,
                filter.dhcp_mac_filter_ctrl, filter.count);
   if (fw_enable != 0 && filter.dhcp_mac_filter_ctrl != 0) {
-    // Kept: a failed rule shows in the log alone; the caller's settings are stored either way.
+    // Kept: a failed rule is only logged; the caller's settings are stored either way.
     config_fw_dhcp();
   }
   return save_fw();

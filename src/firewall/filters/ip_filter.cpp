@@ -26,7 +26,8 @@ using namespace l3;
 
 namespace {
 
-/* What differs between the two families; the messages do too, and stand in the calls. */
+/* The differences between the two families. Their messages differ too and are literals in the
+ * calls. */
 struct Family {
   const char* program;
   const char* flush_us;
@@ -142,8 +143,8 @@ void drop_the_rest(const Family& family, const Region& filter) {
   }
 }
 
-/* Makes the rules of one family. Otherwise than with `fine` it ends at `entry`, whose rule is
- * `line`; both chains are empty where that was refused. */
+/* Makes the rules of one family. Any verdict but `fine` is about `entry`, and `line` is its rule;
+ * both chains have been flushed where the packet filter refused it. */
 template <typename Record, typename Entry>
 Verdict generate(const Family& family, const Record& record, Entry& entry, CommandLine& line) {
   for (EntryWalk walk(record, record.ip_filter); walk.next(entry);) {
@@ -173,7 +174,8 @@ uint32_t location(const Field& field) {
 template <typename Region>
 void log_first_entry(const Region& region) {
   const auto& entry = region.entries[0];
-  // Kept: locations for the two addresses; only the other words of this trace tell about the entry.
+  // Kept: locations instead of the two addresses; only the other values of this trace are those of
+  // the entry.
   L3_LOG_DEBUG(
       "==========index=%d, dst_ip=%x, dst_port_s=%d, dst_port_e=%d, protocol=%d, "
       "src_ip=%x========\n",
@@ -181,8 +183,8 @@ void log_first_entry(const Region& region) {
       location(entry.src_ip));
 }
 
-/* The get calls of both families. Kept: the IPv6 call's messages name its IPv4 twin, so failures of
- * the two read alike. */
+/* The get calls of both families. Kept: the IPv6 call's messages name its IPv4 twin, so the log
+ * does not show the family. */
 template <typename Region>
 int32_t get_filter(Region* xo_pFirewallTableInfo, const Region& filter, int32_t (*read_record)()) {
   platform::refresh_log_level();
@@ -363,7 +365,7 @@ int32_t gl3_web_remove_all_firewall6_rule(void) {
   if (fw_enable != 0) {
     drop_the_rest(ipv6, filter);
   }
-  // Kept: the last two messages name the IPv4 call; of the family, only "save_fw6" tells.
+  // Kept: the last two messages name the IPv4 call; only "save_fw6" shows the family.
   if (const int32_t result = save_fw6(); result != 0) {
     L3_LOG_ERROR("gl3_web_remove_all_firewall_rule::save_fw6 err!\n");
     return result;
@@ -384,7 +386,8 @@ int32_t gl3_web_set_ip_table_default(void) {
       return result;
     }
   }
-  // Kept: both saves share one message; the failed command in the log before it tells which it was.
+  // Kept: both saves share one message; the failed command, logged before it, shows which one
+  // failed.
   if (const int32_t result = save_fw(); result != 0) {
     L3_LOG_ERROR("gl3_web_set_ip_table_default::save_fw err!\n");
     return result;

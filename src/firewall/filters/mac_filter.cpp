@@ -32,7 +32,8 @@ namespace {
 // and the rest passes.
 constexpr uint32_t white_list_mode = 1;
 
-/* What differs between the two families; the messages do too, and stand in the calls. */
+/* The differences between the two families. Their messages differ too and are literals in the
+ * calls. */
 struct Family {
   const char* program;
   const char* flush;
@@ -55,7 +56,7 @@ constexpr Family ipv6 = {"ip6tables",
                          config_fw6_mac,
                          save_fw6};
 
-/* Turns one entry into one command line: "iptables" or "ip6tables", and everything after it. */
+/* Turns one entry into one command line. */
 void build_rule(CommandLine& line, const char* program, const l3_mac_entry& entry,
                 bool white_list) {
   char address[18] = {};
@@ -67,8 +68,8 @@ void build_rule(CommandLine& line, const char* program, const l3_mac_entry& entr
   line.append(white_list ? " -j ACCEPT" : " -j DROP");
 }
 
-/* Makes the rules of one family. False where one is refused: the chain is empty then, and `line` is
- * that rule. */
+/* Makes the rules of one family. False where the packet filter refuses a rule, `line`; the chain
+ * has been flushed then. */
 bool generate(const Family& family, const l3_mac_filter& filter, EntryWalk walk,
               CommandLine& line) {
   l3_mac_entry entry;
@@ -93,7 +94,7 @@ bool generate(const Family& family, const l3_mac_filter& filter, EntryWalk walk,
 }
 
 /* The set calls of both families. Kept: the IPv6 call's messages name its IPv4 twin and the write
- * of both records, so failures of the two read alike. */
+ * of both records, so the log does not show the family. */
 int32_t set_filter(const Family& family, l3_mac_filter& filter, const l3_mac_filter* image) {
   platform::refresh_log_level();
   if (image == nullptr) {
@@ -114,7 +115,7 @@ int32_t set_filter(const Family& family, l3_mac_filter& filter, const l3_mac_fil
   L3_LOG_DEBUG("\n==[fw_enable=%x,mac_filter_ctrl=%x,macTable=%x]\n", fw_enable,
                filter.mac_filter_ctrl, filter.count);
   if (fw_enable != 0 && filter.mac_filter_ctrl != 0) {
-    // Kept: a failed rule has emptied the chain and is in the log; the call goes on.
+    // Kept: a failed rule has flushed the chain and is logged; the call continues.
     family.generate();
   }
   return family.save();
@@ -195,7 +196,7 @@ int32_t gl3_web_remove_all_mac_rule(void) {
     L3_LOG_ERROR("gl3_web_remove_all_mac_rule::flush_fw_mac err!\n");
     return result;
   }
-  // Kept: every mode but 0 blocks all senders here, also those that the generator treats as a
+  // Kept: every mode but 0 blocks all senders here, also the modes that the generator treats as a
   // black list.
   if (fw_enable != 0 && filter.mac_filter_ctrl != 0 && filter.mac_black_white != 0) {
     str_system(ipv4.drop_every_sender);
@@ -216,8 +217,8 @@ int32_t gl3_web_remove_all_mac6_rule(void) {
   l3_mac_filter& filter = fw6_rules_table.mac_filter;
   platform::refresh_log_level();
   if (const int32_t result = flush_fw_mac(flush6_mac); result != 0) {
-    // Kept: this message names the IPv4 call, the two below name this one; the failed command in
-    // the log before it tells the family.
+    // Kept: this message names the IPv4 call, the two below name this one; the failed command,
+    // logged before it, shows the family.
     L3_LOG_ERROR("gl3_web_remove_all_mac_rule::flush_fw_mac err!\n");
     return result;
   }

@@ -4,8 +4,8 @@
  *   levels   one worker an octet: [24] single addresses inside a /24, prefixes /32 to /24;
  *            [16] whole /24 blocks inside a /16, prefixes /24 to /16
  *   split    a count that is no power of two: the largest power of two below it, then the rest;
- *            a power of two that stands aligned: one prefix; one that does not: the aligned half
- *            inside it, with what stands before and behind
+ *            an aligned power of two: one prefix; an unaligned one: the aligned half inside it,
+ *            and the rest in front of and behind it
  *   example  .10 to .20: 10/31 12/30 16/31 18/31 20/32
  *   kept     the series is not always the shortest; each worker looks at its own octet alone; the
  *            entry point runs all its steps whatever one of them returns
@@ -21,7 +21,7 @@ using namespace l3;
 
 namespace {
 
-/* What the two workers differ in. */
+/* The differences between the two workers. */
 struct Level {
   int32_t (*worker)(const char* head, const char* tail, uint32_t start, uint32_t end);
   unsigned shift;  /* a unit is 1 << shift addresses */
@@ -35,7 +35,7 @@ struct Rule {
   const char* tail;
 };
 
-/* From start's unit to end's, `count` units, at most 256. */
+/* The units from that of `start` to that of `end`, at most 256. */
 struct Range {
   uint32_t start;
   uint32_t end;
@@ -48,7 +48,7 @@ void put_prefix(CommandLine& line, const Rule& rule, uint32_t address, unsigned 
   line.append("%s%s/%u %s", rule.head, text, length, rule.tail);
 }
 
-// The two that hold a line stay out of the recursion's frames.
+// Not inlined: their command lines would enlarge every frame of the recursion.
 
 [[gnu::noinline]] void emit(const Rule& rule, uint32_t address, unsigned length) {
   CommandLine line;
@@ -66,14 +66,14 @@ void put_prefix(CommandLine& line, const Rule& rule, uint32_t address, unsigned 
   char second[16] = {};
   gl3_web_ip_bin_to_str(first, address);
   gl3_web_ip_bin_to_str(second, address + (uint32_t{1} << level.shift));
-  // Kept: the second line is the first with its address replaced, wherever it stands in it, so a
-  // head that holds this address changes too.
+  // Kept: in the second line every occurrence of the first address is replaced, so a head that
+  // contains this address changes too.
   line.replace(first, second);
   line.run_ignoring_result();
 }
 
-/* Results of the inner calls are not looked at: a refusal ends its own branch only. A template, so
- * that the recursion is one of plain calls, whose stack can be counted before it runs. */
+/* Results of the inner calls are ignored: a refusal ends its own branch only. A template, so that
+ * the recursion has direct calls only and its stack can be computed at build time. */
 template <const Level& level>
 void split(const Rule& rule, const Range& range) {
   const uint32_t first = range.start >> level.shift;
@@ -81,7 +81,7 @@ void split(const Rule& rule, const Range& range) {
   const auto bits = static_cast<unsigned>(std::countr_zero(size));
 
   // Kept: the largest power of two comes first, wherever it lies. That is not always the shortest
-  // series (.10 to .20 takes five prefixes where four would do); a shorter one would be other
+  // series (.10 to .20 takes five prefixes where four would do); a shorter series would change the
   // rules.
   if (size != range.count) {
     level.worker(rule.head, rule.tail, range.start, range.start + ((size - 1) << level.shift));
@@ -164,8 +164,8 @@ int32_t config_acl_ip_range(const char* head, const char* tail, uint32_t start, 
       return 0;
     case 16:
       config_acl_ip_range_24_mask(head, tail, start, start_block + 255);
-      // Kept: between neighbouring blocks there is nothing, and the call says so in the log; a
-      // reversed range is not caught before it either.
+      // Kept: between adjacent blocks there is no block, and the call logs an error; a reversed
+      // range is not rejected before it either.
       config_acl_ip_range_16_mask(head, tail, start_block + 256, end_block - 256);
       config_acl_ip_range_24_mask(head, tail, end_block, end);
       return 0;

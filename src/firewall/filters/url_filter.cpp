@@ -33,7 +33,7 @@ namespace {
 
 constexpr size_t max_name_length = sizeof(l3_url_entry::url) - 1;
 
-/* What parse_url() can write at most: a length byte, the characters, a zero. */
+/* The most that parse_url() writes: a length byte, the characters, a zero. */
 constexpr size_t label_form_size = max_name_length + 2;
 
 /* The end of a white list, and all of an empty one. */
@@ -53,8 +53,8 @@ void copy_label(char* form, const char* name, size_t& length) {
   length = characters;
 }
 
-/* Places a text inside double quotes; the four characters that the shell would expand there lose
- * their meaning. Every other byte, line feeds included, stands for itself. */
+/* Appends a text for use inside double quotes, with a backslash in front of the four characters
+ * that the shell expands there. Every other byte, line feeds included, stays as it is. */
 void append_quoted(CommandLine& line, const char* text) {
   for (;;) {
     const size_t plain = strcspn(text, "$`\"\\");
@@ -72,8 +72,8 @@ void build_rule(CommandLine& line, const l3_url_entry& entry, bool white_list) {
   char labels[label_form_size] = {};
   // A name that fills its field ends there; its terminator is this buffer's last byte.
   memcpy(name, entry.url, sizeof(entry.url));
-  // Kept: a rejected name goes on with an empty match string; the packet filter refuses that rule,
-  // and the generator then empties the chain.
+  // Kept: a rejected name makes a rule with an empty match string; the packet filter refuses it,
+  // and the generator then flushes the chain.
   parse_url(name, labels);
 
   const DailySpan span =
@@ -107,15 +107,14 @@ int32_t parse_url(const char* url, char* resolve_url) {
     return -1;
   }
 
-  // A dot in front stands where the first length byte goes; without one, everything moves on by
-  // one.
+  // A leading dot is replaced by the first length byte; without one, the labels move by one byte.
   const size_t ahead = url[0] == '.' ? 1 : 0;
   if (ahead == 1) {
     L3_LOG_DEBUG(".xxx.xx\n");
   } else {
     L3_LOG_DEBUG("xxx.xxx.xx\n");
   }
-  // Kept: the label length outlives an empty label, whose place it then takes.
+  // Kept: an empty label gets the length of the label before it.
   size_t label = 0;
   for (size_t at = 0; at + ahead < length; at += label + 1) {
     copy_label(resolve_url + at + 1, url + at + ahead, label);
@@ -172,7 +171,7 @@ int32_t gl3_web_set_url_cfg(const l3_url_filter* xi_pUrlTableInfo) {
   L3_LOG_DEBUG("\n==[fw_enable=%x,url_filter_ctrl=%x,urlTable=%x]\n", fw_enable,
                filter.url_filter_ctrl, filter.count);
   if (fw_enable != 0 && filter.url_filter_ctrl != 0) {
-    // Kept: a failed rule has emptied the chain and is in the log; the call goes on.
+    // Kept: a failed rule has flushed the chain and is logged; the call continues.
     config_fw_url();
   }
   return save_fw();
