@@ -94,8 +94,10 @@ bool generate(const Family& family, const l3_mac_filter& filter, EntryWalk walk,
 }
 
 /* The set calls of both families. Kept: the IPv6 call's messages name its IPv4 twin and the write
- * of both records, so the log does not show the family. */
-int32_t set_filter(const Family& family, l3_mac_filter& filter, const l3_mac_filter* image) {
+ * of both records, so the log does not show the family. A template, so that the calls through
+ * `family` are direct and their stack can be computed at build time. */
+template <const Family& family>
+int32_t set_filter(l3_mac_filter& filter, const l3_mac_filter* image) {
   platform::refresh_log_level();
   if (image == nullptr) {
     L3_LOG_ERROR("gl3_web_set_mac_cfg::xi_pMacTableInfo NULLP err\r\n");
@@ -146,11 +148,11 @@ int32_t config_fw6_mac(void) {
 }
 
 int32_t gl3_web_set_mac_cfg(const l3_mac_filter* xi_pMacTableInfo) {
-  return set_filter(ipv4, fw_rules_table.mac_filter, xi_pMacTableInfo);
+  return set_filter<ipv4>(fw_rules_table.mac_filter, xi_pMacTableInfo);
 }
 
 int32_t gl3_web_set_mac6_cfg(const l3_mac_filter* xi_pMacTableInfo) {
-  return set_filter(ipv6, fw6_rules_table.mac_filter, xi_pMacTableInfo);
+  return set_filter<ipv6>(fw6_rules_table.mac_filter, xi_pMacTableInfo);
 }
 
 int32_t gl3_web_get_mac_cfg(l3_mac_filter* xo_pMacTableInfo) {
