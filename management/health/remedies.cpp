@@ -15,8 +15,7 @@ constexpr Remedy remedies[] = {Remedy::restart, Remedy::firewall, Remedy::dhcp_r
                                Remedy::wan};
 
 Remedy remedy_of(const Drift& drift) {
-  const OwnChain* own = own_chain(drift.family, drift.chain);
-  if (own == nullptr) {
+  if (!is_own_chain(drift.family, drift.chain)) {
     // In INPUT and FORWARD stand the jumps that a start makes, and the drops of IPsec.
     return drift.words.starts_with("DROP ") ? Remedy::ipsec : Remedy::restart;
   }

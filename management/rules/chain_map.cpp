@@ -1,80 +1,105 @@
 #include "management/rules/chain_map.hpp"
 
 #include <algorithm>
+#include <string_view>
+
+#include "src/firewall/base/chain_tree.hpp"
 
 namespace management {
 
 namespace {
 
-constexpr OwnChain chains[] = {
-    {"input_ext_access_ctrl", "access", false},
-    {"input_ext_local_access", "port_scan_protection", false},
-    {"input_ext_local_access_ex", "port_scan_protection", false},
-    {"input_ext_acl", "", false},
-    {"input_ext_us_acl", "acl", false},
-    {"input_ext_ds_acl", "acl", false},
-    {"input_ext_dhcp", "dhcp_filter", false},
-    {"forward_ext_bad_tcp", "port_scan_protection", false},
-    {"forward_ext_ip", "", true},
-    {"forward_ext_us_ip", "ip_filter", true},
-    {"forward_ext_ds_ip", "ip_filter", true},
-    {"forward_ext_url", "url_filter", false},
-    {"forward_ext_mac", "mac_filter", true},
-    {"forward_ext_captiveportal", "captive_portal", false},
+/* Whose rules a chain holds, and the setting that closes its list. */
+constexpr struct {
+  const char* chain;
+  const char* section;
+  const char* closing;
+} sections[] = {
+    {access_chain, "access", ""},
+    {"input_ext_local_access", "port_scan_protection", ""},
+    {"input_ext_local_access_ex", "port_scan_protection", ""},
+    {"forward_ext_bad_tcp", "port_scan_protection", ""},
+    {"input_ext_us_acl", "acl", "enabled"},
+    {"input_ext_ds_acl", "acl", "enabled"},
+    {"input_ext_dhcp", "dhcp_filter", "mode"},
+    {"forward_ext_us_ip", "ip_filter", "upstream"},
+    {"forward_ext_ds_ip", "ip_filter", "downstream"},
+    {"forward_ext_url", "url_filter", "mode"},
+    {"forward_ext_mac", "mac_filter", "mode"},
+    {"forward_ext_captiveportal", "captive_portal", "enabled"},
 };
 
-constexpr const char* ipv4_hooks[] = {
-    "-A INPUT -j input_ext_local_access",
-    "-A INPUT -p tcp --dport 80 -j input_ext_acl",
-    "-A INPUT -p tcp --dport 21 -j input_ext_acl",
-    "-A INPUT -p udp --dport 161 -j input_ext_acl",
-    "-A INPUT -p tcp --dport 23 -j input_ext_acl",
-    "-A INPUT -p icmp -j input_ext_acl",
-    "-A INPUT -i br0 -p udp --dport 67 -j input_ext_dhcp",
-    "-A FORWARD -p tcp -j forward_ext_bad_tcp",
-    "-A FORWARD -j forward_ext_ip",
-    "-A FORWARD -j forward_ext_url",
-    "-A FORWARD -j forward_ext_mac",
-    "-A FORWARD -i br0 -p tcp --dport 80 -j forward_ext_captiveportal",
-};
+const char* tool_of(Family family) {
+  return family == Family::ipv4 ? "iptables " : "ip6tables ";
+}
 
-constexpr const char* ipv6_hooks[] = {
-    "-A FORWARD -j forward_ext_ip",
-    "-A FORWARD -j forward_ext_mac",
-};
-
-constexpr const char* ipsec_drops[] = {
-    "-A FORWARD -p udp --sport 500 --dport 500 -j DROP",
-    "-A FORWARD -p udp --sport 4500 --dport 4500 -j DROP",
-};
-
-std::vector<Rule> parsed(Family family, std::span<const char* const> lines) {
-  std::vector<Rule> rules;
-  for (const char* line : lines) {
-    rules.push_back(parse_rule(family, line));
+/* What stands behind `start` in each command of the tree that begins with it. */
+std::vector<std::string> commands_after(const std::string& start) {
+  std::vector<std::string> rest;
+  for (const std::string_view command : l3::chain_tree) {
+    if (command.starts_with(start)) {
+      rest.emplace_back(command.substr(start.size()));
+    }
   }
-  return rules;
+  return rest;
+}
+
+const auto* find_section(const std::string& chain) {
+  const auto* found = std::find_if(std::begin(sections), std::end(sections),
+                                   [&](const auto& one) { return chain == one.chain; });
+  return found == std::end(sections) ? nullptr : found;
+}
+
+/* A filter of both families has a section for each. */
+std::string with_family(Family family, std::string section) {
+  if (family == Family::ipv6) {
+    section.insert(section.find('_'), "6");
+  }
+  return section;
 }
 
 }  // namespace
 
-std::span<const OwnChain> own_chains() {
-  return chains;
+bool is_own_chain(Family family, const std::string& name) {
+  const auto& chains = own_chains(family);
+  return std::find(chains.begin(), chains.end(), name) != chains.end();
 }
 
-const OwnChain* own_chain(Family family, const std::string& name) {
-  const auto* found = std::find_if(std::begin(chains), std::end(chains), [&](const OwnChain& one) {
-    return name == one.name && (family == Family::ipv4 || one.is_in_ipv6);
-  });
-  return found == std::end(chains) ? nullptr : found;
+const std::vector<std::string>& own_chains(Family family) {
+  static const std::vector<std::string> ipv4 = commands_after("iptables -N ");
+  static const std::vector<std::string> ipv6 = commands_after("ip6tables -N ");
+  return family == Family::ipv4 ? ipv4 : ipv6;
+}
+
+std::string section_of_chain(Family family, const std::string& chain) {
+  const auto* found = find_section(chain);
+  return found == nullptr ? "" : with_family(family, found->section);
+}
+
+std::string closing_setting(Family family, const std::string& chain) {
+  const auto* found = find_section(chain);
+  return found == nullptr || *found->closing == '\0'
+             ? ""
+             : with_family(family, found->section) + "." + found->closing;
 }
 
 std::vector<Rule> hooks(Family family) {
-  return family == Family::ipv4 ? parsed(family, ipv4_hooks) : parsed(family, ipv6_hooks);
+  std::vector<Rule> rules;
+  const std::string tool = tool_of(family);
+  for (const char* chain : {"INPUT ", "FORWARD "}) {
+    // Inserted at the top, whenever that happens.
+    for (const char* verb : {"-I ", "-A "}) {
+      for (const std::string& rest : commands_after(tool + verb + chain)) {
+        rules.push_back(parse_rule(family, std::string("-A ") + chain + rest));
+      }
+    }
+  }
+  return rules;
 }
 
 std::vector<Rule> ipsec_rules() {
-  return parsed(Family::ipv4, ipsec_drops);
+  return {parse_rule(Family::ipv4, "-A FORWARD -p udp --sport 500 --dport 500 -j DROP"),
+          parse_rule(Family::ipv4, "-A FORWARD -p udp --sport 4500 --dport 4500 -j DROP")};
 }
 
 }  // namespace management

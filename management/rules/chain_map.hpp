@@ -1,7 +1,6 @@
-/* The chains that are the gateway's own, and how start-up hooks them into the kernel's. */
+/* The gateway's own chains, from the commands by which the library creates and hooks them in. */
 #pragma once
 
-#include <span>
 #include <string>
 #include <vector>
 
@@ -9,16 +8,17 @@
 
 namespace management {
 
-struct OwnChain {
-  const char* name;
-  const char* section; /* whose rules it holds; "" for one that only hands on */
-  bool is_in_ipv6;
-};
+/* Whether the family has an own chain of this name. */
+bool is_own_chain(Family family, const std::string& name);
 
-std::span<const OwnChain> own_chains();
+/* The own chains of a family, in the order of their creation. */
+const std::vector<std::string>& own_chains(Family family);
 
-/* Null where the family has no own chain of this name. */
-const OwnChain* own_chain(Family family, const std::string& name);
+/* The section whose rules a chain holds; "" for a chain that only dispatches, and for a foreign one. */
+std::string section_of_chain(Family family, const std::string& chain);
+
+/* The setting that appends the last rule of a chain's list, such as "url_filter.mode"; "" where none does. */
+std::string closing_setting(Family family, const std::string& chain);
 
 /* The rules of INPUT and FORWARD that lead into the own chains, in order. */
 std::vector<Rule> hooks(Family family);
@@ -26,7 +26,7 @@ std::vector<Rule> hooks(Family family);
 /* The rules that stand behind them in FORWARD while IPsec may not pass. */
 std::vector<Rule> ipsec_rules();
 
-/* The chain of management access. What it holds is stored nowhere, and so right as it is. */
+/* The chain of management access. Its rules are stored nowhere, so none of them is unexpected. */
 inline constexpr char access_chain[] = "input_ext_access_ctrl";
 
 }  // namespace management

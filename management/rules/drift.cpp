@@ -153,14 +153,14 @@ RuleState first_state(Family family, const LiveChain& chain, const Rule& rule) {
   const std::vector<Rule> ipsec = ipsec_rules();
   const bool is_ipsec =
       family == Family::ipv4 && std::find(ipsec.begin(), ipsec.end(), rule) != ipsec.end();
-  const bool is_ours = own_chain(family, chain.name) != nullptr ||
-                       own_chain(family, rule.target) != nullptr || is_ipsec;
+  const bool is_ours = is_own_chain(family, chain.name) ||
+                       is_own_chain(family, rule.target) || is_ipsec;
   return is_ours ? RuleState::unexpected : RuleState::foreign;
 }
 
 ComparedChain compare_chain(Family family, const LiveChain& chain, const WantedRules& wanted) {
   ComparedChain compared{chain.name,     chain.policy,
-                         chain.counters, own_chain(family, chain.name) != nullptr,
+                         chain.counters, is_own_chain(family, chain.name),
                          false,          {}};
   std::vector<ComparedRule> live;
   for (const LiveRule& one : chain.rules) {
@@ -179,18 +179,17 @@ ComparedChain compare_chain(Family family, const LiveChain& chain, const WantedR
 ComparedTable compare_table(const LiveTable& live, const ExpectedRules& wanted, bool is_bound) {
   ComparedTable table{live.family, {}, true};
   for (const LiveChain& chain : live.chains) {
-    table.is_bare = table.is_bare && own_chain(live.family, chain.name) == nullptr;
+    table.is_bare = table.is_bare && !is_own_chain(live.family, chain.name);
   }
   for (const LiveChain& chain : live.chains) {
     const WantedRules rules = of_chain(wanted.rules, live.family, chain.name);
     table.chains.push_back(compare_chain(
         live.family, chain, table.is_bare ? WantedRules() : acceptable(rules, chain, is_bound)));
   }
-  for (const OwnChain& own : own_chains()) {
-    const bool belongs = live.family == Family::ipv4 || own.is_in_ipv6;
-    if (belongs && !table.is_bare && live.find(own.name) == nullptr) {
-      ComparedChain missing{own.name, {}, {}, true, true, {}};
-      for (const ExpectedRule& rule : of_chain(wanted.rules, live.family, own.name)) {
+  for (const std::string& own : own_chains(live.family)) {
+    if (!table.is_bare && live.find(own) == nullptr) {
+      ComparedChain missing{own, {}, {}, true, true, {}};
+      for (const ExpectedRule& rule : of_chain(wanted.rules, live.family, own)) {
         missing.rules.push_back({RuleState::missing, rule.rule, {}, rule.origin});
       }
       table.chains.push_back(missing);

@@ -19,26 +19,6 @@ namespace management {
 
 namespace {
 
-/* What closes a list, and the setting that makes it do so. */
-constexpr struct {
-  const char* line;
-  const char* section;
-  const char* path;
-} closing_rules[] = {
-    {"iptables -A forward_ext_us_ip -j DROP", "ip_filter", "ip_filter.upstream"},
-    {"iptables -A forward_ext_ds_ip -j DROP", "ip_filter", "ip_filter.downstream"},
-    {"ip6tables -A forward_ext_us_ip -j DROP", "ip6_filter", "ip6_filter.upstream"},
-    {"ip6tables -A forward_ext_ds_ip -j DROP", "ip6_filter", "ip6_filter.downstream"},
-    {"iptables -A forward_ext_url -i br0 -p udp --dport 53 -j DROP", "url_filter",
-     "url_filter.mode"},
-    {"iptables -A forward_ext_mac -i br0 -j DROP", "mac_filter", "mac_filter.mode"},
-    {"ip6tables -A forward_ext_mac -i br0 -j DROP", "mac6_filter", "mac6_filter.mode"},
-    {"iptables -A input_ext_dhcp -j DROP", "dhcp_filter", "dhcp_filter.mode"},
-    {"iptables -A input_ext_us_acl -j DROP", "acl", "acl.enabled"},
-    {"iptables -A input_ext_ds_acl -j DROP", "acl", "acl.enabled"},
-    {"iptables -A forward_ext_captiveportal -j DROP", "captive_portal", "captive_portal.enabled"},
-};
-
 struct RecordedLine {
   std::string text;
   Origin origin;
@@ -56,13 +36,52 @@ std::vector<std::string> recorded(Generate&& generate) {
   return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()};
 }
 
-Origin closing_origin(const std::string& line) {
-  for (const auto& closing : closing_rules) {
-    if (line == closing.line) {
-      return {closing.section, closing.path, -1};
-    }
+/* What a generator makes of another list; the region is as before afterwards. */
+template <typename Region>
+std::vector<std::string> recorded_with(Region& region, const Region& list, int32_t (*generate)()) {
+  const Region whole = region;
+  region = list;
+  std::vector<std::string> lines = recorded(generate);
+  region = whole;
+  return lines;
+}
+
+/* The lines that close a list, as the generators make them of empty white lists. */
+std::vector<std::string> closing_lines() {
+  l3_ip_filter ip = {};
+  l3_ip6_filter ip6 = {};
+  l3_url_filter url = {};
+  l3_mac_filter mac = {};
+  l3_dhcp_filter dhcp = {};
+  ip.us_black_white = ip.ds_black_white = ip6.us_black_white = ip6.ds_black_white = 1;
+  url.url_black_white = mac.mac_black_white = dhcp.dhcp_black_white = 1;
+  // The access list closes a direction that has an entry.
+  l3_acl acl = {};
+  acl.count = 2;
+  acl.entries[0].allocated = acl.entries[1].allocated = acl.entries[1].direction = 1;
+  std::vector<std::string> acl_lines = recorded_with(fw_rules_table.acl, acl, config_fw_acl);
+  std::vector<std::string> lines(acl_lines.begin() + acl.count, acl_lines.end());
+  for (const std::vector<std::string>& more :
+       {recorded_with(fw_rules_table.ip_filter, ip, config_fw_ip),
+        recorded_with(fw6_rules_table.ip_filter, ip6, config_fw6_ip),
+        recorded_with(fw_rules_table.url_filter, url, config_fw_url),
+        recorded_with(fw_rules_table.mac_filter, mac, config_fw_mac),
+        recorded_with(fw6_rules_table.mac_filter, mac, config_fw6_mac),
+        recorded_with(fw_rules_table.dhcp_filter, dhcp, config_fw_dhcp),
+        recorded_with(fw_rules_table.caporl, l3_caporl{}, config_fw_caporl)}) {
+    lines.insert(lines.end(), more.begin(), more.end());
   }
-  return {};
+  return lines;
+}
+
+Family family_of(const std::string& line) {
+  return line.starts_with("ip6tables") ? Family::ipv6 : Family::ipv4;
+}
+
+Origin closing_origin(const std::string& line) {
+  const Family family = family_of(line);
+  const std::string chain = parse_rule(family, line).chain;
+  return {section_of_chain(family, chain), closing_setting(family, chain), -1};
 }
 
 /* Which entry each rule comes from: every entry's rules are made once more, alone. */
@@ -92,6 +111,7 @@ void find_entries(std::vector<RecordedLine>& lines, Region& region, int32_t (*ge
 /* The rules of all lists and of port-scan protection, as regeneration makes them. */
 std::vector<RecordedLine> filter_lines(bool has_dhcp_rules) {
   std::vector<RecordedLine> lines;
+  const std::vector<std::string> closing = closing_lines();
   for (const std::string& line : recorded([&] {
          config_fw();
          config_fw6();
@@ -99,7 +119,8 @@ std::vector<RecordedLine> filter_lines(bool has_dhcp_rules) {
            config_fw_dhcp();
          }
        })) {
-    lines.push_back({line, closing_origin(line)});
+    const bool is_closing = std::find(closing.begin(), closing.end(), line) != closing.end();
+    lines.push_back({line, is_closing ? closing_origin(line) : Origin()});
   }
   find_entries(lines, fw_rules_table.ip_filter, config_fw_ip, "ip_filter.rules");
   find_entries(lines, fw6_rules_table.ip_filter, config_fw6_ip, "ip6_filter.rules");
@@ -118,7 +139,7 @@ std::vector<std::string> binding_lines(const std::string& wan) {
 }
 
 ExpectedRule wanted(const std::string& line, Origin origin) {
-  const Family family = line.starts_with("ip6tables ") ? Family::ipv6 : Family::ipv4;
+  const Family family = family_of(line);
   ExpectedRule result{family, parse_rule(family, line), std::move(origin)};
   if (result.origin.section.empty()) {
     result.origin.section = result.origin.path = "port_scan_protection";
@@ -128,15 +149,11 @@ ExpectedRule wanted(const std::string& line, Origin origin) {
 
 /* A line that makes no rule of an entry serves the section whose chain it names. */
 Origin chain_origin(Family family, const std::string& line) {
-  for (const OwnChain& chain : own_chains()) {
-    if ((line + " ").find(std::string(" ") + chain.name + " ") == std::string::npos) {
-      continue;
+  for (const std::string& chain : own_chains(family)) {
+    if ((line + " ").find(" " + chain + " ") != std::string::npos) {
+      const std::string section = section_of_chain(family, chain);
+      return {section, section, -1};
     }
-    std::string section = chain.section;
-    if (family == Family::ipv6 && (section == "ip_filter" || section == "mac_filter")) {
-      section.insert(section.find('_'), "6");
-    }
-    return {section, section, -1};
   }
   if (line.find(" FORWARD -p udp --sport ") != std::string::npos) {
     return {"ipsec_pass_through", "ipsec_pass_through", -1};
@@ -146,19 +163,28 @@ Origin chain_origin(Family family, const std::string& line) {
 
 }  // namespace
 
-Origin origin_of(const std::string& line) {
-  const Family family = line.starts_with("ip6tables") ? Family::ipv6 : Family::ipv4;
-  if (line.find(" -A ") != std::string::npos) {
+std::vector<Origin> origins_of(const std::vector<std::string>& lines) {
+  std::vector<RecordedLine> known;
+  std::vector<Origin> origins;
+  for (const std::string& line : lines) {
+    const Family family = family_of(line);
+    origins.push_back(chain_origin(family, line));
+    if (line.find(" -A ") == std::string::npos) {
+      continue;
+    }
+    if (known.empty()) {
+      known = filter_lines(fw_rules_table.dhcp_filter.dhcp_mac_filter_ctrl != 0);
+    }
     const Rule rule = parse_rule(family, line);
-    for (const RecordedLine& one :
-         filter_lines(fw_rules_table.dhcp_filter.dhcp_mac_filter_ctrl != 0)) {
-      if (one.text.substr(0, 4) == line.substr(0, 4) && !one.origin.section.empty() &&
-          parse_rule(family, one.text) == rule) {
-        return one.origin;
-      }
+    const auto found = std::find_if(known.begin(), known.end(), [&](const RecordedLine& one) {
+      return family_of(one.text) == family && !one.origin.section.empty() &&
+             parse_rule(family, one.text) == rule;
+    });
+    if (found != known.end()) {
+      origins.back() = found->origin;
     }
   }
-  return chain_origin(family, line);
+  return origins;
 }
 
 ExpectedRules expected_rules(const settings::Settings& stored, const std::string& bound_to) {

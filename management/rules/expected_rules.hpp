@@ -35,8 +35,8 @@ struct ExpectedRules {
  * one name `bound_to`. Writes nothing and runs no command. */
 ExpectedRules expected_rules(const settings::Settings& stored, const std::string& bound_to);
 
-/* The setting that a command line of the library serves, by what the library has in memory; without a
+/* The settings that command lines of the library serve, by what the library has in memory; without a
  * section where no setting is known. Runs no command. */
-Origin origin_of(const std::string& line);
+std::vector<Origin> origins_of(const std::vector<std::string>& lines);
 
 }  // namespace management
