@@ -154,9 +154,15 @@ ChangeResult Change::finish() {
   if (!result.is_done && on_failure_ == OnFailure::rollback) {
     result.not_restored = restore_all();
   }
+  std::vector<std::string> lines;
   for (const executor::FailedLine& failed : executor::failed_lines()) {
-    result.failed_rules.push_back({origin_of(failed.line).path, failed.line, outcome(failed.status),
-                                   first_line(failed.message)});
+    lines.push_back(failed.line);
+  }
+  const std::vector<Origin> origins = origins_of(lines);
+  auto origin = origins.begin();
+  for (const executor::FailedLine& failed : executor::failed_lines()) {
+    result.failed_rules.push_back(
+        {(origin++)->path, failed.line, outcome(failed.status), first_line(failed.message)});
   }
   return result;
 }

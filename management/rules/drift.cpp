@@ -153,15 +153,14 @@ RuleState first_state(Family family, const LiveChain& chain, const Rule& rule) {
   const std::vector<Rule> ipsec = ipsec_rules();
   const bool is_ipsec =
       family == Family::ipv4 && std::find(ipsec.begin(), ipsec.end(), rule) != ipsec.end();
-  const bool is_ours = is_own_chain(family, chain.name) ||
-                       is_own_chain(family, rule.target) || is_ipsec;
+  const bool is_ours =
+      is_own_chain(family, chain.name) || is_own_chain(family, rule.target) || is_ipsec;
   return is_ours ? RuleState::unexpected : RuleState::foreign;
 }
 
 ComparedChain compare_chain(Family family, const LiveChain& chain, const WantedRules& wanted) {
-  ComparedChain compared{chain.name,     chain.policy,
-                         chain.counters, is_own_chain(family, chain.name),
-                         false,          {}};
+  ComparedChain compared{
+      chain.name, chain.policy, chain.counters, is_own_chain(family, chain.name), false, {}};
   std::vector<ComparedRule> live;
   for (const LiveRule& one : chain.rules) {
     const RuleState state = first_state(family, chain, one.rule);

@@ -38,6 +38,8 @@ INCLUDES = {
 for number, part in enumerate(MANAGEMENT):
     below = [f"management/{lower}" for lower in MANAGEMENT[:number]]
     INCLUDES[f"management/{part}"] = [*INCLUDES["management"], "management/error.hpp", "management/options.hpp", *below]
+# The library's own commands name the chains and jumps that are the gateway's.
+INCLUDES["management/rules"].append("src/firewall/base/chain_tree.hpp")
 for part in ("views", "input"):
     INCLUDES[f"l3ctl/{part}"] = [*INCLUDES["l3ctl"], "l3ctl/context.hpp"]
 INCLUDES["l3ctl/commands"] = [*INCLUDES["l3ctl"], "l3ctl"]
