@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Fails where gcovr's JSON report has a line or a branch that was not reached: check_coverage.py COVERAGE.json
 
-A line that nothing can reach is marked in the source with LCOV_EXCL_LINE, a branch with LCOV_EXCL_BR_LINE, and the reason.
+A line that nothing can reach is marked in the source with LCOV_EXCL_LINE, a branch with LCOV_EXCL_BR_LINE, and the
+reason.
 """
 
 import json

@@ -3,8 +3,8 @@
 
     tests/artifact/results.py build/mips/tests.xml
 
-A program of many cases ends with "N cases passed, N failed", or as Python's unittest does with "Ran N tests in …" and, where
-some did not pass, "FAILED (failures=N, errors=N)"; any other test is one case.
+A program of many cases ends with "N cases passed, N failed", or as Python's unittest does with "Ran N tests in …" and,
+where some did not pass, "FAILED (failures=N, errors=N)"; any other test is one case.
 """
 
 import re
