@@ -4,6 +4,7 @@
 #include <span>
 
 #include "management/change/apply.hpp"
+#include "management/system/sequence_diff.hpp"
 
 namespace management {
 
@@ -35,60 +36,43 @@ void compare_objects(const std::string& path, const Json& before, const Json& af
   }
 }
 
-/* lengths[i][j]: how many entries the longest common run of before[i..] and after[j..] has, with
- * others in between. Lists have 50 entries at most. */
-std::vector<std::vector<size_t>> common_lengths(const Json& before, const Json& after) {
-  std::vector<std::vector<size_t>> lengths(before.size() + 1,
-                                           std::vector<size_t>(after.size() + 1));
-  for (size_t i = before.size(); i-- > 0;) {
-    for (size_t j = after.size(); j-- > 0;) {
-      lengths[i][j] = before[i] == after[j] ? lengths[i + 1][j + 1] + 1
-                                            : std::max(lengths[i + 1][j], lengths[i][j + 1]);
-    }
-  }
-  return lengths;
-}
-
-/* Entries that went and came at one place of a list. */
+/* Entries that were removed and added at one place of a list. */
 struct Gap {
-  std::vector<size_t> gone;
-  std::vector<size_t> come;
+  std::vector<size_t> removed;
+  std::vector<size_t> added;
 };
 
-/* As many came as went: each was changed. Otherwise nobody can tell which became which. */
+/* As many added as removed: each was changed. Otherwise it is unknown which became which. */
 void close_gap(const std::string& path, const Json& before, const Json& after, Gap& gap,
                std::vector<FieldChange>& changes) {
-  if (gap.gone.size() == gap.come.size()) {
-    for (size_t i = 0; i < gap.gone.size(); ++i) {
-      compare(item_path(path, gap.come[i]), before[gap.gone[i]], after[gap.come[i]], changes);
+  if (gap.removed.size() == gap.added.size()) {
+    for (size_t i = 0; i < gap.removed.size(); ++i) {
+      compare(item_path(path, gap.added[i]), before[gap.removed[i]], after[gap.added[i]], changes);
     }
   } else {
-    for (const size_t i : gap.gone) {
+    for (const size_t i : gap.removed) {
       changes.push_back({item_path(path, i), before[i], Json()});
     }
-    for (const size_t i : gap.come) {
+    for (const size_t i : gap.added) {
       changes.push_back({item_path(path, i), Json(), after[i]});
     }
   }
   gap = {};
 }
 
-/* The entries that both lists have stay; what lies between two of those went, came or changed. */
+/* The entries that both lists have stay; what lies between two of those was removed, added or changed. */
 void compare_lists(const std::string& path, const Json& before, const Json& after,
                    std::vector<FieldChange>& changes) {
-  const auto lengths = common_lengths(before, after);
   Gap gap;
-  size_t i = 0;
-  size_t j = 0;
-  while (i < before.size() || j < after.size()) {
-    if (i < before.size() && j < after.size() && before[i] == after[j]) {
+  for (const DiffStep& step :
+       sequence_diff(before.size(), after.size(), DiffOrder::removed_first,
+                     [&](size_t i, size_t k) { return before[i] == after[k]; })) {
+    if (step.kind == DiffStep::Kind::kept) {
       close_gap(path, before, after, gap, changes);
-      ++i;
-      ++j;
-    } else if (j == after.size() || (i < before.size() && lengths[i + 1][j] >= lengths[i][j + 1])) {
-      gap.gone.push_back(i++);
+    } else if (step.kind == DiffStep::Kind::removed) {
+      gap.removed.push_back(step.before);
     } else {
-      gap.come.push_back(j++);
+      gap.added.push_back(step.after);
     }
   }
   close_gap(path, before, after, gap, changes);

@@ -4,9 +4,9 @@
 
 #include "management/rules/chain_map.hpp"
 #include "management/rules/live_bindings.hpp"
-#include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
 #include "management/system/lock.hpp"
+#include "management/system/sequence_diff.hpp"
 
 namespace management {
 
@@ -71,8 +71,7 @@ WantedRules with_live_jumps(WantedRules wanted, const LiveRules& live) {
   return wanted;
 }
 
-/* What may stand in a chain: of the states that the gateway's own life leads to, the one that the live
- * rules are in or ought to be in. */
+/* Several contents of a chain are legal; returns the legal one that is closest to the live rules. */
 WantedRules acceptable(const WantedRules& wanted, const LiveChain& chain, bool is_bound) {
   if (is_dispatch(chain.name)) {
     return bindings(wanted, chain.rules);
@@ -88,41 +87,30 @@ WantedRules acceptable(const WantedRules& wanted, const LiveChain& chain, bool i
   return chain.name == dhcp_chain && chain.rules.empty() ? WantedRules() : wanted;
 }
 
-/* Lengths of the longest common part of what is left from each pair of places. */
-using Lengths = std::vector<std::vector<size_t>>;
-
-Lengths common_lengths(const WantedRules& wanted, const std::vector<ComparedRule>& live) {
-  Lengths lengths(wanted.size() + 1, std::vector<size_t>(live.size() + 1, 0));
-  for (size_t i = wanted.size(); i-- > 0;) {
-    for (size_t k = live.size(); k-- > 0;) {
-      lengths[i][k] = wanted[i].rule == live[k].rule
-                          ? lengths[i + 1][k + 1] + 1
-                          : std::max(lengths[i + 1][k], lengths[i][k + 1]);
-    }
-  }
-  return lengths;
-}
-
 /* Live rules and missing ones in one order; live ones that are not compared stay where they are. */
 std::vector<ComparedRule> merged(const WantedRules& wanted, const std::vector<ComparedRule>& live) {
   std::vector<ComparedRule> result;
-  const Lengths lengths = common_lengths(wanted, live);
-  size_t i = 0;
-  for (size_t k = 0; i < wanted.size() || k < live.size();) {
-    const bool is_live = k < live.size();
-    if (is_live && (live[k].state == RuleState::foreign || live[k].state == RuleState::runtime)) {
-      result.push_back(live[k++]);
-    } else if (is_live && i < wanted.size() && wanted[i].rule == live[k].rule) {
-      result.push_back({RuleState::expected, live[k].rule, live[k].counters, wanted[i].origin});
-      ++i;
-      ++k;
-    } else if (i == wanted.size() || (is_live && lengths[i][k + 1] >= lengths[i + 1][k])) {
-      result.push_back({RuleState::unexpected, live[k].rule, live[k].counters, {}});
-      ++k;
-    } else {
-      result.push_back({RuleState::missing, wanted[i].rule, {}, wanted[i].origin});
-      ++i;
+  const auto is_compared = [](const ComparedRule& rule) {
+    return rule.state != RuleState::foreign && rule.state != RuleState::runtime;
+  };
+  for (const DiffStep& step :
+       sequence_diff(wanted.size(), live.size(), DiffOrder::added_first, [&](size_t i, size_t k) {
+         return is_compared(live[k]) && wanted[i].rule == live[k].rule;
+       })) {
+    if (step.kind == DiffStep::Kind::removed) {
+      const ExpectedRule& missing = wanted[step.before];
+      result.push_back({RuleState::missing, missing.rule, {}, missing.origin});
+      continue;
     }
+    ComparedRule rule = live[step.after];
+    if (step.kind == DiffStep::Kind::kept) {
+      rule.state = RuleState::expected;
+      rule.origin = wanted[step.before].origin;
+    } else if (is_compared(rule)) {
+      rule.state = RuleState::unexpected;
+      rule.origin = {};
+    }
+    result.push_back(rule);
   }
   return result;
 }

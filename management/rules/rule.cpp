@@ -9,8 +9,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "management/store/stored_check.hpp"
-
 namespace management {
 
 namespace {
