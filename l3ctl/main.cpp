@@ -13,6 +13,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/usage_error.hpp"
 #include "management/change/change.hpp"
+#include "management/system/find_tool.hpp"
 
 namespace l3ctl {
 
@@ -275,6 +276,7 @@ void complain(const std::string& message) {
 
 int main(int argc, char** argv) {
   l3ctl::occupy_standard_descriptors();
+  management::extend_path();
   management::set_notice_sink(l3ctl::complain);
   l3ctl::Context context;
   int status = l3ctl::exit_failed;

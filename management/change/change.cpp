@@ -22,6 +22,7 @@
 #include "management/store/stored_check.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/escape.hpp"
+#include "management/system/find_tool.hpp"
 
 namespace management {
 
@@ -84,6 +85,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   if (!quietly([] { return executor::in_place(str_system); })) {
     throw Error("command lines of the library do not reach this program; nothing was changed");
   }
+  require_tools();
   if (!accepted.allow_pending) {
     refuse_while_pending();
   }

@@ -17,6 +17,7 @@
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
 #include "management/system/atomic_file.hpp"
+#include "management/system/find_tool.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
 #include "settings/stored_file/stored_file.hpp"
@@ -174,6 +175,12 @@ void check_wan(Findings& findings) {
 }
 
 void check_drift(const Options& options, Findings& findings, const settings::Settings& stored) {
+  if (!missing_tools().empty()) {
+    findings.push_back({State::warning, "rules",
+                        "were not compared with the settings, since tools are missing",
+                        "run doctor once more when they are there"});
+    return;
+  }
   const RuleComparison comparison = compare_rules(options);
   const std::vector<Drift> found = drifts(comparison);
   const bool is_bare = comparison.tables[0].is_bare || comparison.tables[1].is_bare;

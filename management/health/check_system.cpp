@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +11,7 @@
 #include "executor/executor.hpp"
 #include "l3_advance/shell_command.h"
 #include "management/health/health.hpp"
+#include "management/system/find_tool.hpp"
 #include "management/system/process.hpp"
 #include "management/system/redirect_output.hpp"
 
@@ -20,9 +20,6 @@ namespace management {
 namespace {
 
 using State = Finding::State;
-
-constexpr std::array tools = {"iptables",  "iptables-save",  "iptables-restore",
-                              "ip6tables", "ip6tables-save", "ip6tables-restore"};
 
 /* A rule of each kind that the filters make. */
 constexpr struct {
@@ -128,12 +125,11 @@ Trial tried_kinds() {
 }  // namespace
 
 void check_tools(Findings& findings) {
-  std::vector<std::string> missing;
+  const std::vector<std::string> missing = missing_tools();
   std::vector<std::string> others;
   std::string version;
-  for (const char* tool : tools) {
+  for (const char* tool : iptables_tools) {
     if (tool_path(tool).empty()) {
-      missing.emplace_back(tool);
       continue;
     }
     const std::string own = version_of(tool);
@@ -143,8 +139,10 @@ void check_tools(Findings& findings) {
     }
   }
   if (!missing.empty()) {
-    findings.push_back({State::problem, "tools", "not in PATH: " + joined(missing),
-                        "install iptables; every rule is made with it"});
+    findings.push_back(
+        {State::problem, "tools", not_in_path(missing),
+         "install iptables, or add the directory of its tools to PATH; every rule is "
+         "made with them"});
   }
   if (!others.empty()) {
     findings.push_back({State::problem, "tools",
@@ -168,6 +166,12 @@ void check_tools(Findings& findings) {
 }
 
 void check_kernel(Findings& findings) {
+  if (!missing_tools().empty()) {
+    findings.push_back({State::warning, "kernel",
+                        "kinds of rules were not tried, since tools are missing",
+                        "run doctor once more when they are there"});
+    return;
+  }
   const Trial trial = tried_kinds();
   if (trial.error != 0) {
     findings.push_back(

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "management/error.hpp"
+#include "management/system/find_tool.hpp"
 #include "management/system/process.hpp"
 
 namespace management {
@@ -90,6 +91,9 @@ LiveTable parse_live(Family family, const std::string& text) {
 LiveTable read_live(Family family) {
   const std::string tool = save_tool(family);
   const ToolRun run = run_tool({tool, "-c", "-t", "filter"});
+  if (run.status == -1 && tool_path(tool).empty()) {
+    throw Error(how_to_supply({tool}));
+  }
   if (run.status == -1) {
     throw Error("cannot start " + tool + ": " + run.errors);
   }

@@ -7,9 +7,7 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 #include "management/error.hpp"
 
@@ -102,18 +100,6 @@ ToolRun run_tool(const std::vector<std::string>& words, const std::string& input
   }
   const int status = exit_status(child);
   return {status, out.text(), errors.text()};
-}
-
-std::string tool_path(const std::string& name) {
-  const char* path = std::getenv("PATH");
-  std::istringstream folders(path == nullptr ? "" : path);
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    const std::string file = (folder.empty() ? "." : folder) + "/" + name;
-    if (access(file.c_str(), X_OK) == 0) {
-      return file;
-    }
-  }
-  return {};
 }
 
 }  // namespace management

@@ -16,7 +16,4 @@ struct ToolRun {
 /* Runs a program to its end. Nothing of it reaches our own descriptors. */
 ToolRun run_tool(const std::vector<std::string>& words, const std::string& input = {});
 
-/* The path that a name stands for; empty where there is no such program. */
-std::string tool_path(const std::string& name);
-
 }  // namespace management
