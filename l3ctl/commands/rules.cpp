@@ -13,6 +13,7 @@
 #include "l3ctl/views/rules_view.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/system/atomic_file.hpp"
+#include "management/system/find_tool.hpp"
 #include "management/system/process.hpp"
 
 namespace l3ctl {
@@ -33,10 +34,12 @@ std::string json_text(const nlohmann::ordered_json& json, int indent) {
 }
 
 std::string drawn(const std::string& picture) {
+  if (tool_path("dot").empty()) {
+    throw Error("cannot draw the picture: " + not_in_path({"dot"}) + " (Debian package graphviz)");
+  }
   const ToolRun run = run_tool({"dot", "-Tsvg"}, picture);
   if (run.status == -1) {
-    throw Error("cannot start dot, which draws the picture (Debian package graphviz): " +
-                run.errors);
+    throw Error("cannot start dot, which draws the picture: " + run.errors);
   }
   if (run.status != 0) {
     throw Error("dot ended with " + std::to_string(run.status) + ": " + run.errors);

@@ -146,7 +146,7 @@ class Picture(Rules):
         done = subprocess.run([L3CTL, "rules", "--svg", "/run/rules.svg"], capture_output=True, text=True, env=tools,
                               check=False)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (
-            1, "", "l3ctl: cannot start dot, which draws the picture (Debian package graphviz): No such file or directory\n"))
+            1, "", f"l3ctl: cannot draw the picture: dot is not in {TOOLS}, /tmp/few, /usr/sbin, /sbin (Debian package graphviz)\n"))
         self.assertFalse(Path("/run/rules.svg").exists())
 
     def test_the_place_of_a_picture_stays_what_it_is(self):
