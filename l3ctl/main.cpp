@@ -55,7 +55,6 @@ constexpr Command commands[] = {
     {"restore-rules", add_restore_rules_command},
     {"explain", add_explain_command},
     {"completion", add_completion_command},
-    {"manual", add_manual_command},
     {"rules", add_rules_command},
     {"check", add_check_command},
     {"inspect", add_inspect_command},
@@ -88,7 +87,6 @@ constexpr struct {
     {"rules", ""},
     {"explain", ""},
     {"completion", ""},
-    {"manual", ""},
 };
 
 std::string footer_with(const char* status_three) {
@@ -160,15 +158,13 @@ std::unique_ptr<CLI::App> options_alone(Context& context) {
   return app;
 }
 
-/* The first command that the command line names, if it needs no other to be known: those that write
- * about all commands do. */
+/* The first command that the command line names, if it needs no other to be known: completion does. */
 const Command* named_command(std::span<char*> words) {
   for (const std::string_view word : words) {
     const auto* named = std::find_if(std::begin(commands), std::end(commands),
                                      [&](const Command& one) { return word == one.name; });
     if (named != std::end(commands)) {
-      return named->add == add_completion_command || named->add == add_manual_command ? nullptr
-                                                                                      : named;
+      return named->add == add_completion_command ? nullptr : named;
     }
   }
   return nullptr;
