@@ -136,7 +136,7 @@ class Kills(LabCase):
                 process.kill()
         return process.returncode == -9
 
-    def test_no_sudden_end_leaves_half_of_the_rules(self):
+    def test_no_kill_leaves_half_of_the_rules(self):
         kills = 200 if _FULL else 40
         hit, partial = self._partial(kills)
         self.assertEqual(partial, 0)

@@ -55,7 +55,7 @@ def _families_that_differ(one: tuple, other: tuple) -> set[str]:
     return {name for name, number in (("IPv4", 1), ("IPv6", 2)) if one[number] != other[number]}
 
 
-class SuddenEnd(LabCase):
+class Kill(LabCase):
     def setUp(self):
         super().setUp()
         os.makedirs(_TOOLS, exist_ok=True)
