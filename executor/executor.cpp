@@ -44,6 +44,10 @@ bool commit() {
   return !transaction || transaction->commit();
 }
 
+void compare_rules_by(NormalForm normal_form) {
+  snapshots.compare_by(normal_form);
+}
+
 void remember_rules() {
   is_remembering = true;
 }
@@ -92,8 +96,5 @@ extern "C" __attribute__((visibility("default"))) int system(const char* command
     case executor::Way::direct:
       break;
   }
-  if (is_remembering) {
-    snapshots.take_before(command);
-  }
-  return executor::run_directly(command);
+  return is_remembering ? snapshots.run(command) : executor::run_directly(command);
 }

@@ -27,6 +27,8 @@
 #include <string_view>
 #include <vector>
 
+#include "executor/table_change.hpp"
+
 namespace executor {
 
 enum class Way : std::uint8_t { direct, record, transaction };
@@ -51,8 +53,12 @@ void remember_rules();
  * gets ready meanwhile. As early as nobody else may edit it any more. */
 void read_ahead(const std::string& tool);
 
-/* Makes the tables that were changed what they were before. Returns what could not be put back,
- * empty when all could. */
+/* How put_back() finds the rules of a command line among those that the kernel has. Both may be spelt
+ * in several ways, so their normal forms are compared. */
+void compare_rules_by(NormalForm normal_form);
+
+/* Undoes what was done to the rules; other programs' rules stay as they are. Returns what could not be
+ * undone, empty when all could. */
 [[nodiscard]] std::string put_back();
 
 /* In a process just forked off: starts as if nothing had been read, held, remembered or failed. Waits

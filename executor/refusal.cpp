@@ -135,6 +135,10 @@ Ended restore(Edits edits) {
 }
 
 FailedLine named(Edits edits, const Ended& ended) {
+  const std::string tool = edits.front().table.tool + "-restore --noflush";
+  if (WIFSIGNALED(ended.status)) {
+    return {tool, ended.status, ended.errors};
+  }
   Refusal found = {.edit = std::nullopt, .message = joined(ended.errors)};
   // The first edit stands on the second line.
   const std::size_t line = named_line(found.message);
@@ -143,9 +147,7 @@ FailedLine named(Edits edits, const Ended& ended) {
   } else {
     found = searched(edits, found.message);
   }
-  const std::string name =
-      found.edit ? edits[*found.edit].line : edits.front().table.tool + "-restore --noflush";
-  return {name, ended.status, found.message};
+  return {found.edit ? edits[*found.edit].line : tool, ended.status, found.message};
 }
 
 }  // namespace executor

@@ -18,7 +18,7 @@ namespace executor {
 
 /* The edit that made the restore end so, with the tool's words. Where the tool names COMMIT alone,
  * the edits are tried on a copy of the table in a network namespace of its own; where even that does
- * not tell, the restore itself is named. */
+ * not tell, and where a signal ended the tool, the restore itself is named. */
 [[nodiscard]] FailedLine named(std::span<const RuleEdit> edits, const Ended& ended);
 
 }  // namespace executor

@@ -1,15 +1,42 @@
 #include "executor/snapshots.hpp"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <utility>
-#include <vector>
+
+#include "executor/direct.hpp"
 
 namespace executor {
 
 namespace {
 
-std::optional<std::string> checked_rules(const Table& table, Ended&& read) {
+/* How often a table is read and restored before its rollback counts as failed. */
+constexpr int attempts = 3;
+
+std::vector<std::string> save_command(const Table& table) {
+  // With the counters, so that a rollback loses none.
+  return {table.tool + "-save", "-t", table.name, "-c"};
+}
+
+std::string first_line(const std::string& text) {
+  return text.substr(0, text.find('\n'));
+}
+
+/* How a tool ended that did not succeed, in its own words if it had any. */
+std::string why(const std::string& tool, const Ended& ended) {
+  if (!ended.errors.empty()) {
+    return first_line(ended.errors);
+  }
+  return tool + (WIFSIGNALED(ended.status)
+                     ? " was ended by signal " + std::to_string(WTERMSIG(ended.status))
+                     : " ended with " + std::to_string(WEXITSTATUS(ended.status)));
+}
+
+/* The rules that a save tool wrote; without them `problem` says why. */
+std::optional<std::string> checked_rules(const Table& table, Ended&& read, std::string& problem) {
   if (read.status != 0) {
+    problem = why(table.tool + "-save", read);
     return std::nullopt;
   }
   // A table that nothing has used yet is not shown by every tool: it is empty.
@@ -17,9 +44,33 @@ std::optional<std::string> checked_rules(const Table& table, Ended&& read) {
     return '*' + table.name + "\nCOMMIT\n";
   }
   if (read.output.find("\nCOMMIT\n") == std::string::npos) {
+    problem = table.tool + "-save: its output is incomplete";
     return std::nullopt;
   }
   return std::move(read.output);
+}
+
+/* The tables that a line of unknown meaning may change. */
+std::vector<Table> touched_by(std::string_view line) {
+  if (!may_change_rules(line)) {
+    return {};
+  }
+  std::vector<Table> tables = {{"iptables", "filter"}, {"ip6tables", "filter"}};
+  // The other table of the library's lines. Reading it makes it, so it has to be named.
+  for (const char* tool : {"iptables", "ip6tables"}) {
+    if (line.find(tool) != std::string_view::npos && line.find("nat") != std::string_view::npos) {
+      tables.push_back({tool, "nat"});
+    }
+  }
+  return tables;
+}
+
+std::string listed(const std::set<std::string>& chains) {
+  std::string text;
+  for (const std::string& chain : chains) {
+    text += (text.empty() ? "" : ", ") + chain;
+  }
+  return text;
 }
 
 }  // namespace
@@ -27,9 +78,7 @@ std::optional<std::string> checked_rules(const Table& table, Ended&& read) {
 void Snapshots::take(const Table& table) {
   Snapshot& snapshot = tables_[table];
   if (!snapshot.reading && !snapshot.rules) {
-    // With the counters, so that putting back loses none.
-    snapshot.reading = std::make_unique<Started>(
-        std::vector<std::string>{table.tool + "-save", "-t", table.name, "-c"});
+    snapshot.reading = std::make_unique<Started>(save_command(table));
   }
 }
 
@@ -37,57 +86,134 @@ const std::string* Snapshots::rules(const Table& table) {
   take(table);
   Snapshot& snapshot = tables_[table];
   if (snapshot.reading) {
-    snapshot.rules = checked_rules(table, snapshot.reading->ended());
+    snapshot.rules = checked_rules(table, snapshot.reading->ended(), snapshot.problem);
     snapshot.reading.reset();
   }
   return snapshot.rules ? &*snapshot.rules : nullptr;
 }
 
-void Snapshots::mark_changed(const Table& table) {
-  tables_[table].is_changed = true;
+std::string Snapshots::problem(const Table& table) {
+  return tables_[table].problem;
+}
+
+void Snapshots::add(std::span<const RuleEdit> edits) {
+  auto& steps = tables_[edits.front().table].steps;
+  steps.insert(steps.end(), edits.begin(), edits.end());
 }
 
 bool Snapshots::is_changed(const Table& table) const {
   const auto found = tables_.find(table);
-  return found != tables_.end() && found->second.is_changed;
+  return found != tables_.end() && !found->second.steps.empty();
 }
 
-void Snapshots::take_before(std::string_view line) {
-  std::vector<Table> touched;
-  if (const auto edit = rule_edit(line)) {
-    touched = {edit->table};
-  } else if (may_change_rules(line)) {
-    touched = {{"iptables", "filter"}, {"ip6tables", "filter"}};
-    // The other table of the library's lines. Reading it makes it, so it has to be named.
-    for (const char* tool : {"iptables", "ip6tables"}) {
-      if (line.find(tool) != std::string_view::npos && line.find("nat") != std::string_view::npos) {
-        touched.push_back({tool, "nat"});
-      }
-    }
+int Snapshots::run(const char* line) {
+  const auto edit = rule_edit(line);
+  if (!edit) {
+    return run_unknown(line);
   }
+  static_cast<void>(rules(edit->table));
+  add({&*edit, 1});
+  return run_directly(line);
+}
+
+int Snapshots::run_unknown(const char* line) {
+  const std::vector<Table> touched = touched_by(line);
+  std::string problem;
+  const auto read = [&](const Table& table) {
+    return checked_rules(table, executor::run(save_command(table)), problem).value_or("");
+  };
+  std::vector<Difference> differences;
   for (const Table& table : touched) {
     static_cast<void>(rules(table));
-    mark_changed(table);
+    differences.push_back({.earlier = read(table), .later = {}});
   }
+  const int status = run_directly(line);
+  for (std::size_t place = 0; place < touched.size(); ++place) {
+    differences[place].later = read(touched[place]);
+    tables_[touched[place]].steps.emplace_back(std::move(differences[place]));
+  }
+  return status;
 }
 
 std::string Snapshots::put_back() {
   std::string problems;
-  for (auto& [table, snapshot] : tables_) {
-    if (!snapshot.is_changed) {
-      continue;
+  for (const auto& [table, snapshot] : tables_) {
+    if (const std::string problem = put_back(table); !problem.empty()) {
+      problems += (problems.empty() ? "" : "; ") + problem;
     }
-    const std::string* before = rules(table);
-    const Ended restored =
-        before == nullptr
-            ? Ended{.status = -1, .output = {}, .errors = "its rules could not be read before"}
-            : run({table.tool + "-restore", "-c", "-w", "5"}, *before);
-    if (restored.status != 0) {
-      problems += table.tool + ", table " + table.name + ": " + restored.errors + '\n';
-    }
-    snapshot.is_changed = restored.status != 0;
   }
   return problems;
+}
+
+std::string Snapshots::put_back(const Table& table) {
+  if (!is_changed(table)) {
+    return {};
+  }
+  Snapshot& snapshot = tables_[table];
+  const auto done = change(table, snapshot);
+  const std::string problem = done ? undo(table, *done) : ": its rules could not be read before";
+  if (problem.empty()) {
+    snapshot.steps.clear();
+    return {};
+  }
+  return table.tool + ", table " + table.name + problem;
+}
+
+/* Nothing where a read failed that this needs. */
+std::optional<TableChange> Snapshots::change(const Table& table, const Snapshot& snapshot) const {
+  auto before = snapshot.rules ? saved_chains(table, *snapshot.rules, normal_form_) : std::nullopt;
+  if (!before) {
+    return std::nullopt;
+  }
+  TableChange change(table, std::move(*before), normal_form_);
+  for (const auto& step : snapshot.steps) {
+    if (const auto* edit = std::get_if<RuleEdit>(&step)) {
+      change.add(*edit);
+      continue;
+    }
+    const auto& difference = std::get<Difference>(step);
+    const auto earlier = saved_chains(table, difference.earlier, normal_form_);
+    const auto later = saved_chains(table, difference.later, normal_form_);
+    if (!earlier || !later) {
+      return std::nullopt;
+    }
+    change.add_difference(*earlier, *later);
+  }
+  return change;
+}
+
+/* Returns what could not be undone, in which chains and why; empty when all could. */
+std::string Snapshots::undo(const Table& table, const TableChange& change) const {
+  std::string problem;
+  std::string chains;
+  for (int attempt = 0; attempt <= attempts; ++attempt) {
+    const auto rules = checked_rules(table, executor::run(save_command(table)), problem);
+    const auto now = rules ? saved_chains(table, *rules, normal_form_) : std::nullopt;
+    if (!now) {
+      continue;
+    }
+    const Undo undo = change.undo(*now);
+    if (!undo.impossible.empty()) {
+      chains = ", chain " + listed(undo.impossible);
+      problem = "another program deleted it";
+    }
+    if (undo.edits.empty()) {
+      return undo.impossible.empty() ? "" : chains + ": " + problem;
+    }
+    if (attempt == attempts) {
+      break;
+    }
+    const Ended restored = executor::run({table.tool + "-restore", "-c", "--noflush", "-w", "5"},
+                                         '*' + table.name + '\n' + undo.edits + "COMMIT\n");
+    if (restored.status == 0 && undo.impossible.empty()) {
+      return {};
+    }
+    if (restored.status != 0) {
+      chains = ", chain " + listed(undo.chains);
+      problem = why(table.tool + "-restore", restored);
+    }
+  }
+  return chains + ": " + problem;
 }
 
 void Snapshots::forget() {

@@ -124,9 +124,8 @@ int Transaction::run_after_commit(const char* line) {
   if (!commit()) {
     return exit_1;
   }
-  snapshots_.take_before(line);
   chains_.clear();
-  return run_directly(line);
+  return snapshots_.run(line);
 }
 
 const std::set<std::string>* Transaction::chains(const Table& table) {
@@ -161,10 +160,14 @@ bool Transaction::make_edits(Edits edits) {
     return true;
   }
   const Table& table = edits.front().table;
+  if (on_refusal_ == OnRefusal::go_on && snapshots_.is_changed(table)) {
+    // What was made so far stays, also if these edits have to be undone.
+    snapshots_.renew(table);
+  }
   const std::set<std::string>* known = chains(table);
   if (known == nullptr || snapshots_.rules(table) == nullptr) {
     return stop_or_make_others(
-        edits, {edits.front().line, exit_1, table.tool + "-save: cannot read the rules"});
+        edits, {edits.front().line, exit_1, "cannot read the rules: " + snapshots_.problem(table)});
   }
   const auto lost = std::find_if(edits.begin(), edits.end(), [&](const RuleEdit& edit) {
     return !known->contains(edit.chain);
@@ -173,12 +176,10 @@ bool Transaction::make_edits(Edits edits) {
     return stop_or_make_others(
         edits, {lost->line, exit_1, table.tool + ": No chain/target/match by that name.\n"});
   }
+  // Before the tool starts: it may be killed behind its commit, or fail there.
+  snapshots_.add(edits);
   const Ended ended = restore(edits);
-  if (ended.status != 0) {
-    return stop_or_make_others(edits, named(edits, ended));
-  }
-  snapshots_.mark_changed(table);
-  return true;
+  return ended.status == 0 || stop_or_make_others(edits, named(edits, ended));
 }
 
 bool Transaction::stop_or_make_others(Edits edits, const FailedLine& refused) {
@@ -187,8 +188,12 @@ bool Transaction::stop_or_make_others(Edits edits, const FailedLine& refused) {
     is_broken_ = true;
     return false;
   }
-  snapshots_.mark_changed(edits.front().table);
+  const Table& table = edits.front().table;
+  if (const std::string problem = snapshots_.put_back(table); !problem.empty()) {
+    keep_failed_line({refused.line, refused.status, problem});
+  }
   chains_.clear();
+  snapshots_.add(edits);
   for (const RuleEdit& edit : edits) {
     run_directly(edit.line.c_str());
   }

@@ -19,6 +19,7 @@
 #include "management/change/pending_confirmation.hpp"
 #include "management/error.hpp"
 #include "management/rules/expected_rules.hpp"
+#include "management/rules/rule.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/escape.hpp"
@@ -105,6 +106,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   if (!accepted.allow_unsafe_text) {
     reject_unsafe_text(stored_);
   }
+  executor::compare_rules_by(normal_form);
   if (snapshot_) {
     snapshot_->add_loaded();
     executor::remember_rules();

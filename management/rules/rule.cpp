@@ -251,6 +251,10 @@ void add_option(Rule& rule, Family family, Option option) {
     option.name = "string";
     option.values[0] = bytes_of_hex_string(option.values[0]);
   }
+  // The string match has an option of the same name, whose value is a number.
+  if (option.name == "to" && option.values[0].find('.') != std::string::npos) {
+    option.name = "to-destination";
+  }
   std::string value = normal_value(family, option.name, option.values[0]);
   if (option.name == "tcp-flags" && option.values.size() == 2) {
     value = flags(option.values[0]) + " " + flags(option.values[1]);
@@ -299,6 +303,15 @@ Rule parse_rule(Family family, const std::string& line) {
     is_negated = false;
   }
   return rule;
+}
+
+std::string normal_form(const std::string& tool, const std::string& line) {
+  const Rule rule = parse_rule(tool == "ip6tables" ? Family::ipv6 : Family::ipv4, line);
+  std::string text = rule.target;
+  for (const auto& [name, value] : rule.options) {
+    text.append("\n").append(name).append(" ").append(value);
+  }
+  return text;
 }
 
 }  // namespace management

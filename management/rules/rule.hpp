@@ -14,6 +14,7 @@
  *   --timestart 8:5      --timestart 08:05:00                      timestart 08:05
  *   (nothing)            --datestop 2038-01-19T03:14:07            nothing
  *   --limit 1/s          --limit 1/sec                             limit 1/sec
+ *   --to 192.168.1.1     --to-destination 192.168.1.1              to-destination 192.168.1.1
  */
 #pragma once
 
@@ -40,6 +41,10 @@ struct Rule {
 
 /* Takes "iptables -A chain ..." or "-A chain ...", with words quoted as by sh or by iptables-save. */
 Rule parse_rule(Family family, const std::string& line);
+
+/* The rule of a line for iptables or ip6tables as one text, the same for every spelling of it; its chain
+ * is left out. */
+std::string normal_form(const std::string& tool, const std::string& line);
 
 /* Whether no packet can meet it: one with an open IPv6 address, which stands for "::" itself. */
 bool matches_nothing(const Rule& rule);

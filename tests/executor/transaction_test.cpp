@@ -26,14 +26,17 @@ void write(const std::string& path, const std::string& text) {
 
 /* Everything that the tools are told lands in /tmp/told; /tmp/refused holds what they refuse:
  * arguments, or a line of a restore. A refused line is named, one of /tmp/unnamed is not. Arguments
- * in /tmp/killed end the tool. */
+ * in /tmp/killed end the tool. A save prints /tmp/live.TOOL, if that is there; a rollback first copies
+ * /tmp/live.after there. */
 constexpr char tool[] = R"(#!/bin/sh
 name=${0##*/}
 printf '%s\n' "$name $*" >>/tmp/told
 case $name in
-*-save) [ ! -e /tmp/unreadable ] || exit 1
+*-save) [ ! -e /tmp/unreadable ] || { echo "$name: permission denied" >&2; exit 1; }
+  [ ! -e "/tmp/live.$name" ] || exec cat "/tmp/live.$name"
   printf '# read\n*filter\n:FORWARD ACCEPT [0:0]\n:IN - [0:0]\n:OUT - [0:0]\nCOMMIT\n' ;;
 *-restore) number=0
+  case $* in -c*) cp /tmp/live.after "/tmp/live.${name%-restore}-save" 2>/dev/null ;; esac
   while IFS= read -r line; do
     number=$((number + 1))
     printf '  %s\n' "$line" >>/tmp/told
@@ -74,6 +77,14 @@ class Transaction : public testing::Test {
     }
     unlink("/tmp/told");
     return text;
+  }
+
+  /* What the rules of a family are from now on, in a table with the chains of the others. */
+  static void live(const std::string& tool, const std::string& rules,
+                   const std::string& name = "filter") {
+    write("/tmp/live." + tool + "-save",
+          "# read\n*" + name + "\n:FORWARD ACCEPT [0:0]\n:IN - [0:0]\n:OUT - [0:0]\n" + rules +
+              "COMMIT\n");
   }
 
   static std::string only_failure() {
@@ -244,17 +255,79 @@ TEST_F(Transaction, AnEditOfAMissingChainIsNamed) {
   EXPECT_EQ(told(), "");
 }
 
-TEST_F(Transaction, WhatWasCommittedIsPutBackFromItsSnapshot) {
+TEST_F(Transaction, WhatWasCommittedIsUndone) {
+  live("ip6tables", "[5:50] -A IN -j ACCEPT\n");
   str_system("ip6tables -F IN");
+  str_system("ip6tables -A IN -j DROP");
   str_system("iptables -A GONE -j DROP");
   EXPECT_FALSE(executor::commit());
   told();
+  live("ip6tables", "[0:0] -A IN -j DROP\n[1:10] -A IN -j other\n");
   EXPECT_EQ(executor::put_back(), "");
   EXPECT_EQ(told(),
-            "ip6tables-restore -c -w 5\n  # read\n  *filter\n  :FORWARD ACCEPT [0:0]\n"
-            "  :IN - [0:0]\n  :OUT - [0:0]\n  COMMIT\n");
+            "ip6tables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n"
+            "  [5:50] -I IN 1 -j ACCEPT\n  COMMIT\n");
   EXPECT_EQ(executor::put_back(), "");
   EXPECT_EQ(told(), "");
+}
+
+TEST_F(Transaction, WhatAKilledRestoreMadeIsUndone) {
+  write("/tmp/tools/iptables-restore",
+        std::string(tool).replace(
+            0, 10, "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; kill -9 $$; }\n"));
+  str_system("iptables -A IN -j DROP");
+  EXPECT_FALSE(executor::commit());
+  EXPECT_EQ(only_failure(), "iptables-restore --noflush");
+  EXPECT_EQ(executor::failed_lines()[0].status, SIGKILL);
+  told();
+  // Killed before its commit it made nothing: nothing is left to undo.
+  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(told(), "");
+}
+
+TEST_F(Transaction, WhatARestoreMadeThatWasKilledBehindItsCommitIsUndone) {
+  write("/tmp/tools/iptables-restore",
+        std::string(tool).replace(
+            0, 10, "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; kill -9 $$; }\n"));
+  str_system("iptables -A IN -j DROP");
+  EXPECT_FALSE(executor::commit());
+  told();
+  live("iptables", "[0:0] -A IN -j DROP\n");
+  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(told(), "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n  COMMIT\n");
+}
+
+TEST_F(Transaction, ARollbackIsJudgedByTheKernelToo) {
+  str_system("iptables -A IN -j DROP");
+  EXPECT_TRUE(executor::commit());
+  told();
+  live("iptables", "[0:0] -A IN -j DROP\n");
+  write("/tmp/refused", "-D IN -j DROP\n");
+  EXPECT_EQ(executor::put_back(),
+            "iptables, table filter, chain IN: iptables-restore: line 2 failed");
+  const std::string once = "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n";
+  EXPECT_EQ(told(), once + once + once);
+  // The tool fails, but the rule is gone.
+  write("/tmp/live.after", "# read\n*filter\n:IN - [0:0]\nCOMMIT\n");
+  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(told(), once);
+}
+
+TEST_F(Transaction, GoingOnUndoesWhatAKilledRestoreMade) {
+  executor::on_refusal(executor::OnRefusal::go_on);
+  write("/tmp/tools/iptables-restore",
+        std::string(tool).replace(
+            0, 10,
+            "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; cp /tmp/made /tmp/live.iptables-save;"
+            " kill -9 $$; }\n"));
+  write("/tmp/made", "# read\n*filter\n:IN - [0:0]\n[0:0] -A IN -j DROP\nCOMMIT\n");
+  write("/tmp/live.after", "# read\n*filter\n:IN - [0:0]\nCOMMIT\n");
+  str_system("iptables -A IN -j DROP");
+  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(told(),
+            "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n  COMMIT\n"
+            "iptables -A IN -j DROP\n");
+  EXPECT_TRUE(executor::failed_lines().empty());
 }
 
 TEST_F(Transaction, ATableThatCannotBeReadIsNotChanged) {
@@ -262,6 +335,8 @@ TEST_F(Transaction, ATableThatCannotBeReadIsNotChanged) {
   str_system("iptables -F IN");
   EXPECT_FALSE(executor::commit());
   EXPECT_EQ(only_failure(), "iptables -F IN");
+  EXPECT_EQ(executor::failed_lines()[0].message,
+            "cannot read the rules: iptables-save: permission denied");
   EXPECT_EQ(told(), "");
 }
 
@@ -269,12 +344,9 @@ TEST_F(Transaction, ATableReadAheadIsNotReadOnceMore) {
   executor::read_ahead("iptables");
   str_system("iptables -F IN");
   EXPECT_TRUE(executor::commit());
-  EXPECT_EQ(executor::put_back(), "");
   const std::string all = content("/tmp/told");
   EXPECT_EQ(all.substr(0, all.find('\n')), "iptables-save -t filter -c");
   EXPECT_EQ(all.find("iptables-save", 1), std::string::npos);
-  EXPECT_TRUE(
-      told().ends_with("  :FORWARD ACCEPT [0:0]\n  :IN - [0:0]\n  :OUT - [0:0]\n  COMMIT\n"));
 }
 
 TEST_F(Transaction, ATableThatCannotBeReadAheadIsNotChanged) {
@@ -298,13 +370,26 @@ TEST_F(Transaction, GoingOnMakesEveryLineButTheRefused) {
             "iptables -F IN\niptables -A IN -p udp -j DROP\niptables -F OUT\n");
 }
 
-TEST_F(Transaction, ALineOfNatThatIsNotUnderstoodIsPutBackToo) {
-  str_system("iptables -t nat -I PREROUTING --odd");
-  EXPECT_EQ(told(), "iptables -t nat -I PREROUTING --odd\n");
+TEST_F(Transaction, ALineThatIsNotUnderstoodIsUndoneByWhatItDid) {
+  live("iptables", "[1:10] -A IN -j ACCEPT\n[0:0] -A OUT -j ACCEPT\n");
+  write("/tmp/tools/odd-tables",
+        "#!/bin/sh\nsed -i 's/.* -A IN .*/[0:0] -A IN -j odd/' /tmp/live.iptables-save\n");
+  chmod("/tmp/tools/odd-tables", 0755);
+  EXPECT_EQ(str_system("odd-tables --some thing"), 0);
+  told();
   EXPECT_EQ(executor::put_back(), "");
-  const std::string all = told();
-  EXPECT_TRUE(all.ends_with("iptables-restore -c -w 5\n  *nat\n  COMMIT\n")) << all;
-  EXPECT_EQ(all.find("ip6tables-restore -c -w 5\n  *nat"), std::string::npos) << all;
+  EXPECT_EQ(told(),
+            "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j odd\n"
+            "  [1:10] -I IN 1 -j ACCEPT\n  COMMIT\n");
+}
+
+TEST_F(Transaction, ALineOfNatThatIsNotUnderstoodIsUndoneToo) {
+  live("iptables", "", "nat");
+  write("/tmp/tools/iptables",
+        "#!/bin/sh\nsed -i 's/COMMIT/[0:0] -A IN --odd\\nCOMMIT/' /tmp/live.iptables-save\n");
+  str_system("iptables -t nat -I IN --odd");
+  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(told(), "iptables-restore -c --noflush -w 5\n  *nat\n  -D IN --odd\n  COMMIT\n");
 }
 
 TEST_F(Transaction, AMessageOfAnyBytesIsSearchedForALineNumber) {
@@ -323,12 +408,15 @@ TEST_F(Transaction, WhatIsHeldStaysWhenItIsToGoOn) {
   EXPECT_EQ(told(), "iptables-restore --noflush -w 5\n  *filter\n  -F IN\n  COMMIT\n");
 }
 
-TEST_F(Transaction, DirectLinesArePutBackToo) {
+TEST_F(Transaction, DirectLinesAreUndoneToo) {
   executor::work(executor::Way::direct);
   executor::remember_rules();
+  live("ip6tables", "", "nat");
   str_system("ip6tables -t nat -A FORWARD -j DROP");
   str_system("touch /tmp/else");
   EXPECT_EQ(told(), "ip6tables -t nat -A FORWARD -j DROP\n");
+  live("ip6tables", "[0:0] -A FORWARD -j DROP\n", "nat");
   EXPECT_EQ(executor::put_back(), "");
-  EXPECT_EQ(told(), "ip6tables-restore -c -w 5\n  *nat\n  COMMIT\n");
+  EXPECT_EQ(told(),
+            "ip6tables-restore -c --noflush -w 5\n  *nat\n  -D FORWARD -j DROP\n  COMMIT\n");
 }

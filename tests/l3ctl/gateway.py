@@ -23,29 +23,57 @@ STANDING = [":INPUT", ":FORWARD", ":OUTPUT", *(f":forward_ext_{name}" for name i
         "local_access", "local_access_ex", "acl", "us_acl", "ds_acl", "dhcp", "access_ctrl"))]
 
 # Notes its arguments. A restore of edits notes their lines instead, as the commands that they would be
-# one by one; reading all rules, as is done before a change, is not noted. The chains
-# that stand are those of /tmp/chains.
-TOOL = """#!/bin/sh
+# one by one; reading all rules, as is done before a change, is not noted. A rollback is noted as the command
+# that it is. The chains that stand are those of /tmp/chains; the rules of each family and table are kept in
+# /tmp/rules.FAMILY.TABLE, as the tools list them.
+TOOL = r"""#!/bin/sh
 name="${0##*/}"
 line="$name${*:+ $*}"
 refused() {
   [ -e /tmp/refused ] && grep -qxF -e "$1" /tmp/refused
 }
+# Makes the edits of standard input in a table.
+edit() {
+  rules="/tmp/rules.${name%%-*}.$1"
+  touch "$rules"
+  awk '
+    part == 1 { rule[++count] = $0; next }
+    { sub(/^\[[0-9:]*\] /, ""); operation = substr($0, 1, 3); $0 = substr($0, 4) }
+    operation == "-A " { rule[++count] = "-A " $0 }
+    operation == "-I " {
+      place = 1
+      if (match($0, /^[^ ]+ [0-9]+/)) { place = $2; $0 = $1 substr($0, RLENGTH + 1) }
+      for (at = 1; at <= count; at++) if (index(rule[at] " ", "-A " $1 " ") == 1 && --place == 0) break
+      for (to = ++count; to > at; to--) rule[to] = rule[to - 1]
+      rule[at] = "-A " $0
+    }
+    operation == "-F " { for (at = 1; at <= count; at++) if (index(rule[at] " ", "-A " $1 " ") == 1) delete rule[at] }
+    operation == "-D " { for (at = 1; at <= count; at++) if (rule[at] == "-A " $0) { delete rule[at]; break } }
+    operation == "-F " || operation == "-D " {
+      for (at = to = 1; at <= count; at++) if (at in rule) rule[to++] = rule[at]
+      count = to - 1
+    }
+    END { for (at = 1; at <= count; at++) print rule[at] }' part=1 "$rules" part=2 - >"$rules.new"
+  mv "$rules.new" "$rules"
+}
 case "$line" in
-  *-save\\ -t\\ *\\ -c)
-    printf '# rules\\n*%s\\n' "$2"
-    while read -r chain; do printf '%s - [0:0]\\n' "$chain"; done </tmp/chains
+  *-save\ -t\ *\ -c)
+    printf '# rules\n*%s\n' "$2"
+    while read -r chain; do printf '%s - [0:0]\n' "$chain"; done </tmp/chains
+    sed 's/^/[0:0] /' "/tmp/rules.${name%-save}.$2" 2>/dev/null
     echo COMMIT
     exit 0 ;;
-  *-restore\\ --noflush\\ *)
+  *-restore\ --noflush\ *)
     number=0
     while IFS= read -r edit; do
       number=$((number + 1))
       case "$edit" in
-        -*) printf '%s %s\\n' "${name%-restore}" "$edit" >>/tmp/made
+        \**) table=${edit#?} ;;
+        -*) printf '%s %s\n' "${name%-restore}" "$edit" >>/tmp/made
+            printf '%s\n' "$edit" >>/tmp/edits
             if refused "${name%-restore} $edit"; then
               echo "$name: line $number failed" >&2
-              rm /tmp/made
+              rm /tmp/made /tmp/edits
               exit 1
             fi ;;
       esac
@@ -53,14 +81,20 @@ case "$line" in
     printf '%s: ' "$name" >>/tmp/restores
     grep -c . /tmp/made >>/tmp/restores
     cat /tmp/made >>/tmp/commands
-    rm /tmp/made
+    edit "$table" </tmp/edits
+    rm /tmp/made /tmp/edits
     exit 0 ;;
 esac
-printf '%s\\n' "$line" >>/tmp/commands
+printf '%s\n' "$line" >>/tmp/commands
 if refused "$line"; then
   echo "$name: Too many links" >&2
   exit 1
 fi
+case "$name $1" in
+  *-restore\ -c) read -r table; edit "${table#?}" ;;
+  ip*tables\ -t) table=$2; shift 2; printf '%s\n' "$*" | edit "$table" ;;
+  ip*tables\ -[AIFD]) printf '%s\n' "$*" | edit filter ;;
+esac
 exit 0
 """
 
@@ -115,6 +149,7 @@ class Gateway(unittest.TestCase):
         shutil.rmtree(TOOLS, ignore_errors=True)
         for leftover in (COMMANDS, REFUSED, RESTORES):
             leftover.unlink(missing_ok=True)
+        self.forget_rules()
         TOOLS.mkdir()
         for name in ("iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore",
                      "ip6tables-restore"):
@@ -122,6 +157,11 @@ class Gateway(unittest.TestCase):
             tool.write_text(TOOL)
             tool.chmod(0o755)
         CHAINS.write_text("".join(chain + "\n" for chain in STANDING))
+
+    def forget_rules(self):
+        """As a restart of the machine does; the chains stay."""
+        for rules in Path("/tmp").glob("rules.ip*tables.*"):
+            rules.unlink()
 
     def environment(self):
         return {"PATH": f"{TOOLS}:/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}

@@ -75,6 +75,7 @@ class Confirming(Gateway):
         os.kill(self.timer(), signal.SIGKILL)
         self.wait_for_the_timer()
         empty_folder("/run")
+        self.forget_rules()
         note = json.loads(PENDING.read_text(encoding="ascii"))
         PENDING.write_text(json.dumps(note | {"boot": "another"}), encoding="ascii")
 

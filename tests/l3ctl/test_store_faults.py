@@ -67,7 +67,7 @@ class StoreFaults(Faults):
                       "No space left on device\n", err)
         self.assertEqual((CONFIGURATION.read_bytes(), SAVED.read_text()), (configuration(True), "the rules of before\n"))
         self.assertEqual([line for line in self.commands() if "-restore" in line],
-                         ["ip6tables-restore -c -w 5", "iptables-restore -c -w 5"])
+                         ["ip6tables-restore -c --noflush -w 5", "iptables-restore -c --noflush -w 5"])
 
     def test_start_up_needs_no_way_back(self):
         status, out, err = self.with_fault(SAVED, "read:error=EIO:when=1", "--force", "init")
@@ -219,7 +219,7 @@ class NoteFaults(Faults):
         for self.way in ((), ("--one-by-one",)):
             self.assertEqual(self.with_a_note_that_fails(2), (
                 1, "", f"l3ctl: {NOTE}: cannot be written: No space left on device; everything is as it was before\n"))
-            self.assertIn("iptables-restore -c -w 5", self.commands())
+            self.assertIn("iptables-restore -c --noflush -w 5", self.commands())
 
 
 if __name__ == "__main__":

@@ -86,7 +86,7 @@ class Together(Transaction):
                 self.assertEqual(self.everything(), before)
                 # The other family was made before, or line by line: its rules go back as they were read.
                 put_back = [line for line in self.commands() if "-restore -c" in line]
-                self.assertIn("ip6tables-restore -c -w 5", put_back)
+                self.assertIn("ip6tables-restore -c --noflush -w 5", put_back)
 
     def test_the_platform_is_told_again_what_it_was_told(self):
         self.apply('{"vpn_pass_through": true, "route_qos": {"enabled": true, "rules": "01"}}')
@@ -98,10 +98,12 @@ class Together(Transaction):
         self.assertEqual(self.everything(), before)
 
     def test_what_cannot_be_put_back_is_told(self):
-        self.refuse("iptables " + UPSTREAM.format(25), "ip6tables-restore -c -w 5")
+        self.refuse("iptables " + UPSTREAM.format(25), "ip6tables-restore -c --noflush -w 5")
         outcome = self.apply(TWO_LISTS)
         self.assertEqual((outcome.status, outcome.out), (1, ""))
-        self.assertIn("l3ctl: cannot put back what was before: ip6tables, table filter: ip6tables-restore: ", outcome.err)
+        self.assertIn("l3ctl: cannot put back what was before: ip6tables, table filter, chain forward_ext_mac: "
+                      "ip6tables-restore: Too many links\n", outcome.err)
+        self.assertNotIn("everything is as it was before", outcome.err)
 
     def test_rules_that_cannot_be_read_are_not_changed(self):
         tool = TOOLS / "iptables-save"
@@ -109,7 +111,7 @@ class Together(Transaction):
         stored = CONFIGURATION.read_bytes()
         outcome = self.apply('{"port_scan_protection": true}')
         self.assertEqual((outcome.status, outcome.out), (3, ""))
-        self.assertIn("iptables-save: cannot read the rules\n", outcome.err)
+        self.assertIn("ended with 1: cannot read the rules: iptables-save ended with 1\n", outcome.err)
         self.assertEqual(self.commands(), [])
         self.assertEqual(CONFIGURATION.read_bytes(), stored)
 
@@ -207,7 +209,7 @@ class Together(Transaction):
                 self.refuse("iptables " + UPSTREAM.format(26))
                 self.assertEqual(self.with_a_reader_gone("apply", "/tmp/wanted.json"), -signal.SIGPIPE)
                 self.assertEqual(self.everything(), before)
-                self.assertIn("ip6tables-restore -c -w 5", self.commands())
+                self.assertIn("ip6tables-restore -c --noflush -w 5", self.commands())
         self.refuse()
         self.assertEqual(self.with_a_reader_gone("apply", "/tmp/wanted.json"), -signal.SIGPIPE)
         self.assertNotEqual(self.everything(), before)
