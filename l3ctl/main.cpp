@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -274,6 +275,8 @@ int main(int argc, char** argv) {
   l3ctl::occupy_standard_descriptors();
   management::extend_path();
   management::set_notice_sink(l3ctl::complain);
+  // A parent that ignores it, as many daemons do, hands that down: no tool could be waited for.
+  std::signal(SIGCHLD, SIG_DFL);
   l3ctl::Context context;
   int status = l3ctl::exit_failed;
   try {

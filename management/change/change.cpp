@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -28,19 +27,6 @@
 namespace management {
 
 namespace {
-
-sigset_t signals_before;
-
-/* Those that would end the program wait until the change is whole, which takes milliseconds: a
- * terminal's, a pipe that nobody reads any more, a limit on the size of files. */
-void block_signals() {
-  sigset_t ending;
-  sigemptyset(&ending);
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) {
-    sigaddset(&ending, signal);
-  }
-  sigprocmask(SIG_BLOCK, &ending, &signals_before);
-}
 
 std::string outcome(int status) {
   if (status == -1) {
@@ -96,7 +82,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
     warn_of_stored_damage();
   }
   remove_stale_temporaries();
-  block_signals();
+  signals_.block();
   // What is stored tells of a household, and saved rules become commands: also those that tools write.
   umask(077);
   if (on_failure == OnFailure::rollback) {
@@ -125,9 +111,8 @@ Change::~Change() {
     rollback();
   }
   executor::work(executor::Way::direct);
-  // A signal that waited ends the program here; what was reported must be out by then.
+  // A signal that waited ends the program next; what was reported must be out by then.
   std::cout.flush();
-  sigprocmask(SIG_SETMASK, &signals_before, nullptr);
 }
 
 executor::Way Change::way() const {

@@ -4,7 +4,6 @@
  */
 #pragma once
 
-#include <csignal>
 #include <cstdint>
 #include <exception>
 #include <optional>
@@ -15,6 +14,7 @@
 #include "management/options.hpp"
 #include "management/store/store_snapshot.hpp"
 #include "management/store/stored_settings.hpp"
+#include "management/system/block_signals.hpp"
 #include "management/system/lock.hpp"
 #include "management/system/redirect_output.hpp"
 #include "settings/settings.hpp"
@@ -114,6 +114,7 @@ class Change {
   const Options& options_;
   OnFailure on_failure_;
   int exceptions_ = std::uncaught_exceptions();
+  BlockSignals signals_; /* outlives the lock: a process that a signal stops must not hold it */
   Lock lock_;
   std::optional<StoreSnapshot> snapshot_;
   settings::Settings stored_;

@@ -1,9 +1,12 @@
 """Rules are made together, and a change that fails leaves everything as it was."""
+import fcntl
 import json
 import os
 import resource
 import signal
 import subprocess
+import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -176,20 +179,77 @@ class Together(Transaction):
         self.assertEqual(self.restores(), ["iptables-restore: 6"])
 
     def test_a_signal_waits_until_the_change_is_whole(self):
+        faults = {signal.SIGABRT, signal.SIGBUS, signal.SIGFPE, signal.SIGILL, signal.SIGSEGV, signal.SIGSYS, signal.SIGTRAP}
+        real_time = set(range(signal.SIGRTMIN + 2, signal.SIGRTMAX))
+        blocked = signal.valid_signals() - faults - real_time - {signal.SIGKILL, signal.SIGSTOP}
+        ignored = {signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH}
+        stopping = {signal.SIGTSTP, signal.SIGTTIN, signal.SIGTTOU}
         tool = TOOLS / "iptables-restore"
         plain = tool.read_text()
-        for ending in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGQUIT):
+        for ending in sorted(blocked):
             with self.subTest(ending):
                 self.store(firewall=True)
                 self.way = ()
-                tool.write_text(plain.replace("#!/bin/sh\n", f'#!/bin/sh\nkill -{ending} "$PPID"\n', 1))
-                outcome = self.apply(TWO_LISTS)
-                self.assertEqual((outcome.status, outcome.out),
-                                 (-ending, "applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"))
+                tool.write_text(plain.replace("#!/bin/sh\n", f'#!/bin/sh\nkill -{int(ending)} "$PPID"\n', 1))
+                if ending in stopping:
+                    self.assert_stops(ending)
+                else:
+                    outcome = self.apply(TWO_LISTS)
+                    self.assertEqual((outcome.status, outcome.out), (
+                        0 if ending in ignored else -ending,
+                        "applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"), outcome.err)
                 self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
-                self.way = ("--one-by-one",)
-                self.assertEqual(self.apply(TWO_LISTS).out,
-                                 "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
+        tool.write_text(plain)
+        self.way = ("--one-by-one",)
+        self.assertEqual(self.apply(TWO_LISTS).out, "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
+
+    def assert_stops(self, stopping):
+        """Stopped, it has made its change, said so and let go of the lock. The group is not the test's own, whose
+        stop signals the kernel would drop."""
+        with subprocess.Popen([L3CTL, "apply", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, env=self.environment(), process_group=0) as change:
+            change.stdin.write(TWO_LISTS.encode())
+            change.stdin.close()
+            # A change that fails this test may stay stopped.
+            watchdog = threading.Timer(30, change.kill)
+            watchdog.start()
+            self.addCleanup(watchdog.cancel)
+            state = os.waitid(os.P_PID, change.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+            self.assertEqual((state.si_code, state.si_status), (os.CLD_STOPPED, stopping))
+            with open("/run/l3ctl.lock", "rb") as lock:
+                fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            change.send_signal(signal.SIGCONT)
+            self.assertEqual(change.stdout.read(), b"applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n")
+            self.assertEqual(change.wait(60), 0)
+
+    def test_a_limit_on_processor_time_leaves_no_half_change(self):
+        tool = TOOLS / "iptables-restore"
+        tool.write_text(tool.read_text().replace("#!/bin/sh\n", '#!/bin/sh\nprlimit --pid "$PPID" --cpu=1:\n', 1))
+
+        def use_time():
+            while time.process_time() < 1.1:
+                pass
+
+        done = subprocess.run([L3CTL, "apply", "-"], input=TWO_LISTS.encode(), capture_output=True,
+                              env=self.environment(), timeout=60, check=False, preexec_fn=use_time)
+        self.assertIn(done.returncode, (0, -signal.SIGXCPU), done.stderr)
+        self.assertEqual(done.stdout, b"applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n")
+        self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
+
+    def test_a_parent_that_ignores_its_children_hinders_nothing(self):
+        def ignore():
+            signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+
+        for way in ((), ("--one-by-one",)):
+            with self.subTest(way):
+                self.store(firewall=True)
+                self.forget_rules()
+                done = subprocess.run([L3CTL, *way, "apply", "-"], input=TWO_LISTS.encode(), capture_output=True,
+                                      env=self.environment(), timeout=60, check=False, preexec_fn=ignore)
+                self.assertEqual((done.returncode, done.stdout), (
+                    0, b"applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"), done.stderr)
+                rules = Path("/tmp/rules.iptables.filter").read_text().splitlines()
+                self.assertEqual([line for line in rules if "us_ip" in line], [UPSTREAM.format(25), UPSTREAM.format(26)])
 
     def with_a_reader_gone(self, *words):
         """The way that l3ctl ends when its output goes to a pipe that nobody reads any more."""
