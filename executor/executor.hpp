@@ -24,9 +24,9 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "executor/failed_line.hpp"
 #include "executor/table_change.hpp"
 
 namespace executor {
@@ -36,9 +36,7 @@ enum class Way : std::uint8_t { direct, record, transaction };
 /* How system() works from now on; directly at start. What a transaction held is forgotten. */
 void work(Way way);
 
-/* What a transaction does when the packet filter refuses an edit: no line after it is run, or the
- * edits that are held are run one by one, so that all others are made. What is held stays. */
-enum class OnRefusal : std::uint8_t { stop, go_on };
+/* What a transaction does at a refusal; stop at start. What is held stays. */
 void on_refusal(OnRefusal what);
 
 /* Makes what the transaction holds. Returns false where it stopped at a refusal. One that goes on
@@ -65,26 +63,8 @@ void compare_rules_by(NormalForm normal_form);
  * for nothing and closes nothing. */
 void forget();
 
-/* A line that begins so may end with 1 harmlessly, such as one that removes what is often not there: to
- * the library it then succeeds, and it is not kept. Any other end, a tool's death among them, tells
- * nothing about what is there: it is a failure as ever. */
-void may_fail(std::string_view beginning);
-
 /* The lines that were recorded, in order. */
 [[nodiscard]] const std::vector<std::string>& recorded_lines();
-
-struct FailedLine {
-  std::string line;
-  int status;          /* the wait status, as wait(2) describes it */
-  std::string message; /* what the command wrote to standard error */
-};
-
-/* The lines that failed since the start or the last forget_failed_lines(), in order. */
-[[nodiscard]] const std::vector<FailedLine>& failed_lines();
-void forget_failed_lines();
-
-/* Number of lines run so far, failed ones included; not those recorded, or held by a transaction. */
-[[nodiscard]] std::uint64_t lines_run();
 
 /* Whether `run` (the library's runner of command lines) ends in this program's system(). Hands it a
  * line that is only looked for; the shell would take it for a comment. */

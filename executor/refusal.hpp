@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "executor/executor.hpp"
+#include "executor/failed_line.hpp"
 #include "executor/rule_edit.hpp"
 #include "executor/spawn.hpp"
 

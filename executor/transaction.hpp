@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "executor/executor.hpp"
+#include "executor/failed_line.hpp"
 #include "executor/rule_edit.hpp"
 #include "executor/snapshots.hpp"
 
