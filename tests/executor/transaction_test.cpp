@@ -28,7 +28,7 @@ void write(const std::string& path, const std::string& text) {
  * arguments, or a line of a restore. A refused line is named, one of /tmp/unnamed is not. Arguments
  * in /tmp/killed end the tool. A save prints /tmp/live.TOOL, if that is there; a rollback first copies
  * /tmp/live.after there. */
-constexpr char tool[] = R"(#!/bin/sh
+constexpr char fake_tool[] = R"(#!/bin/sh
 name=${0##*/}
 printf '%s\n' "$name $*" >>/tmp/told
 case $name in
@@ -56,7 +56,7 @@ class Transaction : public testing::Test {
     for (const char* name : {"iptables", "ip6tables", "iptables-save", "ip6tables-save",
                              "iptables-restore", "ip6tables-restore"}) {
       const std::string path = std::string("/tmp/tools/") + name;
-      write(path, tool);
+      write(path, fake_tool);
       chmod(path.c_str(), 0755);
     }
     write("/tmp/refused", "");
@@ -273,7 +273,7 @@ TEST_F(Transaction, WhatWasCommittedIsUndone) {
 
 TEST_F(Transaction, WhatAKilledRestoreMadeIsUndone) {
   write("/tmp/tools/iptables-restore",
-        std::string(tool).replace(
+        std::string(fake_tool).replace(
             0, 10, "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; kill -9 $$; }\n"));
   str_system("iptables -A IN -j DROP");
   EXPECT_FALSE(executor::commit());
@@ -287,7 +287,7 @@ TEST_F(Transaction, WhatAKilledRestoreMadeIsUndone) {
 
 TEST_F(Transaction, WhatARestoreMadeThatWasKilledBehindItsCommitIsUndone) {
   write("/tmp/tools/iptables-restore",
-        std::string(tool).replace(
+        std::string(fake_tool).replace(
             0, 10, "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; kill -9 $$; }\n"));
   str_system("iptables -A IN -j DROP");
   EXPECT_FALSE(executor::commit());
@@ -316,7 +316,7 @@ TEST_F(Transaction, ARollbackIsJudgedByTheKernelToo) {
 TEST_F(Transaction, GoingOnUndoesWhatAKilledRestoreMade) {
   executor::on_refusal(executor::OnRefusal::go_on);
   write("/tmp/tools/iptables-restore",
-        std::string(tool).replace(
+        std::string(fake_tool).replace(
             0, 10,
             "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; cp /tmp/made /tmp/live.iptables-save;"
             " kill -9 $$; }\n"));

@@ -25,7 +25,7 @@ STANDING = [":INPUT", ":FORWARD", ":OUTPUT", *(f":forward_ext_{name}" for name i
 # Notes its arguments. A restore of edits notes their lines instead, as the commands that they would be
 # one by one; reading all rules, as is done before a change, is not noted. A rollback is noted as the command
 # that it is. The chains that stand are those of /tmp/chains; the rules of each family and table are kept in
-# /tmp/rules.FAMILY.TABLE, as the tools list them.
+# /tmp/rules.FAMILY.TABLE, as the tools list them, unless /tmp/stateless is there.
 TOOL = r"""#!/bin/sh
 name="${0##*/}"
 line="$name${*:+ $*}"
@@ -34,6 +34,7 @@ refused() {
 }
 # Makes the edits of standard input in a table.
 edit() {
+  [ -e /tmp/stateless ] && return
   rules="/tmp/rules.${name%%-*}.$1"
   touch "$rules"
   awk '
@@ -60,7 +61,7 @@ case "$line" in
   *-save\ -t\ *\ -c)
     printf '# rules\n*%s\n' "$2"
     while read -r chain; do printf '%s - [0:0]\n' "$chain"; done </tmp/chains
-    sed 's/^/[0:0] /' "/tmp/rules.${name%-save}.$2" 2>/dev/null
+    [ -e "/tmp/rules.${name%-save}.$2" ] && sed 's/^/[0:0] /' "/tmp/rules.${name%-save}.$2"
     echo COMMIT
     exit 0 ;;
   *-restore\ --noflush\ *)

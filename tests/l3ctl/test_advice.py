@@ -103,6 +103,7 @@ class Advice(Gateway):
         commands = re.findall(r'"(l3ctl [^"]*)"', way)
         if "remove the file" in way:
             CONFIGURATION.unlink()
+            self.forget_rules()
             commands.append("l3ctl init")  # the next start
         self.assertNotEqual(commands, [], way)
         for command in commands:

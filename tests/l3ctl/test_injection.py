@@ -51,6 +51,8 @@ class Injection(Gateway):
     def setUp(self):
         super().setUp()
         RAN.unlink(missing_ok=True)
+        # Tools that keep rules would start programs of their own.
+        Path("/tmp/stateless").touch()
 
     def traced(self, *command, stdin=b""):
         done = subprocess.run(["strace", "-f", "-xx", "-s", "9000", "-e", "trace=execve", "-o", str(TRACE), *command],
