@@ -1,7 +1,7 @@
 /* A file that cannot be looked at (no permission, no memory, a medium that fails) is not taken for missing:
  * a missing file is created anew, which would overwrite it. A path that cannot exist (one of its folders is a
  * file, its links form a loop, it is too long) counts as missing. */
-#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,11 +18,12 @@ namespace {
 constexpr int missing_errors[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, sets_no_errno};
 constexpr int unreadable_errors[] = {EACCES, EIO, ENOMEM, EPERM, EROFS};
 
-/* Makes /ztcfg a plain file, in this test's own root. */
-void make_a_file_of_the_folder() {
-  ASSERT_EQ(umount2("/ztcfg", MNT_DETACH), 0) << errno;
-  ASSERT_EQ(rmdir("/ztcfg"), 0) << errno;
-  write_file("/ztcfg", "not a folder");
+/* Moves this test into a root of its own in which /ztcfg is a plain file. */
+void enter_a_root_where_the_folder_is_a_file() {
+  ASSERT_EQ(mkdir("/run/root", 0700), 0) << errno;
+  write_file("/run/root/ztcfg", "not a folder");
+  ASSERT_EQ(chroot("/run/root"), 0) << errno;
+  ASSERT_EQ(chdir("/"), 0) << errno;
 }
 
 }  // namespace
@@ -153,7 +154,7 @@ TEST(UnreadableFile, APathThroughAFileOrOneThatIsTooLongFailsTheInitialiserOfARe
 }
 
 TEST(UnreadableFile, WhereTheFolderIsAFileAStartSavesAndHandsOverRouteQos) {
-  make_a_file_of_the_folder();
+  enter_a_root_where_the_folder_is_a_file();
   EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_init_fw(), 0); }),
             lines({refresh(), sample_config::modules_list(), sample_config::tree(),
                    sample_config::saved(), out("get_qos_cfg_from_cfgfile::init_cfgfile err!\n"),
@@ -161,7 +162,7 @@ TEST(UnreadableFile, WhereTheFolderIsAFileAStartSavesAndHandsOverRouteQos) {
 }
 
 TEST(UnreadableFile, WhereTheFolderIsAFileEveryFileCallReportsItsInitialiser) {
-  make_a_file_of_the_folder();
+  enter_a_root_where_the_folder_is_a_file();
   for (const auto& calls : {record_getters, record_setters}) {
     for (size_t i = 0; i < 4; ++i) {
       const Outcome outcome = run(calls[i].call);
