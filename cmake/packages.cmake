@@ -18,7 +18,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 
-configure_file(${PROJECT_SOURCE_DIR}/packaging/debian-changelog.in ${CMAKE_BINARY_DIR}/debian/changelog @ONLY)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/debian-changelog.in ${CMAKE_BINARY_DIR}/debian/changelog @ONLY)
 set(CPACK_L3_CHANGELOG ${CMAKE_BINARY_DIR}/debian/changelog)
 set(CPACK_L3_SOURCE ${PROJECT_SOURCE_DIR})
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian_files.cmake)
