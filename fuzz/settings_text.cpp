@@ -68,16 +68,17 @@ void check_same_switches(const settings::Settings& one, const settings::Settings
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text = Input(data, size).rest();
-  const settings::Reading reading = settings::read(text, "input");
-  for (const std::string& problem : reading.errors) {
-    check(problem.starts_with("input:"), "a problem names the text", problem);
+  const settings::Reading reading = settings::read(text);
+  for (const settings::Problem& error : reading.errors) {
+    const std::string problem = to_text(error, "input");
+    check(error.line > 0, "a problem names its line", problem);
     check(problem.size() < 1000, "and is no longer than a person reads", problem);
   }
   if (!reading.errors.empty()) {
     return 0;
   }
   const std::string written = settings::write(reading.settings);
-  const settings::Reading again = settings::read(written, "input");
+  const settings::Reading again = settings::read(written);
   check(again.errors.empty(), "what is written is read", written);
   check(settings::write(again.settings) == written, "and written again as the same", written);
   check_same_regions(reading.settings, again.settings);

@@ -22,8 +22,8 @@ bool is_a_line(std::string_view text) {
 
 void check_findings(const StoredFile& file, size_t size) {
   for (const settings::StoredFinding& finding : file.findings) {
-    check(!finding.where.empty() && !finding.what.empty() && !finding.advice.empty(),
-          "a finding says where, what, and what to do", finding.where);
+    check(!finding.where.empty() && !finding.what.empty(), "a finding says where and what",
+          finding.where);
     check(is_a_line(finding.where) && is_a_line(finding.what), "in one line", finding.what);
     check(finding.offset <= std::max(size, settings::stored_size), "at a place of the file",
           finding.where);

@@ -9,6 +9,7 @@
 #include "images.hpp"
 #include "input.hpp"
 #include "oracle.hpp"
+#include "settings/settings.hpp"
 #include "world.hpp"
 
 using namespace fuzz;
@@ -75,7 +76,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   check(!verdict.decided_by.empty() || verdict.outcome == settings::Outcome::accepted,
         "what no setting decides is accepted");
 
-  const settings::Reading reading = settings::read(settings::write(all), "input");
+  const settings::Reading reading = settings::read(settings::write(all));
   if (reading.errors.empty()) {
     const settings::Verdict again = settings::verdict_on(packet, reading.settings);
     check(again.outcome == verdict.outcome && again.decided_by == verdict.decided_by,

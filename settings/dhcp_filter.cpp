@@ -10,18 +10,23 @@ namespace {
 /* A device is its address alone, or an object where its spare members are in use. */
 void read_device(l3_dhcp_entry& entry, const Source& source) {
   MacAddress mac{};
+  const auto parse = mac_parser(source.problems);
   if (source.node.kind == Node::Kind::object) {
     Object object(source.node, source.path, source.problems);
-    object.text("mac", parse_mac, mac, Need::required);
+    object.text("mac", parse, mac, Need::required);
     object.number("flag", entry.dhcp_entry_flag);
     object.bytes("reserved", entry.reserved);
     object.end();
-  } else if (const auto parsed = parse_mac(source.node.text);
-             source.node.kind == Node::Kind::text && parsed.value) {
-    mac = *parsed.value;
   } else {
-    source.problems.refuse(source.node.line, source.path,
-                           not_allowed(source.node, parse_mac("").allowed));
+    // Whatever is no text is as wrong as an empty text.
+    const auto parsed =
+        parse(source.node.kind == Node::Kind::text ? std::string_view(source.node.text) : "");
+    if (!parsed.value) {
+      source.problems.refuse(source.node.line, source.path,
+                             not_allowed(source.node, parsed.allowed));
+      return;
+    }
+    mac = *parsed.value;
   }
   std::copy(mac.begin(), mac.end(), entry.mac);
 }

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "settings/syntax_error.hpp"
+
 namespace settings {
 
 namespace {
@@ -14,7 +16,6 @@ using json = nlohmann::json;
 constexpr size_t deepest = 16;
 /* As much of a refused text as a message shows. */
 constexpr size_t longest_shown = 60;
-constexpr size_t longest_reason = 200;
 
 /* Walks over the text and tells, through `position`, how far the parser has read. */
 class Cursor {
@@ -42,8 +43,8 @@ class Cursor {
 /* Receives the parser's events and builds the tree; each node gets the line its token ends on. */
 class Builder {
  public:
-  Builder(const char* begin, Problems& problems)
-      : position(begin), counted_(begin), problems_(problems) {}
+  Builder(std::string_view text, Problems& problems)
+      : position(text.data()), text_(text), counted_(text.data()), problems_(problems) {}
 
   bool null() { return add({.kind = Node::Kind::null}); }
   bool boolean(bool value) { return add({.kind = Node::Kind::boolean, .boolean = value}); }
@@ -69,17 +70,13 @@ class Builder {
   bool end_array() { return close(); }
 
   bool parse_error(size_t, const std::string&, const json::exception& error) {
-    // "[json.exception…] parse error at line 3, column 5: " comes first; the line is told anyway.
+    // "[json.exception…] parse error at line 3, column 5: " comes first; the problem has its own place.
     std::string what = error.what();
     const size_t reason = what.find(": ");
     what = reason == std::string::npos ? what : what.substr(reason + 2);
-    // The rest quotes the text, however long and whatever its bytes.
-    std::replace_if(
-        what.begin(), what.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');
-    if (what.size() > longest_reason) {
-      what.replace(longest_reason, std::string::npos, "...");
-    }
-    problems_.refuse(line(position), "", "no JSON: " + what);
+    const SyntaxError mistake =
+        explain_syntax_error(text_, static_cast<size_t>(position - text_.data()), what);
+    problems_.refuse_text(mistake.line, mistake.column, mistake.what);
     return false;
   }
 
@@ -132,6 +129,7 @@ class Builder {
     return true;
   }
 
+  std::string_view text_;
   const char* counted_;
   size_t line_ = 1;
   std::string key_;
@@ -190,7 +188,7 @@ std::optional<Node> parse_document(std::string_view text, Problems& problems) {
                     "no JSON: a zero byte");
     return std::nullopt;
   }
-  Builder builder(begin, problems);
+  Builder builder(text, problems);
   if (!json::sax_parse(Cursor(begin, &builder.position), Cursor(end, &builder.position),
                        &builder)) {
     return std::nullopt;

@@ -1,17 +1,16 @@
-/* Settings that are allowed and cannot have the effect that their author must want. */
+/* Warnings about settings that are allowed, and stop more, or less, than their author must want. */
 #pragma once
 
-#include <cstddef>
-#include <functional>
+#include <vector>
 
+#include "settings/model.hpp"
 #include "settings/problems.hpp"
-#include "settings/settings.hpp"
 
 namespace settings {
 
-/* Warns of one section that another undoes, and of what a section stops beside what it names.
- * `line_of` gives the line of a path of the text, or of what is nearest to it. */
-void warn_of_effects(const Settings& settings,
-                     const std::function<size_t(const std::string&)>& line_of, Problems& problems);
+/* Of a section that another one makes ineffective, of what a section stops beside what it names, and
+ * of what nothing can reach any more (`locks_out`). Sections that are not there are left out. The
+ * problems name no line. */
+std::vector<Problem> warn_ineffective(const Settings& settings);
 
 }  // namespace settings

@@ -1,34 +1,62 @@
-/* What is wrong with a settings text, collected so that everything is told at once. */
+/* What is wrong with settings, as data; a front end makes messages of it. */
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace settings {
 
+struct Problem {
+  size_t line = 0;       /* of the text; 0 for settings that are no text */
+  size_t column = 0;     /* 0: the line as a whole */
+  std::string path = {}; /* such as "ip_filter.rules[0].source"; empty for the text as a whole */
+  std::string what = {};
+  bool locks_out =
+      false; /* a warning: a service, or all traffic of a kind, is closed to everyone */
+
+  bool operator==(const Problem&) const = default;
+};
+
+/* "path: what", or "what" without a path. */
+inline std::string to_text(const Problem& problem) {
+  return problem.path.empty() ? problem.what : problem.path + ": " + problem.what;
+}
+
+/* "source:line: path: what", with the column behind the line where one is known. */
+inline std::string to_text(const Problem& problem, const std::string& source) {
+  return source + ":" + std::to_string(problem.line) +
+         (problem.column == 0 ? "" : ":" + std::to_string(problem.column)) + ": " +
+         to_text(problem);
+}
+
+/* Where settings come from: from people, or from what is stored. */
+enum class Origin : uint8_t { input, stored };
+
+/* Collects problems, so that everything is reported at once. */
 class Problems {
  public:
-  /* `source` names the text in every message, usually the file's name. */
-  explicit Problems(std::string source) : source_(std::move(source)) {}
+  explicit Problems(Origin origin) : origin_(origin) {}
 
-  /* "source:line: path: what"; the path is left out where it is empty. */
+  [[nodiscard]] Origin origin() const { return origin_; }
+
   void refuse(size_t line, const std::string& path, const std::string& what) {
-    errors.push_back(message(line, path, what));
+    errors.push_back({.line = line, .path = path, .what = what});
+  }
+  /* Refuses the text as a whole, because of this place. */
+  void refuse_text(size_t line, size_t column, const std::string& what) {
+    errors.push_back({.line = line, .column = column, .what = what});
   }
   void warn(size_t line, const std::string& path, const std::string& what) {
-    warnings.push_back(message(line, path, what));
+    warnings.push_back({.line = line, .path = path, .what = what});
   }
 
-  std::vector<std::string> errors;
-  std::vector<std::string> warnings;
+  std::vector<Problem> errors;
+  std::vector<Problem> warnings;
 
  private:
-  std::string message(size_t line, const std::string& path, const std::string& what) const {
-    return source_ + ":" + std::to_string(line) + ": " + (path.empty() ? "" : path + ": ") + what;
-  }
-
-  std::string source_;
+  Origin origin_;
 };
 
 }  // namespace settings

@@ -2,6 +2,8 @@
  * The section "route_qos": the switch, and the rules as the platform takes them, bytes in hexadecimal in
  * the gateway's byte order; zero bytes at the end may be left out.
  */
+#include "settings/route_qos.hpp"
+
 #include <cstring>
 
 #include "settings/sections.hpp"

@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "settings/model.hpp"
 #include "settings/object.hpp"
-#include "settings/settings.hpp"
 
 namespace settings {
 
@@ -17,6 +17,11 @@ struct Source {
   std::string path;
   Problems& problems;
 };
+
+/* The parser of hardware addresses for settings of this origin. */
+inline auto mac_parser(const Problems& problems) {
+  return problems.origin() == Origin::stored ? parse_stored_mac : parse_mac;
+}
 
 /* Readers fill in their part of the settings; writers return null for a part that is not there. */
 void read_firewall(const Source& source, Settings& settings);

@@ -65,8 +65,8 @@ std::string on_many_lines(const Json& value, const std::string& indent) {
 
 }  // namespace
 
-Reading read(std::string_view text, const std::string& source) {
-  Problems problems(source);
+Reading read(std::string_view text, Origin origin) {
+  Problems problems(origin);
   Reading reading;
   if (const auto document = parse_document(text, problems)) {
     Object object(*document, "", problems);
@@ -80,8 +80,10 @@ Reading read(std::string_view text, const std::string& source) {
     }
     object.end();
     if (problems.errors.empty()) {
-      const auto line_of = [&](const std::string& path) { return line_of_path(*document, path); };
-      warn_of_effects(reading.settings, line_of, problems);
+      for (Problem& warning : warn_ineffective(reading.settings)) {
+        warning.line = line_of_path(*document, warning.path);
+        problems.warnings.push_back(std::move(warning));
+      }
     }
   }
   reading.errors = std::move(problems.errors);
@@ -115,30 +117,6 @@ const std::vector<std::string>& section_names() {
     return result;
   }();
   return names;
-}
-
-Json word_of(std::span<const Word> words, uint32_t value) {
-  for (const Word& word : words) {
-    if (word.value == value) {
-      return word.text;
-    }
-  }
-  return value;
-}
-
-void write_unless_zero(Json& object, const char* key, uint32_t value) {
-  if (value != 0) {
-    object[key] = value;
-  }
-}
-
-void write_unless_zero(Json& object, const char* key, std::span<const uint8_t> bytes) {
-  for (const uint8_t byte : bytes) {
-    if (byte != 0) {
-      object[key] = hex_text(bytes);
-      return;
-    }
-  }
 }
 
 }  // namespace settings

@@ -201,7 +201,7 @@ std::string ports_text(Ports ports) {
   return std::to_string(ports.first) + "-" + std::to_string(ports.last);
 }
 
-Parsed<MacAddress> parse_mac(std::string_view text) {
+Parsed<MacAddress> parse_stored_mac(std::string_view text) {
   constexpr const char* allowed =
       "a hardware address of six pairs such as \"02:00:00:00:00:01\", not all of them zero";
   if (text.size() != 17) {
@@ -220,6 +220,25 @@ Parsed<MacAddress> parse_mac(std::string_view text) {
     return {{}, allowed};
   }
   return {mac, {}};
+}
+
+const char* group_of(std::span<const uint8_t, 6> mac) {
+  if ((mac[0] & 1) == 0) {
+    return nullptr;
+  }
+  return std::all_of(mac.begin(), mac.end(), [](uint8_t byte) { return byte == 0xFF; })
+             ? "broadcast"
+             : "multicast";
+}
+
+Parsed<MacAddress> parse_mac(std::string_view text) {
+  Parsed<MacAddress> mac = parse_stored_mac(text);
+  if (const char* group = mac.value ? group_of(*mac.value) : nullptr) {
+    return {{},
+            std::string("the address of one device: this is a ") + group +
+                " address, from which no device sends"};
+  }
+  return mac;
 }
 
 std::string mac_text(std::span<const uint8_t, 6> mac) {
@@ -280,6 +299,17 @@ std::string time_span_text(TimeSpan span) {
   std::snprintf(text, sizeof text, "%02d:%02d-%02d:%02d", span.start_hour, span.start_minute,
                 to_the_end ? 24 : span.stop_hour, to_the_end ? 0 : span.stop_minute);
   return text;
+}
+
+bool is_active(TimeSpan span, uint32_t second) {
+  const auto seconds = [](uint32_t hour, uint32_t minute) { return hour * 3600 + minute * 60; };
+  const uint32_t start = seconds(span.start_hour, span.start_minute);
+  const uint32_t stop =
+      span.stop_hour >= 24 ? seconds(23, 59) : seconds(span.stop_hour, span.stop_minute);
+  if (start < stop) {
+    return second >= start && second <= stop;
+  }
+  return second >= start || second <= stop;
 }
 
 Parsed<Bytes> parse_hex(std::string_view text) {

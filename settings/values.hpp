@@ -63,8 +63,12 @@ Parsed<std::string> parse_destination(std::string_view text);
 Parsed<Ports> parse_ports(std::string_view text);
 std::string ports_text(Ports ports);
 
-/* Six pairs of hexadecimal digits joined by ":". */
+/* Six pairs of hexadecimal digits joined by ":", not all zero: the address of one device. */
 Parsed<MacAddress> parse_mac(std::string_view text);
+/* Takes broadcast and multicast addresses too, which stored entries may hold. */
+Parsed<MacAddress> parse_stored_mac(std::string_view text);
+/* "broadcast" or "multicast" for an address that no device sends from; null for a device's own. */
+const char* group_of(std::span<const uint8_t, 6> mac);
 std::string mac_text(std::span<const uint8_t, 6> mac);
 
 /* A name of dot-separated labels of letters, digits and inner hyphens, at most 31 characters; one
@@ -74,6 +78,11 @@ Parsed<std::string> parse_host_name(std::string_view text);
 /* "HH:MM-HH:MM" with an end of at most "24:00", or "all day". */
 Parsed<TimeSpan> parse_time_span(std::string_view text);
 std::string time_span_text(TimeSpan span);
+
+/* Whether a daily span holds this second. Its stop minute is outside but for its first second, and an
+ * end at 24:00 counts as 23:59. A span that ends before it starts passes midnight; one that ends
+ * where it starts is the whole day. */
+bool is_active(TimeSpan span, uint32_t second);
 
 /* Pairs of hexadecimal digits; the caller looks at the number of bytes. */
 Parsed<Bytes> parse_hex(std::string_view text);

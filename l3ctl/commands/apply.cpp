@@ -10,6 +10,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/problem_report.hpp"
 #include "management/change/change.hpp"
 #include "management/change/confirmation.hpp"
 
@@ -46,6 +47,7 @@ int apply_file(const Context& context, const SettingsFile& file, int confirm_wit
   Change change(context, Foreseen::ipv4_rules,
                 sets_only_portal(wanted, confirm_within) ? Preconditions{.allow_unsafe_text = true}
                                                          : sound_state);
+  warn_of_change(change.stored(), with_changes(change.stored(), wanted), wanted);
   const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
   if (waits) {
     begin_confirmation(context, change, wanted, confirm_within);

@@ -76,9 +76,21 @@ int backup(const Context& context, const Copy& copy) {
   return exit_done;
 }
 
+/* Whether the bytes begin as JSON settings do; no configuration file begins so. */
+bool begins_as_settings(const std::string& bytes) {
+  const size_t begin = bytes.find_first_not_of(" \t\r\n");
+  return begin != std::string::npos && bytes[begin] == '{';
+}
+
 /* The bytes to put in place; nothing is returned for a file that should not be. */
 std::string checked_image(const Copy& copy) {
-  const StoredFile stored = settings::read_stored_file(read_input(copy.file, largest_stored_file));
+  const std::string bytes = read_input(copy.file, largest_stored_file);
+  if (begins_as_settings(bytes)) {
+    throw Error(input_name(copy.file) + ": is a settings file, no backup: \"l3ctl apply " +
+                    copy.file + "\" takes it; nothing was changed",
+                ErrorKind::invalid_input);
+  }
+  const StoredFile stored = settings::read_stored_file(bytes);
   print_findings(copy.file, stored);
   if (!settings::is_plausible(stored) && !copy.force) {
     throw Error(input_name(copy.file) +

@@ -10,6 +10,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/commands/filter_verbs.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/problem_report.hpp"
 #include "management/change/change.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
@@ -28,12 +29,22 @@ constexpr FilterList captive_portal_lists[] = {
      .remove_all = gl3_web_remove_all_caporl_rule},
 };
 
+/* Clearing leaves no rule, but the rules of a portal without destinations drop every request. */
+const char* clear_note(const Settings& before) {
+  return before.captive_portal->caporl_filter_ctrl == 0
+             ? nullptr
+             : "web requests pass until the rules are made again, by a start or by switching the "
+               "firewall or the portal on; the portal then drops them all unless it has a "
+               "destination";
+}
+
 constexpr Filter captive_portal = {.command = "captive-portal",
                                    .help = "Where web requests of LAN clients may go",
                                    .main_key = "destination",
                                    .example = "203.0.113.0/24",
                                    .lists = captive_portal_lists,
-                                   .reset = gl3_web_set_caporl_table_default};
+                                   .reset = gl3_web_set_caporl_table_default,
+                                   .clear_note = clear_note};
 
 int show_portal(const Context& context) {
   warn_of_stored_damage();
@@ -52,6 +63,9 @@ int switch_portal(const Context& context, bool on) {
   Change change(context, Foreseen::ipv4_rules);
   complain("note: this switches the whole firewall; \"l3ctl captive-portal " +
            std::string(on ? "on" : "off") + "\" switches the portal alone");
+  settings::Settings wanted = change.stored();
+  wanted.firewall = on;
+  warn_of_change(change.stored(), wanted);
   change.call("portal", [on] { return gl3_web_set_caporl_enable(on ? 1 : 0); });
   return report(context, change, std::string("portal: the firewall is ") + (on ? "on" : "off"));
 }

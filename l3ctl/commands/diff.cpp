@@ -4,6 +4,8 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/field_changes.hpp"
+#include "l3ctl/views/problem_report.hpp"
+#include "management/change/apply.hpp"
 #include "management/change/settings_diff.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
@@ -15,7 +17,9 @@ namespace {
 int show_diff(const Context& context, const SettingsFile& file) {
   const settings::Settings wanted = read_settings_file(file);
   warn_of_stored_damage();
-  const auto changes = settings_diff(stored_or_defaults(), wanted);
+  const settings::Settings stored = stored_or_defaults();
+  warn_of_change(stored, with_changes(stored, wanted), wanted);
+  const auto changes = settings_diff(stored, wanted);
   if (context.json) {
     std::cout << nlohmann::ordered_json{{"fields", field_list(changes)}}.dump(2) << '\n';
   } else {

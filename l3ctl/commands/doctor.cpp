@@ -5,6 +5,7 @@
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/stored_report.hpp"
 #include "management/health/health.hpp"
 
 namespace l3ctl {
@@ -38,6 +39,10 @@ std::string padded(std::string text, size_t width) {
   return text;
 }
 
+std::string advice_of(const Finding& finding) {
+  return finding.stored ? advice_on(*finding.stored) : finding.advice;
+}
+
 void print(const Findings& findings) {
   size_t width = 0;
   for (const Finding& finding : findings) {
@@ -46,9 +51,9 @@ void print(const Findings& findings) {
   for (const Finding& finding : findings) {
     std::cout << painted(paint_of(finding.state), padded(state_name(finding.state), 9))
               << padded(finding.about, width + 2) << finding.what << '\n';
-    if (!finding.advice.empty()) {
-      std::cout << std::string(9 + width + 2, ' ') << painted(Paint::strong, "to do: ")
-                << finding.advice << '\n';
+    if (const std::string advice = advice_of(finding); !advice.empty()) {
+      std::cout << std::string(9 + width + 2, ' ') << painted(Paint::strong, "to do: ") << advice
+                << '\n';
     }
   }
 }
@@ -56,10 +61,11 @@ void print(const Findings& findings) {
 Json as_json(const Findings& findings, bool is_healthy) {
   Json list = Json::array();
   for (const Finding& finding : findings) {
+    const std::string advice = advice_of(finding);
     list.push_back({{"state", state_name(finding.state)},
                     {"about", finding.about},
                     {"finding", finding.what},
-                    {"advice", finding.advice.empty() ? Json() : Json(finding.advice)}});
+                    {"advice", advice.empty() ? Json() : Json(advice)}});
   }
   return {{"healthy", is_healthy}, {"findings", list}};
 }

@@ -13,6 +13,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Lists = std::span<const FilterList>;
 
+constexpr const char* address_keys[] = {"source", "destination"};
+
 /* A section with its entry changed, checked and ready for the library. */
 struct WantedSection {
   const FilterList* list;
@@ -61,38 +63,58 @@ Json& entries_of(Json& section) {
                        [](const Json& value) { return value.is_array(); });
 }
 
+bool holds(const std::vector<settings::Problem>& problems, const settings::Problem& problem) {
+  return std::find(problems.begin(), problems.end(), problem) != problems.end();
+}
+
 Json stored_section(const Change& change, const FilterList& list) {
   return Json::parse(settings::write(change.stored(), {list.section}));
 }
 
-/* A message about a text of one line, without the name and the line of that. */
-std::string without_place(const std::string& message) {
-  return message.substr(message.find(": ") + 2);
+/* The path of an entry of the section's list, as problems name it. */
+std::string entry_path(const Json& document, size_t number) {
+  const std::string section = document.items().begin().key();
+  for (const auto& [key, value] : document.front().items()) {
+    if (value.is_array()) {
+      return section + "." + key + "[" + std::to_string(number) + "]";
+    }
+  }
+  return section;
 }
 
-/* What it says of the entry, without the path of that. */
-std::string without_path(const std::string& message) {
-  return without_place(without_place(message));
+/* Reads a section with stored entries and, at `new_entry`, one that is added; people may write less than
+ * can be stored. */
+settings::Reading read_section(const Json& document, const std::string& new_entry) {
+  const std::string text = document.dump();
+  settings::Reading reading = settings::read(text, settings::Origin::stored);
+  if (new_entry.empty()) {
+    return reading;
+  }
+  for (settings::Problem& error : settings::read(text).errors) {
+    if (error.path.starts_with(new_entry) && !holds(reading.errors, error)) {
+      reading.errors.push_back(std::move(error));
+    }
+  }
+  return reading;
 }
 
-/* The document as settings; what is wrong with it is told, and ends the command. Warned about is only
- * what the change brings, and once where it brings that to both families: `told` grows by it. */
-settings::Settings checked(const Filter& filter, const Json& before, const Json& document,
+/* The document as settings; its faults are printed and end the command. Warned about is only what the
+ * change brings, and once where it brings that to both families: `told` grows by it. */
+settings::Settings checked(const Json& before, const Json& document, const std::string& new_entry,
                            std::vector<std::string>& told) {
-  const auto old_warnings = settings::read(before.dump(), filter.command).warnings;
-  settings::Reading reading = settings::read(document.dump(), filter.command);
+  const auto old_warnings = settings::read(before.dump(), settings::Origin::stored).warnings;
+  const settings::Reading reading = read_section(document, new_entry);
   std::vector<std::string> new_words;
-  for (const std::string& warning : reading.warnings) {
-    const bool is_new =
-        std::find(old_warnings.begin(), old_warnings.end(), warning) == old_warnings.end();
-    if (is_new && std::find(told.begin(), told.end(), without_path(warning)) == told.end()) {
-      complain("warning: " + without_place(warning));
-      new_words.push_back(without_path(warning));
+  for (const settings::Problem& warning : reading.warnings) {
+    if (!holds(old_warnings, warning) &&
+        std::find(told.begin(), told.end(), warning.what) == told.end()) {
+      complain("warning: " + to_text(warning));
+      new_words.push_back(warning.what);
     }
   }
   told.insert(told.end(), new_words.begin(), new_words.end());
-  for (const std::string& error : reading.errors) {
-    complain(without_place(error));
+  for (const settings::Problem& error : reading.errors) {
+    complain(to_text(error));
   }
   if (!reading.errors.empty()) {
     throw Error("nothing was changed", ErrorKind::invalid_input);
@@ -109,6 +131,20 @@ Lists lists_for(const Filter& filter, const Lists& lists, const Json& entry) {
     return value.is_string() && value.get<std::string>().find(':') != std::string::npos;
   });
   return lists.subspan(is_ipv6 ? 1 : 0, 1);
+}
+
+bool names_address(const Json& entry) {
+  return std::any_of(std::begin(address_keys), std::end(address_keys),
+                     [&](const char* key) { return entry.contains(key) && entry[key] != "any"; });
+}
+
+/* A rule without addresses could be meant for both families. */
+void note_one_family(const Filter& filter, const Lists& named, const Json& entry) {
+  if (named.size() == 2 && filter.main_key == nullptr && !names_address(entry)) {
+    complain(
+        "note: a rule without addresses is for IPv4 alone; an IPv6 rule needs source and "
+        "destination");
+  }
 }
 
 void note_what_is_off(const Filter& filter, const Change& change, const Json& document) {
@@ -182,6 +218,7 @@ size_t erase_from(const Filter& filter, Json& entries, const std::string& which)
 int add_entry(const Context& context, const Filter& filter, Lists lists,
               const std::vector<std::string>& words) {
   const Json entry = entry_of(filter, words);
+  const Lists named = lists;
   lists = lists_for(filter, lists, entry);
   Change change(context, first_rules_of(filter, lists));
   std::vector<WantedSection> wanted;
@@ -192,7 +229,8 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
     Json document = before;
     Json& entries = entries_of(document.front());
     entries.push_back(entry);
-    wanted.push_back({&list, checked(filter, before, document, told)});
+    const std::string path = entry_path(document, entries.size() - 1);
+    wanted.push_back({&list, checked(before, document, path, told)});
     warn_of_twin(wanted.back());
     places += (places.empty() ? "" : ", ") + std::string(list.section) + " entry " +
               std::to_string(entries.size() - 1);
@@ -200,6 +238,7 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
       note_what_is_off(filter, change, document);
     }
   }
+  note_one_family(filter, named, entry);
   return set_all(context, change, wanted, std::string(filter.command) + ": added as " + places);
 }
 
@@ -214,7 +253,7 @@ int delete_entry(const Context& context, const Filter& filter, Lists lists,
     Json document = before;
     const size_t found = erase_from(filter, entries_of(document.front()), which);
     if (found != 0) {
-      wanted.push_back({&list, checked(filter, before, document, told)});
+      wanted.push_back({&list, checked(before, document, "", told)});
       deleted += found;
     }
   }

@@ -7,7 +7,10 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/packet_options.hpp"
 #include "l3ctl/input/read_input.hpp"
+#include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/problem_report.hpp"
+#include "management/change/apply.hpp"
 #include "management/rules/live_bindings.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
@@ -25,7 +28,6 @@ using settings::Settings;
 using settings::Verdict;
 using Notes = std::vector<std::string>;
 
-constexpr size_t largest_file = 1 << 20;
 constexpr size_t largest_batch = 1 << 26;
 
 struct Question {
@@ -34,27 +36,13 @@ struct Question {
   std::string batch;    /* a file */
 };
 
-Settings checked(const std::string& text, const std::string& name) {
-  settings::Reading reading = settings::read(text, name);
-  for (const std::string& warning : reading.warnings) {
-    complain("warning: " + warning);
-  }
-  for (const std::string& error : reading.errors) {
-    complain(error);
-  }
-  if (!reading.errors.empty()) {
-    throw Error("settings with faults cannot be explained", ErrorKind::invalid_input);
-  }
-  return std::move(reading.settings);
-}
-
 /* The stored settings as words say them: what words cannot say, nobody can promise anything of. */
 Settings stored_settings() {
   warn_of_stored_damage();
   const std::string text = settings::write(stored_or_defaults());
-  const settings::Reading reading = settings::read(text, "stored");
-  for (const std::string& error : reading.errors) {
-    complain(error);
+  const settings::Reading reading = settings::read(text, settings::Origin::stored);
+  for (const settings::Problem& error : reading.errors) {
+    complain(to_text(error, "stored"));
   }
   if (!reading.errors.empty()) {
     throw Error("what is stored is more than settings can say, so it cannot be explained");
@@ -62,35 +50,10 @@ Settings stored_settings() {
   return reading.settings;
 }
 
-template <typename Value>
-void take(std::optional<Value>& into, const std::optional<Value>& from) {
-  if (from) {
-    into = from;
-  }
-}
-
 /* What would be stored after the file was applied. */
-Settings with_file(Settings settings, const std::string& file) {
-  const Settings wanted = checked(read_input(file, largest_file), input_name(file));
-  if (wanted.security_level) {
-    const bool on = *wanted.security_level != settings::SecurityLevel::off;
-    settings.firewall = on;
-    if (on) {
-      settings.port_scan_protection = *wanted.security_level == settings::SecurityLevel::high;
-    }
-  }
-  take(settings.firewall, wanted.firewall);
-  take(settings.port_scan_protection, wanted.port_scan_protection);
-  take(settings.ipsec_pass_through, wanted.ipsec_pass_through);
-  take(settings.ip_filter, wanted.ip_filter);
-  take(settings.ip6_filter, wanted.ip6_filter);
-  take(settings.url_filter, wanted.url_filter);
-  take(settings.mac_filter, wanted.mac_filter);
-  take(settings.mac6_filter, wanted.mac6_filter);
-  take(settings.dhcp_filter, wanted.dhcp_filter);
-  take(settings.acl, wanted.acl);
-  take(settings.captive_portal, wanted.captive_portal);
-  return settings;
+Settings with_file(const Settings& stored, const std::string& file) {
+  return with_changes(stored,
+                      read_settings(file, "settings with faults cannot be explained").settings);
 }
 
 const char* outcome_word(Outcome outcome) {
@@ -164,14 +127,25 @@ void note_missing_mac(const settings::Packet& packet, const Verdict& verdict, No
 /* What the settings' own check has to say of those that the packet passed: a rule that matches
  * nothing is the usual reason why one that should stop it does not. */
 void add_warnings(const Verdict& verdict, const Settings& settings, Notes& notes) {
-  for (const std::string& warning : settings::read(settings::write(settings), "").warnings) {
-    // After ":line: ".
-    const std::string note = warning.substr(warning.find(": ") + 2);
+  const std::string text = settings::write(settings);
+  for (const settings::Problem& warning : settings::read(text, settings::Origin::stored).warnings) {
     for (const settings::Step& step : verdict.passed) {
-      if (note.starts_with(step.setting + ".")) {
-        notes.push_back(note);
+      if (!warning.locks_out && warning.path.starts_with(step.setting + ".")) {
+        notes.push_back(to_text(warning));
       }
     }
+  }
+}
+
+/* The verdict is about one query; the same name can be looked up in ways that the filter misses. */
+void note_url_filter_limits(const settings::Packet& packet, const Settings& settings,
+                            Notes& notes) {
+  const bool has_ports =
+      packet.protocol == settings::Protocol::udp || packet.protocol == settings::Protocol::tcp;
+  const bool is_look_up =
+      packet.from == settings::Side::lan && has_ports && packet.destination_port == 53;
+  if (is_look_up && *settings.firewall && settings.url_filter->url_filter_ctrl != 0) {
+    notes.emplace_back(url_filter_limits);
   }
 }
 
@@ -235,6 +209,7 @@ int explain(const Context& context, const Question& question) {
   const Verdict verdict = verdict_at(gateway, packet);
   note_missing_mac(packet, verdict, notes);
   add_warnings(verdict, gateway.settings, notes);
+  note_url_filter_limits(packet, gateway.settings, notes);
   if (context.json) {
     Json answer = as_json(verdict);
     answer["notes"] = notes;

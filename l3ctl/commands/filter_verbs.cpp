@@ -7,6 +7,7 @@
 
 #include "l3ctl/commands/entry_verbs.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/problem_report.hpp"
 #include "l3ctl/views/settings_text.hpp"
 #include "management/change/change.hpp"
 #include "management/store/stored_check.hpp"
@@ -44,8 +45,17 @@ int list(const Context& context, const Lists& lists) {
 
 int clear(const Context& context, const Filter& filter, const Lists& lists) {
   Change change(context, first_rules_of(filter, lists));
+  settings::Settings cleared = change.stored();
   for (const FilterList& one : lists) {
+    if (one.clear != nullptr) {
+      one.clear(cleared);
+    }
     change.call(one.section, one.remove_all);
+  }
+  warn_of_change(change.stored(), cleared);
+  const char* note = filter.clear_note != nullptr ? filter.clear_note(change.stored()) : nullptr;
+  if (note != nullptr) {
+    complain(std::string("note: ") + note);
   }
   return report(context, change, std::string(filter.command) + ": cleared");
 }
@@ -62,6 +72,10 @@ int enable(const Context& context, const Filter& filter, const Lists& lists, boo
   for (const FilterList& one : lists) {
     one.enable(wanted, on);
     change.call(one.section, [&] { return one.set(wanted); });
+  }
+  warn_of_change(change.stored(), wanted);
+  if (on && filter.on_note != nullptr) {
+    complain(std::string("note: ") + filter.on_note);
   }
   return report(context, change, std::string(filter.command) + (on ? ": on" : ": off"));
 }

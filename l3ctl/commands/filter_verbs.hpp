@@ -17,6 +17,8 @@ struct FilterList {
   int32_t (*set)(const settings::Settings&); /* hands its section to the library */
   void (*enable)(settings::Settings&, bool on);
   int32_t (*remove_all)();
+  /* Takes out the entries where remove_all leaves rules for none; null where it leaves no rule. */
+  void (*clear)(settings::Settings&) = nullptr;
 };
 
 struct Filter {
@@ -26,6 +28,9 @@ struct Filter {
   const char* example;  /* words of an entry, for the help of add */
   std::span<const FilterList> lists; /* IPv4 first */
   int32_t (*reset)();                /* all lists of the filter */
+  const char* on_note = nullptr;     /* what to know about a filter that is switched on */
+  /* What to know once the lists are cleared; null where there is nothing. */
+  const char* (*clear_note)(const settings::Settings& before) = nullptr;
 };
 
 /* The rules that a change of these lists of the filter edits first. */

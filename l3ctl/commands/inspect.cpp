@@ -127,7 +127,8 @@ void print_findings(const Question& question, const StoredFile& stored) {
     const bool is_note = finding.kind == settings::StoredFinding::Kind::note;
     std::cout << painted(is_note ? Paint::warning : Paint::bad, line_of(finding)) << '\n';
     if (has_advice) {
-      std::cout << "  " << painted(Paint::strong, "what to do:") << " " << finding.advice << '\n';
+      std::cout << "  " << painted(Paint::strong, "what to do:") << " " << advice_on(finding)
+                << '\n';
     }
   }
   if (!question.all && stored.findings.size() > enough) {

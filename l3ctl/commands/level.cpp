@@ -4,6 +4,7 @@
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/problem_report.hpp"
 #include "management/change/apply.hpp"
 #include "management/change/change.hpp"
 #include "management/store/stored_check.hpp"
@@ -31,6 +32,9 @@ int set(const Context& context, const std::string& word) {
   while (word != level_words[level]) {
     ++level;
   }
+  settings::Settings wanted = change.stored();
+  wanted.security_level = static_cast<settings::SecurityLevel>(level);
+  warn_of_change(change.stored(), level_as_switches(wanted));
   change.call("level", [level] { return set_security_level(level); });
   return report(context, change, "level: " + word);
 }

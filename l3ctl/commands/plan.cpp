@@ -12,6 +12,7 @@
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/field_changes.hpp"
+#include "l3ctl/views/problem_report.hpp"
 #include "management/change/apply.hpp"
 #include "management/change/change.hpp"
 #include "management/change/pending_confirmation.hpp"
@@ -99,6 +100,7 @@ Plan make_plan(const Context& context, const settings::Settings& wanted) {
   }
   const std::string before = configuration_bytes();
   Change change(context);
+  warn_of_change(change.stored(), with_changes(change.stored(), wanted), wanted);
   executor::work(executor::Way::record);
   platform_linux::observe(record_call);
   apply_in_order(change, wanted, [](const char*, size_t, size_t) {});

@@ -11,6 +11,7 @@
 #include "management/change/change.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
+#include "settings/route_qos.hpp"
 #include "settings/settings.hpp"
 #include "settings/values.hpp"
 

@@ -37,9 +37,9 @@ void add_export_command(CLI::App& app, Context& context) {
       const std::string text = settings::write(stored_or_defaults(), *sections);
       std::cout << text;
       // Other programs may have stored what no settings text can say.
-      const settings::Reading reading = settings::read(text, "export");
-      for (const std::string& error : reading.errors) {
-        complain(error);
+      const settings::Reading reading = settings::read(text);
+      for (const settings::Problem& error : reading.errors) {
+        complain(to_text(error, "export"));
       }
       return reading.errors.empty() ? exit_done : exit_failed;
     };

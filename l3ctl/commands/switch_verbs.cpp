@@ -4,6 +4,7 @@
 
 #include "executor/executor.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/problem_report.hpp"
 #include "l3ctl/views/settings_text.hpp"
 #include "management/change/change.hpp"
 #include "management/store/stored_check.hpp"
@@ -26,6 +27,9 @@ int set(const Context& context, const Switch& one, bool on) {
   if (!one.may_fail.empty()) {
     executor::may_fail(one.may_fail);
   }
+  settings::Settings wanted = change.stored();
+  wanted.*one.value = on;
+  warn_of_change(change.stored(), wanted);
   change.call(one.command, [&] { return one.set(on); });
   return report(context, change, std::string(one.command) + (on ? ": on" : ": off"));
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "l3ctl/context.hpp"
@@ -17,7 +18,8 @@ struct Switch {
   const char* on_help;
   const char* off_help;
   int32_t (*set)(bool on);
-  std::string_view may_fail = {}; /* lines that begin so may fail */
+  std::optional<bool> settings::Settings::*value; /* its place in the settings */
+  std::string_view may_fail = {};                 /* lines that begin so may fail */
   Foreseen foreseen = Foreseen::ipv4_rules;
 };
 

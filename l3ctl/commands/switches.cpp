@@ -19,6 +19,7 @@ constexpr Switch firewall = {
     .on_help = "Make the rules of every filter that is on",
     .off_help = "Remove the rules; settings stay",
     .set = set_firewall,
+    .value = &settings::Settings::firewall,
 };
 
 constexpr Switch port_scan = {
@@ -28,6 +29,7 @@ constexpr Switch port_scan = {
     .on_help = "Drop TCP packets that open no proper connection",
     .off_help = "Let them pass",
     .set = set_port_scan_protection,
+    .value = &settings::Settings::port_scan_protection,
 };
 
 constexpr Switch ipsec = {
@@ -37,6 +39,7 @@ constexpr Switch ipsec = {
     .on_help = "Let IPsec pass",
     .off_help = "Drop forwarded IPsec, also while the firewall is off",
     .set = [](bool on) { return gl3_web_set_ipsec_pass_ctrl(on ? 1 : 0); },
+    .value = &settings::Settings::ipsec_pass_through,
     .may_fail = "iptables -t filter -D FORWARD -p udp ",
 };
 
@@ -47,6 +50,7 @@ constexpr Switch vpn = {
     .on_help = "Let GRE pass",
     .off_help = "Do not let GRE pass",
     .set = set_vpn_pass_through,
+    .value = &settings::Settings::vpn_pass_through,
     .foreseen = Foreseen::nothing,
 };
 

@@ -3,6 +3,7 @@
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/commands/filter_verbs.hpp"
+#include "l3ctl/views/problem_report.hpp"
 
 namespace l3ctl {
 
@@ -14,7 +15,8 @@ constexpr FilterList url_lists[] = {
     {.section = "url_filter",
      .set = [](const Settings& s) { return gl3_web_set_url_cfg(&*s.url_filter); },
      .enable = [](Settings& s, bool on) { s.url_filter->url_filter_ctrl = on ? 1 : 0; },
-     .remove_all = gl3_web_remove_all_url_rule},
+     .remove_all = gl3_web_remove_all_url_rule,
+     .clear = [](Settings& s) { s.url_filter->count = 0; }},
 };
 
 constexpr Filter url_filter = {.command = "url-filter",
@@ -22,7 +24,8 @@ constexpr Filter url_filter = {.command = "url-filter",
                                .main_key = "host",
                                .example = "games.example.com active=08:00-21:30",
                                .lists = url_lists,
-                               .reset = gl3_web_set_url_table_default};
+                               .reset = gl3_web_set_url_table_default,
+                               .on_note = url_filter_limits};
 
 }  // namespace
 

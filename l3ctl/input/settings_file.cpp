@@ -4,6 +4,7 @@
 
 #include "l3ctl/input/read_input.hpp"
 #include "management/change/apply.hpp"
+#include "settings/stored_file/stored_file.hpp"
 
 namespace l3ctl {
 
@@ -30,6 +31,20 @@ void check_sections(const SettingsFile& wanted, const settings::Settings& settin
   }
 }
 
+/* Throws an error that says `consequence` where the text has faults. */
+void print_problems(const settings::Reading& reading, const std::string& name,
+                    const std::string& consequence) {
+  for (const settings::Problem& warning : reading.warnings) {
+    complain("warning: " + to_text(warning, name));
+  }
+  for (const settings::Problem& error : reading.errors) {
+    complain(to_text(error, name));
+  }
+  if (!reading.errors.empty()) {
+    throw Error(consequence, ErrorKind::invalid_input);
+  }
+}
+
 }  // namespace
 
 std::shared_ptr<SettingsFile> add_settings_file_options(CLI::App& command) {
@@ -53,18 +68,20 @@ void use_diff_exit_codes(CLI::App& command, Context& context, const std::string&
                  "  2  there are changes");
 }
 
+settings::Reading read_settings(const std::string& file, const std::string& consequence) {
+  const std::string text = read_input(file, largest_file);
+  if (settings::begins_as_stored_file(text)) {
+    throw Error(input_name(file) + ": is a configuration file, no settings: \"l3ctl restore " +
+                    file + "\" puts it in place; " + consequence,
+                ErrorKind::invalid_input);
+  }
+  settings::Reading reading = settings::read(text);
+  print_problems(reading, input_name(file), consequence);
+  return reading;
+}
+
 settings::Settings read_settings_file(const SettingsFile& wanted) {
-  settings::Reading reading =
-      settings::read(read_input(wanted.file, largest_file), input_name(wanted.file));
-  for (const std::string& warning : reading.warnings) {
-    complain("warning: " + warning);
-  }
-  for (const std::string& error : reading.errors) {
-    complain(error);
-  }
-  if (!reading.errors.empty()) {
-    throw Error("nothing was changed", ErrorKind::invalid_input);
-  }
+  settings::Reading reading = read_settings(wanted.file, "nothing was changed");
   check_sections(wanted, reading.settings);
   for (const ApplyStep& step : apply_steps()) {
     if (!wanted.sections.empty() && !holds(wanted.sections, step.section)) {

@@ -18,6 +18,10 @@ struct SettingsFile {
 /* Adds FILE and --section to a command. */
 std::shared_ptr<SettingsFile> add_settings_file_options(CLI::App& command);
 
+/* Reads settings, prints their problems, and throws an error that says `consequence` where there are
+ * faults, or where the file is a configuration file. */
+settings::Reading read_settings(const std::string& file, const std::string& consequence);
+
 /* What the file asks for. Ends the program, with every fault told, when the file is wrong. */
 settings::Settings read_settings_file(const SettingsFile& wanted);
 

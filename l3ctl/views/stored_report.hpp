@@ -13,6 +13,9 @@ namespace l3ctl {
 
 /* "torn: byte 4659, WHERE: WHAT" */
 std::string line_of(const settings::StoredFinding& finding);
+/* What to do about it, in commands. */
+std::string advice_on(const settings::StoredFinding& finding);
+
 /* With null for what to do where the file is not in use. */
 nlohmann::ordered_json as_json(const std::string& file, const settings::StoredFinding& finding);
 

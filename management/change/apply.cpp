@@ -43,8 +43,13 @@ void leave_out(Settings& wanted) {
 }
 
 template <auto Member>
+void overlay(Settings& stored, const Settings& wanted) {
+  stored.*Member = wanted.*Member;
+}
+
+template <auto Member>
 constexpr ApplyStep step(const char* section, int32_t (*set)(const Settings& wanted)) {
-  return {section, is_wanted<Member>, differs<Member>, set, leave_out<Member>};
+  return {section, is_wanted<Member>, differs<Member>, set, leave_out<Member>, overlay<Member>};
 }
 
 /* The level stands for the master switch and port-scan protection; off says nothing of the latter. */
@@ -58,7 +63,11 @@ constexpr ApplyStep all_steps[] = {
     // The master switch first: everything that follows makes rules only while it is on.
     {"security_level", is_wanted<&Settings::security_level>, level_differs,
      [](const Settings& s) { return set_security_level(static_cast<int32_t>(*s.security_level)); },
-     leave_out<&Settings::security_level>},
+     leave_out<&Settings::security_level>,
+     [](Settings& stored, const Settings& wanted) {
+       stored.security_level = wanted.security_level;
+       stored = level_as_switches(stored);
+     }},
     step<&Settings::firewall>("firewall",
                               [](const Settings& s) { return set_firewall(*s.firewall); }),
     step<&Settings::port_scan_protection>(
@@ -129,6 +138,15 @@ bool changes_something(const Settings& wanted, const Settings& stored) {
   return std::any_of(std::begin(all_steps), std::end(all_steps), [&](const ApplyStep& step) {
     return step.is_wanted(wanted) && step.differs(wanted, stored);
   });
+}
+
+Settings with_changes(Settings stored, const Settings& wanted) {
+  for (const ApplyStep& step : all_steps) {
+    if (step.is_wanted(wanted)) {
+      step.overlay(stored, wanted);
+    }
+  }
+  return stored;
 }
 
 Settings level_as_switches(Settings settings) {

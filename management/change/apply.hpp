@@ -20,12 +20,17 @@ struct ApplyStep {
   int32_t (*set)(const settings::Settings& wanted);
   /* Takes this section out of the wanted settings. */
   void (*leave_out)(settings::Settings& wanted);
+  /* Puts the wanted section in place of the stored one. */
+  void (*overlay)(settings::Settings& stored, const settings::Settings& wanted);
 };
 
 std::span<const ApplyStep> apply_steps();
 
 /* Whether there is anything to set. */
 bool changes_something(const settings::Settings& wanted, const settings::Settings& stored);
+
+/* What is stored once the wanted settings are applied. */
+settings::Settings with_changes(settings::Settings stored, const settings::Settings& wanted);
 
 /* The settings with a security level told by the two switches that it stands for. */
 settings::Settings level_as_switches(settings::Settings settings);

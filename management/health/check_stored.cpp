@@ -62,7 +62,7 @@ std::string newest_copy() {
 
 Finding finding_of(const settings::StoredFinding& found) {
   const State state = found.kind == Kind::note ? State::warning : State::problem;
-  return {state, "configuration", found.where + ": " + found.what, found.advice};
+  return {state, "configuration", found.where + ": " + found.what, "", found};
 }
 
 /* "2026-11-20 08:15 UTC" */
@@ -131,11 +131,13 @@ bool has_spans(const Region& region) {
 
 /* What the settings' own check warns of: a rule that matches no packet, say. */
 void look_at_warnings(Findings& findings, const settings::Settings& stored) {
-  const std::vector<std::string> warnings = settings::read(settings::write(stored), "").warnings;
+  const auto warnings = settings::read(settings::write(stored), settings::Origin::stored).warnings;
   for (size_t i = 0; i < std::min(warnings.size(), few_findings); ++i) {
-    // After ":line: ".
-    findings.push_back({State::warning, "settings", warnings[i].substr(warnings[i].find(": ") + 2),
-                        "set the entry again, or delete it, unless it is meant so"});
+    findings.push_back({State::warning, "settings", to_text(warnings[i]),
+                        warnings[i].locks_out
+                            ? "add an entry for what shall pass, or switch the list off, unless it "
+                              "is meant so"
+                            : "set the entry again, or delete it, unless it is meant so"});
   }
   if (warnings.size() > few_findings) {
     findings.push_back({State::warning, "settings",

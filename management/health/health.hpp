@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "management/options.hpp"
+#include "settings/stored_file/finding.hpp"
 
 namespace management {
 
@@ -14,7 +16,8 @@ struct Finding {
   State state;
   std::string about;
   std::string what;
-  std::string advice; /* empty where nothing is to be done */
+  std::string advice; /* empty where nothing is to be done, or where `stored` has a remedy */
+  std::optional<settings::StoredFinding> stored = {}; /* a finding in the configuration file */
 };
 using Findings = std::vector<Finding>;
 

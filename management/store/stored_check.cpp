@@ -44,9 +44,8 @@ StoredFile inspect_stored_file(const std::string& file, std::string_view bytes) 
          std::string("was written by a ") + name_of(stored.order) +
              " host: the library of this one reads the bytes of every word in the wrong order",
          // What else is wrong would be taken over.
-         settings::is_plausible(stored)
-             ? std::string("convert it: \"l3ctl restore ") + configuration_path + "\""
-             : "put a backup back (\"l3ctl restore BACKUP\")"});
+         settings::is_plausible(stored) ? settings::Remedy::convert_file
+                                        : settings::Remedy::restore_backup});
   }
   return stored;
 }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "settings/sections.hpp"
-#include "settings/simulation/verdict.hpp"
+#include "settings/simulation/packet.hpp"
 
 namespace settings {
 

@@ -47,17 +47,6 @@ Verdict verdict_on(const Packet& packet, const Settings& settings) {
   return verdict;
 }
 
-bool is_active(TimeSpan span, uint32_t second) {
-  const auto seconds = [](uint32_t hour, uint32_t minute) { return hour * 3600 + minute * 60; };
-  const uint32_t start = seconds(span.start_hour, span.start_minute);
-  const uint32_t stop =
-      span.stop_hour >= 24 ? seconds(23, 59) : seconds(span.stop_hour, span.stop_minute);
-  if (start < stop) {
-    return second >= start && second <= stop;
-  }
-  return second >= start || second <= stop;
-}
-
 /*
  * Two things in one: TCP segments that claim a connection which nobody opened are dropped, and the
  * Internet is shut out of the gateway itself.

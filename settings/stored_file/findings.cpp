@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "settings/document.hpp"
+#include "settings/stored_file/image.hpp"
 
 namespace settings {
 
@@ -81,19 +82,19 @@ void judge_size(std::string_view bytes, Findings& findings) {
   const std::string size = std::to_string(bytes.size());
   if (bytes.empty()) {
     findings.push_back({torn, 0, "the file", "is empty: a creation was cut before its first write",
-                        replace_the_file});
+                        Remedy::replace_file});
   } else if (bytes.size() < stored_size) {
     findings.push_back({torn, bytes.size(), "the file",
                         "short: " + size + " of " + std::to_string(stored_size) +
                             " bytes, as a creation leaves it that was cut; the last part is " +
                             last_part(bytes.size()) +
                             "; missing, and read as zero: " + parts_behind(bytes.size()),
-                        replace_the_file});
+                        Remedy::replace_file});
   } else if (bytes.size() > stored_size) {
     findings.push_back({implausible, stored_size, "the file",
                         std::to_string(bytes.size() - stored_size) +
                             " bytes behind the last record, which nothing reads",
-                        "\"l3ctl restore --force /ztcfg/l3_advance.dat\" leaves them out"});
+                        Remedy::drop_excess});
   }
 }
 
@@ -109,9 +110,6 @@ constexpr Line lines[] = {
     {firewall_line_offset, "fire_wall=", "the line of the master switch", firewall_of},
 };
 
-constexpr char write_the_line_anew[] =
-    "\"l3ctl restore --force /ztcfg/l3_advance.dat\" writes it anew as it counts";
-
 void judge_line(const Line& line, std::string_view bytes, Findings& findings) {
   const std::string key = line.key;
   if (bytes.size() < line.offset + key.size() + 2) {
@@ -126,38 +124,35 @@ void judge_line(const Line& line, std::string_view bytes, Findings& findings) {
                       (is_missing ? "is missing, zero bytes stand there"
                                   : "reads " + shown({.kind = Node::Kind::text, .text = found})) +
                           "; it counts as " + (line.is_on(bytes) ? "on" : "off"),
-                      write_the_line_anew});
+                      Remedy::rewrite_line});
 }
 
-/* The commands that set a switch or the level whatever is stored: an apply would find nothing to change
- * where what is stored counts as what is wanted. */
+/* Words with a call of their own. An apply would find nothing to change where what is stored counts as
+ * what is asked for. */
 struct OneWord {
   size_t offset;
-  const char* advice;
+  Remedy remedy;
+  const char* section;
 };
-
-constexpr char set_the_level[] =
-    "set the level and look at the other settings (\"l3ctl --force level low\"), or put a backup "
-    "back "
-    "(\"l3ctl restore BACKUP\")";
 
 constexpr OneWord one_words[] = {
-    {fw_offset + offsetof(l3_fw_rules, anti_port_scan),
-     "\"l3ctl --force port-scan on\", or \"l3ctl --force port-scan off\""},
-    {ipsec_offset, "\"l3ctl --force ipsec on\", or \"l3ctl --force ipsec off\""},
-    {fw_offset + offsetof(l3_fw_rules, security_level), set_the_level},
-    {qos_offset + offsetof(l3_route_qos, control),
-     "\"l3ctl --force qos on\", or \"l3ctl --force qos off\""},
-    {fw6_offset + offsetof(l3_fw6_rules, security_level), set_the_level},
+    {fw_offset + offsetof(l3_fw_rules, anti_port_scan), Remedy::set_switch, "port_scan_protection"},
+    {ipsec_offset, Remedy::set_switch, "ipsec_pass_through"},
+    {fw_offset + offsetof(l3_fw_rules, security_level), Remedy::set_level, "security_level"},
+    {qos_offset + offsetof(l3_route_qos, control), Remedy::set_switch, "route_qos"},
+    {fw6_offset + offsetof(l3_fw6_rules, security_level), Remedy::set_level, "security_level"},
 };
 
-std::string set_word_again(const StoredField& field) {
+StoredFinding finding_in(const StoredField& field, std::string_view image) {
+  StoredFinding finding = finding_in(*field.section, implausible, field.offset, name_of(field),
+                                     meaning_of(field, image));
   for (const OneWord& word : one_words) {
     if (word.offset == field.offset) {
-      return word.advice;
+      finding.remedy = word.remedy;
+      finding.section = word.section;
     }
   }
-  return set_again(*field.section);
+  return finding;
 }
 
 /* Switches and modes: any number counts as one of two, but no settings file says it. */
@@ -167,8 +162,7 @@ void judge_words(const StoredSection& section, std::string_view image, Findings&
     const auto words = words_of(member.kind);
     const uint32_t value = word_at(image, field.offset);
     if (!words.empty() && value >= words.size()) {
-      findings.push_back({implausible, field.offset, name_of(field), meaning_of(field, image),
-                          set_word_again(field)});
+      findings.push_back(finding_in(field, image));
     }
   }
 }
@@ -182,28 +176,28 @@ void judge_end(std::string_view image, Findings& findings) {
     findings.push_back({torn, level6, "fw6_rules_table.security_level",
                         "differs from fw_rules_table.security_level: some sections are old, some "
                         "new, as a cut between the records leaves them",
-                        set_the_level});
+                        Remedy::set_level, "security_level"});
   }
   if (word_at(image, reserved) != 0) {
     findings.push_back({implausible, reserved, "fw6_rules_table.reserved", "is not zero",
-                        std::string("nothing reads it; ") + replace_the_file});
+                        Remedy::replace_to_clean});
   }
 }
 
-void judge_values(const StoredFile& file, Findings& findings) {
+void judge_values(std::string_view image, Findings& findings) {
   for (const StoredSection& section : stored_sections()) {
-    judge_words(section, file.image, findings);
+    judge_words(section, image, findings);
     if (section.capacity != 0) {
-      judge_list(section, file.image, findings);
+      judge_list(section, image, findings);
     }
   }
-  judge_by_reader(file, findings);
-  judge_end(file.image, findings);
+  judge_by_reader(image, findings);
+  judge_end(image, findings);
 }
 
 }  // namespace
 
-std::vector<StoredFinding> findings_of(const StoredFile& file, std::string_view bytes) {
+std::vector<StoredFinding> findings_of(std::string_view image, std::string_view bytes) {
   Findings findings;
   if (const size_t shift = shift_of(bytes); shift != 0) {
     // Every value is garbage then, so none is judged.
@@ -211,18 +205,19 @@ std::vector<StoredFinding> findings_of(const StoredFile& file, std::string_view 
                         "lie " + std::to_string(shift) +
                             " bytes too early: a creation whose two lines came out short left them "
                             "shifted",
-                        replace_the_file});
+                        Remedy::replace_file});
     return findings;
   }
   judge_size(bytes, findings);
   for (const Line& line : lines) {
     judge_line(line, bytes, findings);
   }
-  judge_values(file, findings);
+  judge_values(image, findings);
   if (bytes.size() < stored_size) {
     // Whatever is set would make zeros of all that is missing.
     for (StoredFinding& finding : findings) {
-      finding.advice = replace_the_file;
+      finding.remedy = Remedy::replace_file;
+      finding.section.clear();
     }
   }
   std::stable_sort(
@@ -231,16 +226,15 @@ std::vector<StoredFinding> findings_of(const StoredFile& file, std::string_view 
   return findings;
 }
 
-std::string set_again(const StoredSection& section) {
-  // No call sets the other parts of a record.
-  return section.setting == nullptr ? replace_the_file : set_again(std::string(section.setting));
-}
-
-std::string set_again(const std::string& setting) {
-  return "write the section to a file (\"l3ctl export --section " + setting +
-         " >FILE\"), mend that and set it again (\"l3ctl --force apply FILE\"), or put a backup "
-         "back "
-         "(\"l3ctl restore BACKUP\")";
+StoredFinding finding_in(const StoredSection& section, StoredFinding::Kind kind, size_t offset,
+                         std::string where, std::string what) {
+  const bool has_setting = section.setting != nullptr;
+  return {kind,
+          offset,
+          std::move(where),
+          std::move(what),
+          has_setting ? Remedy::rewrite_section : Remedy::replace_file,
+          has_setting ? section.setting : ""};
 }
 
 bool is_empty(std::string_view image, size_t offset, size_t size) {

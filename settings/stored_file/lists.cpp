@@ -3,10 +3,13 @@
  * entries do not fit, which is what is looked for here.
  */
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "settings/object.hpp"
+#include "settings/settings.hpp"
 #include "settings/stored_file/findings.hpp"
+#include "settings/stored_file/image.hpp"
 
 namespace settings {
 
@@ -29,15 +32,14 @@ void judge_count(const StoredSection& section, std::string_view image, Findings&
   const auto count = static_cast<int32_t>(word_at(image, section.offset));
   const std::string where = std::string(section.name) + ".count";
   if (count < 0) {
-    findings.push_back({implausible, section.offset, where,
-                        std::to_string(count) + ": a negative count is read as no entry",
-                        set_again(section)});
+    findings.push_back(
+        finding_in(section, implausible, section.offset, where,
+                   std::to_string(count) + ": a negative count is read as no entry"));
   } else if (static_cast<size_t>(count) > section.capacity) {
-    findings.push_back({implausible, section.offset, where,
-                        std::to_string(count) + ", but there is room for " +
-                            std::to_string(section.capacity) +
-                            ": rules are made from whatever lies behind the entries too",
-                        set_again(section)});
+    findings.push_back(finding_in(
+        section, implausible, section.offset, where,
+        std::to_string(count) + ", but there is room for " + std::to_string(section.capacity) +
+            ": rules are made from whatever lies behind the entries too"));
   }
 }
 
@@ -68,22 +70,25 @@ void judge_behind_count(const StoredSection& section, std::string_view image, Fi
     }
   }
   if (number != 0) {
-    findings.push_back({torn, section.entry_offset(first), entry_name(section, first),
-                        std::to_string(number) + (number == 1 ? " entry" : " entries") +
-                            " not empty behind the count of " +
-                            std::to_string(used_entries(section, image)) + ": " +
-                            begins_new_ends_old,
-                        set_again(section)});
+    findings.push_back(
+        finding_in(section, torn, section.entry_offset(first), entry_name(section, first),
+                   std::to_string(number) + (number == 1 ? " entry" : " entries") +
+                       " not empty behind the count of " +
+                       std::to_string(used_entries(section, image)) + ": " + begins_new_ends_old));
   }
 }
 
-/* Settings can say it, so it is no more than odd. Zeros they cannot, which the reader tells. */
+/* Settings refuse it, but it stops nobody, so it is no more than odd. Zeros the reader reports. */
 void judge_mac(const StoredField& field, std::string_view image, Findings& findings) {
-  const bool is_group = (image[field.offset] & 1) != 0;
-  if (is_group) {
+  std::array<uint8_t, 6> mac;
+  std::memcpy(mac.data(), image.data() + field.offset, mac.size());
+  const char* group = group_of(mac);
+  const char* section = field.section->setting;
+  if (group != nullptr && section != nullptr) {
     findings.push_back({note, field.offset, name_of(field),
-                        meaning_of(field, image) + " is no device's address",
-                        set_again(*field.section)});
+                        mac_text(mac) + " is a " + group +
+                            " address, from which no device sends: the entry has no effect",
+                        Remedy::delete_entry, section, mac_text(mac)});
   }
 }
 
@@ -91,12 +96,12 @@ void judge_text(const StoredField& field, std::string_view image, Findings& find
   const std::string_view text = image.substr(field.offset, field.member->size);
   const size_t end = text.find('\0');
   if (end == std::string_view::npos) {
-    findings.push_back({implausible, field.offset, name_of(field), "has no zero at its end",
-                        set_again(*field.section)});
+    findings.push_back(finding_in(*field.section, implausible, field.offset, name_of(field),
+                                  "has no zero at its end"));
   } else if (!is_empty(text, end, text.size())) {
     findings.push_back({note, field.offset, name_of(field),
                         "bytes stand behind its end: a cut write leaves such, or whoever set it",
-                        "look whether the text is the one that was set"});
+                        Remedy::check_text});
   }
 }
 
@@ -112,8 +117,8 @@ void judge_member(const StoredField& field, std::string_view image, Findings& fi
     case FieldKind::down_if_set:
     case FieldKind::wan_if_set:
       if (word_at(image, field.offset) > 1) {
-        findings.push_back({implausible, field.offset, name_of(field), meaning_of(field, image),
-                            set_again(*field.section)});
+        findings.push_back(finding_in(*field.section, implausible, field.offset, name_of(field),
+                                      meaning_of(field, image)));
       }
       break;
     default:  // Judged by the reader of settings files.
@@ -129,13 +134,12 @@ void judge_empty_entry(const StoredSection& section, size_t entry, Findings& fin
     return;
   }
   const bool is_rule = name.ends_with(".ip_filter");
-  findings.push_back(
-      {is_rule ? note : torn, section.entry_offset(entry), entry_name(section, entry),
-       is_rule ? std::string("is zero throughout, a rule for every packet from the LAN; if nobody "
-                             "made that, ") +
-                     begins_new_ends_old
-               : std::string("is in use by the count, but empty: ") + begins_new_ends_old,
-       set_again(section)});
+  findings.push_back(finding_in(
+      section, is_rule ? note : torn, section.entry_offset(entry), entry_name(section, entry),
+      is_rule ? std::string("is zero throughout, a rule for every packet from the LAN; if nobody "
+                            "made that, ") +
+                    begins_new_ends_old
+              : std::string("is in use by the count, but empty: ") + begins_new_ends_old));
 }
 
 /* The file offset of the entry or section that a path of the settings names. */
@@ -168,22 +172,17 @@ void judge_list(const StoredSection& section, std::string_view image, Findings& 
   judge_behind_count(section, image, findings);
 }
 
-void judge_by_reader(const StoredFile& file, Findings& findings) {
-  const Reading reading = read(write(settings_of(file)), "");
-  for (const std::string& error : reading.errors) {
-    // ":line: path: what", of which the line is that of a text nobody has seen.
-    const std::string told = error.substr(error.find(": ") + 2);
-    const size_t colon = told.find(": ");
-    const std::string path = told.substr(0, colon);
-    const size_t offset = offset_of(path);
+void judge_by_reader(std::string_view image, Findings& findings) {
+  const Reading reading = read(write(settings_of(image)), Origin::stored);
+  for (const Problem& error : reading.errors) {
+    const size_t offset = offset_of(error.path);
     if (std::any_of(findings.begin(), findings.end(), [offset](const StoredFinding& finding) {
           return finding.kind == torn && finding.offset == offset;
         })) {
       continue;  // An empty entry has no host name either.
     }
-    const std::string section = path.substr(0, path.find('.'));
-    findings.push_back({StoredFinding::Kind::implausible, offset, path, told.substr(colon + 2),
-                        set_again(section)});
+    findings.push_back({StoredFinding::Kind::implausible, offset, error.path, error.what,
+                        Remedy::rewrite_section, error.path.substr(0, error.path.find('.'))});
   }
 }
 

@@ -10,9 +10,6 @@ namespace settings {
 
 namespace {
 
-constexpr std::string_view vpn_key = "vpn_pass_through=";
-constexpr std::string_view firewall_key = "fire_wall=";
-
 uint32_t swapped(uint32_t value) {
   return value << 24 | (value & 0xFF00) << 8 | (value >> 8 & 0xFF00) | value >> 24;
 }
@@ -38,18 +35,6 @@ bool speaks_for_order(const StoredField& field, uint32_t value) {
   const auto words = words_of(kind);
   return std::any_of(words.begin(), words.end(),
                      [value](const Word& word) { return word.value == value; });
-}
-
-/* Whether the two value bytes behind `offset` are those of a switch that is on. */
-bool is_on(std::string_view image, size_t offset) {
-  return image.substr(offset, 2) == "1\n";
-}
-
-template <typename Region>
-Region region_at(std::string_view image, size_t offset) {
-  Region region;
-  std::memcpy(&region, image.data() + offset, sizeof region);
-  return region;
 }
 
 }  // namespace
@@ -87,7 +72,7 @@ StoredFile read_stored_file(std::string_view bytes, ByteOrder order) {
   if (order != ByteOrder::unknown && order != host_byte_order()) {
     swap_words(file.image);
   }
-  file.findings = findings_of(file, bytes);
+  file.findings = findings_of(file.image, bytes);
   return file;
 }
 
@@ -97,42 +82,8 @@ bool is_plausible(const StoredFile& file) {
   });
 }
 
-Settings settings_of(const StoredFile& file) {
-  const auto fw = region_at<l3_fw_rules>(file.image, fw_offset);
-  const auto qos = region_at<l3_route_qos>(file.image, qos_offset);
-  const auto fw6 = region_at<l3_fw6_rules>(file.image, fw6_offset);
-  Settings settings;
-  settings.firewall = firewall_of(file.image);
-  settings.port_scan_protection = fw.anti_port_scan != 0;
-  settings.ipsec_pass_through = fw.ipsec_pass_ctrl != 0;
-  settings.vpn_pass_through = vpn_of(file.image);
-  settings.ip_filter = fw.ip_filter;
-  settings.ip6_filter = fw6.ip_filter;
-  settings.url_filter = fw.url_filter;
-  settings.mac_filter = fw.mac_filter;
-  settings.mac6_filter = fw6.mac_filter;
-  settings.dhcp_filter = fw.dhcp_filter;
-  settings.acl = fw.acl;
-  settings.captive_portal = fw.caporl;
-  settings.route_qos_enabled = qos.control != 0;
-  settings.route_qos_rules = qos.rules;
-  return settings;
-}
-
-bool vpn_of(std::string_view image) {
-  return is_on(image, vpn_line_offset + vpn_key.size());
-}
-
-bool firewall_of(std::string_view image) {
-  return is_on(image, firewall_line_offset + firewall_key.size());
-}
-
-std::string with_clean_lines(std::string_view image) {
-  std::string lines(vpn_key);
-  lines += vpn_of(image) ? "1\n" : "0\n";
-  lines += firewall_key;
-  lines += firewall_of(image) ? "1\n" : "0\n";
-  return lines.append(image.substr(lines.size()));
+bool begins_as_stored_file(std::string_view bytes) {
+  return bytes.starts_with("vpn_pass_through=");
 }
 
 }  // namespace settings

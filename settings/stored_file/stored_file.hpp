@@ -9,7 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "settings/settings.hpp"
+#include "settings/stored_file/finding.hpp"
+#include "settings/stored_file/image.hpp"
 #include "settings/stored_file/layout.hpp"
 
 namespace settings {
@@ -18,16 +19,6 @@ namespace settings {
 enum class ByteOrder : uint8_t { little, big, unknown };
 
 ByteOrder host_byte_order();
-
-struct StoredFinding {
-  /* Torn: a write was cut. Implausible: no settings file can say this. Note: as it should be, maybe. */
-  enum class Kind : uint8_t { torn, implausible, note };
-  Kind kind;
-  size_t offset; /* in the file */
-  std::string where;
-  std::string what;
-  std::string advice;
-};
 
 struct StoredFile {
   ByteOrder order;
@@ -47,14 +38,11 @@ StoredFile read_stored_file(std::string_view bytes, ByteOrder order);
 /* Whether anything is torn or implausible. */
 bool is_plausible(const StoredFile& file);
 
-/* Every section, as the library's get calls return it. */
-Settings settings_of(const StoredFile& file);
+inline Settings settings_of(const StoredFile& file) {
+  return settings_of(file.image);
+}
 
-/* The two switches, as the library reads them: everything but "1\n" is off. */
-bool vpn_of(std::string_view image);
-bool firewall_of(std::string_view image);
-
-/* The image with both lines as they are written, whatever they were. */
-std::string with_clean_lines(std::string_view image);
+/* Whether bytes begin as a configuration file does, whatever follows. */
+bool begins_as_stored_file(std::string_view bytes);
 
 }  // namespace settings

@@ -96,7 +96,7 @@ class Restore(Copies):
 
     def test_a_file_that_is_none_is_told_of_briefly(self):
         self.store()
-        lines = self.restore(b"{}" * 5000).err.splitlines()
+        lines = self.restore(b"[]" * 5000).err.splitlines()
         self.assertEqual(len(lines), 7, lines)
         self.assertRegex(lines[5], f'^l3ctl: and [0-9]+ more; "l3ctl inspect {BACKUP} --all" tells them$')
         self.assertIn("torn or implausible; nothing was changed", lines[6])

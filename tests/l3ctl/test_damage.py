@@ -1,7 +1,8 @@
 """Changes where the stored file is torn or implausible."""
+import json
 import unittest
 
-from gateway import CONFIGURATION, Gateway, configuration
+from gateway import CONFIGURATION, FW, Gateway, configuration, word
 
 INSPECT = '"l3ctl inspect" tells all'
 COUNT = ("/ztcfg/l3_advance.dat is implausible (fw_rules_table.ip_filter.count: 51, but there is room for 50: rules are "
@@ -61,11 +62,60 @@ class Damage(Gateway):
         CONFIGURATION.unlink()
         self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
 
-    def test_what_apply_takes_is_no_damage(self):
-        for mac in ("01:00:5e:00:00:01", "ff:ff:ff:ff:ff:ff"):
+    def test_an_address_that_no_device_has_is_refused_on_input(self):
+        for mac, group in (("01:00:5e:00:00:01", "multicast"), ("ff:ff:ff:ff:ff:ff", "broadcast")):
             self.store()
-            self.assertEqual(self.l3ctl("mac-filter", "add", mac).status, 0)
-            self.assertEqual(self.l3ctl("mac-filter", "delete", mac).status, 0)
+            stored = CONFIGURATION.read_bytes()
+            why = (f'"{mac}" is not allowed; it must be the address of one device: this is a {group} address, '
+                   "from which no device sends\nl3ctl: nothing was changed\n")
+            self.assert_outcome(self.l3ctl("mac-filter", "add", mac), 2,
+                                err=f"l3ctl: mac_filter.devices[0].mac: {why}")
+            self.assert_outcome(self.l3ctl("dhcp-filter", "add", mac), 2,
+                                err=f"l3ctl: dhcp_filter.devices[0].mac: {why}")
+            self.assert_outcome(
+                self.apply(json.dumps({"mac_filter": {"enabled": True, "devices": [{"mac": mac}]}})), 2,
+                err=f"l3ctl: standard input:1: mac_filter.devices[0].mac: {why}")
+            self.assertEqual(CONFIGURATION.read_bytes(), stored)
+
+    def store_group_addresses(self):
+        """Two entries as another program may have stored them: a broadcast and a multicast address."""
+        words = {"w4636": 2}
+        data = bytearray(configuration(**words))
+        for number, mac in enumerate((b"\xff" * 6, b"\x01\x00\x5e\x00\x00\x01")):
+            start = FW + 4640 + 20 * number
+            data[start:start + 20] = word(1) + mac + bytes((0, 0, 24, 0)) + bytes(6)
+        CONFIGURATION.write_bytes(data)
+
+    def test_an_address_that_no_device_has_can_be_deleted_where_it_is_stored(self):
+        self.store_group_addresses()
+        self.assertEqual(self.l3ctl("mac-filter", "list").err, "")
+        inspected = json.loads(self.l3ctl("--json", "inspect").out)
+        self.assertTrue(inspected["plausible"])
+        self.assertEqual(
+            [(one["kind"], one["what"], one["advice"]) for one in inspected["findings"]],
+            [("note", f"{mac} is a {group} address, from which no device sends: the entry has no effect",
+              f'"l3ctl mac-filter delete {mac}"')
+             for mac, group in (("ff:ff:ff:ff:ff:ff", "broadcast"), ("01:00:5e:00:00:01", "multicast"))])
+        self.assertEqual(self.l3ctl("explain", "--from", "lan", "--to", "wan", "--protocol", "tcp", "--source",
+                                    "192.168.1.2", "--destination", "203.0.113.1", "--destination-port", "80").status, 0)
+        # Another change is neither refused nor held up by them, and export names them.
+        self.assertEqual(self.l3ctl("mac-filter", "--ipv4", "add", "02:00:00:00:00:01").status, 0)
+        self.assertEqual(self.l3ctl("export").status, 1)
+        self.assert_outcome(self.l3ctl("mac-filter", "delete", "ff:ff:ff:ff:ff:ff"), 0,
+                            out="mac-filter: deleted 1 entry\n")
+        self.assert_outcome(self.l3ctl("mac-filter", "delete", "0"), 0, out="mac-filter: deleted 1 entry\n")
+        self.assertEqual(json.loads(self.l3ctl("inspect", "--json").out)["findings"], [])
+        self.assert_outcome(self.l3ctl("mac-filter", "--ipv4", "list"), 0, out=(
+            "mac_filter              off, black-list, 1 entry\n"
+            "     mac                active\n"
+            "  0  02:00:00:00:00:01  all day\n"))
+        self.assertEqual(self.l3ctl("export").status, 0)
+
+    def test_a_backup_with_such_an_address_is_taken(self):
+        self.store_group_addresses()
+        self.assertEqual(self.l3ctl("backup", "/tmp/group.dat").status, 0)
+        self.store()
+        self.assertEqual(self.l3ctl("restore", "/tmp/group.dat").status, 0)
 
 
 if __name__ == "__main__":

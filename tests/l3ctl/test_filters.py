@@ -55,6 +55,25 @@ ALL = """{
 }
 """
 
+ACL_WARNS = ("l3ctl: warning: acl.entries: telnet alone is open to the LAN; web, ftp, snmp and ping from the LAN to the "
+             "gateway are closed over IPv4\n"
+             "l3ctl: warning: acl.entries: web alone is open to the WAN; ftp, snmp, telnet and ping from the WAN to the "
+             "gateway are closed over IPv4\n"
+             "l3ctl: warning: acl.entries: none takes ping from the wan, so the gateway's own pings get no answers\n")
+URL_NOTE = ("l3ctl: note: url_filter sees only DNS queries over IPv4 and UDP that the gateway forwards; queries to the "
+            "gateway's own resolver, over IPv6, over TCP or encrypted pass it\n")
+BYPASSED = ("l3ctl: warning: mac_filter.mode: a white list accepts its devices before captive_portal sees their "
+            "requests\n")
+# What is said beside the result.
+ON_WARNS = {"acl": ACL_WARNS, "url-filter": URL_NOTE, "mac-filter": BYPASSED, "captive-portal": BYPASSED}
+CLEAR_WARNS = {
+    "url-filter": "l3ctl: warning: url_filter.entries: a white list without an enabled name: every DNS query over IPv4 "
+                  "that the LAN sends through the gateway is dropped, so no host is found by its name\n",
+    "mac-filter": "l3ctl: warning: mac_filter.devices: a white list without an enabled device: no device of the LAN "
+                  "reaches the Internet over IPv4\n",
+    "captive-portal": "l3ctl: note: web requests pass until the rules are made again, by a start or by switching the "
+                      "firewall or the portal on; the portal then drops them all unless it has a destination\n"}
+
 LISTS = {
     "url-filter": """\
 url_filter              on, white-list, 2 entries
@@ -211,7 +230,7 @@ class Filters(Gateway):
                     self.assertFalse(self.section(section)["enabled"])
                 self.assert_outcome(self.l3ctl(name, "off"), 0, f"{name}: off\n")
                 self.assertEqual(self.commands(), [])
-                self.assert_outcome(self.l3ctl(name, "on"), 0, f"{name}: on\n")
+                self.assert_outcome(self.l3ctl(name, "on"), 0, f"{name}: on\n", ON_WARNS.get(name, ""))
                 self.assertEqual(self.commands(), ON[name])
                 self.assert_outcome(self.l3ctl(name, "list"), 0, LISTS[name])
 
@@ -221,7 +240,7 @@ class Filters(Gateway):
                 expected = [dict(self.section(section)) for section in sections]
                 for section in expected:
                     section[list(section)[-1]] = []
-                self.assert_outcome(self.l3ctl(name, "clear"), 0, f"{name}: cleared\n")
+                self.assert_outcome(self.l3ctl(name, "clear"), 0, f"{name}: cleared\n", CLEAR_WARNS.get(name, ""))
                 self.assertEqual(self.commands(), CLEAR[name])
                 self.assertEqual([self.section(section) for section in sections], expected)
 

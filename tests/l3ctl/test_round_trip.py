@@ -81,7 +81,9 @@ class Household:
         return ":".join(f"{self.random.randint(1, 65535):x}" for _ in range(8))
 
     def mac(self):
-        return ":".join(f"{self.number(8):02x}" for _ in range(6))
+        """A device's own address: no multicast one, and not all zero."""
+        first = self.number(8) & 0xFE
+        return ":".join(f"{octet:02x}" for octet in (first or 2, *(self.number(8) for _ in range(5))))
 
     def ports(self):
         first, last = sorted(self.random.sample(range(1, 65536), 2))

@@ -120,6 +120,12 @@ class Export(Gateway):
                          '"all", "icmp", "tcp" or "udp"\n')
 
 
+DROPS_ANSWERS = ("ip_filter.downstream: a white list drops the answers to the LAN's own connections too, unless a "
+                 "rule accepts them")
+CLOSED6 = ("ip6_filter.upstream: a white list without a rule that accepts anything: nothing from the LAN reaches the "
+           "Internet over IPv6")
+
+
 class IpFilter(Gateway):
     def setUp(self):
         super().setUp()
@@ -138,7 +144,8 @@ class IpFilter(Gateway):
                          "".join(RULES_AS_TEXT.splitlines(True)[:4]))
 
     def test_clear_keeps_the_modes(self):
-        self.assert_outcome(self.l3ctl("ip-filter", "clear"), 0, "ip-filter: cleared\n")
+        self.assert_outcome(self.l3ctl("ip-filter", "clear"), 0, "ip-filter: cleared\n",
+                            f"l3ctl: warning: {DROPS_ANSWERS}\nl3ctl: warning: {CLOSED6}\n")
         self.assertEqual(self.commands(), [
             "iptables -t filter -F forward_ext_us_ip", "iptables -t filter -F forward_ext_ds_ip",
             "iptables -A forward_ext_ds_ip -j DROP", "iptables-save -t filter",
@@ -149,7 +156,8 @@ class IpFilter(Gateway):
                          "ip6_filter              on, upstream white-list, downstream black-list, 0 entries\n")
 
     def test_clear_of_one_family(self):
-        self.assert_outcome(self.l3ctl("ip-filter", "clear", "--ipv6"), 0, "ip-filter: cleared\n")
+        self.assert_outcome(self.l3ctl("ip-filter", "clear", "--ipv6"), 0, "ip-filter: cleared\n",
+                            f"l3ctl: warning: {CLOSED6}\n")
         self.assertEqual(self.commands(), [
             "ip6tables -t filter -F forward_ext_us_ip", "ip6tables -t filter -F forward_ext_ds_ip",
             "ip6tables -A forward_ext_us_ip -j DROP", "ip6tables-save -t filter"])
@@ -163,7 +171,8 @@ class IpFilter(Gateway):
             "iptables-save -t filter"])
         self.assertIn("ip_filter               off, upstream black-list, downstream white-list, 2 entries\n",
                       self.listed())
-        self.assert_outcome(self.l3ctl("ip-filter", "on", "--ipv4"), 0, "ip-filter: on\n")
+        self.assert_outcome(self.l3ctl("ip-filter", "on", "--ipv4"), 0, "ip-filter: on\n",
+                            f"l3ctl: warning: {DROPS_ANSWERS}\n")
         self.assertEqual(self.commands(), [
             "iptables -t filter -F forward_ext_us_ip", "iptables -t filter -F forward_ext_ds_ip",
             "iptables -A forward_ext_us_ip -p tcp -s 192.168.1.20 --dport 80:80 -j DROP",

@@ -16,21 +16,68 @@ TEST(SettingsDocument, AnEmptyObjectSetsNothing) {
   EXPECT_EQ(settings::write(none), "{}\n");
 }
 
-TEST(SettingsDocument, WhatIsNoJsonIsToldWithItsLine) {
+TEST(SettingsDocument, WhatIsNoJsonIsToldWithItsLineAndColumn) {
   EXPECT_EQ(
-      errors_of("{\n  \"firewall\": {\"enabled\": true},\n}"),
-      Messages{"home.json:3: no JSON: syntax error while parsing object key - unexpected '}'; "
-               "expected string literal"});
-  EXPECT_EQ(errors_of(""), Messages{"home.json:1: no JSON: syntax error while parsing value - "
-                                    "unexpected end of input; expected '[', '{', or a literal"});
-  EXPECT_EQ(errors_of("{} {}"), Messages{"home.json:1: no JSON: syntax error while parsing value - "
-                                         "unexpected '{'; expected end of input"});
+      errors_of("{\n  \"firewall\": {\"enabled\": true"),
+      Messages{"home.json:2:31: no JSON: syntax error while parsing object - unexpected end of "
+               "input; expected '}'"});
+  EXPECT_EQ(errors_of("{} {}"),
+            Messages{"home.json:1:4: no JSON: syntax error while parsing value - "
+                     "unexpected '{'; expected end of input"});
+  // Columns count characters: "\u00e4\u00f6" are four bytes.
+  EXPECT_EQ(errors_of("{\"\u00e4\u00f6\": }"),
+            Messages{"home.json:1:8: no JSON: syntax error while parsing value - unexpected '}'; "
+                     "expected '[', '{', or a literal"});
+}
+
+TEST(SettingsDocument, AnEmptyFileIsToldAsSuch) {
+  for (const char* text : {"", "\n", " \t\r\n\n"}) {
+    EXPECT_EQ(errors_of(text), Messages{"home.json:1: the file is empty"}) << text;
+  }
+}
+
+TEST(SettingsDocument, YamlIsToldAsSuch) {
+  const std::string what =
+      "looks like YAML; settings are JSON, such as {\"firewall\": {\"enabled\": true}}";
+  EXPECT_EQ(errors_of("firewall:\n  enabled: true\n"), Messages{"home.json:1: " + what});
+  EXPECT_EQ(errors_of("---\nfirewall:\n  enabled: true\n"), Messages{"home.json:1: " + what});
+  EXPECT_EQ(errors_of("# at home\n\nvpn_pass_through: true\n"), Messages{"home.json:3: " + what});
+  EXPECT_EQ(errors_of("vpn_pass_through: true\r\n"), Messages{"home.json:1: " + what});
+  // No YAML: a URL, a bare word, and JSON with a colon.
+  EXPECT_TRUE(errors_of("https://example.com/").at(0).starts_with("home.json:1:1: no JSON: "));
+  EXPECT_TRUE(errors_of("firewall").at(0).starts_with("home.json:1:2: no JSON: "));
+  EXPECT_TRUE(errors_of("{firewall: true}").at(0).starts_with("home.json:1:3: no JSON: "));
+}
+
+TEST(SettingsDocument, ACommentIsToldAsSuch) {
+  const std::string what = "comments are not allowed in JSON";
+  EXPECT_EQ(errors_of("// at home\n{}"), Messages{"home.json:1:1: " + what});
+  EXPECT_EQ(errors_of("{\n  /* at home */\n}"), Messages{"home.json:2:3: " + what});
+  EXPECT_EQ(errors_of("{\"port_scan_protection\": true, // why\n}"),
+            Messages{"home.json:1:32: " + what});
+  EXPECT_EQ(errors_of("{\"port_scan_protection\": true // why\n}"),
+            Messages{"home.json:1:31: " + what});
+  EXPECT_EQ(errors_of("{} # why"), Messages{"home.json:1:4: " + what});
+  EXPECT_EQ(errors_of("# at home\n{}"), Messages{"home.json:1:1: " + what});
+  // Inside a string it is no comment.
+  EXPECT_TRUE(errors_of("{\"\\x//\": 1}").at(0).starts_with("home.json:1:4: no JSON: "));
+  EXPECT_TRUE(errors_of("{\"\\u12//\": 1}").at(0).find("comment") == std::string::npos);
+}
+
+TEST(SettingsDocument, ATrailingCommaIsToldAsSuch) {
+  EXPECT_EQ(errors_of("{\n  \"firewall\": {\"enabled\": true},\n}"),
+            Messages{"home.json:2:32: trailing comma before '}'"});
+  EXPECT_EQ(errors_of("{\"acl\": {\"entries\": [{} , ]}}"),
+            Messages{"home.json:1:25: trailing comma before ']'"});
+  EXPECT_EQ(errors_of("{},\n"), Messages{"home.json:1:3: trailing comma at the end"});
+  // No comma too many: a comma too early.
+  EXPECT_TRUE(errors_of("[,1]").at(0).starts_with("home.json:1:2: no JSON: "));
 }
 
 TEST(SettingsDocument, BytesThatAreNoTextAreRefused) {
   EXPECT_EQ(
       errors_of("{\n\"\xff\": 1}"),
-      Messages{"home.json:2: no JSON: syntax error while parsing object key - invalid string: "
+      Messages{"home.json:2:2: no JSON: syntax error while parsing object key - invalid string: "
                "ill-formed UTF-8 byte; last read: '\"?'; expected string literal"});
   EXPECT_EQ(errors_of(std::string("{}\n\0{", 5)), Messages{"home.json:2: no JSON: a zero byte"});
 }

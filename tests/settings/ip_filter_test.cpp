@@ -133,7 +133,7 @@ TEST(SettingsIpFilter, AddressesAreSingleAndIpv4) {
   for (const char* bad :
        {"", "0.0.0.0", "192.168.1", "192.168.1.256", "192.168.01.1", " 192.168.1.1", "192.168.1.1 ",
         "192.168.1.0/24", "192.168.1.1;reboot", "$(reboot)", "`id`", "192.168.1.1\\n", "any ",
-        "ANY", "fe80::1", "example.com", "192.168.1.1\\u0000"}) {
+        "ANY", "example.com", "192.168.1.1\\u0000"}) {
     for (const char* key : {"source", "destination", "second_source", "second_destination"}) {
       EXPECT_EQ(errors_of(tcp("\"" + std::string(key) + "\": \"" + bad + "\"")),
                 Messages{"home.json:1: ip_filter.rules[0]." + std::string(key) + ": \"" + bad +
@@ -148,7 +148,7 @@ TEST(SettingsIpFilter, AddressesAreSingleAndIpv4) {
 }
 
 TEST(SettingsIpFilter, Ipv6AddressesAreSingleAndIpv6) {
-  for (const char* bad : {"", "::", "192.168.1.1", "fe80::1%br0", "2001:db8::/32", "fe80::1;id",
+  for (const char* bad : {"", "::", "192.168.1.256", "fe80::1%br0", "2001:db8::/32", "fe80::1;id",
                           "2001:db8:::1", "::1\\u0000"}) {
     for (const char* key : {"source", "destination", "second_source", "second_destination"}) {
       EXPECT_EQ(
@@ -159,6 +159,52 @@ TEST(SettingsIpFilter, Ipv6AddressesAreSingleAndIpv6) {
                    "\"any\""});
     }
   }
+}
+
+TEST(SettingsIpFilter, AnAddressOfTheOtherFamilyIsToldAsSuch) {
+  for (const std::string key : {"source", "destination", "second_source", "second_destination"}) {
+    EXPECT_EQ(errors_of(tcp("\"" + key + R"(": "fe80::1")")),
+              Messages{"home.json:1: ip_filter.rules[0]." + key +
+                       ": \"fe80::1\" is an IPv6 address, and this list is for IPv4; ip6_filter is "
+                       "the one for IPv6"});
+    EXPECT_EQ(errors_of(rule6(R"("direction": "upstream", "protocol": "tcp", ")" + key +
+                              R"(": "192.168.1.1")")),
+              Messages{"home.json:1: ip6_filter.rules[0]." + key +
+                       ": \"192.168.1.1\" is an IPv4 address, and this list is for IPv6; ip_filter "
+                       "is the one for IPv4"});
+  }
+}
+
+TEST(SettingsIpFilter, ARuleOfBothFamiliesIsToldAsSuchAndAlone) {
+  const std::string addresses = R"("source": "192.168.1.20", "destination": "2001:db8::1")";
+  const std::string what =
+      "mixes address families: source is IPv4, destination is IPv6; a rule is for one of them";
+  EXPECT_EQ(errors_of(tcp(addresses)), Messages{"home.json:1: ip_filter.rules[0]: " + what});
+  const std::string text = rule6(R"("direction": "upstream", "protocol": "tcp", )" + addresses);
+  EXPECT_EQ(errors_of(text), Messages{"home.json:1: ip6_filter.rules[0]: " + what});
+  EXPECT_EQ(texts_of(settings::read(text).warnings), Messages{});
+  EXPECT_EQ(
+      errors_of(
+          tcp(R"("destination": "any", "second_source": "::1", "second_destination": "1.2.3.4")")),
+      Messages{
+          "home.json:1: ip_filter.rules[0]: mixes address families: second_destination is IPv4, "
+          "second_source is IPv6; a rule is for one of them"});
+}
+
+TEST(SettingsIpFilter, AnAddressThatIsRefusedIsNotAnOpenOne) {
+  const auto warnings = [](const std::string& addresses) {
+    return texts_of(
+        settings::read(rule6(R"("direction": "upstream", "protocol": "tcp", )" + addresses))
+            .warnings);
+  };
+  const std::string is_open =
+      " is open, so this rule matches no packet: an IPv6 rule needs both addresses";
+  EXPECT_EQ(warnings(R"("source": "fd00::zz", "destination": "2001:db8::1")"), Messages{});
+  EXPECT_EQ(warnings(R"("source": "fd00::1", "destination": 7)"), Messages{});
+  EXPECT_EQ(warnings(R"("source": "fd00::zz")"),
+            Messages{"home.json:1: ip6_filter.rules[0].destination:" + is_open});
+  EXPECT_EQ(warnings(R"("destination": "fd00::zz")"),
+            Messages{"home.json:1: ip6_filter.rules[0].source:" + is_open});
 }
 
 TEST(SettingsIpFilter, PortsAreOneOrARangeUpTo65535) {

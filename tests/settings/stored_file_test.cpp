@@ -10,6 +10,7 @@
 #include "reading.hpp"
 
 using settings::ByteOrder;
+using settings::Remedy;
 using settings::StoredFile;
 using settings::StoredFinding;
 
@@ -39,6 +40,11 @@ std::string with_word(std::string bytes, size_t offset, uint32_t value) {
   return bytes;
 }
 
+bool is_about_a_section(Remedy remedy) {
+  return remedy == Remedy::set_switch || remedy == Remedy::set_level ||
+         remedy == Remedy::rewrite_section || remedy == Remedy::delete_entry;
+}
+
 /* "torn 4659 where: what", a line a finding. */
 Messages findings_of(const std::string& bytes) {
   Messages texts;
@@ -47,7 +53,7 @@ Messages findings_of(const std::string& bytes) {
     const char* kind = finding.kind == StoredFinding::Kind::torn          ? "torn "
                        : finding.kind == StoredFinding::Kind::implausible ? "implausible "
                                                                           : "note ";
-    EXPECT_NE(finding.advice, "") << finding.what;
+    EXPECT_EQ(is_about_a_section(finding.remedy), !finding.section.empty()) << finding.what;
     texts.push_back(kind + std::to_string(finding.offset) + " " + finding.where + ": " +
                     finding.what);
   }
@@ -319,8 +325,13 @@ TEST(StoredFile, Texts) {
 TEST(StoredFile, HardwareAddressesThatNoDeviceHas) {
   std::string bytes = household();
   bytes[fw + 4640 + 4] = 1;
-  EXPECT_EQ(findings_of(bytes), (Messages{"note 4675 fw_rules_table.mac_filter.entries[0].mac: "
-                                          "01:00:5e:10:00:01 is no device's address"}));
+  EXPECT_EQ(findings_of(bytes),
+            (Messages{"note 4675 fw_rules_table.mac_filter.entries[0].mac: 01:00:5e:10:00:01 is a "
+                      "multicast address, from which no device sends: the entry has no effect"}));
+  const StoredFinding finding = settings::read_stored_file(bytes).findings.at(0);
+  EXPECT_EQ(finding.remedy, Remedy::delete_entry);
+  EXPECT_EQ(finding.section, "mac_filter");
+  EXPECT_EQ(finding.entry, "01:00:5e:10:00:01");
   bytes = household();
   bytes.replace(fw6 + 7040 + 4, 6, 6, '\0');
   const Messages zeros = findings_of(bytes);
@@ -328,6 +339,41 @@ TEST(StoredFile, HardwareAddressesThatNoDeviceHas) {
   EXPECT_TRUE(zeros[0].starts_with(
       "implausible 13487 mac6_filter.devices[0].mac: \"00:00:00:00:00:00\" is not allowed; "))
       << zeros[0];
+}
+
+TEST(StoredFile, ARemedyIsAboutItsSection) {
+  struct {
+    size_t offset;
+    uint32_t value;
+    Remedy remedy;
+    const char* section;
+  } const cases[] = {
+      {fw + 4628, 7, Remedy::set_switch, "port_scan_protection"},
+      {fw + 4632, 7, Remedy::set_switch, "ipsec_pass_through"},
+      {settings::qos_offset, 7, Remedy::set_switch, "route_qos"},
+      {fw + 4624, 7, Remedy::rewrite_section, "url_filter"},
+      {fw + 4 + 8, 42, Remedy::rewrite_section, "ip_filter"},
+      {fw6 + 8564, 1, Remedy::set_level, "security_level"},
+      {fw6 + 8568, 1, Remedy::replace_to_clean, ""},
+  };
+  for (const auto& one : cases) {
+    const auto findings =
+        settings::read_stored_file(with_word(household(), one.offset, one.value)).findings;
+    ASSERT_EQ(findings.size(), 1U) << one.offset;
+    EXPECT_EQ(findings[0].remedy, one.remedy) << findings[0].what;
+    EXPECT_EQ(findings[0].section, one.section) << findings[0].what;
+  }
+  const auto remedy_of = [](const std::string& bytes) {
+    return settings::read_stored_file(bytes).findings.at(0).remedy;
+  };
+  EXPECT_EQ(remedy_of(household() + "x"), Remedy::drop_excess);
+  EXPECT_EQ(remedy_of(household().replace(17, 1, "2")), Remedy::rewrite_line);
+  EXPECT_EQ(remedy_of(household().substr(0, 15000)), Remedy::replace_file);
+  // Where the file is short, whatever is set would make zeros of what is missing.
+  for (const StoredFinding& finding :
+       settings::read_stored_file(with_word(household(), fw + 4624, 7).substr(0, 15000)).findings) {
+    EXPECT_EQ(finding.remedy, Remedy::replace_file) << finding.what;
+  }
 }
 
 /* Whatever stands in a file, it can be taken apart, told and written. */

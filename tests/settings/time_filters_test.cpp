@@ -246,7 +246,7 @@ TEST(SettingsMacFilter, BothListsComeOutAsTheyWentIn) {
     "mode": "black-list",
     "devices": [
       {"mac": "02:00:00:00:00:01", "active": "20:30-07:00"},
-      {"enabled": false, "mac": "ff:ff:ff:ff:ff:ff", "active": "all day", "reserved": "000000000001"}
+      {"enabled": false, "mac": "fe:ff:ff:ff:ff:ff", "active": "all day", "reserved": "000000000001"}
     ]
   },
   "mac6_filter": {
@@ -272,6 +272,44 @@ TEST(SettingsMacFilter, NothingButSixPairsIsTaken) {
       errors_of(mac("\"mac\": \"02:00:00:00:00:01\", \"reserved\": \"00000000000000\"")),
       Messages{"home.json:1: mac_filter.devices[0].reserved: \"00000000000000\" is not allowed; it "
                "must be pairs of hexadecimal digits, at most 6"});
+}
+
+TEST(SettingsMacFilter, AnAddressThatNoDeviceHasIsRefusedOnceAndForAll) {
+  for (const auto& [address, group] :
+       {std::pair("ff:ff:ff:ff:ff:ff", "broadcast"), std::pair("01:00:5e:00:00:01", "multicast"),
+        std::pair("33:33:00:00:00:01", "multicast"), std::pair("FF:ff:FF:ff:FF:fe", "multicast")}) {
+    const std::string what = "\"" + std::string(address) +
+                             "\" is not allowed; it must be the address of one device: this is a " +
+                             group + " address, from which no device sends";
+    for (const std::string section : {"mac_filter", "mac6_filter"}) {
+      const std::string text =
+          "{\"" + section + R"(": {"enabled": true, "devices": [{"mac": ")" + address + "\"}]}}";
+      EXPECT_EQ(errors_of(text), Messages{"home.json:1: " + section + ".devices[0].mac: " + what});
+    }
+    const std::string plain =
+        R"({"dhcp_filter": {"enabled": true, "devices": [")" + std::string(address) + "\"]}}";
+    EXPECT_EQ(errors_of(plain), Messages{"home.json:1: dhcp_filter.devices[0]: " + what});
+    const std::string object = R"({"dhcp_filter": {"enabled": true, "devices": [{"mac": ")" +
+                               std::string(address) + "\"}]}}";
+    EXPECT_EQ(errors_of(object), Messages{"home.json:1: dhcp_filter.devices[0].mac: " + what});
+  }
+}
+
+TEST(SettingsMacFilter, AnAddressThatNoDeviceHasIsReadWhereItIsStored) {
+  settings::Settings stored;
+  stored.mac_filter.emplace();
+  stored.mac_filter->count = 1;
+  stored.mac_filter->entries[0].stop_hour = 24;
+  std::memset(stored.mac_filter->entries[0].mac, 0xFF, 6);
+  stored.dhcp_filter.emplace();
+  stored.dhcp_filter->count = 1;
+  std::memset(stored.dhcp_filter->entries[0].mac, 0x33, 6);
+  const std::string text = settings::write(stored);
+  const settings::Reading reading = settings::read(text, settings::Origin::stored);
+  EXPECT_EQ(texts_of(reading.errors), Messages{});
+  EXPECT_EQ(texts_of(reading.warnings), Messages{});
+  EXPECT_EQ(settings::write(reading.settings), text);
+  EXPECT_EQ(settings::read(text).errors.size(), 2U);
 }
 
 TEST(SettingsMacFilter, OnlyTheStoredModeOneIsAWhiteList) {

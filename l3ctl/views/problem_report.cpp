@@ -1,0 +1,33 @@
+#include "l3ctl/views/problem_report.hpp"
+
+#include <algorithm>
+
+#include "l3ctl/context.hpp"
+#include "settings/lint.hpp"
+
+namespace l3ctl {
+
+namespace {
+
+using settings::Problem;
+using settings::Settings;
+
+bool holds(const std::vector<Problem>& problems, const Problem& problem) {
+  return std::find(problems.begin(), problems.end(), problem) != problems.end();
+}
+
+}  // namespace
+
+void warn_of_change(const Settings& stored, const Settings& changed, const Settings& told) {
+  const bool goes_on = *changed.firewall && !*stored.firewall;
+  const std::vector<Problem> before = warn_ineffective(stored);
+  const std::vector<Problem> printed = warn_ineffective(told);
+  for (const Problem& warning : warn_ineffective(changed)) {
+    const bool is_new = !holds(before, warning) || (goes_on && warning.locks_out);
+    if (is_new && !holds(printed, warning)) {
+      complain("warning: " + to_text(warning));
+    }
+  }
+}
+
+}  // namespace l3ctl

@@ -1,0 +1,32 @@
+/* Settings as the library takes them: switches, and one region image for each list. */
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "l3_advance/records.h"
+
+namespace settings {
+
+enum class SecurityLevel : uint8_t { off = 0, low = 1, high = 2 };
+
+/* What a text says; a section that it leaves out is not here either. */
+struct Settings {
+  std::optional<bool> firewall;
+  std::optional<SecurityLevel> security_level; /* never written: the next two switches say it */
+  std::optional<bool> port_scan_protection;
+  std::optional<bool> ipsec_pass_through;
+  std::optional<bool> vpn_pass_through;
+  std::optional<l3_ip_filter> ip_filter;
+  std::optional<l3_ip6_filter> ip6_filter;
+  std::optional<l3_url_filter> url_filter;
+  std::optional<l3_mac_filter> mac_filter;
+  std::optional<l3_mac_filter> mac6_filter;
+  std::optional<l3_dhcp_filter> dhcp_filter;
+  std::optional<l3_acl> acl;
+  std::optional<l3_caporl> captive_portal;
+  std::optional<bool> route_qos_enabled;
+  std::optional<l3_qos_rules> route_qos_rules;
+};
+
+}  // namespace settings
