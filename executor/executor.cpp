@@ -60,14 +60,6 @@ std::string put_back() {
   return snapshots.put_back();
 }
 
-void forget() {
-  snapshots.forget();
-  is_remembering = false;
-  on_refusal(OnRefusal::stop);
-  work(Way::direct);
-  forget_failed_lines();
-}
-
 const std::vector<std::string>& recorded_lines() {
   return recorded;
 }

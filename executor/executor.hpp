@@ -13,9 +13,7 @@
  *            sudden end ever meets half of them; transaction.hpp says what becomes of other lines
  *
  * work() forgets what a transaction holds, and nothing else: the tables as they were read, those that
- * are being read, which lines may fail, and the failed ones stay until the process ends. A process that
- * is forked off has all of that too, but the tools at work are children of the other one: it can
- * neither wait for them nor take what they read for its own, and calls forget() first.
+ * are being read, which lines may fail, and the failed ones stay until the process ends.
  *
  * It must be linked as objects, not as an archive: from an archive nothing would ask for system(),
  * and the C library's would run silently. in_place() proves at start that this one is used.
@@ -58,10 +56,6 @@ void compare_rules_by(NormalForm normal_form);
 /* Undoes what was done to the rules; other programs' rules stay as they are. Returns what could not be
  * undone, empty when all could. */
 [[nodiscard]] std::string put_back();
-
-/* In a process just forked off: starts as if nothing had been read, held, remembered or failed. Waits
- * for nothing and closes nothing. */
-void forget();
 
 /* The lines that were recorded, in order. */
 [[nodiscard]] const std::vector<std::string>& recorded_lines();

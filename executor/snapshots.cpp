@@ -216,15 +216,6 @@ std::string Snapshots::undo(const Table& table, const TableChange& change) const
   return chains + ": " + problem;
 }
 
-void Snapshots::forget() {
-  for (auto& [table, snapshot] : tables_) {
-    if (snapshot.reading) {
-      snapshot.reading->forget();
-    }
-  }
-  tables_.clear();
-}
-
 std::set<std::string> chains_in(std::string_view rules) {
   std::set<std::string> chains;
   for (std::size_t at = 0; at < rules.size();) {

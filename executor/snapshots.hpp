@@ -41,9 +41,6 @@ class Snapshots {
   /* Runs a line directly, between the reads that its rollback needs. Returns what run_directly() does. */
   int run(const char* line);
 
-  /* Nothing was read yet. What is being read belongs to the process that this one was forked off. */
-  void forget();
-
   /* Undoes what was done to every table, or to this one (table_change.hpp says how), until a read shows
    * that nothing of it is left. Returns what could not be undone, empty when all could. */
   [[nodiscard]] std::string put_back();

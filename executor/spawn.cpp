@@ -110,11 +110,6 @@ Ended Started::ended() {
   return result;
 }
 
-void Started::forget() {
-  process_ = -1;
-  input_ = output_ = errors_ = -1;
-}
-
 Ended run(const std::vector<std::string>& words, std::string_view input) {
   return Started(words, input).ended();
 }

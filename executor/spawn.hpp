@@ -15,7 +15,7 @@ struct Ended {
   std::string errors; /* what it wrote to standard error */
 };
 
-/* A program at work. Must be waited for, or forgotten. */
+/* A program at work. Must be waited for. */
 class Started {
  public:
   /* Starts the program that PATH leads to; one that cannot be started ends with 127. */
@@ -28,9 +28,6 @@ class Started {
 
   /* Waits for its end. Once. */
   [[nodiscard]] Ended ended();
-
-  /* In a process forked off meanwhile, whose child it is not: never waits, and leaves the files alone. */
-  void forget();
 
  private:
   pid_t process_ = -1;

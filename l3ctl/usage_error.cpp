@@ -41,6 +41,9 @@ size_t distance(const std::string& from, const std::string& to) {
 
 void add_options(const CLI::App* app, std::vector<std::string>& words) {
   for (const CLI::Option* option : app->get_options()) {
+    if (option->get_group().empty()) {
+      continue;  // in no help
+    }
     for (const std::string& name : option->get_lnames()) {
       words.push_back("--" + name);
     }

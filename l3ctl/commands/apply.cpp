@@ -60,10 +60,13 @@ int apply_file(const Context& context, const SettingsFile& file, int confirm_wit
   if (waits && change.make()) {
     restart_confirmation(change);
   }
-  const int status = report(
-      context, change,
+  const ChangeResult result = change.finish();
+  // Before a word is printed: the reader may be gone.
+  const bool is_pending = waits && settle_confirmation(result);
+  const int status = print_result(
+      context, result,
       "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
-  if (waits && confirmation_pending_or_cleanup()) {
+  if (is_pending) {
     complain("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
              " s keeps these settings; otherwise the old ones come back");
   }

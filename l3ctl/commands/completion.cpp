@@ -42,7 +42,7 @@ std::string first_sentence(const std::string& help) {
 std::vector<Word> options_of(const CLI::App& app) {
   std::vector<Word> options;
   for (const CLI::Option* option : app.get_options()) {
-    if (!option->get_lnames().empty()) {
+    if (!option->get_lnames().empty() && !option->get_group().empty()) {
       options.push_back({"--" + option->get_lnames().front(), option->get_description()});
     }
   }

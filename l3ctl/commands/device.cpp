@@ -12,6 +12,7 @@
 #include "l3ctl/views/change_report.hpp"
 #include "management/change/change.hpp"
 #include "management/change/confirmation.hpp"
+#include "management/change/confirmation_timer.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/process.hpp"
 
@@ -29,9 +30,28 @@ bool is_started() {
   return run.output.find("-A FORWARD -j forward_ext_ip\n") != std::string::npos;
 }
 
+/* Rolls back what was not confirmed in this start of the machine, or in another one. Start-up itself reports a damaged
+ * note. Nothing keeps a gateway from its start. */
+void roll_back_unconfirmed(const Context& context, bool of_this_boot) {
+  try {
+    const auto pending = read_pending();
+    if (!pending || (pending->boot == this_boot()) != of_this_boot) {
+      return;
+    }
+  } catch (const Error&) {
+    return;
+  }
+  try {
+    roll_back_if_overdue(context);
+  } catch (const Error& error) {
+    complain(error.what());
+  }
+}
+
 /* Start-up as the web management server does it. A gateway without any rule would be worse than one
  * that lacks the rules which the packet filter refuses. */
-int init(const Context& context) {
+int start_up(const Context& context) {
+  roll_back_unconfirmed(context, true);
   Lock lock(context);
   if (is_started() && !context.force) {
     throw Error(
@@ -47,6 +67,13 @@ int init(const Context& context) {
   change.call("firewall", gl3_web_init_fw);
   change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
   return report(context, change, "init: the gateway is up");
+}
+
+int init(const Context& context) {
+  const int status = start_up(context);
+  // Rules of settings that were not confirmed must not stay, also where the old ones cannot be stored.
+  roll_back_unconfirmed(context, false);
+  return status;
 }
 
 /* Asks at a terminal; without one there is nobody to ask. */

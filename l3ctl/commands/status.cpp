@@ -15,6 +15,7 @@
 #include "management/store/paths.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
+#include "management/system/escape.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
 #include "platform/linux/platform_linux.hpp"
@@ -49,15 +50,31 @@ Json lists(const Settings& s) {
   };
 }
 
-/* An apply that waits for its confirmation; null when none does. */
+const char* state_name(ConfirmationState state) {
+  switch (state) {
+    case ConfirmationState::waiting:
+      return "waiting";
+    case ConfirmationState::overdue:
+      return "overdue";
+    case ConfirmationState::retrying:
+      return "retrying";
+    case ConfirmationState::timer_gone:
+      break;
+  }
+  return "timer_gone";
+}
+
+/* A pending confirmation; null when none is. */
 Json confirmation() {
   // Who may not read the note is told nothing of it.
-  const auto pending = access(pending_path, R_OK) == 0 ? read_pending() : std::nullopt;
+  const auto pending = access(pending_path, R_OK) == 0 ? confirmation_status() : std::nullopt;
   if (!pending) {
     return nullptr;
   }
-  const int64_t left = std::max<int64_t>(0, pending->deadline - running_time());
-  return {{"seconds_left", (left + 999) / 1000}, {"timer", timer_lives()}};
+  return {{"seconds_left", pending->seconds_left},
+          {"timer", pending->timer},
+          {"state", state_name(pending->state)},
+          {"reason", pending->reason.empty() ? Json() : Json(pending->reason)}};
 }
 
 /* The interfaces that the lists' rules are bound to; null where the packet filter does not tell. */
@@ -121,12 +138,22 @@ std::string list_in_words(const Json& list) {
 }
 
 std::string confirmation_in_words(const Json& confirmation) {
-  if (!confirmation["timer"].get<bool>()) {
-    return "wanted; the timer is gone: \"l3ctl confirm\" keeps, \"l3ctl confirm --revert\" goes "
-           "back";
+  const std::string state = confirmation["state"];
+  const std::string left = confirmation["seconds_left"].dump();
+  if (state == "waiting") {
+    return "pending: rollback in " + left + " s unless \"l3ctl confirm\" keeps the settings";
   }
-  return "wanted within " + confirmation["seconds_left"].dump() +
-         " s, else the old settings come back";
+  if (state == "overdue") {
+    return "overdue, the rollback is at work";
+  }
+  if (state == "retrying") {
+    return "overdue, the rollback is tried again: " +
+           escape(confirmation["reason"].get<std::string>());
+  }
+  return left == "0" ? "overdue, and the timer is gone: the next change rolls back first"
+                     : "pending, but the timer is gone: \"l3ctl confirm\" keeps the settings; the "
+                       "first change after " +
+                           left + " s rolls back";
 }
 
 std::string joined(const Json& names) {

@@ -15,6 +15,7 @@
 
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
+#include "management/change/confirmation_timer.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/error.hpp"
 #include "management/rules/expected_rules.hpp"
@@ -45,9 +46,18 @@ void refuse_damage() {
   }
 }
 
+/* What was not confirmed in time is rolled back before anything else changes. */
+Lock lock_for_change(const Options& options, const Preconditions& accepted) {
+  if (!accepted.allow_pending) {
+    roll_back_if_overdue(options);
+  }
+  return Lock(options);
+}
+
 /* Nobody else edits the rules once the lock is held. */
-Lock locked_while_reading(const Options& options, Foreseen foreseen) {
-  Lock lock(options);
+Lock locked_while_reading(const Options& options, const Preconditions& accepted,
+                          Foreseen foreseen) {
+  Lock lock = lock_for_change(options, accepted);
   if (foreseen != Foreseen::nothing && !options.one_by_one) {
     executor::read_ahead(foreseen == Foreseen::ipv4_rules ? "iptables" : "ip6tables");
   }
@@ -102,8 +112,12 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   executor::work(way());
 }
 
+Change::Change(const Options& options, const Preconditions& accepted)
+    : Change(options, lock_for_change(options, accepted), accepted, OnFailure::rollback) {}
+
 Change::Change(const Options& options, Foreseen foreseen, const Preconditions& accepted)
-    : Change(options, locked_while_reading(options, foreseen), accepted, OnFailure::rollback) {}
+    : Change(options, locked_while_reading(options, accepted, foreseen), accepted,
+             OnFailure::rollback) {}
 
 Change::~Change() {
   // What an exception ends has not been reported.

@@ -61,8 +61,7 @@ class Change {
  public:
   /* Proves that the library's command lines end in this program, and loads what is stored. */
   Change(const Options& options, Lock lock, const Preconditions& accepted, OnFailure on_failure);
-  explicit Change(const Options& options, const Preconditions& accepted = sound_state)
-      : Change(options, Lock(options), accepted, OnFailure::rollback) {}
+  explicit Change(const Options& options, const Preconditions& accepted = sound_state);
   Change(const Options& options, Foreseen foreseen, const Preconditions& accepted = sound_state);
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;

@@ -1,9 +1,13 @@
 /*
- * An apply that takes itself back: before the first rule changes, the old settings are put aside and a
- * process of its own starts to wait. It brings them back unless somebody confirms in time, whatever
- * becomes of the l3ctl that started it and of its terminal.
+ * Confirmed commit, as in RFC 6241: before the first rule changes, the old settings are stored and a timer starts.
+ * Unless the change is confirmed in time it is rolled back, whatever becomes of the process that made it and of its
+ * terminal.
  */
 #pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
 
 #include "management/change/change.hpp"
 #include "management/change/pending_confirmation.hpp"
@@ -11,28 +15,40 @@
 
 namespace management {
 
-/* Starts the wait for an apply of these settings. `change` holds the lock and has changed nothing. */
+/* Notes the old settings and starts the timer, for a change that holds the lock and has changed nothing yet. */
 void begin_confirmation(const Options& options, const Change& change,
-                        const settings::Settings& wanted, int seconds);
+                        const settings::Settings& requested, int seconds);
 
-/* Starts the time anew, once the rules of the apply are made. Where that cannot be noted, the apply is
- * taken back, and fails. */
+/* Starts the time anew, once the rules are made. Where that cannot be noted, the change is rolled back, and fails. */
 void restart_confirmation(Change& change);
 
-/* Whether an apply is waited for. One that changed nothing, or was put back, is not any more. */
-bool confirmation_pending_or_cleanup();
+/* After a change that ended so: a rollback that left nothing to restore ends the confirmation; one that did not
+ * succeed is left to the timer, at once. Returns whether a confirmation is pending. */
+bool settle_confirmation(const ChangeResult& result);
 
-/* Whether the process that waits is there. */
-bool timer_lives();
+/* Keeps the new settings: nothing is pending any more. */
+void keep_new_settings(const Pending& pending);
 
-/* Tells the process that waits that there is nothing left to wait for. */
-void stop_timer(const Pending& pending);
+/* What becomes of a pending confirmation. */
+enum class ConfirmationState : uint8_t {
+  waiting,    /* the timer runs */
+  overdue,    /* the deadline has passed, and the rollback is at work */
+  retrying,   /* a rollback has failed, and the timer tries again */
+  timer_gone, /* the next change rolls back once the deadline has passed */
+};
 
-/* Sets the old settings again and forgets the apply. Once that is done, no confirmation is pending. */
-ChangeResult restore_old_settings(Change& change, const Pending& pending);
+struct ConfirmationStatus {
+  ConfirmationState state = ConfirmationState::waiting;
+  int64_t seconds_left = 0;
+  bool timer = false; /* whether the timer lives */
+  std::string reason; /* why the last rollback failed; empty where none has */
+};
 
-/* Start-up, before any rule is made: stores the old settings of an apply that nobody had confirmed when
- * the machine went down. Says what it did; nothing of it keeps a gateway from its start. */
-void restore_after_restart(Change& change);
+/* Nothing where no confirmation is pending. */
+std::optional<ConfirmationStatus> confirmation_status();
+
+/* Start-up, before any rule is made: stores the old settings of a change that was not confirmed when the machine went
+ * down. Notifies of what it did; nothing of it keeps a gateway from its start. Returns whether settings were set. */
+bool restore_after_restart(Change& change);
 
 }  // namespace management

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <ctime>
 #include <nlohmann/json.hpp>
-#include <span>
 
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
@@ -22,87 +21,154 @@ namespace {
 using Json = nlohmann::ordered_json;
 using settings::Settings;
 
-/* Calls visit(name, member) for what an apply can change; a security level is no state of its own. */
-template <typename AnySettings, typename Visit>
-void each_member(AnySettings& settings, Visit visit) {
-  visit("firewall", settings.firewall);
-  visit("port_scan_protection", settings.port_scan_protection);
-  visit("ipsec_pass_through", settings.ipsec_pass_through);
-  visit("vpn_pass_through", settings.vpn_pass_through);
-  visit("ip_filter", settings.ip_filter);
-  visit("ip6_filter", settings.ip6_filter);
-  visit("url_filter", settings.url_filter);
-  visit("mac_filter", settings.mac_filter);
-  visit("mac6_filter", settings.mac6_filter);
-  visit("dhcp_filter", settings.dhcp_filter);
-  visit("acl", settings.acl);
-  visit("captive_portal", settings.captive_portal);
-  visit("route_qos_enabled", settings.route_qos_enabled);
-  visit("route_qos_rules", settings.route_qos_rules);
+/* Several times what the largest settings take. */
+constexpr size_t largest_file = 512 * 1024;
+
+/* Calls visit(name, member) for what an apply can change; a security level is stored as its two switches. */
+template <typename Visit>
+void each_member(Visit visit) {
+  visit("firewall", &Settings::firewall);
+  visit("port_scan_protection", &Settings::port_scan_protection);
+  visit("ipsec_pass_through", &Settings::ipsec_pass_through);
+  visit("vpn_pass_through", &Settings::vpn_pass_through);
+  visit("ip_filter", &Settings::ip_filter);
+  visit("ip6_filter", &Settings::ip6_filter);
+  visit("url_filter", &Settings::url_filter);
+  visit("mac_filter", &Settings::mac_filter);
+  visit("mac6_filter", &Settings::mac6_filter);
+  visit("dhcp_filter", &Settings::dhcp_filter);
+  visit("acl", &Settings::acl);
+  visit("captive_portal", &Settings::captive_portal);
+  visit("route_qos_enabled", &Settings::route_qos_enabled);
+  visit("route_qos_rules", &Settings::route_qos_rules);
 }
 
-/* Byte for byte: what is stored may be more than words can say. */
-Json in_bytes(const Settings& settings) {
-  Json members = Json::object();
-  each_member(settings, [&](const char* name, const auto& member) {
-    if (member) {
-      uint8_t bytes[sizeof *member];
-      std::memcpy(bytes, &*member, sizeof bytes);
-      members[name] = settings::hex_text(bytes);
-    }
-  });
-  return members;
+[[noreturn]] void fail_damaged(const std::string& why) {
+  throw Error(std::string(pending_path) + " is damaged: " + why +
+              "; to keep the settings that are stored now, remove the file");
 }
 
-/* Nor may what comes back hold what a shell could run. */
-void refuse_commands(const Settings& old_settings) {
-  const std::string command =
-      old_settings.captive_portal ? find_unsafe_text(old_settings) : std::string();
-  if (!command.empty()) {
-    throw Error(std::string(pending_path) + ": " + command);
-  }
+/* The settings as their text, where reading that gives the member back byte for byte. */
+template <typename Member>
+std::optional<std::string> in_words(const Settings& alone, Member member) {
+  const std::string text = settings::write(alone);
+  const settings::Reading reading = settings::read(text, settings::Origin::stored);
+  const auto& found = reading.settings.*member;
+  const bool is_same = reading.errors.empty() && found &&
+                       std::memcmp(&*found, &*(alone.*member), sizeof *found) == 0;
+  return is_same ? std::optional(text) : std::nullopt;
 }
 
-Settings from_bytes(const Json& members) {
-  Settings settings;
-  each_member(settings, [&](const char* name, auto& member) {
-    if (!members.contains(name)) {
+/* Fills `words` with what settings JSON can express exactly, and `bytes` with the images of the rest. */
+void write_settings(const Settings& settings, Json& words, Json& bytes) {
+  each_member([&](const char* name, auto member) {
+    if (!(settings.*member)) {
       return;
     }
-    const auto bytes = settings::parse_hex(members[name].get<std::string>()).value;
-    if (!bytes || bytes->size() != sizeof *member) {
-      throw Error(std::string(pending_path) + ": " + name + " is damaged");
+    Settings alone;
+    alone.*member = settings.*member;
+    if (alone.route_qos_rules) {
+      // The rules are written beside their switch alone.
+      alone.route_qos_enabled = settings.route_qos_enabled;
     }
-    std::memcpy(&member.emplace(), bytes->data(), bytes->size());
+    if (const auto text = in_words(alone, member)) {
+      words.update(Json::parse(*text), true);
+      return;
+    }
+    uint8_t image[sizeof *(settings.*member)];
+    std::memcpy(image, &*(settings.*member), sizeof image);
+    bytes[name] = settings::hex_text(image);
   });
-  refuse_commands(settings);
-  return settings;
+}
+
+Settings read_settings(const Json& words, const Json& bytes) {
+  settings::Reading reading = settings::read(words.dump(), settings::Origin::stored);
+  if (!reading.errors.empty()) {
+    fail_damaged(to_text(reading.errors.front()));
+  }
+  each_member([&](const char* name, auto member) {
+    if (!bytes.contains(name)) {
+      return;
+    }
+    auto& place = (reading.settings.*member).emplace();
+    const auto image = settings::parse_hex(bytes[name].template get<std::string>()).value;
+    if (!image || image->size() != sizeof place) {
+      fail_damaged(std::string("stored_bytes.") + name + " is no image of the section");
+    }
+    std::memcpy(&place, image->data(), image->size());
+  });
+  // What comes back must not hold what a shell could run.
+  const std::string unsafe =
+      reading.settings.captive_portal ? find_unsafe_text(reading.settings) : std::string();
+  if (!unsafe.empty()) {
+    fail_damaged(unsafe);
+  }
+  return std::move(reading.settings);
+}
+
+Json write_jumps(const JumpSnapshot& jumps) {
+  Json families = Json::object();
+  for (const Family family : {Family::ipv4, Family::ipv6}) {
+    Json list = Json::array();
+    for (const Jump& jump : jumps.of(family)) {
+      list.push_back({{"rule", jump.rule}, {"after", jump.after}});
+    }
+    families[family_name(family)] = list;
+  }
+  families["has_dhcp_rules"] = jumps.has_dhcp_rules;
+  return families;
+}
+
+JumpSnapshot read_jumps(const Json& families) {
+  JumpSnapshot jumps;
+  for (const Family family : {Family::ipv4, Family::ipv6}) {
+    for (const Json& one : families.at(family_name(family))) {
+      Jump jump{one.at("rule").get<std::string>(), one.at("after").get<std::string>()};
+      if (!is_own_jump(family, jump.rule)) {
+        fail_damaged("\"jumps\" holds a rule that is no jump into a chain of the gateway");
+      }
+      jumps.of(family).push_back(std::move(jump));
+    }
+  }
+  jumps.has_dhcp_rules = families.at("has_dhcp_rules").get<bool>();
+  return jumps;
 }
 
 }  // namespace
 
 std::optional<Pending> read_pending() {
-  const auto text = read_if_exists(pending_path);
-  if (!text) {
+  if (access(pending_path, F_OK) != 0 && errno == ENOENT) {
     return std::nullopt;
   }
+  const std::string text = read_up_to(pending_path, largest_file + 1);
+  if (text.size() > largest_file) {
+    fail_damaged("it is too large");
+  }
   try {
-    const Json json = Json::parse(*text);
-    return Pending{json.at("boot").get<std::string>(), json.at("timer").get<pid_t>(),
-                   json.at("seconds").get<int>(), json.at("deadline").get<int64_t>(),
-                   from_bytes(json.at("old_settings"))};
+    const Json json = Json::parse(text);
+    return Pending{json.at("boot").get<std::string>(),
+                   json.at("timer").get<pid_t>(),
+                   json.at("seconds").get<int>(),
+                   json.at("deadline").get<int64_t>(),
+                   read_settings(json.at("old_settings"), json.at("stored_bytes")),
+                   read_jumps(json.at("jumps"))};
   } catch (const Json::exception&) {
-    throw Error(std::string(pending_path) + " is damaged");
+    fail_damaged("it is no note of a pending confirmation");
   }
 }
 
 void write_pending(const Pending& pending) {
+  Json words = Json::object();
+  Json bytes = Json::object();
+  write_settings(pending.old_settings, words, bytes);
   write_atomically(pending_path, Json{{"boot", pending.boot},
                                       {"timer", pending.timer},
                                       {"seconds", pending.seconds},
                                       {"deadline", pending.deadline},
-                                      {"old_settings", in_bytes(pending.old_settings)}}
-                                     .dump());
+                                      {"old_settings", words},
+                                      {"stored_bytes", bytes},
+                                      {"jumps", write_jumps(pending.jumps)}}
+                                     .dump(-1, ' ', true, Json::error_handler_t::replace));
 }
 
 void remove_pending() {
@@ -120,11 +186,15 @@ void remove_pending() {
 }
 
 void refuse_while_pending() {
-  if (access(pending_path, F_OK) == 0) {
+  if (read_pending()) {
     throw Error(
-        "an earlier apply waits for its confirmation: \"l3ctl confirm\" keeps its settings, "
-        "\"l3ctl confirm --revert\" takes them back; nothing was changed");
+        "the confirmation of an earlier apply is pending: \"l3ctl confirm\" keeps its settings, "
+        "\"l3ctl confirm --revert\" restores the old ones; nothing was changed");
   }
+}
+
+bool is_overdue(const Pending& pending) {
+  return pending.boot != this_boot() || pending.deadline <= running_time();
 }
 
 std::string this_boot() {

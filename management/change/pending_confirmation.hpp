@@ -1,7 +1,7 @@
 /*
- * An apply that waits for its confirmation. The note lies beside what is stored, so that it outlives a
- * power cut as that does; it is replaced as a whole, so reading needs no lock, and changed under the lock
- * of changing commands.
+ * A confirmed commit (RFC 6241) whose confirmation is pending. The file lies beside the settings, so that it
+ * outlives a power cut as they do. It is replaced atomically, so reading needs no lock; writers hold the lock of
+ * changing commands.
  */
 #pragma once
 
@@ -11,18 +11,21 @@
 #include <optional>
 #include <string>
 
+#include "management/rules/own_jumps.hpp"
 #include "settings/settings.hpp"
 
 namespace management {
 
 struct Pending {
-  std::string boot;                /* as this_boot() tells it */
-  pid_t timer;                     /* the process that brings the old settings back */
-  int seconds;                     /* how long it waits */
-  int64_t deadline;                /* as running_time() tells it */
+  std::string boot;     /* from this_boot() */
+  pid_t timer = 0;      /* the process that rolls back; trusted only after verification */
+  int seconds = 0;      /* time for the confirmation */
+  int64_t deadline = 0; /* on the clock of running_time() */
   settings::Settings old_settings; /* of the sections that the apply changes */
+  JumpSnapshot jumps;              /* how the own chains were hooked in */
 };
 
+/* Nothing where no confirmation is pending. A damaged file is an error that says what to do. */
 std::optional<Pending> read_pending();
 
 /* Durably. */
@@ -31,13 +34,16 @@ void write_pending(const Pending& pending);
 /* Durably too, and what is stored goes to the disk before it. */
 void remove_pending();
 
-/* Ends the program while an apply waits for its confirmation. */
+/* An error while a confirmation is pending. */
 void refuse_while_pending();
+
+/* Whether the rollback is due: the deadline has passed, or the machine has restarted. */
+bool is_overdue(const Pending& pending);
 
 /* Tells one start of the machine from every other. */
 std::string this_boot();
 
-/* Milliseconds since the machine started; nobody sets this clock. */
+/* Milliseconds since the machine started, time in standby included. No step of the clock changes it. */
 int64_t running_time();
 
 }  // namespace management

@@ -225,23 +225,44 @@ void check_configuration(Findings& findings) {
   }
 }
 
+namespace {
+
+Finding finding_of(const ConfirmationStatus& pending) {
+  constexpr char name[] = "confirmation";
+  switch (pending.state) {
+    case ConfirmationState::waiting:
+      return {State::warning, name, "is pending; without it the old settings are restored",
+              "\"l3ctl confirm\" keeps the new settings"};
+    case ConfirmationState::overdue:
+      return {State::warning, name, "is overdue; the old settings are being restored", ""};
+    case ConfirmationState::retrying:
+      return {State::problem, name,
+              "is overdue, and the old settings cannot be restored: " + pending.reason,
+              "mend the cause; the timer tries again every 30 seconds at the latest"};
+    case ConfirmationState::timer_gone:
+      break;
+  }
+  return {State::problem, name,
+          pending.reason.empty()
+              ? "is pending, and the timer that restores the old settings is gone"
+              : "is pending, the timer is gone, and the rollback has failed: " + pending.reason,
+          pending.seconds_left == 0
+              ? "\"l3ctl confirm --revert\" restores the old settings"
+              : "\"l3ctl confirm\" keeps the new settings, \"l3ctl confirm --revert\" restores the "
+                "old ones"};
+}
+
+}  // namespace
+
 void check_confirmation(Findings& findings) {
   try {
-    const auto pending = read_pending();
-    if (pending && timer_lives()) {
-      findings.push_back({State::warning, "confirmation",
-                          "an apply waits for it, else the old settings come back",
-                          "\"l3ctl confirm\" keeps the new settings"});
-    } else if (pending) {
-      findings.push_back(
-          {State::problem, "confirmation",
-           "an apply waits for it, and the timer that would bring the old settings back is gone",
-           "\"l3ctl confirm\" keeps the new settings, \"l3ctl confirm --revert\" goes back"});
+    if (const auto pending = confirmation_status()) {
+      findings.push_back(finding_of(*pending));
     }
   } catch (const Error& failure) {
     findings.push_back(
         {State::problem, "confirmation", failure.what(),
-         std::string("remove ") + pending_path + "; what is stored now is kept then"});
+         std::string("remove ") + pending_path + "; the settings that are stored now are kept"});
   }
 }
 

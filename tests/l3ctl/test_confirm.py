@@ -1,16 +1,18 @@
 """l3ctl apply --confirm and l3ctl confirm: nobody locks himself out, whatever becomes of his terminal."""
+import contextlib
 import fcntl
 import json
 import os
 import pty
 import signal
+import socket
 import subprocess
 import sys
 import time
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, L3CTL, TOOLS, Gateway, configuration, empty_folder
+from gateway import CHAINS, CONFIGURATION, L3CTL, REFUSED, TOOLS, Gateway, configuration, empty_folder
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path += [str(ROOT / "lab"), str(ROOT / "tests/lab")]
@@ -19,13 +21,16 @@ from random_settings import Dice, settings  # noqa: E402  (found through the lin
 
 PENDING = Path("/ztcfg/l3ctl.pending")
 TIMER = Path("/run/l3ctl.timer")
+FLUSHES = ("iptables -t filter -F forward_ext_captiveportal", "iptables -F forward_ext_captiveportal")
 ROUNDS = 60 if os.environ.get("L3_TEST_FULL") else 8
 SEED = int(os.environ.get("L3_TEST_SEED", "12"))
 
 PORTAL = '{"captive_portal": {"enabled": true, "destinations": ["203.0.113.2"]}}'
 WAITING = 'l3ctl: "l3ctl confirm" within %s s keeps these settings; otherwise the old ones come back\n'
 GONE_DOWN = "l3ctl: the machine went down before an apply was confirmed: the old settings are back\n"
-NOTHING_WAITS = "l3ctl: nothing waits for a confirmation; nothing was changed\n"
+NOTHING_PENDING = "l3ctl: no confirmation is pending; nothing was changed\n"
+ROLLED_BACK = "l3ctl: an apply was not confirmed in time: the old settings are restored\n"
+IS_PENDING = "l3ctl: the confirmation of an earlier apply is pending: "
 
 
 # In a tool: whoever started the shell that started it.
@@ -55,6 +60,24 @@ class Confirming(Gateway):
         with TIMER.open("rb") as file:
             fcntl.flock(file, fcntl.LOCK_SH)
 
+    def wait_until(self, condition, what):
+        end = time.monotonic() + 30
+        while not condition():
+            self.assertLess(time.monotonic(), end, what)
+            time.sleep(0.02)
+
+    def confirmation(self):
+        return json.loads(self.l3ctl("status", "--json").out)["confirmation"]
+
+    def doctor_says(self):
+        """What doctor finds about the confirmation, as state and text."""
+        findings = json.loads(self.l3ctl("doctor", "--json").out)["findings"]
+        return [(one["state"], one["finding"]) for one in findings if one["about"] == "confirmation"]
+
+    def kill_timer(self):
+        os.kill(self.timer(), signal.SIGKILL)
+        self.wait_for_the_timer()
+
     def timer_lives(self):
         with TIMER.open("rb") as file:
             try:
@@ -72,8 +95,7 @@ class Confirming(Gateway):
 
     def cut_the_power(self):
         """What lies in memory alone is gone, and the machine has started once more."""
-        os.kill(self.timer(), signal.SIGKILL)
-        self.wait_for_the_timer()
+        self.kill_timer()
         empty_folder("/run")
         self.forget_rules()
         note = json.loads(PENDING.read_text(encoding="ascii"))
@@ -90,7 +112,7 @@ class Confirming(Gateway):
 
 class Confirm(Confirming):
     def test_an_apply_that_is_refused_leaves_nothing_to_confirm(self):
-        self.refuse("iptables -t filter -F forward_ext_captiveportal", "iptables -F forward_ext_captiveportal")
+        self.refuse(*FLUSHES)
         for way in ((), ("--one-by-one",)):
             self.way = way
             outcome = self.l3ctl("apply", "--confirm", "60", "/tmp/wanted.json")
@@ -109,7 +131,7 @@ class Confirm(Confirming):
         self.wait_for_the_timer()
         self.assertEqual(CONFIGURATION.read_bytes(), stored)
         self.assertNotEqual(stored, configuration(firewall=True))
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_WAITS)
+        self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_PENDING)
 
     def test_unconfirmed_settings_go(self):
         before = time.monotonic()
@@ -118,7 +140,7 @@ class Confirm(Confirming):
         self.wait_for_the_timer()
         self.assertGreaterEqual(time.monotonic() - before, 1)
         self.assert_old_settings_are_back()
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_WAITS)
+        self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_PENDING)
 
     def test_giving_up_at_once(self):
         self.apply(PORTAL, "--confirm", "3600")
@@ -128,8 +150,8 @@ class Confirm(Confirming):
         self.assert_old_settings_are_back()
 
     def test_nothing_waits(self):
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_WAITS)
-        self.assert_outcome(self.l3ctl("confirm", "--revert"), 1, "", NOTHING_WAITS)
+        self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_PENDING)
+        self.assert_outcome(self.l3ctl("confirm", "--revert"), 1, "", NOTHING_PENDING)
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
 
     def test_where_nothing_changes_nobody_waits(self):
@@ -143,8 +165,8 @@ class Confirm(Confirming):
         for options in ([], ["--confirm", "60"]):
             self.assert_outcome(
                 self.apply('{"firewall": {"enabled": false}}', *options), 1, "",
-                'l3ctl: an earlier apply waits for its confirmation: "l3ctl confirm" keeps its settings, "l3ctl '
-                'confirm --revert" takes them back; nothing was changed\n')
+                IS_PENDING + '"l3ctl confirm" keeps its settings, "l3ctl confirm --revert" restores the old ones; '
+                'nothing was changed\n')
         self.assertEqual(CONFIGURATION.read_bytes(), stored)
 
     def test_another_wait_after_the_first(self):
@@ -163,7 +185,7 @@ class Confirm(Confirming):
                        ["--force", "firewall", "off"], ["access", "telnet", "block"], ["qos", "on"]):
             outcome = self.l3ctl(*change, "--lock-timeout", "0")
             self.assertEqual((outcome.status, outcome.out), (1, ""), change)
-            self.assertTrue(outcome.err.startswith("l3ctl: an earlier apply waits for its confirmation"), outcome.err)
+            self.assertTrue(outcome.err.startswith(IS_PENDING), outcome.err)
         self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
         self.assertEqual(self.l3ctl("init").status, 0)
         self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
@@ -181,7 +203,7 @@ class Confirm(Confirming):
         self.apply(PORTAL, "--confirm", "60")
         outcome = self.l3ctl("plan", "-", stdin='{"firewall": {"enabled": false}}')
         self.assertEqual((outcome.status, outcome.out), (1, ""))
-        self.assertTrue(outcome.err.startswith("l3ctl: an earlier apply waits for its confirmation"), outcome.err)
+        self.assertTrue(outcome.err.startswith(IS_PENDING), outcome.err)
 
     def test_wrong_times(self):
         for seconds in ("0", "-1", "86401", "soon"):
@@ -199,9 +221,11 @@ class Confirm(Confirming):
         self.assertNotIn("confirmation", self.l3ctl("status").out)
         self.apply(PORTAL, "--confirm", "3600")
         waits = json.loads(self.l3ctl("status", "--json").out)["confirmation"]
-        self.assertTrue(3500 < waits["seconds_left"] <= 3600 and waits["timer"], waits)
+        self.assertTrue(3500 < waits.pop("seconds_left") <= 3600, waits)
+        self.assertEqual(waits, {"timer": True, "state": "waiting", "reason": None})
         self.assertRegex(self.l3ctl("status").out,
-                         r"\nconfirmation            wanted within 3[56]\d\d s, else the old settings come back\n")
+                         r'\nconfirmation            pending: rollback in 3[56]\d\d s unless "l3ctl confirm" keeps the settings\n')
+        self.assertEqual(self.doctor_says(), [("warning", "is pending; without it the old settings are restored")])
 
     def test_random_settings_come_back_byte_for_byte(self):
         dice = Dice(SEED)
@@ -260,6 +284,19 @@ class Cut(Confirming):
         self.wait_for_the_timer()
         self.assert_old_settings_are_back()
 
+    def test_the_timer_has_no_other_descriptor(self):
+        with open("/tmp/held", "w", encoding="ascii") as held:
+            subprocess.run([L3CTL, *self.way, "apply", "--confirm", "60", "/tmp/wanted.json"], check=True, stderr=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL, env=self.environment(), pass_fds=[held.fileno()])
+        self.assertEqual(sorted(os.listdir(f"/proc/{self.timer()}/fd")), ["0", "1", "2"])
+
+    def test_the_timer_is_a_program_of_its_own(self):
+        """Nothing of the apply is in its memory, and nobody takes it for another apply."""
+        self.apply(PORTAL, "--confirm", "60")
+        words = Path(f"/proc/{self.timer()}/cmdline").read_bytes().split(b"\0")
+        self.assertEqual(words[-3:-1], [b"confirm", b"--wait"])
+        self.assertNotIn("--wait", self.l3ctl("confirm", "--help").out)
+
     def test_the_timer_has_nothing_of_the_caller(self):
         shell, terminal, _ = self.start_at_a_terminal(60)
         timer = self.timer()
@@ -301,9 +338,9 @@ class Cut(Confirming):
     def test_a_killed_timer_leaves_the_choice(self):
         for verb in ([], ["--revert"]):
             self.apply(PORTAL, "--confirm", "3600")
-            os.kill(self.timer(), signal.SIGKILL)
-            self.wait_for_the_timer()
-            self.assertIn("confirmation            wanted; the timer is gone: ", self.l3ctl("status").out)
+            self.kill_timer()
+            self.assertIn("confirmation            pending, but the timer is gone: ", self.l3ctl("status").out)
+            self.assertEqual(self.confirmation()["state"], "timer_gone")
             self.assertEqual(self.apply("{}").status, 1)
             self.assertEqual(self.l3ctl("confirm", *verb).status, 0)
             self.assertEqual(CONFIGURATION.read_bytes() == configuration(firewall=True), verb == ["--revert"])
@@ -311,9 +348,19 @@ class Cut(Confirming):
 
     def test_a_refused_rule_keeps_the_choice_open(self):
         self.apply(PORTAL, "--confirm", "3600")
-        self.refuse("iptables -t filter -F forward_ext_captiveportal", "iptables -F forward_ext_captiveportal")
-        self.assertNotEqual(self.l3ctl("confirm", "--revert").status, 0)
+        self.refuse(*FLUSHES)
+        outcome = self.l3ctl("confirm", "--revert")
+        self.assertEqual((outcome.status, outcome.out), (1, ""))
+        self.assertIn("the rollback is not complete", outcome.err)
         self.assertTrue(PENDING.exists())
+        # The timer has taken over, with a growing time between its attempts.
+        self.commands()
+        time.sleep(1.5)
+        self.assertLess(len([line for line in self.commands() if line in FLUSHES]), 8)
+        REFUSED.unlink()
+        self.wait_for_the_timer()
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.assertFalse(PENDING.exists())
 
     def test_an_apply_that_fails_before_anything_is_stored_waits_for_nothing(self):
         read_only = "mount --bind /ztcfg /ztcfg && mount -o remount,bind,ro /ztcfg && exec \"$@\""
@@ -324,18 +371,41 @@ class Cut(Confirming):
         self.assertFalse(PENDING.exists())
         self.wait_for_the_timer()
 
-    def test_a_damaged_note_is_told(self):
-        PENDING.write_text("{", encoding="ascii")
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /ztcfg/l3ctl.pending is damaged\n")
-        PENDING.write_text('{"timer": 1}', encoding="ascii")
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /ztcfg/l3ctl.pending is damaged\n")
+    def test_a_damaged_note_is_told_with_a_way_out(self):
+        self.apply(PORTAL, "--confirm", "3600")
+        whole = json.loads(PENDING.read_text(encoding="ascii"))
+        self.kill_timer()
+        portal = {"old_settings": {}, "stored_bytes": {"captive_portal": (b"\1\0\0\0\1\0\0\0$(touch /tmp/x)" + bytes(776)).hex()[:1552]}}
+        for text in ("", "{", "[]", '{"timer": 1}', "x" * 600000, json.dumps(whole | {"timer": "soon"}),
+                     json.dumps(whole | {"old_settings": {"acl": 7}}), json.dumps(whole | {"stored_bytes": {"acl": "00"}}),
+                     json.dumps(whole | {"jumps": whole["jumps"] | {"IPv4": [{"rule": "-A INPUT -j DROP", "after": ""}]}}),
+                     json.dumps(whole | {"jumps": whole["jumps"] | {"IPv4": [
+                         {"rule": "-A INPUT -j DROP\n-A INPUT -j forward_ext_ip", "after": ""}]}}),
+                     json.dumps(whole | portal)):
+            with self.subTest(text[:80]):
+                PENDING.write_text(text, encoding="ascii")
+                for command in (["confirm"], ["confirm", "--revert"], ["vpn", "off"]):
+                    outcome = self.l3ctl(*command)
+                    self.assertEqual((outcome.status, outcome.out), (1, ""), outcome.err)
+                    self.assertTrue(outcome.err.startswith("l3ctl: /ztcfg/l3ctl.pending is damaged: "), outcome.err)
+                    self.assertIn("to keep the settings that are stored now, remove the file", outcome.err)
+                self.assertEqual(self.doctor_says()[0][0], "problem")
         PENDING.unlink()
+        os.mkfifo(PENDING)
+        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /ztcfg/l3ctl.pending: is no regular file\n")
+        PENDING.unlink()
+        self.assertEqual(self.l3ctl("vpn", "off").status, 0)
 
     def test_after_a_power_cut_start_up_brings_the_old_settings_back(self):
         self.apply(PORTAL, "--confirm", "3600")
         self.cut_the_power()
-        self.assertIn("confirmation            wanted; the timer is gone: ", self.l3ctl("status").out)
-        self.assertEqual(self.apply("{}").status, 1)
+        self.assertIn("confirmation            overdue, and the timer is gone: ", self.l3ctl("status").out)
+        standing = CHAINS.read_text(encoding="ascii")
+        CHAINS.write_text(":INPUT\n:FORWARD\n:OUTPUT\n", encoding="ascii")
+        refused = self.apply("{}")
+        self.assertEqual((refused.status, refused.out), (1, ""))
+        self.assertIn('"l3ctl init" restores the old settings', refused.err)
+        CHAINS.write_text(standing, encoding="ascii")
         self.commands()
         self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n", GONE_DOWN)
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
@@ -354,9 +424,9 @@ class Cut(Confirming):
 
     def test_a_damaged_note_keeps_no_gateway_from_its_start(self):
         PENDING.write_text("{", encoding="ascii")
-        self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n",
-                            "l3ctl: an apply was not confirmed, and the old settings are not back: "
-                            "/ztcfg/l3ctl.pending is damaged\n")
+        outcome = self.l3ctl("init")
+        self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
+        self.assertIn("/ztcfg/l3ctl.pending is damaged: ", outcome.err)
         PENDING.unlink()
 
     def one_by_one(self):
@@ -365,6 +435,204 @@ class Cut(Confirming):
 
 class CutTogether(Cut):
     way = ()
+
+
+class Note(Confirming):
+    """The file that says what is pending."""
+    way = ()
+
+    def note(self):
+        return json.loads(PENDING.read_text(encoding="ascii"))
+
+    def test_old_settings_are_told_in_words(self):
+        self.assertEqual(self.apply('{"acl": {"enabled": true, "entries": [{"from": "lan", "service": "web", "sources": "any"}]}}').status, 0)
+        acl = json.loads(self.l3ctl("export", "--section", "acl").out)["acl"]
+        self.apply('{"acl": {"enabled": false}, "route_qos": {"enabled": true}}', "--confirm", "3600")
+        self.assertEqual(self.note()["old_settings"]["acl"], acl)
+        self.assertEqual(self.note()["old_settings"]["route_qos"]["enabled"], False)
+        self.assertEqual(self.note()["stored_bytes"], {})
+        self.assertEqual(PENDING.stat().st_mode & 0o7777, 0o600)
+
+    def test_what_words_cannot_say_comes_back_byte_for_byte(self):
+        stored = bytearray(configuration(firewall=True))
+        # Unused entries of the portal and of the MAC filter that are not empty, and a protocol without a name.
+        stored[31 + 5388 + 400:31 + 5388 + 404] = b"\xff\x80\x01\x7f"
+        stored[31 + 4640 + 100] = 9
+        CONFIGURATION.write_bytes(stored)
+        self.assertEqual(self.l3ctl("--force", "apply", "--confirm", "3600", "-", stdin=json.dumps({
+            **json.loads(PORTAL), "mac_filter": {"enabled": True, "devices": []}, "vpn_pass_through": True})).status, 0)
+        self.assertEqual(sorted(self.note()["stored_bytes"]), ["captive_portal", "mac_filter"])
+        self.assertEqual(self.note()["old_settings"], {"vpn_pass_through": False})
+        self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+
+    def test_no_process_is_signalled_but_the_timer(self):
+        """Whatever number the note holds, and while the timer's file is locked."""
+        with subprocess.Popen(["sleep", "60"]) as other:
+            self.addCleanup(other.kill)
+            for process in (-1, 0, 1, os.getpid(), other.pid, -other.pid, 2**32 - 1, 2**31 + 5):
+                for verb in ([], ["--revert"]):
+                    with self.subTest(process=process, verb=verb):
+                        self.assertEqual(self.apply(PORTAL, "--confirm", "3600").status, 0)
+                        timer = self.timer()
+                        PENDING.write_text(json.dumps(self.note() | {"timer": process}), encoding="ascii")
+                        self.assertEqual(self.l3ctl("confirm", *verb).status, 0)
+                        self.assertFalse(PENDING.exists())
+                        self.assertIsNone(other.poll())
+                        self.assertTrue(self.timer_lives())
+                        os.kill(timer, signal.SIGKILL)
+                        self.wait_for_the_timer()
+                        self.store(firewall=True)
+            other.kill()
+
+
+class Retry(Confirming):
+    """A rollback that does not succeed at once is tried again until it does."""
+    way = ()
+
+    def assert_reported(self, reason):
+        waits = self.confirmation()
+        self.assertEqual((waits["seconds_left"], waits["timer"], waits["state"]), (0, True, "retrying"))
+        self.assertIn(reason, waits["reason"])
+        line = next(line for line in self.l3ctl("status").out.splitlines() if line.startswith("confirmation"))
+        self.assertTrue(line.startswith("confirmation            overdue, the rollback is tried again: "), line)
+        self.assertIn(reason, line)
+        self.assertEqual([state for state, _ in self.doctor_says()], ["problem"])
+        self.assertIn(reason, self.doctor_says()[0][1])
+
+    def refused_until_reported(self, seconds="1"):
+        self.assertEqual(self.apply(PORTAL, "--confirm", seconds).status, 0)
+        self.refuse(*FLUSHES)
+        self.wait_until(lambda: (self.confirmation() or {}).get("state") == "retrying", "retrying")
+
+    def test_a_refused_rule(self):
+        self.refused_until_reported()
+        self.assert_reported("Too many links")
+        # What can be restored is: the file is.
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.commands()
+        REFUSED.unlink()
+        self.wait_for_the_timer()
+        self.assertFalse(PENDING.exists())
+        self.assertTrue(set(FLUSHES) & set(self.commands()), "the rules were not made again")
+        self.assertIsNone(self.confirmation())
+        self.assertEqual(self.doctor_says(), [])
+
+    def test_one_section_that_fails_keeps_none_of_the_others(self):
+        wanted = {**json.loads(PORTAL), "url_filter": {"enabled": True, "entries": [{"host": "a.example"}]}}
+        self.assertEqual(self.apply(json.dumps(wanted), "--confirm", "1").status, 0)
+        self.commands()
+        self.refuse(*FLUSHES)
+        self.wait_until(lambda: (self.confirmation() or {}).get("state") == "retrying", "retrying")
+        self.assertTrue({"iptables -t filter -F forward_ext_url", "iptables -F forward_ext_url"} & set(self.commands()))
+        REFUSED.unlink()
+        self.wait_for_the_timer()
+        self.assertFalse(PENDING.exists())
+
+    def test_a_store_that_is_read_only(self):
+        self.assertEqual(self.apply(PORTAL, "--confirm", "1").status, 0)
+        stored = CONFIGURATION.read_bytes()
+        self.commands()
+        subprocess.run(["mount", "-o", "remount,ro", "/ztcfg"], check=True)
+        self.addCleanup(subprocess.run, ["mount", "-o", "remount,rw", "/ztcfg"], check=True)
+        self.wait_until(lambda: self.confirmation()["state"] == "retrying", "retrying")
+        self.assert_reported("Read-only file system")
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+        self.assertTrue(set(FLUSHES) & set(self.commands()), "the rules were not restored")
+        subprocess.run(["mount", "-o", "remount,rw", "/ztcfg"], check=True)
+        self.wait_for_the_timer()
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.assertFalse(PENDING.exists())
+
+    def test_a_rollback_that_is_killed(self):
+        self.way = ("--one-by-one",)
+        self.assertEqual(self.apply(PORTAL, "--confirm", "1").status, 0)
+        self.on_first_line("iptables", KILL_L3CTL)
+        self.wait_for_the_timer()
+        self.assertTrue(Path("/tmp/tools/done").exists(), "nothing was killed")
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.assertFalse(PENDING.exists())
+
+    def test_the_log_gets_each_reason_once(self):
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink("/dev/log")
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as log:
+            log.bind("/dev/log")
+            log.settimeout(30)
+            self.refused_until_reported()
+            self.assertIn(b"retrying to roll back: ", log.recv(4096))
+            # A second attempt, and a third one.
+            for _ in range(2):
+                self.commands()
+                self.wait_until(lambda: set(FLUSHES) & set(self.commands()), "another attempt")
+            REFUSED.unlink()
+            self.assertIn(b"settings were not confirmed; the old ones are restored", log.recv(4096))
+            self.wait_for_the_timer()
+            log.setblocking(False)
+            self.assertRaises(BlockingIOError, log.recv, 4096)
+        os.unlink("/dev/log")
+
+
+class Overdue(Confirming):
+    """The timer was killed, and its deadline has passed."""
+    way = ()
+
+    def make_overdue(self):
+        self.store(firewall=True)
+        self.assertEqual(self.apply(PORTAL, "--confirm", "1").status, 0)
+        self.kill_timer()
+        self.wait_until(lambda: self.confirmation()["seconds_left"] == 0, "overdue")
+        self.assertNotEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.commands()
+
+    def test_it_is_reported(self):
+        self.make_overdue()
+        self.assertEqual(self.confirmation(), {"seconds_left": 0, "timer": False, "state": "timer_gone", "reason": None})
+        self.assertIn("confirmation            overdue, and the timer is gone: the next change rolls back first\n",
+                      self.l3ctl("status").out)
+        self.assertEqual([state for state, _ in self.doctor_says()], ["problem"])
+        self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
+
+    def test_the_next_change_rolls_back_first(self):
+        for command, status in ((["vpn", "off"], 0), (["apply", "-"], 0), (["ipsec", "off"], 0), (["reset", "--yes"], 0),
+                                (["confirm"], 1)):
+            with self.subTest(command):
+                self.make_overdue()
+                outcome = self.l3ctl(*command, stdin="{}")
+                self.assertEqual(outcome.status, status, outcome.err)
+                self.assertIn(ROLLED_BACK, outcome.err)
+                self.assertTrue(set(FLUSHES) & set(self.commands()), "the rules were not restored")
+                self.assertFalse(PENDING.exists())
+                if command[0] not in ("ipsec", "reset"):
+                    self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+
+    def test_start_up_rolls_back_first(self):
+        self.make_overdue()
+        outcome = self.l3ctl("init")
+        self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
+        self.assertIn(ROLLED_BACK, outcome.err)
+        self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
+        self.assertFalse(PENDING.exists())
+
+    def test_what_cannot_be_rolled_back_stops_the_change(self):
+        self.make_overdue()
+        self.refuse(*FLUSHES)
+        outcome = self.l3ctl("ipsec", "off")
+        self.assertEqual((outcome.status, outcome.out), (1, ""))
+        self.assertIn("l3ctl: an apply was not confirmed in time, and rolling it back failed: ", outcome.err)
+        self.assertIn("Too many links; nothing else was changed\n", outcome.err)
+        self.assertTrue(PENDING.exists())
+        REFUSED.unlink()
+        self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
+
+    def test_what_only_looks_rolls_nothing_back(self):
+        self.make_overdue()
+        stored = CONFIGURATION.read_bytes()
+        for command in (["status"], ["show"], ["export"], ["doctor"], ["check"], ["level"]):
+            self.l3ctl(*command)
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
+        self.assertTrue(PENDING.exists())
+        self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
 
 
 if __name__ == "__main__":

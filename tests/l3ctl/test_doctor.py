@@ -107,11 +107,11 @@ class Doctor(Examined):
 
     def test_a_confirmation_whose_timer_is_gone(self):
         self.assertEqual(self.apply('{"vpn_pass_through": true}', "--confirm", "3600").status, 0)
-        self.assertEqual(self.ills("confirmation", "warning"), ["an apply waits for it, else the old settings come back"])
+        self.assertEqual(self.ills("confirmation", "warning"), ["is pending; without it the old settings are restored"])
         os.kill(json.loads(Path("/ztcfg/l3ctl.pending").read_text())["timer"], signal.SIGKILL)
         with open("/run/l3ctl.timer", "rb") as timer:
             fcntl.flock(timer, fcntl.LOCK_SH)
-        self.assert_only_problem("confirmation", "the timer that would bring the old settings back is gone")
+        self.assert_only_problem("confirmation", "the timer that restores the old settings is gone")
         self.assertEqual(self.l3ctl("confirm").status, 0)
         self.assertEqual([finding for finding in self.findings() if finding["about"] == "confirmation"], [])
         Path("/ztcfg/l3ctl.pending").write_text("{")

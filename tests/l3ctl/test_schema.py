@@ -124,7 +124,7 @@ class Outputs(Gateway):
                 (["apply", "-"], "nothing was changed", 2), (["diff", "-"], "nothing was changed", 2),
                 (["apply", "/tmp/none.json"], "/tmp/none.json: No such file or directory; nothing was changed", 0),
                 (["show", "acl", "nothing"], "SECTION: nothing not in ", 0), (["level", "--colour"], '"--colour" is no option', 0),
-                (["confirm"], "nothing waits for a confirmation; nothing was changed", 0),
+                (["confirm"], "no confirmation is pending; nothing was changed", 0),
                 (["completion", "bash"], "completion: there is no result as JSON", 0)):
             outcome = self.l3ctl(*arguments, "--json", stdin=wrong)
             output = json.loads(outcome.out)

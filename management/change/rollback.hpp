@@ -1,0 +1,19 @@
+/* Rolls an unconfirmed change back: every section that can be restored is, and the rules also where no file can be
+ * written. */
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "management/change/pending_confirmation.hpp"
+#include "management/options.hpp"
+#include "management/system/lock.hpp"
+
+namespace management {
+
+/* Restores the old settings, their files and their rules, and removes what is pending. Returns what could not be
+ * restored, nothing after a whole rollback; then the confirmation stays pending, and the same call tries again. */
+[[nodiscard]] std::vector<std::string> roll_back(const Options& options, Lock lock,
+                                                 const Pending& pending);
+
+}  // namespace management
