@@ -444,6 +444,18 @@ class Note(Confirming):
     def note(self):
         return json.loads(PENDING.read_text(encoding="ascii"))
 
+    def wait_until_it_sleeps(self, process):
+        """A timer that is still starting would read the note, and end if that names another."""
+        switches, end = None, time.monotonic() + 10
+        while time.monotonic() < end:
+            status = Path(f"/proc/{process}/status").read_text(encoding="ascii")
+            now = "State:\tS" in status and [line for line in status.splitlines() if "ctxt" in line]
+            if now and now == switches:
+                return
+            switches = now
+            time.sleep(0.05)
+        self.fail("the timer never sleeps")
+
     def test_old_settings_are_told_in_words(self):
         self.assertEqual(self.apply('{"acl": {"enabled": true, "entries": [{"from": "lan", "service": "web", "sources": "any"}]}}').status, 0)
         acl = json.loads(self.l3ctl("export", "--section", "acl").out)["acl"]
@@ -475,6 +487,7 @@ class Note(Confirming):
                     with self.subTest(process=process, verb=verb):
                         self.assertEqual(self.apply(PORTAL, "--confirm", "3600").status, 0)
                         timer = self.timer()
+                        self.wait_until_it_sleeps(timer)
                         PENDING.write_text(json.dumps(self.note() | {"timer": process}), encoding="ascii")
                         self.assertEqual(self.l3ctl("confirm", *verb).status, 0)
                         self.assertFalse(PENDING.exists())
