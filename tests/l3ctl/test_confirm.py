@@ -74,6 +74,18 @@ class Confirming(Gateway):
         findings = json.loads(self.l3ctl("doctor", "--json").out)["findings"]
         return [(one["state"], one["finding"]) for one in findings if one["about"] == "confirmation"]
 
+    def wait_until_it_sleeps(self, process):
+        """A timer that is still starting has files open, and would end where the note names another process."""
+        switches, end = None, time.monotonic() + 10
+        while time.monotonic() < end:
+            status = Path(f"/proc/{process}/status").read_text(encoding="ascii")
+            now = "State:\tS" in status and [line for line in status.splitlines() if "ctxt" in line]
+            if now and now == switches:
+                return
+            switches = now
+            time.sleep(0.05)
+        self.fail("the timer never sleeps")
+
     def kill_timer(self):
         os.kill(self.timer(), signal.SIGKILL)
         self.wait_for_the_timer()
@@ -288,11 +300,14 @@ class Cut(Confirming):
         with open("/tmp/held", "w", encoding="ascii") as held:
             subprocess.run([L3CTL, *self.way, "apply", "--confirm", "60", "/tmp/wanted.json"], check=True, stderr=subprocess.DEVNULL,
                            stdout=subprocess.DEVNULL, env=self.environment(), pass_fds=[held.fileno()])
-        self.assertEqual(sorted(os.listdir(f"/proc/{self.timer()}/fd")), ["0", "1", "2"])
+        timer = self.timer()
+        self.wait_until_it_sleeps(timer)
+        self.assertEqual(sorted(os.listdir(f"/proc/{timer}/fd")), ["0", "1", "2"])
 
     def test_the_timer_is_a_program_of_its_own(self):
         """Nothing of the apply is in its memory, and nobody takes it for another apply."""
         self.apply(PORTAL, "--confirm", "60")
+        self.wait_until_it_sleeps(self.timer())
         words = Path(f"/proc/{self.timer()}/cmdline").read_bytes().split(b"\0")
         self.assertEqual(words[-3:-1], [b"confirm", b"--wait"])
         self.assertNotIn("--wait", self.l3ctl("confirm", "--help").out)
@@ -300,6 +315,7 @@ class Cut(Confirming):
     def test_the_timer_has_nothing_of_the_caller(self):
         shell, terminal, _ = self.start_at_a_terminal(60)
         timer = self.timer()
+        self.wait_until_it_sleeps(timer)
         links = {int(fd): os.readlink(f"/proc/{timer}/fd/{fd}") for fd in os.listdir(f"/proc/{timer}/fd")}
         self.assertEqual(links, {0: "/dev/null", 1: "/dev/null", 2: str(TIMER)})
         status = Path(f"/proc/{timer}/stat").read_text(encoding="ascii").rpartition(")")[2].split()
@@ -443,18 +459,6 @@ class Note(Confirming):
 
     def note(self):
         return json.loads(PENDING.read_text(encoding="ascii"))
-
-    def wait_until_it_sleeps(self, process):
-        """A timer that is still starting would read the note, and end if that names another."""
-        switches, end = None, time.monotonic() + 10
-        while time.monotonic() < end:
-            status = Path(f"/proc/{process}/status").read_text(encoding="ascii")
-            now = "State:\tS" in status and [line for line in status.splitlines() if "ctxt" in line]
-            if now and now == switches:
-                return
-            switches = now
-            time.sleep(0.05)
-        self.fail("the timer never sleeps")
 
     def test_old_settings_are_told_in_words(self):
         self.assertEqual(self.apply('{"acl": {"enabled": true, "entries": [{"from": "lan", "service": "web", "sources": "any"}]}}').status, 0)
