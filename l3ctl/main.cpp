@@ -11,10 +11,13 @@
 #include <span>
 #include <string_view>
 
+#include "l3ctl/answer.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/usage_error.hpp"
 #include "management/change/change.hpp"
+#include "management/system/escape.hpp"
 #include "management/system/find_tool.hpp"
+#include "platform/linux/platform_linux.hpp"
 
 namespace l3ctl {
 
@@ -64,6 +67,14 @@ constexpr Command commands[] = {
     {"doctor", add_doctor_command},
 };
 
+constexpr const char* unanswered_or_busy =
+    "  4  the change was made, but its answer could not be written\n"
+    "  5  busy: another change holds the lock, or waits for its confirmation; nothing was "
+    "changed\n";
+
+/* Commands that change nothing, but wait for a change that is at work. */
+constexpr const char* busy_alone = "  5  busy: another change holds the lock\n";
+
 constexpr const char* every_status_three =
     "  3  the packet filter refused a rule; everything is as it was before, but that \"init\"\n"
     "     leaves all other rules standing\n"
@@ -90,13 +101,25 @@ constexpr struct {
     {"completion", ""},
 };
 
-std::string footer_with(const char* status_three) {
+/* Statuses behind 3, by the name of the command. */
+const char* higher_statuses_of(std::string_view command) {
+  if (command == "check" || command == "rules") {
+    return busy_alone;
+  }
+  constexpr const char* readers[] = {"show",    "export",  "status",     "version",
+                                     "explain", "inspect", "completion", "doctor"};
+  return std::find(std::begin(readers), std::end(readers), command) != std::end(readers)
+             ? ""
+             : unanswered_or_busy;
+}
+
+std::string footer_with(const char* status_three, const char* higher = unanswered_or_busy) {
   return std::string(
              "Exit status:\n"
              "  0  done\n"
              "  1  the system or the library refused; messages say what\n"
              "  2  the command line or the settings are wrong; nothing was changed\n") +
-         status_three +
+         status_three + higher +
          "\n"
          "Settings are kept in /ztcfg/l3_advance.dat. Results go to standard output, everything "
          "else,\n"
@@ -116,7 +139,8 @@ void say_status_three(CLI::App& app) {
             : "  3  the packet filter refused a rule; everything is as it was before\n";
     std::string footer = command->get_footer();
     if (footer.ends_with(all)) {
-      command->footer(footer.replace(footer.size() - all.size(), all.size(), footer_with(text)));
+      command->footer(footer.replace(footer.size() - all.size(), all.size(),
+                                     footer_with(text, higher_statuses_of(command->get_name()))));
     }
   }
 }
@@ -256,6 +280,8 @@ int exit_status_of(ErrorKind kind, const Context& context) {
       return context.wrong_input;
     case ErrorKind::stored_damaged:
       return exit_implausible;
+    case ErrorKind::busy:
+      return exit_busy;
     case ErrorKind::system:
       break;
   }
@@ -266,7 +292,7 @@ int exit_status_of(ErrorKind kind, const Context& context) {
 
 void complain(const std::string& message) {
   said().push_back(message);
-  std::cerr << "l3ctl: " << message << '\n';
+  std::cerr << "l3ctl: " << escape(message) << '\n';
 }
 
 }  // namespace l3ctl
@@ -277,6 +303,7 @@ int main(int argc, char** argv) {
   management::set_notice_sink(l3ctl::complain);
   // A parent that ignores it, as many daemons do, hands that down: no tool could be waited for.
   std::signal(SIGCHLD, SIG_DFL);
+  platform_linux::filter_log_lines(management::escape);
   l3ctl::Context context;
   int status = l3ctl::exit_failed;
   try {
@@ -287,10 +314,5 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     l3ctl::tell_failure(context, error.what());
   }
-  std::cout.flush();
-  if (!std::cout) {
-    l3ctl::complain("cannot write to standard output");
-    return l3ctl::exit_failed;
-  }
-  return status;
+  return l3ctl::finish_answer(status);
 }

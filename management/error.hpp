@@ -11,6 +11,7 @@ enum class ErrorKind : uint8_t {
   system,         /* the system or the library refused */
   invalid_input,  /* a file, a name or settings of the caller are wrong; nothing was changed */
   stored_damaged, /* the configuration file is torn or implausible */
+  busy,           /* another change holds the lock, or waits for its confirmation */
 };
 
 class Error : public std::runtime_error {

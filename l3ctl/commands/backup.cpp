@@ -6,9 +6,11 @@
 
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
+#include "l3ctl/answer.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/read_input.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/stored_report.hpp"
 #include "management/change/apply.hpp"
 #include "management/change/change.hpp"
@@ -16,6 +18,7 @@
 #include "management/store/stored_check.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/atomic_file.hpp"
+#include "management/system/escape.hpp"
 
 namespace l3ctl {
 
@@ -64,14 +67,15 @@ int backup(const Context& context, const Copy& copy) {
   }
   remove_stale_temporaries_of(copy.file);
   write_atomically(copy.file, bytes);
+  note_change_made();
   const std::string done =
       "backup: " + std::to_string(bytes.size()) + " bytes written to " + copy.file;
   if (context.json) {
     const Json result = {
         {"done", done}, {"failed", Json::array()}, {"failed_rules", Json::array()}};
-    std::cout << result.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+    print_json(result);
   } else {
-    std::cout << done << '\n';
+    std::cout << escape(done) << '\n';
   }
   return exit_done;
 }

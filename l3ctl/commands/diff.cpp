@@ -4,6 +4,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/field_changes.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/problem_report.hpp"
 #include "management/change/apply.hpp"
 #include "management/change/settings_diff.hpp"
@@ -21,7 +22,7 @@ int show_diff(const Context& context, const SettingsFile& file) {
   warn_of_change(stored, with_changes(stored, wanted), wanted);
   const auto changes = settings_diff(stored, wanted);
   if (context.json) {
-    std::cout << nlohmann::ordered_json{{"fields", field_list(changes)}}.dump(2) << '\n';
+    print_json({{"fields", field_list(changes)}});
   } else {
     std::cout << field_lines(changes);
   }

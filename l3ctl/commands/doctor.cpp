@@ -5,8 +5,10 @@
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/stored_report.hpp"
 #include "management/health/health.hpp"
+#include "management/system/escape.hpp"
 
 namespace l3ctl {
 
@@ -46,14 +48,14 @@ std::string advice_of(const Finding& finding) {
 void print(const Findings& findings) {
   size_t width = 0;
   for (const Finding& finding : findings) {
-    width = std::max(width, finding.about.size());
+    width = std::max(width, escape(finding.about).size());
   }
   for (const Finding& finding : findings) {
     std::cout << painted(paint_of(finding.state), padded(state_name(finding.state), 9))
-              << padded(finding.about, width + 2) << finding.what << '\n';
+              << padded(escape(finding.about), width + 2) << escape(finding.what) << '\n';
     if (const std::string advice = advice_of(finding); !advice.empty()) {
-      std::cout << std::string(9 + width + 2, ' ') << painted(Paint::strong, "to do: ") << advice
-                << '\n';
+      std::cout << std::string(9 + width + 2, ' ') << painted(Paint::strong, "to do: ")
+                << escape(advice) << '\n';
     }
   }
 }
@@ -82,8 +84,7 @@ int doctor(const Context& context) {
     return one.state == State::problem;
   });
   if (context.json) {
-    std::cout << as_json(findings, is_healthy).dump(2, ' ', true, Json::error_handler_t::replace)
-              << '\n';
+    print_json(as_json(findings, is_healthy));
   } else {
     print(findings);
   }

@@ -85,7 +85,7 @@ std::string entry_path(const Json& document, size_t number) {
 /* Reads a section with stored entries and, at `new_entry`, one that is added; people may write less than
  * can be stored. */
 settings::Reading read_section(const Json& document, const std::string& new_entry) {
-  const std::string text = document.dump();
+  const std::string text = document.dump(-1, ' ', true, Json::error_handler_t::replace);
   settings::Reading reading = settings::read(text, settings::Origin::stored);
   if (new_entry.empty()) {
     return reading;

@@ -9,11 +9,13 @@
 #include "l3ctl/input/read_input.hpp"
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/problem_report.hpp"
 #include "management/change/apply.hpp"
 #include "management/rules/live_bindings.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
+#include "management/system/escape.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
 #include "settings/simulation/verdict.hpp"
@@ -152,12 +154,12 @@ void note_url_filter_limits(const settings::Packet& packet, const Settings& sett
 void print(const Verdict& verdict, const Notes& notes) {
   std::cout << painted(paint_of(verdict.outcome), outcome_word(verdict.outcome)) << " by "
             << (verdict.decided_by.empty() ? "no setting" : verdict.decided_by) << ": "
-            << verdict.reason << '\n';
+            << escape(verdict.reason) << '\n';
   for (const settings::Step& step : verdict.passed) {
-    std::cout << "  passed " << step.setting << ": " << step.what << '\n';
+    std::cout << "  passed " << step.setting << ": " << escape(step.what) << '\n';
   }
   for (const std::string& note : notes) {
-    std::cout << "  " << painted(Paint::warning, "note:") << " " << note << '\n';
+    std::cout << "  " << painted(Paint::warning, "note:") << " " << escape(note) << '\n';
   }
 }
 
@@ -185,7 +187,7 @@ void explain_batch(const Gateway& gateway, const std::string& file) {
     }
     try {
       settings::Packet packet = packet_of(words, Naming::keys);
-      answers += as_json(verdict_at(gateway, packet)).dump() + "\n";
+      answers += json_text(as_json(verdict_at(gateway, packet)), -1);
     } catch (const Error& failure) {
       throw Error(where + failure.what(), failure.kind());
     }
@@ -213,7 +215,7 @@ int explain(const Context& context, const Question& question) {
   if (context.json) {
     Json answer = as_json(verdict);
     answer["notes"] = notes;
-    std::cout << answer.dump(2) << '\n';
+    print_json(answer);
   } else {
     print(verdict, notes);
   }

@@ -9,10 +9,12 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/read_input.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/stored_report.hpp"
 #include "management/store/paths.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/system/atomic_file.hpp"
+#include "management/system/escape.hpp"
 #include "settings/values.hpp"
 
 namespace l3ctl {
@@ -106,11 +108,11 @@ void print_fields(const std::vector<Shown>& fields) {
                                           column("value", value_width) + "bytes")
             << '\n';
   for (const Shown& field : fields) {
-    const bool is_long = field.value.size() > longest_value;
+    const std::string value = escape(field.value);
+    const bool is_long = value.size() > longest_value;
     std::cout << number(static_cast<int>(field.offset), 6) << number(field.record_offset, 8) << "  "
               << column(field.name, name_width)
-              << column(is_long ? field.value.substr(0, longest_value) + ".." : field.value,
-                        value_width)
+              << column(is_long ? value.substr(0, longest_value) + ".." : value, value_width)
               << shown_bytes(field) << '\n';
   }
 }
@@ -125,10 +127,10 @@ void print_findings(const Question& question, const StoredFile& stored) {
   for (size_t i = 0; i < stored.findings.size() && (question.all || i < enough); ++i) {
     const settings::StoredFinding& finding = stored.findings[i];
     const bool is_note = finding.kind == settings::StoredFinding::Kind::note;
-    std::cout << painted(is_note ? Paint::warning : Paint::bad, line_of(finding)) << '\n';
+    std::cout << painted(is_note ? Paint::warning : Paint::bad, escape(line_of(finding))) << '\n';
     if (has_advice) {
-      std::cout << "  " << painted(Paint::strong, "what to do:") << " " << advice_on(finding)
-                << '\n';
+      std::cout << "  " << painted(Paint::strong, "what to do:") << " "
+                << escape(advice_on(finding)) << '\n';
     }
   }
   if (!question.all && stored.findings.size() > enough) {
@@ -138,7 +140,7 @@ void print_findings(const Question& question, const StoredFile& stored) {
 
 void print(const Question& question, const StoredFile& stored, std::string_view bytes) {
   const bool is_known = stored.order != settings::ByteOrder::unknown;
-  std::cout << "file        " << question.file << ", " << stored.size << " bytes\n"
+  std::cout << "file        " << escape(question.file) << ", " << stored.size << " bytes\n"
             << "byte order  "
             << (is_known ? name_of(stored.order)
                          : std::string("cannot be told; taken as ") +
@@ -169,7 +171,7 @@ void print_json(const Question& question, const StoredFile& stored, std::string_
                        {"plausible", settings::is_plausible(stored)},
                        {"findings", findings},
                        {"fields", fields}};
-  std::cout << result.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+  l3ctl::print_json(result);
 }
 
 int inspect(const Context& context, const Question& question) {

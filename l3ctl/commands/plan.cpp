@@ -12,14 +12,17 @@
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/field_changes.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/problem_report.hpp"
 #include "management/change/apply.hpp"
 #include "management/change/change.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/change/settings_diff.hpp"
 #include "management/store/paths.hpp"
+#include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
 #include "management/store/temporary_root.hpp"
+#include "management/system/atomic_file.hpp"
 #include "management/system/escape.hpp"
 #include "platform/linux/platform_linux.hpp"
 
@@ -54,8 +57,7 @@ void record_call(const std::string& call) {
 }
 
 std::string configuration_bytes() {
-  std::ifstream stream(configuration_path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  return read_start_if_exists(configuration_path, largest_stored_file).value_or("");
 }
 
 /* The lines and the calls, in the order in which the library made them. */
@@ -95,6 +97,7 @@ Plan make_plan(const Context& context, const settings::Settings& wanted) {
   {
     // In the copy nothing is seen of those who are at work, nor of an apply that waits.
     const Lock no_change = Lock::shared(context);
+    require_regular_store();
     refuse_while_pending();
     enter_temporary_root();
   }
@@ -121,7 +124,7 @@ void print_json(const Plan& plan) {
                      {"new", in_hexadecimal(change.new_bytes)}});
   }
   const Json result{{"fields", field_list(plan.fields)}, {"steps", plan.steps}, {"bytes", bytes}};
-  std::cout << result.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+  l3ctl::print_json(result);
 }
 
 /* As much of a row of bytes as people look at; --json has them all. */

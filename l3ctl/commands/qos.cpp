@@ -8,6 +8,7 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/read_input.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "management/change/change.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
@@ -38,7 +39,7 @@ int show(const Context& context) {
   view.update(known_fields(*stored.route_qos_rules));
   view["block"] = settings::qos_rules_text(*stored.route_qos_rules);
   if (context.json) {
-    std::cout << view.dump(2) << '\n';
+    print_json(view);
     return exit_done;
   }
   for (const auto& [key, value] : view.items()) {

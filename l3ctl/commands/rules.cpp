@@ -10,9 +10,11 @@
 
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/rules_view.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/system/atomic_file.hpp"
+#include "management/system/escape.hpp"
 #include "management/system/find_tool.hpp"
 #include "management/system/process.hpp"
 
@@ -20,18 +22,12 @@ namespace l3ctl {
 
 namespace {
 
-constexpr auto replace_bad_bytes = nlohmann::ordered_json::error_handler_t::replace;
-
 struct Look {
   bool has_counters = false;
   bool is_watching = false;
   int seconds = 2;
   std::optional<std::string> picture; /* a file */
 };
-
-std::string json_text(const nlohmann::ordered_json& json, int indent) {
-  return json.dump(indent, ' ', true, replace_bad_bytes) + "\n";
-}
 
 std::string drawn(const std::string& picture) {
   if (tool_path("dot").empty()) {
@@ -42,7 +38,8 @@ std::string drawn(const std::string& picture) {
     throw Error("cannot start dot, which draws the picture: " + run.errors);
   }
   if (run.status != 0) {
-    throw Error("dot ended with " + std::to_string(run.status) + ": " + run.errors);
+    throw Error("dot ended with " + std::to_string(run.status) + ": " +
+                run.errors.substr(0, run.errors.find('\n')));
   }
   return run.output;
 }
@@ -126,7 +123,7 @@ int show_rules(const Context& context, const Look& look) {
     return watch(context, look);
   }
   const RuleComparison comparison = compare_rules(context);
-  std::cout << (context.json ? json_text(rules_json(comparison), 2)
+  std::cout << (context.json ? json_text(rules_json(comparison))
                              : rules_tree(comparison, {look.has_counters, nullptr}));
   return exit_done;
 }
@@ -136,15 +133,14 @@ int check(const Context& context) {
   const RuleComparison comparison = compare_rules(context);
   const std::vector<Drift> found = drifts(comparison);
   if (context.json) {
-    std::cout << json_text(
-        {{"follows", found.empty()}, {"drift", drifts_json(found)}, {"notes", comparison.notes}},
-        2);
+    print_json(
+        {{"follows", found.empty()}, {"drift", drifts_json(found)}, {"notes", comparison.notes}});
   } else {
     for (const std::string& note : comparison.notes) {
       complain("note: " + note);
     }
     for (const Drift& drift : found) {
-      std::cout << painted(Paint::warning, in_words(drift)) << '\n';
+      std::cout << painted(Paint::warning, escape(in_words(drift))) << '\n';
     }
   }
   return found.empty() ? exit_done : exit_rules_differ;

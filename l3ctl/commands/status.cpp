@@ -9,6 +9,7 @@
 #include "l3_advance/version.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "management/change/apply.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/rules/live_bindings.hpp"
@@ -113,8 +114,8 @@ Json status() {
 void print_line(const std::string& name, const std::string& value) {
   const Paint paint = paint_of_state(value.substr(0, value.find(',')));
   std::cout << painted(Paint::strong, name)
-            << std::string(name.size() < 24 ? 24 - name.size() : 1, ' ') << painted(paint, value)
-            << '\n';
+            << std::string(name.size() < 24 ? 24 - name.size() : 1, ' ')
+            << painted(paint, escape(value)) << '\n';
 }
 
 std::string in_words(const Json& value) {
@@ -205,7 +206,7 @@ void print_status(const Json& view) {
 int show_status(const Context& context) {
   const Json view = status();
   if (context.json) {
-    std::cout << view.dump(2) << '\n';
+    print_json(view);
   } else {
     print_status(view);
   }
@@ -220,11 +221,9 @@ int show_version(const Context& context) {
   std::string banners = platform_linux::read_state("versions");
   if (context.json) {
     banners.erase(banners.find_last_not_of('\n') + 1);
-    std::cout << Json{{"l3ctl", L3CTL_VERSION}, {"registered", banners}}.dump(
-                     2, ' ', true, Json::error_handler_t::replace)
-              << '\n';
+    print_json({{"l3ctl", L3CTL_VERSION}, {"registered", banners}});
   } else {
-    std::cout << "l3ctl " << L3CTL_VERSION << '\n' << banners;
+    std::cout << "l3ctl " << L3CTL_VERSION << '\n' << escape_lines(banners);
   }
   return exit_done;
 }

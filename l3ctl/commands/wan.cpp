@@ -8,7 +8,9 @@
 #include "l3_advance/internet_wan.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "management/change/change.hpp"
+#include "management/system/escape.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
 
@@ -36,7 +38,7 @@ int show(const Context& context) {
   if (name.empty()) {
     throw Error("the platform knows no Internet WAN");
   }
-  std::cout << (context.json ? nlohmann::json{{"internet_wan", name}}.dump(2) : name) << '\n';
+  std::cout << (context.json ? json_text({{"internet_wan", name}}) : escape(name) + "\n");
   return exit_done;
 }
 

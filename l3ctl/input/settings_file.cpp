@@ -65,7 +65,8 @@ void use_diff_exit_codes(CLI::App& command, Context& context, const std::string&
                  "\n\nExit status:\n"
                  "  0  there is nothing to do\n"
                  "  1  an error; wrong settings and a wrong command line too\n"
-                 "  2  there are changes");
+                 "  2  there are changes\n"
+                 "  5  busy: another change holds the lock, or waits for its confirmation");
 }
 
 settings::Reading read_settings(const std::string& file, const std::string& consequence) {

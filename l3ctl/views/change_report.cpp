@@ -4,6 +4,8 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "l3ctl/answer.hpp"
+#include "l3ctl/views/json_output.hpp"
 #include "management/system/escape.hpp"
 
 namespace l3ctl {
@@ -32,8 +34,8 @@ Json failed_rules(const ChangeResult& result) {
 
 void print_failed_rules(const ChangeResult& result) {
   for (const FailedRule& rule : result.failed_rules) {
-    complain((rule.setting.empty() ? "" : rule.setting + ": ") + "\"" + escape(rule.line) + "\" " +
-             rule.outcome + (rule.message.empty() ? "" : ": " + escape(rule.message)));
+    complain((rule.setting.empty() ? "" : rule.setting + ": ") + "\"" + rule.line + "\" " +
+             rule.outcome + (rule.message.empty() ? "" : ": " + rule.message));
   }
   for (const std::string& what : result.failed) {
     complain(what + ": the library reports a failure");
@@ -68,6 +70,10 @@ int print_failure(const ChangeResult& result) {
 
 int print_result(const Context& context, const ChangeResult& result, const std::string& done,
                  const Json& members) {
+  survive_lost_answer();
+  if (result.is_done) {
+    note_change_made();
+  }
   print_failed_rules(result);
   if (context.json) {
     Json object{{"done", result.is_done ? Json(done) : Json()}};
@@ -76,9 +82,9 @@ int print_result(const Context& context, const ChangeResult& result, const std::
     }
     object["failed"] = result.failed;
     object["failed_rules"] = failed_rules(result);
-    std::cout << object.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+    print_json(object);
   } else if (result.is_done) {
-    std::cout << done << '\n';
+    std::cout << escape(done) << '\n';
   }
   return result.is_done ? exit_done : print_failure(result);
 }

@@ -9,7 +9,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 std::string value_text(const Json& value) {
-  return value.is_null() ? "(not set)" : value.dump(-1, ' ', true);
+  return value.is_null() ? "(not set)" : value.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
 std::string line(const FieldChange& change) {

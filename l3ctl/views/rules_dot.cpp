@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "l3ctl/views/rules_view.hpp"
+#include "management/system/escape.hpp"
 
 namespace l3ctl {
 
@@ -9,7 +10,7 @@ namespace {
 
 std::string markup(const std::string& text) {
   std::string result;
-  for (const char c : text) {
+  for (const char c : escape(text)) {
     switch (c) {
       case '&':
         result += "&amp;";
@@ -31,7 +32,7 @@ std::string markup(const std::string& text) {
 }
 
 std::string node(const ComparedTable& table, const std::string& chain) {
-  return "\"" + std::string(family_name(table.family)) + " " + chain + "\"";
+  return "\"" + std::string(family_name(table.family)) + " " + escape(chain) + "\"";
 }
 
 const char* colour(const ComparedRule& rule) {

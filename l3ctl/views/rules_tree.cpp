@@ -5,6 +5,7 @@
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/rules_view.hpp"
 #include "management/rules/chain_map.hpp"
+#include "management/system/escape.hpp"
 
 namespace l3ctl {
 
@@ -204,12 +205,16 @@ std::string rules_tree(const RuleComparison& comparison, const TreeOptions& opti
   }
   std::vector<Row> rows;
   for (const ComparedTable& table : comparison.tables) {
-    const std::vector<Row> some = Tree(table, options, moved).rows();
+    std::vector<Row> some = Tree(table, options, moved).rows();
+    for (Row& row : some) {
+      row.words = escape(row.words);
+      row.remark = escape(row.remark);
+    }
     rows.insert(rows.end(), some.begin(), some.end());
   }
   std::string text = aligned(rows);
   for (const std::string& note : comparison.notes) {
-    text += "note: " + note + "\n";
+    text += "note: " + escape(note) + "\n";
   }
   return text;
 }

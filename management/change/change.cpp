@@ -39,7 +39,13 @@ std::string outcome(int status) {
 
 /* What is not meant would be made into rules, and stored once more as if it were whole. */
 void refuse_damage() {
-  if (const std::string damage = stored_damage(); !damage.empty()) {
+  std::string damage;
+  try {
+    damage = stored_damage();
+  } catch (const Error& error) {
+    throw Error(std::string(error.what()) + "; nothing was changed");
+  }
+  if (!damage.empty()) {
     throw Error(damage +
                 "; \"l3ctl inspect\" tells all, \"l3ctl restore\" puts a backup back, --force "
                 "goes on all the same; nothing was changed");
@@ -83,6 +89,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
     throw Error("command lines of the library do not reach this program; nothing was changed");
   }
   require_tools();
+  require_regular_store();
   if (!accepted.allow_pending) {
     refuse_while_pending();
   }

@@ -189,7 +189,8 @@ void refuse_while_pending() {
   if (read_pending()) {
     throw Error(
         "the confirmation of an earlier apply is pending: \"l3ctl confirm\" keeps its settings, "
-        "\"l3ctl confirm --revert\" restores the old ones; nothing was changed");
+        "\"l3ctl confirm --revert\" restores the old ones; nothing was changed",
+        ErrorKind::busy);
   }
 }
 

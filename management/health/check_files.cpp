@@ -50,6 +50,16 @@ void check_folder(Findings& findings) {
   }
 }
 
+/* "is a directory, not a regular file"; empty for a regular file. */
+std::string special_kind(const std::string& path) {
+  try {
+    require_regular_file(path);
+    return "";
+  } catch (const Error& error) {
+    return without_path(error.what(), path);
+  }
+}
+
 void check_permissions(Findings& findings) {
   struct stat about = {};
   if (lstat(configuration_path, &about) != 0) {
@@ -61,9 +71,12 @@ void check_permissions(Findings& findings) {
                           std::string("cannot be looked at: ") + std::strerror(errno),
                           "see to the storage it lies on; until then no setting is known"});
     }
-  } else if (!S_ISREG(about.st_mode)) {
-    findings.push_back({State::problem, configuration_path, "is no regular file",
+  } else if (const std::string special = special_kind(configuration_path); !special.empty()) {
+    findings.push_back({State::problem, configuration_path, special,
                         "remove it; the next start makes one with defaults"});
+  } else if (stat(configuration_path, &about) != 0) {
+    findings.push_back({State::problem, configuration_path, "is a link that leads nowhere",
+                        "remove it; the next start makes a file with defaults"});
   } else if (check_owner(findings, configuration_path, about)) {
     findings.push_back({State::ok, configuration_path, "can be written by its owner alone", ""});
   }
@@ -73,7 +86,8 @@ void check_permissions(Findings& findings) {
 void check_saved_rules(Findings& findings, const std::string& path) {
   std::optional<std::string> text;
   try {
-    text = read_if_exists(path);
+    // The line that ends a rule set is followed by no more than a comment.
+    text = read_end_if_exists(path, 4096);
   } catch (const Error& failure) {
     findings.push_back({State::problem, path, without_path(failure.what(), path),
                         std::string("remove it; ") + save_anew});

@@ -33,7 +33,7 @@ constexpr size_t stored_size = 15019;
 
 std::optional<std::string> content_if_readable(const std::string& path) {
   try {
-    return read_if_exists(path);
+    return read_if_exists(path, stored_size);
   } catch (const Error&) {
     return std::nullopt;
   }
@@ -213,7 +213,7 @@ void check_configuration(Findings& findings) {
   }
   std::optional<std::string> bytes;
   try {
-    bytes = read_if_exists(configuration_path);
+    bytes = read_start_if_exists(configuration_path, largest_stored_file);
   } catch (const Error& failure) {
     findings.push_back({State::problem, "configuration",
                         without_path(failure.what(), configuration_path),

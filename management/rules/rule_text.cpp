@@ -1,23 +1,12 @@
 /* A rule in words: what happens, to what, and when. */
 #include <algorithm>
-#include <cstdio>
 
 #include "management/rules/rule.hpp"
+#include "management/system/escape.hpp"
 
 namespace management {
 
 namespace {
-
-std::string escaped(const std::string& bytes) {
-  std::string text;
-  for (const char c : bytes) {
-    char shown[8];
-    const auto byte = static_cast<unsigned char>(c);
-    std::snprintf(shown, sizeof shown, byte < 0x20 || byte >= 0x7f ? "\\x%02x" : "%c", byte);
-    text += shown;
-  }
-  return text;
-}
 
 /* The host name whose look-up holds these bytes: labels with their lengths in front. Bytes that are no
  * labels are shown in quotes. */
@@ -26,9 +15,9 @@ std::string name_of_labels(const std::string& bytes) {
   for (size_t at = 0; at < bytes.size();) {
     const size_t length = static_cast<unsigned char>(bytes[at]);
     if (length == 0 || at + length >= bytes.size()) {
-      return "\"" + escaped(bytes) + "\"";
+      return "\"" + escape(bytes) + "\"";
     }
-    name += (name.empty() ? "" : ".") + escaped(bytes.substr(at + 1, length));
+    name += (name.empty() ? "" : ".") + escape(bytes.substr(at + 1, length));
     at += length + 1;
   }
   return name;
@@ -63,7 +52,7 @@ std::string shown_value(const std::string& option, const std::string& value) {
     return space == std::string::npos ? value
                                       : value.substr(space + 1) + " of " + value.substr(0, space);
   }
-  return option == "log-prefix" ? "\"" + escaped(value) + "\"" : escaped(value);
+  return option == "log-prefix" ? "\"" + escape(value) + "\"" : escape(value);
 }
 
 /* Takes an option out of the rule, negated or not, and puts it into words. */
@@ -115,7 +104,7 @@ std::string in_words(const Rule& rule) {
   for (const auto& [option, value] : rest.options) {
     const bool is_negated = option.starts_with("! ");
     words += (is_negated ? " not --" : " --") + option.substr(is_negated ? 2 : 0);
-    words += value.empty() ? "" : " " + escaped(value);
+    words += value.empty() ? "" : " " + escape(value);
   }
   return words;
 }

@@ -2,7 +2,6 @@
 
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
-#include "management/store/stored_settings.hpp"
 #include "management/system/atomic_file.hpp"
 
 namespace management {
@@ -67,21 +66,29 @@ const char* name_of(StoredFinding::Kind kind) {
                                                     : "note";
 }
 
-std::string stored_damage() {
-  if (!stored_exists()) {
-    return "";
-  }
-  try {
-    return in_one_line(inspect_stored_file(configuration_path,
-                                           read_up_to(configuration_path, largest_stored_file)));
-  } catch (const Error&) {
-    return "";  // Whoever loads a file that cannot be read tells why.
+void require_regular_store() {
+  for (const char* file : {configuration_path, saved_rules_path, saved_rules6_path, pending_path}) {
+    try {
+      require_regular_file(file);
+    } catch (const Error& error) {
+      throw Error(std::string(error.what()) + "; nothing was changed");
+    }
   }
 }
 
+std::string stored_damage() {
+  const auto bytes = read_start_if_exists(configuration_path, largest_stored_file);
+  return bytes ? in_one_line(inspect_stored_file(configuration_path, *bytes)) : "";
+}
+
 void warn_of_stored_damage() {
-  if (const std::string damage = stored_damage(); !damage.empty()) {
-    notify("warning: " + damage + "; \"l3ctl inspect\" tells all");
+  require_regular_file(configuration_path);
+  try {
+    if (const std::string damage = stored_damage(); !damage.empty()) {
+      notify("warning: " + damage + "; \"l3ctl inspect\" tells all");
+    }
+  } catch (const Error& error) {
+    notify(std::string("warning: ") + error.what() + "; it was not checked");
   }
 }
 

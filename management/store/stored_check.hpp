@@ -24,10 +24,15 @@ inline constexpr size_t few_findings = 5;
 const char* name_of(settings::ByteOrder order);
 const char* name_of(settings::StoredFinding::Kind kind);
 
-/* One line for a stored file that is torn or implausible; empty for any other, and where there is none. */
+/* Throws where anything but a regular file lies in the place of a stored file: the library, and the tools
+ * that it starts, would open it and wait. */
+void require_regular_store();
+
+/* One line for a stored file that is torn or implausible; empty for any other, and where there is none. Throws where it
+ * cannot be read. */
 std::string stored_damage();
 
-/* Notifies of a damaged stored file. */
+/* Notifies of a damaged stored file, and of one that cannot be checked. */
 void warn_of_stored_damage();
 
 }  // namespace management

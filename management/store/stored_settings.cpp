@@ -10,6 +10,7 @@
 #include "l3_advance/l3_advance.h"
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
+#include "management/system/atomic_file.hpp"
 #include "management/system/redirect_output.hpp"
 
 namespace management {
@@ -33,6 +34,7 @@ bool stored_exists() {
 }
 
 settings::Settings load_stored() {
+  require_regular_file(configuration_path);
   const StdoutToStderr redirection;
   settings::Settings stored;
   uint8_t firewall = 0;

@@ -16,6 +16,8 @@
 
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
+#include "management/store/stored_check.hpp"
+#include "management/system/atomic_file.hpp"
 #include "platform/linux/platform_linux.hpp"
 
 namespace management {
@@ -38,13 +40,13 @@ struct CopiedFile {
 }
 
 std::string bytes_of(const fs::path& path) {
-  errno = 0;
-  std::ifstream stream(path, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  if (!stream.is_open() || stream.bad()) {
-    fail("a plan needs to read " + path.string(), errno != 0 ? errno : EIO);
+  try {
+    // More of the configuration than this is damage, which its start shows.
+    return path == configuration_path ? read_up_to(path, largest_stored_file)
+                                      : read_if_exists(path, largest_copy).value_or("");
+  } catch (const Error& error) {
+    throw Error(std::string("a plan needs to read every file: ") + error.what());
   }
-  return bytes;
 }
 
 /* Whether nothing can be told about the library's calls without this file. */

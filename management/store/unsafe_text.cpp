@@ -7,6 +7,7 @@
 
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
+#include "management/store/stored_check.hpp"
 #include "management/system/atomic_file.hpp"
 #include "management/system/escape.hpp"
 #include "settings/stored_file/stored_file.hpp"
@@ -47,7 +48,7 @@ void reject_unsafe_migration() {
   if (access(migration_flag, F_OK) != 0) {
     return;
   }
-  if (const auto bytes = read_if_exists(old_path)) {
+  if (const auto bytes = read_start_if_exists(old_path, largest_stored_file)) {
     refuse(old_path, find_unsafe_text(settings::settings_of(settings::read_stored_file(*bytes))));
   }
 }

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <utility>
 
 #include "management/error.hpp"
 
@@ -24,6 +25,7 @@ class Descriptor {
   explicit Descriptor(int fd) : fd_(fd) {}
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   ~Descriptor() {
     if (fd_ > STDERR_FILENO) {
       close(fd_);
@@ -122,6 +124,52 @@ bool reads_back(int fd, std::string_view bytes) {
   throw Error(file + ": cannot be " + doing + ": " + std::strerror(errno));
 }
 
+const char* kind_of(mode_t mode) {
+  return S_ISDIR(mode)    ? "a directory"
+         : S_ISFIFO(mode) ? "a named pipe"
+         : S_ISSOCK(mode) ? "a socket"
+         : S_ISCHR(mode)  ? "a character device"
+         : S_ISBLK(mode)  ? "a block device"
+                          : "of an unknown type";
+}
+
+/* "FILE: is a directory, not a regular file" */
+std::string no_regular_file(const std::string& file, mode_t mode) {
+  return file + ": is " + kind_of(mode) + ", not a regular file";
+}
+
+/* A regular file, open for reading. Looked at before it is opened, since to open a device may start it, and
+ * once more afterwards, since another file may have taken its place. */
+Descriptor open_regular_file(const std::string& file) {
+  struct stat status = {};
+  if (stat(file.c_str(), &status) != 0) {
+    give_up(file, "read");
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw Error(no_regular_file(file, status.st_mode));
+  }
+  Descriptor source(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (source.number() == -1 || fstat(source.number(), &status) != 0) {
+    give_up(file, "read");
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw Error(no_regular_file(file, status.st_mode));
+  }
+  return source;
+}
+
+/* Whether there is a file, of whatever kind. Only its absence counts as that. */
+bool exists(const std::string& file) {
+  struct stat status = {};
+  if (stat(file.c_str(), &status) == 0) {
+    return true;
+  }
+  if (errno != ENOENT) {
+    give_up(file, "read");
+  }
+  return false;
+}
+
 std::string folder_of(const std::string& file) {
   const std::string folder = std::filesystem::path(file).parent_path().string();
   return folder.empty() ? "." : folder;
@@ -138,7 +186,8 @@ std::string place_of(const std::string& file) {
     return file;
   }
   if (!S_ISREG(status.st_mode)) {
-    throw Error(file + ": is no regular file; nothing was changed", ErrorKind::invalid_input);
+    throw Error(no_regular_file(file, status.st_mode) + "; nothing was changed",
+                ErrorKind::invalid_input);
   }
   std::error_code error;
   const std::string place = std::filesystem::canonical(file, error).string();
@@ -155,27 +204,46 @@ std::string read_descriptor_up_to(int fd, const std::string& name, size_t larges
   return bytes;
 }
 
-std::string read_up_to(const std::string& file, size_t largest) {
-  const Descriptor source(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (source.number() == -1) {
-    give_up(file, "read");
-  }
+void require_regular_file(const std::string& file) {
   struct stat status = {};
-  if (fstat(source.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    throw Error(file + ": is no regular file");
+  if (stat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    throw Error(no_regular_file(file, status.st_mode));
+  }
+}
+
+std::string read_up_to(const std::string& file, size_t largest) {
+  const Descriptor source = open_regular_file(file);
+  return read_descriptor_up_to(source.number(), file, largest);
+}
+
+std::optional<std::string> read_start_if_exists(const std::string& file, size_t largest) {
+  return exists(file) ? std::optional(read_up_to(file, largest)) : std::nullopt;
+}
+
+std::optional<std::string> read_end_if_exists(const std::string& file, size_t largest) {
+  if (!exists(file)) {
+    return std::nullopt;
+  }
+  const Descriptor source = open_regular_file(file);
+  const off_t size = lseek(source.number(), 0, SEEK_END);
+  const off_t start = std::max<off_t>(0, size - static_cast<off_t>(largest));
+  if (size == -1 || lseek(source.number(), start, SEEK_SET) == -1) {
+    give_up(file, "read");
   }
   return read_descriptor_up_to(source.number(), file, largest);
 }
 
-std::optional<std::string> read_if_exists(const std::string& file) {
-  struct stat status = {};
-  if (stat(file.c_str(), &status) == 0) {
-    return read_up_to(file, std::numeric_limits<size_t>::max());
-  }
-  if (errno != ENOENT) {
+std::optional<std::string> read_if_exists(const std::string& file, size_t largest) {
+  auto bytes = read_start_if_exists(file, largest + 1);
+  if (bytes && bytes->size() > largest) {
+    errno = EFBIG;
     give_up(file, "read");
   }
-  return std::nullopt;
+  return bytes;
+}
+
+std::optional<std::string> read_if_exists(const std::string& file) {
+  return read_start_if_exists(file, std::numeric_limits<size_t>::max());
 }
 
 void write_atomically(const std::string& file, std::string_view bytes, mode_t mode) {

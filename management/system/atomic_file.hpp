@@ -12,11 +12,22 @@ namespace management {
 /* Up to `largest` bytes from where a descriptor stands; `name` is for messages. */
 std::string read_descriptor_up_to(int fd, const std::string& name, size_t largest);
 
-/* Up to `largest` bytes of a regular file. Nothing is created or locked, and a pipe or a device is not
- * waited for: each of these is a failure. */
+/* Throws where there is anything but a regular file, and names what it is: whoever opens a pipe would wait,
+ * and a device may never end. A link counts as what it leads to; a missing file is no failure. */
+void require_regular_file(const std::string& file);
+
+/* Up to `largest` bytes of a regular file. Nothing is created or locked, and a pipe or a device is neither
+ * opened nor waited for: each of these is a failure. */
 std::string read_up_to(const std::string& file, size_t largest);
 
-/* All of a regular file; nothing where there is none. Any other failure is one. */
+/* The same; nothing where there is no file. Any other failure is one. */
+std::optional<std::string> read_start_if_exists(const std::string& file, size_t largest);
+
+/* Up to `largest` bytes from the end of a regular file; nothing where there is none. */
+std::optional<std::string> read_end_if_exists(const std::string& file, size_t largest);
+
+/* All of a regular file; nothing where there is none. A longer one is a failure. */
+std::optional<std::string> read_if_exists(const std::string& file, size_t largest);
 std::optional<std::string> read_if_exists(const std::string& file);
 
 /* How the name of a file ends that is still being written; a sudden end leaves it. */

@@ -51,9 +51,10 @@ void Lock::take(int operation, int seconds) {
     const int error = errno;
     if (error != EWOULDBLOCK || Clock::now() >= deadline) {
       throw Error(std::string("cannot lock ") + lock_path + ": " +
-                  (error == EWOULDBLOCK
-                       ? "another l3ctl is changing settings; --lock-timeout waits longer"
-                       : std::strerror(error)));
+                      (error == EWOULDBLOCK
+                           ? "another l3ctl is changing settings; --lock-timeout waits longer"
+                           : std::strerror(error)),
+                  error == EWOULDBLOCK ? ErrorKind::busy : ErrorKind::system);
     }
     if (!told) {
       notify("waiting for another l3ctl");

@@ -1,10 +1,14 @@
 #include "management/system/redirect_output.hpp"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <iostream>
+#include <string>
+
+#include "management/system/escape.hpp"
 
 namespace management {
 
@@ -26,17 +30,32 @@ void restore_descriptor(int saved, int fd) {
   close(saved);
 }
 
+/* All that was written into a memory file. */
+std::string kept_text(int fd) {
+  std::string text;
+  char buffer[4096];
+  for (ssize_t got = 0;
+       (got = pread(fd, buffer, sizeof buffer, static_cast<off_t>(text.size()))) > 0;) {
+    text.append(buffer, static_cast<size_t>(got));
+  }
+  return text;
+}
+
 }  // namespace
 
-StdoutToStderr::StdoutToStderr() : stdout_(-1) {
+StdoutToStderr::StdoutToStderr() : stdout_(-1), kept_(memfd_create("l3ctl", MFD_CLOEXEC)) {
   flush_output();
   stdout_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  dup2(STDERR_FILENO, STDOUT_FILENO);
+  dup2(kept_ == -1 ? STDERR_FILENO : kept_, STDOUT_FILENO);
 }
 
 StdoutToStderr::~StdoutToStderr() {
   std::fflush(stdout);
   restore_descriptor(stdout_, STDOUT_FILENO);
+  if (kept_ != -1) {
+    std::cerr << escape_lines(kept_text(kept_)) << std::flush;
+    close(kept_);
+  }
 }
 
 DiscardOutput::DiscardOutput()

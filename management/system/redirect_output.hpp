@@ -3,7 +3,8 @@
 
 namespace management {
 
-/* While one of these lives, standard output leads to standard error. */
+/* While one of these lives, standard output is kept in memory; then it goes to standard error, escaped. Where
+ * no memory file can be made, it leads to standard error as it is. */
 class StdoutToStderr {
  public:
   StdoutToStderr();
@@ -13,6 +14,7 @@ class StdoutToStderr {
 
  private:
   int stdout_;
+  int kept_;
 };
 
 /* While one of these lives, standard output and standard error are discarded. */

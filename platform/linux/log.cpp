@@ -19,6 +19,7 @@ constexpr std::int32_t error_level = 2;
 std::int32_t default_level = error_level;
 std::int32_t level_now = error_level;
 platform_linux::LogDestination destination_now = platform_linux::LogDestination::standard_error;
+platform_linux::LineFilter filter_now = nullptr;
 
 /* The library's texts carry line feeds of their own, within and at the end: each becomes one line. */
 std::string one_line(std::string text) {
@@ -39,6 +40,10 @@ namespace platform_linux {
 
 void log_to(LogDestination destination) {
   destination_now = destination;
+}
+
+void filter_log_lines(LineFilter filter) {
+  filter_now = filter;
 }
 
 void set_default_log_level(std::int32_t level) {
@@ -67,7 +72,8 @@ void l3_log_print(int32_t level, int32_t module, const char* format, ...) {
     syslog(LOG_DAEMON | (level <= error_level ? LOG_ERR : LOG_DEBUG), "l3_advance[%d]: %s",
            static_cast<int>(module), line.c_str());
   } else {
-    std::fprintf(stderr, "l3_advance %s: %s\n", severity, line.c_str());
+    std::fprintf(stderr, "l3_advance %s: %s\n", severity,
+                 filter_now == nullptr ? line.c_str() : filter_now(line).c_str());
   }
 }
 

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace platform_linux {
 
@@ -22,6 +23,10 @@ enum class LogDestination { standard_error, syslog };
 
 /* Where log lines go; standard error at start. */
 void log_to(LogDestination destination);
+
+/* Applied to every line for standard error, whose terminal acts on control characters; none at start. */
+using LineFilter = std::string (*)(std::string_view line);
+void filter_log_lines(LineFilter filter);
 
 /* The level that applies while there is no log_level file; 2 at start. */
 void set_default_log_level(std::int32_t level);

@@ -211,7 +211,7 @@ class Failures(Gateway):
         outcome = self.apply(IP_FILTER)
         self.assertEqual((outcome.status, outcome.out), (1, ""))
         self.assertTrue(outcome.err.endswith(
-            "l3ctl: /ztcfg/l3_advance.dat: is no regular file; nothing was changed\n"), outcome.err)
+            "l3ctl: /ztcfg/l3_advance.dat: is a directory, not a regular file; nothing was changed\n"), outcome.err)
         self.assertEqual(self.commands(), [])
 
     def test_without_the_right_to_change(self):
@@ -235,7 +235,7 @@ class Failures(Gateway):
         done = subprocess.run(["/bin/sh", "-c", f'"{L3CTL}" apply - >&-'], input=b"{}",
                               stderr=subprocess.PIPE, env=self.environment(), check=False)
         self.assertEqual((done.returncode, done.stderr),
-                         (1, b"l3ctl: cannot write to standard output\n"))
+                         (4, b"l3ctl: the change was made, but its answer could not be written to standard output\n"))
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())
 
     def test_without_standard_error_nothing_is_written_into_files(self):
@@ -257,7 +257,7 @@ class Lock(Gateway):
 
     def test_a_second_run_gives_up_after_its_time(self):
         self.hold()
-        self.assert_outcome(self.apply("{}", "--lock-timeout", "0"), 1, "",
+        self.assert_outcome(self.apply("{}", "--lock-timeout", "0"), 5, "",
                             "l3ctl: cannot lock /run/l3ctl.lock: another l3ctl is changing settings; --lock-timeout "
                             "waits longer\n")
         self.assertFalse(CONFIGURATION.exists())
@@ -272,7 +272,7 @@ class Lock(Gateway):
         for arguments in changing:
             with self.subTest(arguments):
                 outcome = self.l3ctl(*arguments, "--lock-timeout", "0", stdin=PORTAL)
-                self.assertEqual((outcome.status, outcome.out), (1, ""))
+                self.assertEqual((outcome.status, outcome.out), (5, ""))
                 self.assertIn("l3ctl: cannot lock /run/l3ctl.lock: another l3ctl is changing settings", outcome.err)
         self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
 

@@ -71,8 +71,8 @@ class Backup(Copies):
     def test_targets_that_must_not_be_replaced(self):
         self.store()
         os.mkdir("/tmp/folder")
-        for target, status, why in (("/dev/null", 2, "is no regular file; nothing was changed"),
-                                    ("/tmp/folder", 2, "is no regular file; nothing was changed"),
+        for target, status, why in (("/dev/null", 2, "is a character device, not a regular file; nothing was changed"),
+                                    ("/tmp/folder", 2, "is a directory, not a regular file; nothing was changed"),
                                     (str(CONFIGURATION), 2, "is the stored file itself; nothing was changed"),
                                     ("/tmp/missing/x", 1, "cannot be written: No such file or directory")):
             self.assert_outcome(self.l3ctl("backup", target), status, "", f"l3ctl: {target}: {why}\n")
@@ -190,7 +190,7 @@ class Restore(Copies):
             holder.stdout.readline()
             for command in ("backup", "restore"):
                 outcome = self.l3ctl("--lock-timeout", "0", command, str(BACKUP))
-                self.assertEqual((outcome.status, outcome.out), (1, ""), command)
+                self.assertEqual((outcome.status, outcome.out), (5, ""), command)
                 self.assertIn("cannot lock /run/l3ctl.lock: another l3ctl is changing settings; ", outcome.err)
         self.assertEqual(BACKUP.read_bytes(), HOUSEHOLD)
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())

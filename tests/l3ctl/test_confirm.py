@@ -176,7 +176,7 @@ class Confirm(Confirming):
         stored = CONFIGURATION.read_bytes()
         for options in ([], ["--confirm", "60"]):
             self.assert_outcome(
-                self.apply('{"firewall": {"enabled": false}}', *options), 1, "",
+                self.apply('{"firewall": {"enabled": false}}', *options), 5, "",
                 IS_PENDING + '"l3ctl confirm" keeps its settings, "l3ctl confirm --revert" restores the old ones; '
                 'nothing was changed\n')
         self.assertEqual(CONFIGURATION.read_bytes(), stored)
@@ -196,7 +196,7 @@ class Confirm(Confirming):
         for change in (["ipsec", "off"], ["reset", "--yes"], ["mac-filter", "add", "02:00:00:00:00:01"],
                        ["--force", "firewall", "off"], ["access", "telnet", "block"], ["qos", "on"]):
             outcome = self.l3ctl(*change, "--lock-timeout", "0")
-            self.assertEqual((outcome.status, outcome.out), (1, ""), change)
+            self.assertEqual((outcome.status, outcome.out), (5, ""), change)
             self.assertTrue(outcome.err.startswith(IS_PENDING), outcome.err)
         self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
         self.assertEqual(self.l3ctl("init").status, 0)
@@ -214,7 +214,7 @@ class Confirm(Confirming):
     def test_a_plan_is_refused_where_apply_would_be(self):
         self.apply(PORTAL, "--confirm", "60")
         outcome = self.l3ctl("plan", "-", stdin='{"firewall": {"enabled": false}}')
-        self.assertEqual((outcome.status, outcome.out), (1, ""))
+        self.assertEqual((outcome.status, outcome.out), (5, ""))
         self.assertTrue(outcome.err.startswith(IS_PENDING), outcome.err)
 
     def test_wrong_times(self):
@@ -357,7 +357,7 @@ class Cut(Confirming):
             self.kill_timer()
             self.assertIn("confirmation            pending, but the timer is gone: ", self.l3ctl("status").out)
             self.assertEqual(self.confirmation()["state"], "timer_gone")
-            self.assertEqual(self.apply("{}").status, 1)
+            self.assertEqual(self.apply("{}").status, 5)
             self.assertEqual(self.l3ctl("confirm", *verb).status, 0)
             self.assertEqual(CONFIGURATION.read_bytes() == configuration(firewall=True), verb == ["--revert"])
             self.store(firewall=True)
@@ -408,7 +408,7 @@ class Cut(Confirming):
                 self.assertEqual(self.doctor_says()[0][0], "problem")
         PENDING.unlink()
         os.mkfifo(PENDING)
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /ztcfg/l3ctl.pending: is no regular file\n")
+        self.assert_outcome(self.l3ctl("confirm"), 1, "", "l3ctl: /ztcfg/l3ctl.pending: is a named pipe, not a regular file\n")
         PENDING.unlink()
         self.assertEqual(self.l3ctl("vpn", "off").status, 0)
 

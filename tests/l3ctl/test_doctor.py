@@ -87,7 +87,7 @@ class Doctor(Examined):
     def test_a_configuration_that_is_no_file(self):
         CONFIGURATION.unlink()
         CONFIGURATION.mkdir()
-        self.assertEqual(self.ills(str(CONFIGURATION)), ["is no regular file"])
+        self.assertEqual(self.ills(str(CONFIGURATION)), ["is a directory, not a regular file"])
         self.assertEqual(self.ills("configuration"), [])
 
     def test_what_a_start_takes_over_belongs_to_root_alone(self):
@@ -103,7 +103,7 @@ class Doctor(Examined):
     def test_saved_rules_that_are_no_file(self):
         Path("/ztcfg/firewall.conf").unlink()
         Path("/ztcfg/firewall.conf").mkdir()
-        self.assert_only_problem("/ztcfg/firewall.conf", "is no regular file")
+        self.assert_only_problem("/ztcfg/firewall.conf", "is a directory, not a regular file")
 
     def test_a_confirmation_whose_timer_is_gone(self):
         self.assertEqual(self.apply('{"vpn_pass_through": true}', "--confirm", "3600").status, 0)

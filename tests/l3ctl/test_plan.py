@@ -209,7 +209,7 @@ class PlanNeeds(Gateway):
         CONFIGURATION.chmod(0)
         status, out, err = self.run_plan(*without("dac_override", "dac_read_search"))
         self.assertEqual((status, out, err),
-                         (1, "", "l3ctl: a plan needs to read /ztcfg/l3_advance.dat: Permission denied\n"))
+                         (1, "", "l3ctl: a plan needs to read every file: /ztcfg/l3_advance.dat: cannot be read: Permission denied\n"))
 
     def test_wrong_settings_are_an_error_and_no_change(self):
         outcome = self.l3ctl("plan", "-", stdin='{"firewall": 1}')

@@ -136,7 +136,7 @@ class Picture(Rules):
                             "l3ctl: --svg draws a picture, which --json cannot be asked of\n")
         (TOOLS / "dot").write_text("#!/bin/sh\necho broken >&2\nexit 9\n")
         (TOOLS / "dot").chmod(0o755)
-        self.assert_outcome(self.l3ctl("rules", "--svg", "/run/rules.svg"), 1, "", "l3ctl: dot ended with 9: broken\n\n")
+        self.assert_outcome(self.l3ctl("rules", "--svg", "/run/rules.svg"), 1, "", "l3ctl: dot ended with 9: broken\n")
         (TOOLS / "dot").unlink()
         tools = {"PATH": f"{TOOLS}:/tmp/few"}
         Path("/tmp/few").mkdir(exist_ok=True)

@@ -93,7 +93,7 @@ class Show(Gateway):
         CONFIGURATION.mkdir()
         outcome = self.l3ctl("show")
         self.assertEqual((outcome.status, outcome.out), (1, ""))
-        self.assertTrue(outcome.err.endswith("l3ctl: cannot read /ztcfg/l3_advance.dat: Is a directory\n"), outcome.err)
+        self.assertTrue(outcome.err.endswith("l3ctl: /ztcfg/l3_advance.dat: is a directory, not a regular file\n"), outcome.err)
 
 
 class Export(Gateway):

@@ -57,7 +57,7 @@ class StoreFaults(Faults):
         SAVED.unlink()
         SAVED.mkdir()
         self.assert_outcome(self.l3ctl("firewall", "on"), 1,
-                            err=f"l3ctl: {SAVED}: is no regular file; nothing was changed\n")
+                            err=f"l3ctl: {SAVED}: is a directory, not a regular file; nothing was changed\n")
         self.assertEqual(self.commands(), [])
 
     def test_a_save_that_fails_is_a_change_that_fails(self):
