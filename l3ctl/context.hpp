@@ -27,8 +27,9 @@ enum ExitStatus {
 using namespace management;
 
 struct Context : Options {
-  ExitStatus wrong_input = exit_wrong_input; /* how the chosen command ends on wrong input */
   bool json = false;
+  bool quiet = false;   /* errors only on standard error, and no report of a change */
+  bool verbose = false; /* the library's lines also when the command succeeds */
   /* What the command line asked for; set while it is parsed, run afterwards. */
   std::function<int()> action;
 };
@@ -40,7 +41,10 @@ inline void refuse_json(const Context& context, const std::string& command) {
   }
 }
 
-/* "l3ctl: message" on standard error. */
+/* "l3ctl: message" on standard error: an error, or what explains it. */
 void complain(const std::string& message);
+
+/* The same for a warning, a note or progress: not with --quiet. */
+void inform(const std::string& message);
 
 }  // namespace l3ctl

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <vector>
 
 #include "management/system/escape.hpp"
 
@@ -10,17 +9,39 @@ namespace l3ctl {
 
 namespace {
 
+using management::escape;
+
+/* Words that other programs have for ours. */
+constexpr struct {
+  const char* typed;
+  const char* meant;
+} other_words[] = {
+    {"enable", "on"},     {"disable", "off"},   {"enable", "allow"},
+    {"disable", "block"}, {"remove", "delete"}, {"delete", "remove"},
+};
+
+std::vector<const CLI::App*> verbs_of(const CLI::App& command) {
+  return command.get_subcommands([](const CLI::App*) { return true; });
+}
+
+const CLI::App* find_verb(const CLI::App& parent, const std::string& name) {
+  const auto verbs = verbs_of(parent);
+  const auto found = std::find_if(verbs.begin(), verbs.end(),
+                                  [&](const CLI::App* verb) { return verb->get_name() == name; });
+  return found == verbs.end() ? nullptr : *found;
+}
+
+std::string with_dashes(std::string word) {
+  std::replace(word.begin(), word.end(), '_', '-');
+  return word;
+}
+
 /* The innermost command that the command line has named. */
 const CLI::App* named_command(const CLI::App* app) {
   while (!app->get_subcommands().empty()) {
     app = app->get_subcommands().back();
   }
   return app;
-}
-
-/* "l3ctl record read" */
-std::string path_of(const CLI::App* app) {
-  return (app->get_parent() == nullptr ? "" : path_of(app->get_parent()) + " ") + app->get_name();
 }
 
 /* How many letters have to be put in, left out or changed to make one word the other. */
@@ -51,25 +72,102 @@ void add_options(const CLI::App* app, std::vector<std::string>& words) {
 }
 
 /* The words that may stand where the unknown one does. */
-std::vector<std::string> known_words(const CLI::App* command) {
+std::vector<std::string> known_words(const CLI::App& command) {
   std::vector<std::string> words;
-  for (const CLI::App* verb : command->get_subcommands([](const CLI::App*) { return true; })) {
+  for (const CLI::App* verb : verbs_of(command)) {
     words.push_back(verb->get_name());
   }
-  for (const CLI::App* app = command; app != nullptr; app = app->get_parent()) {
+  for (const CLI::App* app = &command; app != nullptr; app = app->get_parent()) {
     add_options(app, words);
   }
   return words;
 }
 
-/* The known word that is closest; empty where none is near. */
+std::string joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) {
+    text += (text.empty() ? "" : ", ") + word;
+  }
+  return text;
+}
+
+bool contains(const std::vector<std::string>& words, const std::string& word) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+/* The message about the first unknown word, at the command that it follows. */
+std::string first_unknown_word_message(const CLI::App& app, const std::vector<std::string>& words,
+                                       const std::vector<std::string>& unknown) {
+  const CLI::App* command = &app;
+  for (const std::string& word : words) {
+    if (contains(unknown, word)) {
+      return unknown_word_message(word, *command);
+    }
+    const CLI::App* verb = find_verb(*command, word);
+    command = verb == nullptr ? command : verb;
+  }
+  return unknown_word_message(unknown.front(), *named_command(&app));
+}
+
+}  // namespace
+
+std::string path_of(const CLI::App& command) {
+  return (command.get_parent() == nullptr ? "" : path_of(*command.get_parent()) + " ") +
+         command.get_name();
+}
+
+const CLI::App* find_command(const CLI::App& parent, const std::string& word) {
+  const CLI::App* verb = find_verb(parent, word);
+  if (verb == nullptr) {
+    verb = find_verb(parent, with_dashes(word));
+  }
+  for (const auto& other : other_words) {
+    if (verb == nullptr && word == other.typed) {
+      verb = find_verb(parent, other.meant);
+    }
+  }
+  return verb;
+}
+
+void replace_other_words(const CLI::App& app, std::vector<std::string>& words) {
+  const CLI::App* command = &app;
+  for (std::string& word : words) {
+    if (verbs_of(*command).empty()) {
+      return;
+    }
+    if (const CLI::App* verb = find_command(*command, word); verb != nullptr) {
+      word = verb->get_name();
+      command = verb;
+    } else if (word == "help") {
+      word = "--help";
+    }
+  }
+}
+
+CLI::Validator one_of(const std::vector<std::string>& allowed) {
+  const auto check = [allowed](std::string& word) {
+    for (const std::string& one : allowed) {
+      if (with_dashes(word) == with_dashes(one)) {
+        word = one;
+        return std::string();
+      }
+    }
+    const std::string match = closest_match(word, allowed);
+    return match.empty() ? "\"" + word + "\" is not one of " + joined(allowed)
+                         : "\"" + word + "\" is not known; did you mean \"" + match + "\"?";
+  };
+  // Completion takes the values from this text.
+  std::string values = joined(allowed);
+  values.erase(std::remove(values.begin(), values.end(), ' '), values.end());
+  return {check, "{" + values + "}", ""};
+}
+
 std::string closest_match(const std::string& word, const std::vector<std::string>& known) {
-  const size_t far = std::max<size_t>(2, word.size() / 3) + 1;
   std::string best;
-  size_t least = far;
+  size_t least = word.size();
   for (const std::string& candidate : known) {
     const size_t letters = distance(word, candidate);
-    if (letters < least && letters < candidate.size()) {
+    if (letters < least && 3 * letters < std::max(word.size(), candidate.size())) {
       best = candidate;
       least = letters;
     }
@@ -77,32 +175,30 @@ std::string closest_match(const std::string& word, const std::vector<std::string
   return best;
 }
 
-std::string about_unknown(const std::string& word, const CLI::App* command) {
-  const bool has_verbs = !command->get_subcommands([](const CLI::App*) { return true; }).empty();
-  const char* kind = word.starts_with("-") ? "option" : has_verbs ? "command" : "word";
+std::string unknown_word_message(const std::string& word, const CLI::App& command) {
+  const char* kind = word.starts_with("-")       ? "option"
+                     : verbs_of(command).empty() ? "word"
+                                                 : "command";
   const std::string path = path_of(command);
-  const std::string near = closest_match(word, known_words(command));
+  const std::string match = closest_match(word, known_words(command));
   return "\"" + escape(word) + "\" is no " + kind + " of \"" + path + "\"; " +
-         (near.empty() ? "\"" + path + " --help\" lists what there is"
-                       : "did you mean \"" + near + "\"?");
+         (match.empty() ? "\"" + path + " --help\" lists what there is"
+                        : "did you mean \"" + match + "\"?");
 }
 
-}  // namespace
-
-std::string usage_error(const CLI::App* app, const CLI::Error& error) {
-  const CLI::App* command = named_command(app);
-  const std::vector<std::string> unknown = app->remaining(true);
+std::string usage_error_message(const CLI::App& app, const CLI::Error& error,
+                                const std::vector<std::string>& words) {
+  const std::vector<std::string> unknown = app.remaining(true);
   const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
   const bool is_about_words =
       code == CLI::ExitCodes::RequiredError || code == CLI::ExitCodes::ExtrasError;
   if (is_about_words && !unknown.empty()) {
-    // The value of an unknown option is unknown too.
-    const auto option = std::find_if(unknown.begin(), unknown.end(),
-                                     [](const auto& word) { return word.starts_with("-"); });
-    return "l3ctl: " + about_unknown(option != unknown.end() ? *option : unknown.front(), command) +
-           "\n";
+    return first_unknown_word_message(app, words, unknown);
   }
-  return "l3ctl: " + escape(error.what()) + "; \"" + path_of(command) + " --help\" tells more\n";
+  const std::string text = escape(error.what());
+  return text.ends_with("?")
+             ? text
+             : text + "; \"" + path_of(*named_command(&app)) + " --help\" tells more";
 }
 
 }  // namespace l3ctl

@@ -12,9 +12,9 @@ void set_notice_sink(NoticeSink sink) {
   notice_sink = sink;
 }
 
-void notify(const std::string& text) {
+void notify(const std::string& text, Severity severity) {
   if (notice_sink != nullptr) {
-    notice_sink(text);
+    notice_sink(severity, text);
   }
 }
 

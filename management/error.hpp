@@ -24,13 +24,18 @@ class Error : public std::runtime_error {
   ErrorKind kind_;
 };
 
-/* Receives one line for people: a warning, progress, or what could not be restored. */
-using NoticeSink = void (*)(const std::string& text);
+enum class Severity : uint8_t {
+  notice, /* a warning, or progress */
+  error,  /* something that could not be done */
+};
+
+/* Receives one line for people. */
+using NoticeSink = void (*)(Severity severity, const std::string& text);
 
 /* Sets the sink of the process. Without one, notices are dropped. */
 void set_notice_sink(NoticeSink sink);
 
 /* Hands one line to the sink. */
-void notify(const std::string& text);
+void notify(const std::string& text, Severity severity = Severity::notice);
 
 }  // namespace management

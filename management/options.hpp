@@ -4,7 +4,7 @@
 namespace management {
 
 struct Options {
-  bool force = false;      /* also where the stored settings are damaged, or start-up is done */
+  bool force = false;      /* also where the stored settings are damaged */
   bool one_by_one = false; /* run the library's command lines as they come, without a transaction */
   int lock_timeout = 30;   /* seconds to wait for the lock */
 };

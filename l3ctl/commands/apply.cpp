@@ -29,7 +29,7 @@ std::string joined(const std::vector<std::string>& names) {
 /* For whoever waits at a terminal. */
 void show_progress(const char* section, size_t place, size_t total) {
   if (isatty(STDERR_FILENO) != 0) {
-    complain(std::to_string(place) + "/" + std::to_string(total) + " " + section);
+    inform(std::to_string(place) + "/" + std::to_string(total) + " " + section);
   }
 }
 
@@ -67,8 +67,8 @@ int apply_file(const Context& context, const SettingsFile& file, int confirm_wit
       context, result,
       "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
   if (is_pending) {
-    complain("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
-             " s keeps these settings; otherwise the old ones come back");
+    inform("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
+           " s keeps these settings; otherwise the old ones come back");
   }
   return status;
 }
@@ -83,8 +83,7 @@ void add_apply_command(CLI::App& app, Context& context) {
       "set\n"
       "again. Time spans are in UTC; \"all day\", and an end of 24:00, end at 23:59, which leaves "
       "the\n"
-      "day's last minute open.\n\n" +
-      app.get_footer());
+      "day's last minute open.");
   auto file = add_settings_file_options(*command);
   auto confirm_within = std::make_shared<int>(0);
   command

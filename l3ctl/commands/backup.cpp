@@ -74,7 +74,7 @@ int backup(const Context& context, const Copy& copy) {
     const Json result = {
         {"done", done}, {"failed", Json::array()}, {"failed_rules", Json::array()}};
     print_json(result);
-  } else {
+  } else if (!context.quiet) {
     std::cout << escape(done) << '\n';
   }
   return exit_done;
@@ -108,9 +108,9 @@ std::string checked_image(const Copy& copy) {
                 ErrorKind::invalid_input);
   }
   if (stored.order != settings::ByteOrder::unknown && stored.order != settings::host_byte_order()) {
-    complain("note: " + input_name(copy.file) + " is " + name_of(stored.order) +
-             " and is converted; the platform's own bytes in route_qos (reserved2) stay as they "
-             "are");
+    inform("note: " + input_name(copy.file) + " is " + name_of(stored.order) +
+           " and is converted; the platform's own bytes in route_qos (reserved2) stay as they "
+           "are");
   }
   return settings::with_clean_lines(stored.image);
 }
@@ -179,8 +179,7 @@ void add_restore_command(CLI::App& app, Context& context) {
       "restore", "Check a backup of either byte order, put it in place and follow it");
   command->footer(
       "Programs of the device that have loaded the old settings would store them again with their\n"
-      "next change: restart them.\n\n" +
-      app.get_footer());
+      "next change: restart them.");
   auto copy = std::make_shared<Copy>();
   command->add_option("FILE", copy->file, "The backup; - is standard input")->required();
   command->add_flag("--force", copy->force, "Also when it is torn or implausible");

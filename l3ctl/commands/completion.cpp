@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "l3ctl/commands.hpp"
+#include "l3ctl/usage_error.hpp"
 
 namespace l3ctl {
 
@@ -232,11 +233,10 @@ void add_completion_command(CLI::App& app, Context& context) {
   auto shell = std::make_shared<std::string>();
   command->add_option("SHELL", *shell, "bash or zsh")
       ->required()
-      ->check(CLI::IsMember({"bash", "zsh"}));
+      ->transform(one_of({"bash", "zsh"}));
   command->footer(
       "Example:\n  . <(l3ctl completion bash)\n  l3ctl completion zsh >~/_l3ctl   # in a folder of "
-      "$fpath\n\n" +
-      command->get_footer());
+      "$fpath");
   command->callback([&app, &context, shell] {
     context.action = [&app, &context, shell] {
       refuse_json(context, "completion");

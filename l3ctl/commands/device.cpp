@@ -3,6 +3,7 @@
 
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "executor/executor.hpp"
 #include "l3_advance/firewall.h"
@@ -13,8 +14,8 @@
 #include "management/change/change.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/change/confirmation_timer.hpp"
+#include "management/change/start_again.hpp"
 #include "management/store/unsafe_text.hpp"
-#include "management/system/process.hpp"
 
 namespace l3ctl {
 
@@ -22,13 +23,6 @@ namespace {
 
 constexpr const char* what_reset_keeps =
     "IPsec and VPN pass-through stay as they are, as do the rules of management access";
-
-/* Whether the own chains are hooked in. Where nobody can tell, start-up goes on: no rule would be worse
- * than one that stands twice. */
-bool is_started() {
-  const ToolRun run = run_tool({"iptables-save", "-t", "filter", "-c"});
-  return run.output.find("-A FORWARD -j forward_ext_ip\n") != std::string::npos;
-}
 
 /* Rolls back what was not confirmed in this start of the machine, or in another one. Start-up itself reports a damaged
  * note. Nothing keeps a gateway from its start. */
@@ -50,14 +44,7 @@ void roll_back_unconfirmed(const Context& context, bool of_this_boot) {
 
 /* Start-up as the web management server does it. A gateway without any rule would be worse than one
  * that lacks the rules which the packet filter refuses. */
-int start_up(const Context& context) {
-  roll_back_unconfirmed(context, true);
-  Lock lock(context);
-  if (is_started() && !context.force) {
-    throw Error(
-        "init: start-up has been done, and would put every jump into the chains there once more; "
-        "it belongs to boot, once; --force does it all the same; nothing was changed");
-  }
+int start_up(const Context& context, Lock lock) {
   Change change(context, std::move(lock), any_state, OnFailure::continue_);
   reject_unsafe_migration();
   restore_after_restart(change);
@@ -69,8 +56,36 @@ int start_up(const Context& context) {
   return report(context, change, "init: the gateway is up");
 }
 
-int init(const Context& context) {
-  const int status = start_up(context);
+/* A gateway that runs keeps the rules that it has when one of the new ones is refused. */
+int start_up_again(const Context& context, Lock lock) {
+  Change change(context, std::move(lock), sound_state, OnFailure::rollback);
+  reject_unsafe_migration();
+  executor::may_fail("mkdir -p /lib/modules/");
+  executor::may_fail("iptables -N ");
+  executor::may_fail("ip6tables -N ");
+  start_again(change);
+  change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
+  if (*change.stored().firewall && change.stored().dhcp_filter->dhcp_mac_filter_ctrl != 0) {
+    inform(
+        "note: a start makes no rules of the DHCP filter; \"l3ctl dhcp-filter off\", then \"l3ctl "
+        "dhcp-filter on\" makes them");
+  }
+  return report(context, change, "init: the gateway has started again");
+}
+
+int init(const Context& context, bool again) {
+  roll_back_unconfirmed(context, true);
+  Lock lock(context);
+  if (is_started()) {
+    if (!again) {
+      throw Error(
+          "init: the gateway has started; a second start would put every jump into the chains "
+          "there "
+          "once more; \"l3ctl init --again\" removes our rules first; nothing was changed");
+    }
+    return start_up_again(context, std::move(lock));
+  }
+  const int status = start_up(context, std::move(lock));
   // Rules of settings that were not confirmed must not stay, also where the old ones cannot be stored.
   roll_back_unconfirmed(context, false);
   return status;
@@ -102,7 +117,7 @@ int reset(const Context& context, bool is_sure) {
 
 int restore_rules(const Context& context) {
   Change change(context);
-  complain(
+  inform(
       "warning: after the IPv4 rules are restored, rule number 8 of INPUT is deleted, whatever it "
       "is");
   change.call("IPv4", restore_fw);
@@ -114,14 +129,21 @@ int restore_rules(const Context& context) {
 }  // namespace
 
 void add_init_command(CLI::App& app, Context& context) {
-  app.add_subcommand("init",
-                     "Start-up, once at boot: chains, stored rules, route QoS, VPN pass-through")
-      ->callback([&context] { context.action = [&context] { return init(context); }; });
+  CLI::App* command = app.add_subcommand(
+      "init", "Start-up, once at boot: chains, stored rules, route QoS, VPN pass-through");
+  command->footer(
+      "With --again, on a gateway that runs, our rules are removed and made anew at once; the\n"
+      "Internet WAN stays bound, and rules of other programs and of management access stay. Where\n"
+      "the packet filter refuses a rule then, everything is as it was before.");
+  auto again = std::make_shared<bool>(false);
+  command->add_flag("--again", *again, "Also on a gateway that runs: our rules are removed first");
+  command->callback(
+      [&context, again] { context.action = [&context, again] { return init(context, *again); }; });
 }
 
 void add_reset_command(CLI::App& app, Context& context) {
   CLI::App* command = app.add_subcommand("reset", "Firewall off, every filter and route QoS empty");
-  command->footer(std::string(what_reset_keeps) + ".\n\n" + app.get_footer());
+  command->footer(std::string(what_reset_keeps) + ".");
   auto is_sure = std::make_shared<bool>(false);
   command->add_flag("--yes", *is_sure, "Do not ask");
   command->callback([&context, is_sure] {

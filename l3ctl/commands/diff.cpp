@@ -33,8 +33,7 @@ int show_diff(const Context& context, const SettingsFile& file) {
 
 void add_diff_command(CLI::App& app, Context& context) {
   CLI::App* command = app.add_subcommand("diff", "Which fields a settings file would change");
-  use_diff_exit_codes(
-      *command, context,
+  command->footer(
       "A line a field, old -> new; - and + are entries that go and come. An entry that\n"
       "goes has its old index, any other its new one.");
   auto file = add_settings_file_options(*command);

@@ -45,12 +45,16 @@ std::string advice_of(const Finding& finding) {
   return finding.stored ? advice_on(*finding.stored) : finding.advice;
 }
 
-void print(const Findings& findings) {
+/* Quietly, only what is not well. */
+void print(const Findings& findings, bool is_quiet) {
   size_t width = 0;
   for (const Finding& finding : findings) {
     width = std::max(width, escape(finding.about).size());
   }
   for (const Finding& finding : findings) {
+    if (is_quiet && finding.state == State::ok) {
+      continue;
+    }
     std::cout << painted(paint_of(finding.state), padded(state_name(finding.state), 9))
               << padded(escape(finding.about), width + 2) << escape(finding.what) << '\n';
     if (const std::string advice = advice_of(finding); !advice.empty()) {
@@ -86,7 +90,7 @@ int doctor(const Context& context) {
   if (context.json) {
     print_json(as_json(findings, is_healthy));
   } else {
-    print(findings);
+    print(findings, context.quiet);
   }
   return is_healthy ? exit_done : exit_rules_differ;
 }

@@ -108,7 +108,7 @@ settings::Settings checked(const Json& before, const Json& document, const std::
   for (const settings::Problem& warning : reading.warnings) {
     if (!holds(old_warnings, warning) &&
         std::find(told.begin(), told.end(), warning.what) == told.end()) {
-      complain("warning: " + to_text(warning));
+      inform("warning: " + to_text(warning));
       new_words.push_back(warning.what);
     }
   }
@@ -141,7 +141,7 @@ bool names_address(const Json& entry) {
 /* A rule without addresses could be meant for both families. */
 void note_one_family(const Filter& filter, const Lists& named, const Json& entry) {
   if (named.size() == 2 && filter.main_key == nullptr && !names_address(entry)) {
-    complain(
+    inform(
         "note: a rule without addresses is for IPv4 alone; an IPv6 rule needs source and "
         "destination");
   }
@@ -149,10 +149,10 @@ void note_one_family(const Filter& filter, const Lists& named, const Json& entry
 
 void note_what_is_off(const Filter& filter, const Change& change, const Json& document) {
   if (!document.front()["enabled"].get<bool>()) {
-    complain(std::string("note: the list is off; \"l3ctl ") + filter.command + " on\" applies it");
+    inform(std::string("note: the list is off; \"l3ctl ") + filter.command + " on\" applies it");
   }
   if (!*change.stored().firewall) {
-    complain("note: the firewall is off; \"l3ctl firewall on\" makes the rules");
+    inform("note: the firewall is off; \"l3ctl firewall on\" makes the rules");
   }
 }
 
@@ -162,8 +162,8 @@ void warn_of_twin(const WantedSection& wanted) {
   const Json& entries = entries_of(section.front());
   const auto twin = std::find(entries.begin(), entries.end() - 1, entries.back());
   if (twin != entries.end() - 1) {
-    complain("warning: " + std::string(wanted.list->section) + " entry " +
-             std::to_string(twin - entries.begin()) + " says the same");
+    inform("warning: " + std::string(wanted.list->section) + " entry " +
+           std::to_string(twin - entries.begin()) + " says the same");
   }
 }
 

@@ -55,7 +55,7 @@ int clear(const Context& context, const Filter& filter, const Lists& lists) {
   warn_of_change(change.stored(), cleared);
   const char* note = filter.clear_note != nullptr ? filter.clear_note(change.stored()) : nullptr;
   if (note != nullptr) {
-    complain(std::string("note: ") + note);
+    inform(std::string("note: ") + note);
   }
   return report(context, change, std::string(filter.command) + ": cleared");
 }
@@ -75,7 +75,7 @@ int enable(const Context& context, const Filter& filter, const Lists& lists, boo
   }
   warn_of_change(change.stored(), wanted);
   if (on && filter.on_note != nullptr) {
-    complain(std::string("note: ") + filter.on_note);
+    inform(std::string("note: ") + filter.on_note);
   }
   return report(context, change, std::string(filter.command) + (on ? ": on" : ": off"));
 }
@@ -95,8 +95,7 @@ void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
               "\n\nThe keys stand in docs/settings.md" +
               (std::string_view(filter.example).find("active=") == std::string_view::npos
                    ? "."
-                   : "; time spans (active) are in UTC.") +
-              "\n\n" + add->get_footer());
+                   : "; time spans (active) are in UTC."));
   add->callback([&context, filter, choice, words] {
     context.action = [&context, filter, choice, words] {
       return add_entry(context, filter, chosen_lists(filter, *choice), *words);
@@ -151,8 +150,7 @@ void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
            [](const Context& c, const Filter& f, const Lists&) { return reset(c, f); });
   command->footer(
       "Whether a list is black or white (\"mode\", where it has one) is said in a settings file:\n"
-      "\"l3ctl apply\" sets it.\n\n" +
-      command->get_footer());
+      "\"l3ctl apply\" sets it.");
 }
 
 }  // namespace l3ctl

@@ -180,7 +180,7 @@ int inspect(const Context& context, const Question& question) {
           ? read_descriptor_up_to(STDIN_FILENO, input_name(question.file), largest_stored_file)
           : read_up_to(question.file, largest_stored_file);
   if (bytes.size() == largest_stored_file) {
-    complain("note: only the first " + std::to_string(largest_stored_file) + " bytes were read");
+    inform("note: only the first " + std::to_string(largest_stored_file) + " bytes were read");
   }
   const StoredFile stored = inspect_stored_file(question.file, bytes);
   (context.json ? print_json : print)(question, stored, bytes);

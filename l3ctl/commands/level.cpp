@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "l3ctl/commands.hpp"
+#include "l3ctl/usage_error.hpp"
 #include "l3ctl/views/change_report.hpp"
 #include "l3ctl/views/problem_report.hpp"
 #include "management/change/apply.hpp"
@@ -45,11 +46,9 @@ void add_level_command(CLI::App& app, Context& context) {
   CLI::App* command =
       app.add_subcommand("level", "Show or set the security level: off, low or high");
   command->footer(
-      "off: firewall off; low: firewall on; high: firewall and port-scan protection on.\n\n" +
-      app.get_footer());
+      "off: firewall off; low: firewall on; high: firewall and port-scan protection on.");
   auto word = std::make_shared<std::string>();
-  command->add_option("LEVEL", *word, "The new level")
-      ->check(CLI::IsMember({"off", "low", "high"}));
+  command->add_option("LEVEL", *word, "The new level")->transform(one_of({"off", "low", "high"}));
   command->callback([&context, word] {
     context.action = [&context, word] {
       return word->empty() ? show(context) : set(context, *word);

@@ -175,8 +175,7 @@ int show_plan(const Context& context, const SettingsFile& file) {
 
 void add_plan_command(CLI::App& app, Context& context) {
   CLI::App* command = app.add_subcommand("plan", "What apply would do, without doing it");
-  use_diff_exit_codes(
-      *command, context,
+  command->footer(
       "Shown are the fields that change, the command lines and the calls to the platform in their\n"
       "order, and the bytes of the configuration file that change. They are those of the library\n"
       "itself, which works on a private copy here while every command is taken to succeed: what\n"

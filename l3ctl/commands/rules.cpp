@@ -137,7 +137,7 @@ int check(const Context& context) {
         {{"follows", found.empty()}, {"drift", drifts_json(found)}, {"notes", comparison.notes}});
   } else {
     for (const std::string& note : comparison.notes) {
-      complain("note: " + note);
+      inform("note: " + note);
     }
     for (const Drift& drift : found) {
       std::cout << painted(Paint::warning, escape(in_words(drift))) << '\n';

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "l3ctl/commands.hpp"
+#include "l3ctl/usage_error.hpp"
 #include "l3ctl/views/settings_text.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
@@ -12,7 +13,7 @@ void add_show_command(CLI::App& app, Context& context) {
   CLI::App* command = app.add_subcommand("show", "Show the stored settings");
   auto sections = std::make_shared<std::vector<std::string>>();
   command->add_option("SECTION", *sections, "Sections to show; all by default")
-      ->check(CLI::IsMember(settings::section_names()));
+      ->transform(one_of(settings::section_names()));
   command->callback([&context, sections] {
     context.action = [&context, sections] {
       warn_of_stored_damage();
@@ -30,7 +31,7 @@ void add_export_command(CLI::App& app, Context& context) {
   auto sections = std::make_shared<std::vector<std::string>>();
   command->add_option("--section", *sections, "Only this section; may be given again")
       ->allow_extra_args(false)
-      ->check(CLI::IsMember(settings::section_names()));
+      ->transform(one_of(settings::section_names()));
   command->callback([&context, sections] {
     context.action = [sections] {
       warn_of_stored_damage();

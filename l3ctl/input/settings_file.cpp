@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "l3ctl/input/read_input.hpp"
+#include "l3ctl/usage_error.hpp"
 #include "management/change/apply.hpp"
 #include "settings/stored_file/stored_file.hpp"
 
@@ -35,7 +36,7 @@ void check_sections(const SettingsFile& wanted, const settings::Settings& settin
 void print_problems(const settings::Reading& reading, const std::string& name,
                     const std::string& consequence) {
   for (const settings::Problem& warning : reading.warnings) {
-    complain("warning: " + to_text(warning, name));
+    inform("warning: " + to_text(warning, name));
   }
   for (const settings::Problem& error : reading.errors) {
     complain(to_text(error, name));
@@ -55,18 +56,8 @@ std::shared_ptr<SettingsFile> add_settings_file_options(CLI::App& command) {
   command
       .add_option("--section", wanted->sections, "Only this section of FILE; may be given again")
       ->allow_extra_args(false)
-      ->check(CLI::IsMember(names));
+      ->transform(one_of(names));
   return wanted;
-}
-
-void use_diff_exit_codes(CLI::App& command, Context& context, const std::string& about) {
-  command.preparse_callback([&context](size_t) { context.wrong_input = exit_failed; });
-  command.footer(about +
-                 "\n\nExit status:\n"
-                 "  0  there is nothing to do\n"
-                 "  1  an error; wrong settings and a wrong command line too\n"
-                 "  2  there are changes\n"
-                 "  5  busy: another change holds the lock, or waits for its confirmation");
 }
 
 settings::Reading read_settings(const std::string& file, const std::string& consequence) {

@@ -25,7 +25,4 @@ settings::Reading read_settings(const std::string& file, const std::string& cons
 /* What the file asks for. Ends the program, with every fault told, when the file is wrong. */
 settings::Settings read_settings_file(const SettingsFile& wanted);
 
-/* Makes a command say by its exit status whether there are changes; `about` is told in its --help. */
-void use_diff_exit_codes(CLI::App& command, Context& context, const std::string& about);
-
 }  // namespace l3ctl

@@ -5,8 +5,10 @@
 #include <nlohmann/json.hpp>
 
 #include "l3ctl/answer.hpp"
+#include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/json_output.hpp"
 #include "management/system/escape.hpp"
+#include "management/system/redirect_output.hpp"
 
 namespace l3ctl {
 
@@ -42,12 +44,20 @@ void print_failed_rules(const ChangeResult& result) {
   }
 }
 
+/* What was done stands out before the colon; what stays unchanged does not. */
+std::string painted_words(const std::string& done) {
+  const size_t colon = std::min(done.find(':'), done.size());
+  const size_t unchanged = std::min(done.find("; unchanged: "), done.size());
+  return painted(Paint::good, done.substr(0, colon)) + done.substr(colon, unchanged - colon) +
+         painted(Paint::faint, done.substr(unchanged));
+}
+
 /* Returns the exit status. */
 int print_failure(const ChangeResult& result) {
   const std::vector<FailedRule>& rules = result.failed_rules;
   if (std::any_of(rules.begin(), rules.end(),
                   [](const FailedRule& rule) { return misses_chain(rule.message); })) {
-    complain("hint: the chains are made at start-up, by \"l3ctl init\"");
+    inform("hint: the chains are made at start-up, by \"l3ctl init\"");
   }
   for (const std::string& problem : result.not_restored) {
     complain("cannot put back what was before: " + problem);
@@ -73,6 +83,8 @@ int print_result(const Context& context, const ChangeResult& result, const std::
   survive_lost_answer();
   if (result.is_done) {
     note_change_made();
+  } else {
+    print_held_library_output();
   }
   print_failed_rules(result);
   if (context.json) {
@@ -83,8 +95,8 @@ int print_result(const Context& context, const ChangeResult& result, const std::
     object["failed"] = result.failed;
     object["failed_rules"] = failed_rules(result);
     print_json(object);
-  } else if (result.is_done) {
-    std::cout << escape(done) << '\n';
+  } else if (result.is_done && !context.quiet) {
+    std::cout << painted_words(escape(done)) << '\n';
   }
   return result.is_done ? exit_done : print_failure(result);
 }

@@ -25,7 +25,7 @@ void warn_of_change(const Settings& stored, const Settings& changed, const Setti
   for (const Problem& warning : warn_ineffective(changed)) {
     const bool is_new = !holds(before, warning) || (goes_on && warning.locks_out);
     if (is_new && !holds(printed, warning)) {
-      complain("warning: " + to_text(warning));
+      inform("warning: " + to_text(warning));
     }
   }
 }

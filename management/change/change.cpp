@@ -72,7 +72,7 @@ Lock locked_while_reading(const Options& options, const Preconditions& accepted,
 
 void notify_remains(const std::vector<std::string>& problems) {
   for (const std::string& problem : problems) {
-    notify("cannot put back what was before: " + problem);
+    notify("cannot put back what was before: " + problem, Severity::error);
   }
 }
 

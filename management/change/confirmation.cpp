@@ -146,7 +146,8 @@ bool restore_after_restart(Change& change) {
     notify("the machine went down before an apply was confirmed: the old settings are back");
   } catch (const Error& error) {
     notify(std::string("an apply was not confirmed, and the old settings are not back: ") +
-           error.what());
+               error.what(),
+           Severity::error);
   }
   return true;
 }

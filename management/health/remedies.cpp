@@ -41,7 +41,7 @@ std::string words_of(Remedy remedy, const settings::Settings& stored,
                      const std::string& internet_wan) {
   switch (remedy) {
     case Remedy::restart:
-      return "restart the gateway: chains and jumps are made at boot, once";
+      return "\"l3ctl init --again\" makes chains and jumps anew";
     case Remedy::firewall:
       return *stored.firewall ? "\"l3ctl firewall on\" makes the rules of the lists anew"
                               : "\"l3ctl firewall off\" takes the rules of the lists away";

@@ -58,6 +58,14 @@ std::string with_family(Family family, std::string section) {
   return section;
 }
 
+std::vector<Rule> parsed(Family family, const std::vector<std::string>& lines) {
+  std::vector<Rule> rules;
+  for (const std::string& line : lines) {
+    rules.push_back(parse_rule(family, line));
+  }
+  return rules;
+}
+
 }  // namespace
 
 bool is_own_chain(Family family, const std::string& name) {
@@ -83,23 +91,31 @@ std::string closing_setting(Family family, const std::string& chain) {
              : with_family(family, found->section) + "." + found->closing;
 }
 
-std::vector<Rule> hooks(Family family) {
-  std::vector<Rule> rules;
+std::vector<std::string> hook_lines(Family family) {
+  std::vector<std::string> lines;
   const std::string tool = tool_of(family);
   for (const char* chain : {"INPUT ", "FORWARD "}) {
     // Inserted at the top, whenever that happens.
     for (const char* verb : {"-I ", "-A "}) {
       for (const std::string& rest : commands_after(tool + verb + chain)) {
-        rules.push_back(parse_rule(family, std::string("-A ") + chain + rest));
+        lines.push_back(std::string("-A ") + chain + rest);
       }
     }
   }
-  return rules;
+  return lines;
+}
+
+std::vector<Rule> hooks(Family family) {
+  return parsed(family, hook_lines(family));
+}
+
+std::vector<std::string> ipsec_lines() {
+  return {"-A FORWARD -p udp --sport 500 --dport 500 -j DROP",
+          "-A FORWARD -p udp --sport 4500 --dport 4500 -j DROP"};
 }
 
 std::vector<Rule> ipsec_rules() {
-  return {parse_rule(Family::ipv4, "-A FORWARD -p udp --sport 500 --dport 500 -j DROP"),
-          parse_rule(Family::ipv4, "-A FORWARD -p udp --sport 4500 --dport 4500 -j DROP")};
+  return parsed(Family::ipv4, ipsec_lines());
 }
 
 }  // namespace management

@@ -23,8 +23,12 @@ std::string closing_setting(Family family, const std::string& chain);
 /* The rules of INPUT and FORWARD that lead into the own chains, in order. */
 std::vector<Rule> hooks(Family family);
 
+/* The same as lines of a restore tool, such as "-A FORWARD -j forward_ext_ip". */
+std::vector<std::string> hook_lines(Family family);
+
 /* The rules that stand behind them in FORWARD while IPsec may not pass. */
 std::vector<Rule> ipsec_rules();
+std::vector<std::string> ipsec_lines();
 
 /* The chain of management access. Its rules are stored nowhere, so none of them is unexpected. */
 inline constexpr char access_chain[] = "input_ext_access_ctrl";

@@ -35,7 +35,7 @@ bool stored_exists() {
 
 settings::Settings load_stored() {
   require_regular_file(configuration_path);
-  const StdoutToStderr redirection;
+  const RedirectLibraryOutput redirection;
   settings::Settings stored;
   uint8_t firewall = 0;
   uint8_t port_scan = 0;

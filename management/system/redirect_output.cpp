@@ -14,6 +14,9 @@ namespace management {
 
 namespace {
 
+/* A file in memory; -1 while no output is held. */
+int held_output = -1;
+
 /* Writes out what is buffered, so that it goes where standard output led until now. */
 void flush_output() {
   std::cout.flush();
@@ -43,13 +46,30 @@ std::string kept_text(int fd) {
 
 }  // namespace
 
-StdoutToStderr::StdoutToStderr() : stdout_(-1), kept_(memfd_create("l3ctl", MFD_CLOEXEC)) {
-  flush_output();
-  stdout_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  dup2(kept_ == -1 ? STDERR_FILENO : kept_, STDOUT_FILENO);
+void hold_library_output() {
+  if (held_output == -1) {
+    held_output = memfd_create("library output", MFD_CLOEXEC);
+  }
 }
 
-StdoutToStderr::~StdoutToStderr() {
+void print_held_library_output() {
+  if (held_output == -1) {
+    return;
+  }
+  std::cerr << escape_lines(kept_text(held_output)) << std::flush;
+  close(held_output);
+  held_output = -1;
+}
+
+RedirectLibraryOutput::RedirectLibraryOutput()
+    : stdout_(-1), kept_(held_output == -1 ? memfd_create("library output", MFD_CLOEXEC) : -1) {
+  flush_output();
+  stdout_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  const int into = kept_ == -1 ? held_output : kept_;
+  dup2(into == -1 ? STDERR_FILENO : into, STDOUT_FILENO);
+}
+
+RedirectLibraryOutput::~RedirectLibraryOutput() {
   std::fflush(stdout);
   restore_descriptor(stdout_, STDOUT_FILENO);
   if (kept_ != -1) {

@@ -3,14 +3,20 @@
 
 namespace management {
 
-/* While one of these lives, standard output is kept in memory; then it goes to standard error, escaped. Where
- * no memory file can be made, it leads to standard error as it is. */
-class StdoutToStderr {
+/* From now on the library's lines are held. Without it they go to standard error, escaped. */
+void hold_library_output();
+
+/* Writes the lines that are held to standard error, escaped, and holds them no more. */
+void print_held_library_output();
+
+/* While one of these lives, standard output leads into memory; then its lines are held, or go to standard error.
+ * Where no memory file can be made, it leads to standard error as it is. */
+class RedirectLibraryOutput {
  public:
-  StdoutToStderr();
-  StdoutToStderr(const StdoutToStderr&) = delete;
-  StdoutToStderr& operator=(const StdoutToStderr&) = delete;
-  ~StdoutToStderr();
+  RedirectLibraryOutput();
+  RedirectLibraryOutput(const RedirectLibraryOutput&) = delete;
+  RedirectLibraryOutput& operator=(const RedirectLibraryOutput&) = delete;
+  ~RedirectLibraryOutput();
 
  private:
   int stdout_;
@@ -30,10 +36,10 @@ class DiscardOutput {
   int stderr_;
 };
 
-/* Calls the library with its standard output on standard error. */
+/* Calls the library with its standard output redirected. */
 template <typename Call>
 auto quietly(Call&& call) {
-  const StdoutToStderr redirection;
+  const RedirectLibraryOutput redirection;
   return call();
 }
 

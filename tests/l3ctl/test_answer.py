@@ -12,7 +12,7 @@ from gateway import CONFIGURATION, L3CTL, Gateway, configuration
 MADE = "l3ctl: the change was made, but its answer could not be written to standard output\n"
 UNREAD = "l3ctl: cannot write to standard output\n"
 CHANGES = (["vpn", "on"], ["apply", "-"], ["mac-filter", "add", "02:00:00:00:00:01"], ["level", "low"], ["reset", "--yes"],
-           ["wan", "update", "wan3"], ["record", "write", "ct-timeout", "30"], ["--force", "init"], ["restore", "-"])
+           ["wan", "update", "wan3"], ["record", "write", "ct-timeout", "30"], ["init", "--again"], ["restore", "-"])
 READERS = (["show"], ["export"], ["status"], ["inspect"], ["backup", "-"], ["--version"], ["--help"], ["level"],
            ["diff", "-"], ["plan", "-"], ["qos", "show"], ["record", "read", "ct-timeout"])
 

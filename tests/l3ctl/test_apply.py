@@ -116,7 +116,7 @@ class Apply(Gateway):
 
     def test_the_librarys_lines_stay_off_standard_output(self):
         self.store(firewall=True)
-        outcome = self.apply('{"port_scan_protection": true}', "--json")
+        outcome = self.apply('{"port_scan_protection": true}', "--json", "--verbose")
         self.assertEqual(json.loads(outcome.out)["applied"], ["port_scan_protection"])
         self.assertIn("[gl3_update_internet_wan]get a illegal wanindex -1.\n", outcome.err)
 

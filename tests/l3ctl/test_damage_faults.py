@@ -22,7 +22,7 @@ class Damage(Faults):
             self.assertEqual(self.commands(), [])
 
     def test_a_forced_change_and_the_ways_out_warn(self):
-        for words, stdin in ((["--force", "vpn", "on"], ""), (["reset", "--yes"], ""), (["--force", "init"], "")):
+        for words, stdin in ((["--force", "vpn", "on"], ""), (["reset", "--yes"], ""), (["--force", "init", "--again"], "")):
             for fault in self.faults():
                 with self.subTest((words, fault)):
                     self.store(firewall=True)

@@ -170,7 +170,7 @@ class Doctor(Examined):
         self.assert_only_problem("rules", "differ from the settings in 1 place: IPv4 forward_ext_mac: extra: ACCEPT")
         for change, advice in (
                 (("-i wan3 -j forward_ext_ds_ip", "-i wan9 -j forward_ext_ds_ip"), '"l3ctl wan update'),
-                (("COMMIT", "[0:0] -A FORWARD -j forward_ext_ip\nCOMMIT"), "restart the gateway"),
+                (("COMMIT", "[0:0] -A FORWARD -j forward_ext_ip\nCOMMIT"), '"l3ctl init --again"'),
                 (("COMMIT", "[0:0] -A FORWARD -p udp -m udp --sport 500 --dport 500 -j DROP\nCOMMIT"),
                  '"l3ctl ipsec off", then "l3ctl ipsec on"'),
                 (("COMMIT", "[0:0] -A input_ext_dhcp -j DROP\nCOMMIT"),

@@ -38,7 +38,7 @@ class Changing(Gateway):
         os.close(lock)
         out, err = second.communicate(timeout=60)
         self.assertEqual((second.returncode, out), (1, b""))
-        self.assertTrue(err.startswith(b"l3ctl: init: start-up has been done, "), err)
+        self.assertTrue(err.startswith(b"l3ctl: init: the gateway has started; "), err)
         self.assertFalse(CONFIGURATION.exists())
 
 

@@ -66,7 +66,7 @@ MORE_RUNS = {
 # They end with 3 where the gateway is not as it should be, as this one without a packet filter.
 LOOKING = {"check", "doctor"}
 # What they write is text for other programs.
-WITHOUT_JSON = {"completion"}
+WITHOUT_JSON = {"completion", "help"}
 
 
 def faults(name, value):
@@ -123,7 +123,7 @@ class Outputs(Gateway):
         for arguments, error, messages in (
                 (["apply", "-"], "nothing was changed", 2), (["diff", "-"], "nothing was changed", 2),
                 (["apply", "/tmp/none.json"], "/tmp/none.json: No such file or directory; nothing was changed", 0),
-                (["show", "acl", "nothing"], "SECTION: nothing not in ", 0), (["level", "--colour"], '"--colour" is no option', 0),
+                (["show", "acl", "nothing"], 'SECTION: "nothing" is not one of ', 0), (["level", "--colour"], '"--colour" is no option', 0),
                 (["confirm"], "no confirmation is pending; nothing was changed", 0),
                 (["completion", "bash"], "completion: there is no result as JSON", 0)):
             outcome = self.l3ctl(*arguments, "--json", stdin=wrong)

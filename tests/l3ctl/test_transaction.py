@@ -311,7 +311,7 @@ class Modes(Transaction):
         for self.way in ((), ("--one-by-one",)):
             for path in STORE.iterdir():
                 path.unlink()
-            self.assertEqual(self.l3ctl("--force", "init").status, 0)
+            self.assertEqual(self.l3ctl("init", "--again").status, 0)
             change = json.loads(TWO_LISTS) | {"firewall": {"enabled": True}, "vpn_pass_through": True}
             self.assertEqual(self.apply(json.dumps(change)).status, 0)
             made = [*STORE.iterdir(), PLATFORM, *PLATFORM.iterdir(), Path("/run/l3ctl.lock")]
