@@ -198,7 +198,10 @@ std::string Snapshots::undo(const Table& table, const TableChange& change) const
       problem = "another program deleted it";
     }
     if (undo.edits.empty()) {
-      return undo.impossible.empty() ? "" : chains + ": " + problem;
+      if (undo.impossible.empty()) {
+        return {};
+      }
+      break;
     }
     if (attempt == attempts) {
       break;

@@ -40,10 +40,10 @@ constexpr std::string_view behind_gateway = " -p tcp --dport 80 -j DNAT --to ";
 constexpr size_t longest_gateway = 15;
 
 constexpr FreeText free_texts[] = {
-    {"iptables -A forward_ext_ip -i ", " -j forward_ext_ds_ip", 5},
-    {"ip6tables -A forward_ext_ip -i ", " -j forward_ext_ds_ip", 5},
-    {"iptables -A input_ext_acl -i ", " -j input_ext_ds_acl", 5},
-    {"iptables -I input_ext_local_access_ex -i ", " -j DROP", 5},
+    {"iptables -A forward_ext_ip -i ", " -j forward_ext_ds_ip", 15},
+    {"ip6tables -A forward_ext_ip -i ", " -j forward_ext_ds_ip", 15},
+    {"iptables -A input_ext_acl -i ", " -j input_ext_ds_acl", 15},
+    {"iptables -I input_ext_local_access_ex -i ", " -j DROP", 15},
 };
 
 bool matches(std::string_view line, const FreeText& text) {

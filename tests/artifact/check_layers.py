@@ -41,7 +41,7 @@ for number, part in enumerate(MANAGEMENT):
 # The library's own commands name the chains and jumps that are the gateway's.
 INCLUDES["management/rules"].append("src/firewall/base/chain_tree.hpp")
 for part in ("views", "input"):
-    INCLUDES[f"l3ctl/{part}"] = [*INCLUDES["l3ctl"], "l3ctl/context.hpp", "l3ctl/answer.hpp"]
+    INCLUDES[f"l3ctl/{part}"] = [*INCLUDES["l3ctl"], "l3ctl/context.hpp", "l3ctl/answer.hpp", "l3ctl/usage_error.hpp"]
 INCLUDES["l3ctl/commands"] = [*INCLUDES["l3ctl"], "l3ctl"]
 # Directory of the library -> directories whose names its object files may take.
 TAKES = {
