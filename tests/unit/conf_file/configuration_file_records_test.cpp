@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include "configuration_file_calls.hpp"
+#include "sample_config.hpp"
 
 using namespace harness;
 using namespace configuration_file;
@@ -378,4 +379,32 @@ TEST(ConfigurationFile, AFullDiskStopsAWriteInTheMiddle) {
             lines({out("set_firewall4_rules_to_cfgfile::write /ztcfg/l3_advance.dat error!\n")}));
   EXPECT_EQ(open_descriptors(), 0);
   EXPECT_EQ(read_file(config_path), counting_file(31) + std::string(4096 - 31, '\x5a'));
+}
+
+/* Why programs that share the file take the lock of l3ctl before they load it. */
+TEST(LostUpdate, ASetOverwritesWhatAnotherProgramHasStoredSinceTheLoad) {
+  const std::string loaded = sample_config::file('1');
+  sample_config::load(loaded);
+  const std::string newer = sample_config::with_word(loaded, sample_config::level, 1);
+  write_file(config_path, newer);
+  EXPECT_EQ(run(set_firewall4_rules_to_cfgfile).result, 0);
+  EXPECT_EQ(read_file(config_path), loaded);
+
+  write_file(config_path, newer);
+  EXPECT_EQ(run(get_firewall4_rules_from_cfgfile).result, 0);
+  EXPECT_EQ(run(set_firewall4_rules_to_cfgfile).result, 0);
+  EXPECT_EQ(read_file(config_path), newer);
+}
+
+/* A set call that was interrupted behind its file write is not mended by the same call in a new process. */
+TEST(InterruptedSet, TheSameCallMakesNoRuleAndTheMasterSwitchMakesAll) {
+  sample_config::load(sample_config::file('1'));
+  const l3_mac_filter stored = fw_rules_table.mac_filter;
+  const Outcome again = run([&] { return gl3_web_set_mac_cfg(&stored); });
+  EXPECT_EQ(again.result, 0);
+  EXPECT_EQ(again.transcript.find("iptables"), std::string::npos) << again.transcript;
+  const Outcome repaired = run([] { return gl3_web_set_fw_status(1); });
+  EXPECT_EQ(repaired.result, 0);
+  EXPECT_NE(repaired.transcript.find("iptables -A forward_ext_mac "), std::string::npos)
+      << repaired.transcript;
 }
