@@ -21,8 +21,8 @@ struct Command {
   const char* name;
   AddCommand add;
   Effect effect;
-  const char*
-      status_three; /* what exit status 3 of this command means; null where it never ends so */
+  /* What exit status 3 of this command means; null where it never ends so. */
+  const char* status_three;
 };
 
 /* All commands, in the order of the help. */

@@ -47,7 +47,7 @@ constexpr const char* closing_words =
     "standard error; the library's own lines only when a command fails, or with --verbose.\n";
 
 bool only_shows(const std::string& verb) {
-  return verb == "list" || verb == "status" || verb == "show" || verb == "read";
+  return verb == "list" || verb == "status" || verb == "show";
 }
 
 /* The command that a verb belongs to; null for the program itself. */
@@ -68,6 +68,12 @@ bool is_verb_that_shows(const CLI::App& app) {
   const CLI::App* parent = app.get_parent();
   return parent != nullptr && parent->get_parent() != nullptr &&
          (only_shows(app.get_name()) || is_verb_that_shows(*parent));
+}
+
+/* Whether it is this verb, or a verb of it. */
+bool is_below(const CLI::App& app, const std::string& verb) {
+  return app.get_parent() != nullptr &&
+         (app.get_name() == verb || is_below(*app.get_parent(), verb));
 }
 
 std::string status_line(int status, const std::string& text) {
@@ -101,6 +107,10 @@ std::string status_three_of(const CLI::App& app, const Command* command) {
 Effect effect_of(const CLI::App& app, const Command* command) {
   if (command == nullptr) {
     return Effect::changes;
+  }
+  if (is_below(app, "read")) {
+    // It creates a file that is missing, and so takes the lock.
+    return Effect::waits;
   }
   return is_verb_that_shows(app) ? Effect::shows : command->effect;
 }

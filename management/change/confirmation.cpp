@@ -49,7 +49,7 @@ void end_confirmation() {
 void leave_to_timer() {
   if (const auto pending = read_pending()) {
     hurry_timer(*pending);
-    notify("the rollback is not complete; the timer tries again until it is");
+    notify("the rollback is not complete; the timer tries again until it is", Severity::error);
   }
 }
 

@@ -135,7 +135,7 @@ void wait_for_starter() {
 void leave_caller() {
   close_range(STDERR_FILENO + 1, ~0U, 0);
   if (chdir("/") != 0) {
-    notify("the timer cannot leave its working folder");
+    notify("the timer cannot leave its working folder", Severity::error);
   }
   std::signal(SIGHUP, SIG_IGN);
   const sigset_t signals = timer_signals();
@@ -361,7 +361,7 @@ void note_rollback_failure(const std::string& reason) {
   try {
     write_atomically(failure_path, reason.substr(0, longest_failure));
   } catch (const Error& error) {
-    notify(error.what());
+    notify(error.what(), Severity::error);
   }
 }
 

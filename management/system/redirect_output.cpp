@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <iostream>
 #include <string>
+#include <utility>
 
 #include "management/system/escape.hpp"
 
@@ -14,8 +15,8 @@ namespace management {
 
 namespace {
 
-/* A file in memory; -1 while no output is held. */
-int held_output = -1;
+bool is_held = false;
+std::string held_lines;
 
 /* Writes out what is buffered, so that it goes where standard output led until now. */
 void flush_output() {
@@ -47,33 +48,30 @@ std::string kept_text(int fd) {
 }  // namespace
 
 void hold_library_output() {
-  if (held_output == -1) {
-    held_output = memfd_create("library output", MFD_CLOEXEC);
-  }
+  is_held = true;
 }
 
 void print_held_library_output() {
-  if (held_output == -1) {
-    return;
-  }
-  std::cerr << escape_lines(kept_text(held_output)) << std::flush;
-  close(held_output);
-  held_output = -1;
+  std::cerr << std::exchange(held_lines, {}) << std::flush;
 }
 
 RedirectLibraryOutput::RedirectLibraryOutput()
-    : stdout_(-1), kept_(held_output == -1 ? memfd_create("library output", MFD_CLOEXEC) : -1) {
+    : stdout_(-1), kept_(memfd_create("l3ctl", MFD_CLOEXEC)) {
   flush_output();
   stdout_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  const int into = kept_ == -1 ? held_output : kept_;
-  dup2(into == -1 ? STDERR_FILENO : into, STDOUT_FILENO);
+  dup2(kept_ == -1 ? STDERR_FILENO : kept_, STDOUT_FILENO);
 }
 
 RedirectLibraryOutput::~RedirectLibraryOutput() {
   std::fflush(stdout);
   restore_descriptor(stdout_, STDOUT_FILENO);
   if (kept_ != -1) {
-    std::cerr << escape_lines(kept_text(kept_)) << std::flush;
+    const std::string lines = escape_lines(kept_text(kept_));
+    if (is_held) {
+      held_lines += lines;
+    } else {
+      std::cerr << lines << std::flush;
+    }
     close(kept_);
   }
 }

@@ -3,14 +3,14 @@
 
 namespace management {
 
-/* From now on the library's lines are held. Without it they go to standard error, escaped. */
+/* From now on the library's lines are held. Without it they go to standard error after each call. */
 void hold_library_output();
 
-/* Writes the lines that are held to standard error, escaped, and holds them no more. */
+/* Writes the lines that are held so far to standard error. */
 void print_held_library_output();
 
-/* While one of these lives, standard output leads into memory; then its lines are held, or go to standard error.
- * Where no memory file can be made, it leads to standard error as it is. */
+/* While one of these lives, standard output is kept in memory; then it is held, or goes to standard error,
+ * escaped. Where no memory file can be made, it leads to standard error as it is. */
 class RedirectLibraryOutput {
  public:
   RedirectLibraryOutput();

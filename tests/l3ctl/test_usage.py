@@ -1,9 +1,10 @@
 """Command lines: usage errors, words that mean another, and what help says of each command."""
+import fcntl
 import re
 import unittest
 from pathlib import Path
 
-from gateway import TOOLS, Gateway
+from gateway import TOOLS, Gateway, configuration
 
 # Refuses every command that makes rules, and the restore of a file; a rollback works. 4 is no answer about what is there.
 REFUSING_TOOL = """#!/bin/sh
@@ -39,7 +40,7 @@ COMMANDS = {
     "access telnet allow": ("", RULES), "access telnet block": ("", RULES),
     "access web allow": ("", RULES), "access web block": ("", RULES),
     "page-jump add": ("192.168.1.0/24 192.168.1.5", RULES), "page-jump remove": ("192.168.1.0/24 192.168.1.5", RULES),
-    "record read wan-service": ("/ztcfg/wan.dat", READS), "record read ct-timeout": ("", READS),
+    "record read wan-service": ("/ztcfg/wan.dat", "0125"), "record read ct-timeout": ("", "0125"),
     "record write wan-service": ("/ztcfg/wan.dat /tmp/record", CHANGES), "record write ct-timeout": ("60", CHANGES),
     "restore-rules": ("", RULES), "explain": (PACKET, READS), "completion": ("bash", READS),
     "rules": ("", "0125"), "check": ("", "01235"), "inspect": ("", "0123"), "backup": ("/tmp/copy.dat", "012345"),
@@ -186,6 +187,18 @@ class Help(Gateway):
                     # Or the timer has restored the old settings meanwhile.
                     self.l3ctl("confirm")
                     self.assertFalse(Path("/ztcfg/l3ctl.pending").exists())
+
+    def test_a_command_waits_for_the_lock_where_help_lists_busy_and_nowhere_else(self):
+        Path("/tmp/block").write_bytes(bytes(244))
+        Path("/tmp/record").write_bytes(bytes(1872))
+        Path("/tmp/stored.dat").write_bytes(configuration())
+        self.store()
+        with open("/run/l3ctl.lock", "w", encoding="ascii") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            for path, (arguments, statuses) in COMMANDS.items():
+                outcome = self.l3ctl("--lock-timeout", "0", *path.split(), *arguments.split(), stdin="{}")
+                # No confirmation is pending; doctor makes a finding of the lock.
+                self.assertEqual(outcome.status == 5, "5" in statuses, (path, outcome.status, outcome.err))
 
     def test_status_3_is_explained(self):
         refused = "  3  the packet filter refused a rule; everything is as it was before\n"
