@@ -23,7 +23,7 @@ inline constexpr int exit_1 = 1 << 8;
 
 /* A line that begins so may end with 1 harmlessly, such as one that removes what is often not there: to
  * the library it then succeeds, and it is not kept. Any other end, a tool's death among them, tells
- * nothing about what is there: it is a failure as ever. */
+ * nothing about what is there: it is a failure. */
 void may_fail(std::string_view beginning);
 
 /* The wait status of a line for the library. One that failed is kept, but where it may and ended with

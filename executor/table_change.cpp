@@ -80,7 +80,7 @@ std::uint64_t bytes(const SavedRule& rule) {
                                     : std::strtoull(rule.counters.c_str() + colon + 1, nullptr, 10);
 }
 
-/* The rule of before, with what its successor has counted since. */
+/* The earlier rule, with the packets that its successor has counted added. */
 SavedRule with_counters_of_both(SavedRule before, const SavedRule& now) {
   before.counters = '[' + std::to_string(packets(before) + packets(now)) + ':' +
                     std::to_string(bytes(before) + bytes(now)) + ']';
@@ -96,7 +96,7 @@ bool take_one(std::multiset<std::string>& keys, const std::string& key) {
   return true;
 }
 
-/* Undoes a transaction's edits of one chain: `removed` are places of rules of before, `added` the keys of
+/* Undoes a transaction's edits of one chain: `removed` are places of earlier rules, `added` the keys of
  * its own rules. */
 class ChainUndo {
  public:
@@ -154,7 +154,7 @@ class ChainUndo {
 
   /* What stands between two rules that are common to before and now. The old rules come back where the
    * first of the transaction's stands; where none does, in front of other programs' new rules, but for
-   * those that were put at the top of the chain. */
+   * rules inserted at the top of the chain. */
   void undo_up_to(std::size_t old_end, std::size_t end) {
     std::vector<std::size_t> others;
     std::optional<std::size_t> mark;

@@ -77,7 +77,7 @@ class TableChange {
 
  private:
   struct Edited {
-    std::set<std::size_t> removed;    /* places of rules of before */
+    std::set<std::size_t> removed;    /* places of the earlier rules */
     std::multiset<std::string> added; /* keys */
     bool is_created = false;
     bool is_deleted = false;
