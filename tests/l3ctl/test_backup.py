@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 
 from gateway import CONFIGURATION, FW, L3CTL, QOS, Gateway, configuration, word
-from test_device import FLUSH, FLUSH6, SAVES
+from test_switches import FLUSH, FLUSH6, SAVES
 
 DATA = Path(__file__).parent.parent / "data"
 HOUSEHOLD = (DATA / "golden-household-little-endian.dat").read_bytes()
