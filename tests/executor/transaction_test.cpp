@@ -1,4 +1,4 @@
-/* Rule edits made together, with tools in PATH that note what they are told. */
+/* Rule edits made together, with tests/tools/fake-iptables in PATH. */
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,30 +24,17 @@ void write(const std::string& path, const std::string& text) {
   std::ofstream(path) << text;
 }
 
-/* Everything that the tools are told lands in /tmp/told; /tmp/refused holds what they refuse:
- * arguments, or a line of a restore. A refused line is named, one of /tmp/unnamed is not. Arguments
- * in /tmp/killed end the tool. A save prints /tmp/live.TOOL, if that is there; a rollback first copies
- * /tmp/live.after there. */
-constexpr char fake_tool[] = R"(#!/bin/sh
-name=${0##*/}
-printf '%s\n' "$name $*" >>/tmp/told
-case $name in
-*-save) [ ! -e /tmp/unreadable ] || { echo "$name: permission denied" >&2; exit 1; }
-  [ ! -e "/tmp/live.$name" ] || exec cat "/tmp/live.$name"
-  printf '# read\n*filter\n:FORWARD ACCEPT [0:0]\n:IN - [0:0]\n:OUT - [0:0]\nCOMMIT\n' ;;
-*-restore) number=0
-  case $* in -c*) cp /tmp/live.after "/tmp/live.${name%-restore}-save" 2>/dev/null ;; esac
-  while IFS= read -r line; do
-    number=$((number + 1))
-    printf '  %s\n' "$line" >>/tmp/told
-    if grep -qxF -e "$line" /tmp/unnamed; then failed=COMMIT; fi
-    if grep -qxF -e "$line" /tmp/refused; then echo "$name: line $number failed" >&2; exit 1; fi
-  done
-  [ -z "$failed" ] || { echo "$name: line $number failed" >&2; exit 1; } ;;
-*) if grep -qxF -e "$*" /tmp/killed; then kill -KILL $$; fi
-  if grep -qxF -e "$*" /tmp/refused; then echo "$name: no such rule" >&2; exit 1; fi ;;
-esac
-)";
+/* The tool of tests/tools fails on this line: a command line, or a line of a restore as the command that it is. */
+void refuse(const std::string& lines) {
+  write("/tmp/refused", lines);
+}
+
+/* The tool runs this first. */
+void hook(const std::string& tool, const std::string& script) {
+  write("/tmp/hook." + tool, script);
+}
+
+constexpr char killed_restore[] = "[ \"$1\" = -c ] || { cat >/dev/null; kill -9 $$; }\n";
 
 class Transaction : public testing::Test {
  protected:
@@ -55,34 +42,31 @@ class Transaction : public testing::Test {
     mkdir("/tmp/tools", 0755);
     for (const char* name : {"iptables", "ip6tables", "iptables-save", "ip6tables-save",
                              "iptables-restore", "ip6tables-restore"}) {
-      const std::string path = std::string("/tmp/tools/") + name;
-      write(path, fake_tool);
-      chmod(path.c_str(), 0755);
+      ASSERT_EQ(symlink(FAKE_IPTABLES, (std::string("/tmp/tools/") + name).c_str()), 0);
     }
-    write("/tmp/refused", "");
-    write("/tmp/unnamed", "");
-    write("/tmp/killed", "");
+    write("/tmp/chains", ":FORWARD\n:IN\n:OUT\n");
+    write("/tmp/stateless", "");
     setenv("PATH", "/tmp/tools:/usr/bin:/bin", 1);
     executor::work(executor::Way::transaction);
   }
 
   /* What the tools were told since the last call, but for reads of all rules. */
   static std::string told() {
-    std::istringstream lines(content("/tmp/told"));
+    std::istringstream lines(content("/tmp/calls"));
     std::string text;
     for (std::string line; std::getline(lines, line);) {
       if (!line.ends_with(" -c")) {
         text += line + '\n';
       }
     }
-    unlink("/tmp/told");
+    unlink("/tmp/calls");
     return text;
   }
 
   /* What the rules of a family are from now on, in a table with the chains of the others. */
   static void live(const std::string& tool, const std::string& rules,
                    const std::string& name = "filter") {
-    write("/tmp/live." + tool + "-save",
+    write("/tmp/saved-" + tool + "-save",
           "# read\n*" + name + "\n:FORWARD ACCEPT [0:0]\n:IN - [0:0]\n:OUT - [0:0]\n" + rules +
               "COMMIT\n");
   }
@@ -117,12 +101,13 @@ TEST_F(Transaction, WhatIsNotCommittedChangesNothing) {
 
 TEST_F(Transaction, AnotherLineCommitsAndRuns) {
   str_system("iptables -A IN -j DROP");
-  EXPECT_EQ(str_system("test -s /tmp/told && ! touch /tmp/not/there"), 0);
+  EXPECT_EQ(str_system("test -s /tmp/calls && ! touch /tmp/not/there"), 0);
   EXPECT_EQ(told(), "iptables-restore --noflush -w 5\n  *filter\n  -A IN -j DROP\n  COMMIT\n");
   EXPECT_EQ(str_system("exit 3"), -1);
 }
 
 TEST_F(Transaction, OfSeveralSavesTheLastIsMadeBehindItsEdits) {
+  live("iptables", "");
   str_system("iptables -A IN -j DROP");
   EXPECT_EQ(str_system("iptables-save -t filter >/tmp/saved"), 0);
   str_system("iptables -A OUT -j DROP");
@@ -138,6 +123,7 @@ TEST_F(Transaction, OfSeveralSavesTheLastIsMadeBehindItsEdits) {
 }
 
 TEST_F(Transaction, ASaveThatCannotBeWrittenFailsTheCommit) {
+  live("iptables", "");
   str_system("iptables-save -t filter >/dev/full");
   EXPECT_FALSE(executor::commit());
   EXPECT_EQ(only_failure(), "iptables-save -t filter >/dev/full");
@@ -156,9 +142,9 @@ TEST_F(Transaction, AChainThatStandsIsNotMadeAndAMissingOneIs) {
 }
 
 TEST_F(Transaction, ADeletionIsAskedForAndThenHeld) {
-  write("/tmp/refused", "-w 5 -t filter -C IN -p udp -j DROP\n");
+  refuse("iptables -w 5 -t filter -C IN -p udp -j DROP\n");
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
-  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: no such rule\n");
+  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: Too many links\n");
   EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
   EXPECT_EQ(str_system("iptables -D IN -p gre -j DROP"), 0);
   EXPECT_EQ(
@@ -174,7 +160,7 @@ TEST_F(Transaction, ADeletionIsAskedForAndThenHeld) {
 TEST_F(Transaction, WhatMayFailSucceedsButForARefusedCommit) {
   executor::may_fail("iptables -D IN -p udp");
   executor::may_fail("iptables -N ");
-  write("/tmp/refused", "-w 5 -t filter -C IN -p udp -j DROP\n-D IN -p udp -j ACCEPT\n");
+  refuse("iptables -w 5 -t filter -C IN -p udp -j DROP\niptables -D IN -p udp -j ACCEPT\n");
   EXPECT_EQ(str_system("iptables -N IN"), 0);
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), 0);
   EXPECT_TRUE(executor::failed_lines().empty());
@@ -186,7 +172,7 @@ TEST_F(Transaction, WhatMayFailSucceedsButForARefusedCommit) {
 
 TEST_F(Transaction, AToolThatIsKilledHasNotSaidThatARuleIsMissing) {
   executor::may_fail("iptables -D IN -p udp");
-  write("/tmp/killed", "-w 5 -t filter -C IN -p udp -j DROP\n");
+  hook("iptables", "case $* in *' -C IN -p udp -j DROP') kill -KILL $$ ;; esac\n");
   str_system("iptables -F OUT");
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
   EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j DROP");
@@ -199,7 +185,7 @@ TEST_F(Transaction, AToolThatIsKilledHasNotSaidThatARuleIsMissing) {
 TEST_F(Transaction, GoingOnPassesAToolThatIsKilled) {
   executor::on_refusal(executor::OnRefusal::go_on);
   executor::may_fail("iptables -D IN -p udp");
-  write("/tmp/killed", "-w 5 -t filter -C IN -p udp -j DROP\n");
+  hook("iptables", "case $* in *' -C IN -p udp -j DROP') kill -KILL $$ ;; esac\n");
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
   EXPECT_EQ(str_system("iptables -F IN"), 0);
   EXPECT_TRUE(executor::commit());
@@ -220,7 +206,7 @@ TEST_F(Transaction, ADeletionThatDependsOnWhatIsHeldIsAskedForBehindACommit) {
 }
 
 TEST_F(Transaction, ARefusedLineThatTheToolNamesIsNamedAndNothingElseRuns) {
-  write("/tmp/refused", "-A IN -p udp -j DROP\n");
+  refuse("iptables -A IN -p udp -j DROP\n");
   for (const char* line : {"iptables -F IN", "iptables -A IN -p udp -j DROP", "iptables -F OUT"}) {
     EXPECT_EQ(str_system(line), 0);
   }
@@ -236,15 +222,17 @@ TEST_F(Transaction, ARefusedLineThatTheToolNamesIsNamedAndNothingElseRuns) {
 }
 
 TEST_F(Transaction, ARefusedLineThatTheToolDoesNotNameIsSearchedFor) {
-  write("/tmp/unnamed", "-A IN -p 21 -j DROP\n");
+  hook("iptables-restore",
+       "text=$(cat)\ncase $text in\n*'-A IN -p 21 -j DROP'*) number=$(echo \"$text\" | wc -l)\n"
+       "  echo \"$name: line $number failed\" >&2; exit 1 ;;\n*) exit 0 ;;\nesac\n");
   // By itself the line makes its tool say why.
-  write("/tmp/refused", "-t filter -A IN -p 21 -j DROP\n");
+  refuse("iptables -t filter -A IN -p 21 -j DROP\n");
   for (int protocol = 1; protocol <= 50; ++protocol) {
     str_system(("iptables -A IN -p " + std::to_string(protocol) + " -j DROP").c_str());
   }
   EXPECT_FALSE(executor::commit());
   EXPECT_EQ(only_failure(), "iptables -A IN -p 21 -j DROP");
-  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: no such rule\n");
+  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: Too many links\n");
 }
 
 TEST_F(Transaction, AnEditOfAMissingChainIsNamed) {
@@ -272,9 +260,7 @@ TEST_F(Transaction, WhatWasCommittedIsUndone) {
 }
 
 TEST_F(Transaction, WhatAKilledRestoreMadeIsUndone) {
-  write("/tmp/tools/iptables-restore",
-        std::string(fake_tool).replace(
-            0, 10, "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; kill -9 $$; }\n"));
+  hook("iptables-restore", killed_restore);
   str_system("iptables -A IN -j DROP");
   EXPECT_FALSE(executor::commit());
   EXPECT_EQ(only_failure(), "iptables-restore --noflush");
@@ -286,9 +272,7 @@ TEST_F(Transaction, WhatAKilledRestoreMadeIsUndone) {
 }
 
 TEST_F(Transaction, WhatARestoreMadeThatWasKilledBehindItsCommitIsUndone) {
-  write("/tmp/tools/iptables-restore",
-        std::string(fake_tool).replace(
-            0, 10, "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; kill -9 $$; }\n"));
+  hook("iptables-restore", killed_restore);
   str_system("iptables -A IN -j DROP");
   EXPECT_FALSE(executor::commit());
   told();
@@ -302,36 +286,34 @@ TEST_F(Transaction, ARollbackIsJudgedByTheKernelToo) {
   EXPECT_TRUE(executor::commit());
   told();
   live("iptables", "[0:0] -A IN -j DROP\n");
-  write("/tmp/refused", "-D IN -j DROP\n");
+  refuse("iptables -D IN -j DROP\n");
   EXPECT_EQ(executor::put_back(),
             "iptables, table filter, chain IN: iptables-restore: line 2 failed");
   const std::string once = "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n";
   EXPECT_EQ(told(), once + once + once);
   // The tool fails, but the rule is gone.
-  write("/tmp/live.after", "# read\n*filter\n:IN - [0:0]\nCOMMIT\n");
+  hook("iptables-restore", "rm -f /tmp/saved-iptables-save\n");
   EXPECT_EQ(executor::put_back(), "");
   EXPECT_EQ(told(), once);
 }
 
 TEST_F(Transaction, GoingOnUndoesWhatAKilledRestoreMade) {
   executor::on_refusal(executor::OnRefusal::go_on);
-  write("/tmp/tools/iptables-restore",
-        std::string(fake_tool).replace(
-            0, 10,
-            "#!/bin/sh\n[ \"$1\" = -c ] || { cat >/dev/null; cp /tmp/made /tmp/live.iptables-save;"
-            " kill -9 $$; }\n"));
+  hook("iptables-restore",
+       "if [ \"$1\" = -c ]; then rm /tmp/saved-iptables-save; else\n  cat >/dev/null\n"
+       "  cp /tmp/made /tmp/saved-iptables-save\n  kill -9 $$\nfi\n");
   write("/tmp/made", "# read\n*filter\n:IN - [0:0]\n[0:0] -A IN -j DROP\nCOMMIT\n");
-  write("/tmp/live.after", "# read\n*filter\n:IN - [0:0]\nCOMMIT\n");
   str_system("iptables -A IN -j DROP");
   EXPECT_TRUE(executor::commit());
   EXPECT_EQ(told(),
+            "iptables-restore --noflush -w 5\n"
             "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n  COMMIT\n"
             "iptables -A IN -j DROP\n");
   EXPECT_TRUE(executor::failed_lines().empty());
 }
 
 TEST_F(Transaction, ATableThatCannotBeReadIsNotChanged) {
-  write("/tmp/unreadable", "");
+  hook("iptables-save", "echo 'iptables-save: permission denied' >&2\nexit 1\n");
   str_system("iptables -F IN");
   EXPECT_FALSE(executor::commit());
   EXPECT_EQ(only_failure(), "iptables -F IN");
@@ -344,13 +326,13 @@ TEST_F(Transaction, ATableReadAheadIsNotReadOnceMore) {
   executor::read_ahead("iptables");
   str_system("iptables -F IN");
   EXPECT_TRUE(executor::commit());
-  const std::string all = content("/tmp/told");
+  const std::string all = content("/tmp/calls");
   EXPECT_EQ(all.substr(0, all.find('\n')), "iptables-save -t filter -c");
   EXPECT_EQ(all.find("iptables-save", 1), std::string::npos);
 }
 
 TEST_F(Transaction, ATableThatCannotBeReadAheadIsNotChanged) {
-  write("/tmp/unreadable", "");
+  hook("iptables-save", "echo 'iptables-save: permission denied' >&2\nexit 1\n");
   executor::read_ahead("iptables");
   str_system("iptables -F IN");
   EXPECT_FALSE(executor::commit());
@@ -359,7 +341,7 @@ TEST_F(Transaction, ATableThatCannotBeReadAheadIsNotChanged) {
 
 TEST_F(Transaction, GoingOnMakesEveryLineButTheRefused) {
   executor::on_refusal(executor::OnRefusal::go_on);
-  write("/tmp/refused", "-A IN -p udp -j DROP\n");
+  refuse("iptables -A IN -p udp -j DROP\n");
   for (const char* line : {"iptables -F IN", "iptables -A IN -p udp -j DROP", "iptables -F OUT"}) {
     EXPECT_EQ(str_system(line), 0);
   }
@@ -373,7 +355,7 @@ TEST_F(Transaction, GoingOnMakesEveryLineButTheRefused) {
 TEST_F(Transaction, ALineThatIsNotUnderstoodIsUndoneByWhatItDid) {
   live("iptables", "[1:10] -A IN -j ACCEPT\n[0:0] -A OUT -j ACCEPT\n");
   write("/tmp/tools/odd-tables",
-        "#!/bin/sh\nsed -i 's/.* -A IN .*/[0:0] -A IN -j odd/' /tmp/live.iptables-save\n");
+        "#!/bin/sh\nsed -i 's/.* -A IN .*/[0:0] -A IN -j odd/' /tmp/saved-iptables-save\n");
   chmod("/tmp/tools/odd-tables", 0755);
   EXPECT_EQ(str_system("odd-tables --some thing"), 0);
   told();
@@ -385,16 +367,17 @@ TEST_F(Transaction, ALineThatIsNotUnderstoodIsUndoneByWhatItDid) {
 
 TEST_F(Transaction, ALineOfNatThatIsNotUnderstoodIsUndoneToo) {
   live("iptables", "", "nat");
-  write("/tmp/tools/iptables",
-        "#!/bin/sh\nsed -i 's/COMMIT/[0:0] -A IN --odd\\nCOMMIT/' /tmp/live.iptables-save\n");
+  hook("iptables",
+       "sed -i 's/COMMIT/[0:0] -A IN --odd\\nCOMMIT/' /tmp/saved-iptables-save\nexit\n");
   str_system("iptables -t nat -I IN --odd");
   EXPECT_EQ(executor::put_back(), "");
-  EXPECT_EQ(told(), "iptables-restore -c --noflush -w 5\n  *nat\n  -D IN --odd\n  COMMIT\n");
+  EXPECT_EQ(told(),
+            "iptables -t nat -I IN --odd\n"
+            "iptables-restore -c --noflush -w 5\n  *nat\n  -D IN --odd\n  COMMIT\n");
 }
 
 TEST_F(Transaction, AMessageOfAnyBytesIsSearchedForALineNumber) {
-  write("/tmp/tools/iptables-restore",
-        "#!/bin/sh\nprintf 'line: \\377\\200 line 3 failed' >&2; exit 1\n");
+  hook("iptables-restore", "printf 'line: \\377\\200 line 3 failed' >&2; exit 1\n");
   str_system("iptables -F IN");
   str_system("iptables -A IN -p udp -j DROP");
   EXPECT_FALSE(executor::commit());

@@ -6,7 +6,7 @@ import signal
 import time
 from pathlib import Path
 
-from gateway import CONFIGURATION, TOOLS, Gateway, configuration, empty_folder
+from gateway import CONFIGURATION, Gateway, configuration, empty_folder
 
 PENDING = Path("/ztcfg/l3ctl.pending")
 TIMER = Path("/run/l3ctl.timer")
@@ -82,10 +82,8 @@ class Confirming(Gateway):
 
     def on_first_line(self, beginning, action):
         """The tools do this at the first command line that begins so."""
-        tool = TOOLS / "iptables"
-        tool.write_text(tool.read_text(encoding="ascii").replace(
-            "exit 0", f'case "$line" in "{beginning}"*)\n  [ -e /tmp/tools/done ] || {{ touch /tmp/tools/done; '
-                      f'{action}; }} ;;\nesac\nexit 0'), encoding="ascii")
+        self.hook("iptables", f'case "$line" in "{beginning}"*)\n  [ -e /tmp/tools/done ] || {{ touch /tmp/tools/done; '
+                              f'{action}; }} ;;\nesac')
 
     def cut_the_power(self):
         """What lies in memory alone is gone, and the machine has started once more."""

@@ -1,4 +1,4 @@
-"""A gateway for one test: an empty /ztcfg and /run, and packet-filter tools that only note what they are told.
+"""A gateway for one test: an empty /ztcfg and /run, and tests/tools/fake-iptables as its packet filter.
 
 Runs inside tests/sandbox alone, where these folders belong to the test.
 """
@@ -16,88 +16,13 @@ COMMANDS = Path("/tmp/commands")
 REFUSED = Path("/tmp/refused")
 RESTORES = Path("/tmp/restores")
 CHAINS = Path("/tmp/chains")
+PACKET_FILTER = ("iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore", "ip6tables-restore")
+FAKE = Path(__file__).parents[1] / "tools/fake-iptables"
 
 # The chains that stand, as the tools list them.
 STANDING = [":INPUT", ":FORWARD", ":OUTPUT", *(f":forward_ext_{name}" for name in (
     "bad_tcp", "ip", "us_ip", "ds_ip", "url", "mac", "captiveportal")), *(f":input_ext_{name}" for name in (
         "local_access", "local_access_ex", "acl", "us_acl", "ds_acl", "dhcp", "access_ctrl"))]
-
-# Notes its arguments. A restore of edits notes their lines instead, as the commands that they would be
-# one by one; reading all rules, as is done before a change, is not noted. A rollback is noted as the command
-# that it is. The chains that stand are those of /tmp/chains; the rules of each family and table are kept in
-# /tmp/rules.FAMILY.TABLE, as the tools list them, unless /tmp/stateless is there.
-TOOL = r"""#!/bin/sh
-name="${0##*/}"
-line="$name${*:+ $*}"
-refused() {
-  [ -e /tmp/refused ] && grep -qxF -e "$1" /tmp/refused
-}
-# Makes the edits of standard input in a table.
-edit() {
-  [ -e /tmp/stateless ] && return
-  rules="/tmp/rules.${name%%-*}.$1"
-  touch "$rules"
-  awk '
-    part == 1 { rule[++count] = $0; next }
-    { sub(/^\[[0-9:]*\] /, ""); operation = substr($0, 1, 3); $0 = substr($0, 4) }
-    operation == "-A " { rule[++count] = "-A " $0 }
-    operation == "-I " {
-      place = 1
-      if (match($0, /^[^ ]+ [0-9]+/)) { place = $2; $0 = $1 substr($0, RLENGTH + 1) }
-      for (at = 1; at <= count; at++) if (index(rule[at] " ", "-A " $1 " ") == 1 && --place == 0) break
-      for (to = ++count; to > at; to--) rule[to] = rule[to - 1]
-      rule[at] = "-A " $0
-    }
-    operation == "-F " { for (at = 1; at <= count; at++) if (index(rule[at] " ", "-A " $1 " ") == 1) delete rule[at] }
-    operation == "-D " { for (at = 1; at <= count; at++) if (rule[at] == "-A " $0) { delete rule[at]; break } }
-    operation == "-F " || operation == "-D " {
-      for (at = to = 1; at <= count; at++) if (at in rule) rule[to++] = rule[at]
-      count = to - 1
-    }
-    END { for (at = 1; at <= count; at++) print rule[at] }' part=1 "$rules" part=2 - >"$rules.new"
-  mv "$rules.new" "$rules"
-}
-case "$line" in
-  *-save\ -t\ *\ -c)
-    printf '# rules\n*%s\n' "$2"
-    while read -r chain; do printf '%s - [0:0]\n' "$chain"; done </tmp/chains
-    [ -e "/tmp/rules.${name%-save}.$2" ] && sed 's/^/[0:0] /' "/tmp/rules.${name%-save}.$2"
-    echo COMMIT
-    exit 0 ;;
-  *-restore\ --noflush\ *)
-    number=0
-    while IFS= read -r edit; do
-      number=$((number + 1))
-      case "$edit" in
-        \**) table=${edit#?} ;;
-        -*) printf '%s %s\n' "${name%-restore}" "$edit" >>/tmp/made
-            printf '%s\n' "$edit" >>/tmp/edits
-            if refused "${name%-restore} $edit"; then
-              echo "$name: line $number failed" >&2
-              rm /tmp/made /tmp/edits
-              exit 1
-            fi ;;
-      esac
-    done
-    printf '%s: ' "$name" >>/tmp/restores
-    grep -c . /tmp/made >>/tmp/restores
-    cat /tmp/made >>/tmp/commands
-    edit "$table" </tmp/edits
-    rm /tmp/made /tmp/edits
-    exit 0 ;;
-esac
-printf '%s\n' "$line" >>/tmp/commands
-if refused "$line"; then
-  echo "$name: Too many links" >&2
-  exit 1
-fi
-case "$name $1" in
-  *-restore\ -c) read -r table; edit "${table#?}" ;;
-  ip*tables\ -t) table=$2; shift 2; printf '%s\n' "$*" | edit "$table" ;;
-  ip*tables\ -[AIFD]) printf '%s\n' "$*" | edit filter ;;
-esac
-exit 0
-"""
 
 # Where the parts of the configuration file begin.
 FW, QOS, FW6, END = 31, 6199, 6447, 15019
@@ -148,21 +73,35 @@ class Gateway(unittest.TestCase):
             empty_folder(folder)
         # Not all of /tmp: the checkout may lie below it.
         shutil.rmtree(TOOLS, ignore_errors=True)
-        for leftover in (COMMANDS, REFUSED, RESTORES):
+        for leftover in (COMMANDS, REFUSED, RESTORES, *Path("/tmp").glob("hook.*"), *Path("/tmp").glob("saved-*")):
             leftover.unlink(missing_ok=True)
         self.forget_rules()
         TOOLS.mkdir()
-        for name in ("iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore",
-                     "ip6tables-restore"):
-            tool = TOOLS / name
-            tool.write_text(TOOL)
-            tool.chmod(0o755)
+        for name in PACKET_FILTER:
+            (TOOLS / name).symlink_to(FAKE)
         CHAINS.write_text("".join(chain + "\n" for chain in STANDING))
 
     def forget_rules(self):
         """As a restart of the machine does; the chains stay."""
         for rules in Path("/tmp").glob("rules.ip*tables.*"):
             rules.unlink()
+
+    def hook(self, name, script=None):
+        """From now on the tool runs this shell text first; none takes the hook away."""
+        if script is None:
+            Path(f"/tmp/hook.{name}").unlink()
+        else:
+            # In one step: a tool may be starting.
+            Path("/tmp/hook").write_bytes(script if isinstance(script, bytes) else script.encode())
+            Path("/tmp/hook").rename(f"/tmp/hook.{name}")
+
+    def live(self, ipv4=None, ipv6=None):
+        """From now on the -save tools print these rules."""
+        for text, name in ((ipv4, "iptables-save"), (ipv6, "ip6tables-save")):
+            if text is not None:
+                # In one step: a command may be watching.
+                Path("/tmp/saved").write_text(text)
+                Path("/tmp/saved").rename("/tmp/saved-" + name)
 
     def environment(self):
         return {"PATH": f"{TOOLS}:/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}

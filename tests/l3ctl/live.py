@@ -2,15 +2,10 @@
 import re
 from pathlib import Path
 
-from gateway import TOOLS, Gateway
+from gateway import Gateway
 
 DATA = Path(__file__).parent.parent / "data"
 SETTINGS = (DATA / "rules-settings.json").read_text()
-
-SAVE = """#!/bin/sh
-echo "${0##*/}${*:+ $*}" >>/tmp/commands
-exec cat /tmp/saved-${0##*/}
-"""
 
 FRESH4 = """*filter
 :INPUT ACCEPT [0:0]
@@ -73,17 +68,7 @@ def squeezed(text):
 class Rules(Gateway):
     def setUp(self):
         super().setUp()
-        for name in ("iptables-save", "ip6tables-save"):
-            (TOOLS / name).write_text(SAVE)
         self.live(FRESH4, FRESH6)
-
-    def live(self, ipv4=None, ipv6=None):
-        """What the packet filter answers from now on."""
-        for text, name in ((ipv4, "iptables-save"), (ipv6, "ip6tables-save")):
-            if text is not None:
-                # In one step: somebody may be watching.
-                Path("/tmp/saved-next").write_text(text)
-                Path("/tmp/saved-next").rename("/tmp/saved-" + name)
 
     def settings(self, text=ONE_NAME):
         self.assertEqual(self.apply(text).status, 0)

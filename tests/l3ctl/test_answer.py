@@ -89,8 +89,8 @@ class Answer(Gateway):
     def test_a_change_that_fails_says_so_whoever_reads(self):
         self.store(firewall=True)
         self.refuse("iptables -A forward_ext_url -i br0 -p udp --dport 53 -m string --hex-string nothing")
-        (Path("/tmp/tools") / "iptables-restore").write_text("#!/bin/sh\nexit 2\n")
-        (Path("/tmp/tools") / "iptables").write_text("#!/bin/sh\nexit 2\n")
+        self.hook("iptables-restore", "exit 2")
+        self.hook("iptables", "exit 2")
         for sink in (to_full, to_nothing, to_nobody):
             for form in ((), ("--json",)):
                 done = sink([*form, "url-filter", "on"], self.environment())

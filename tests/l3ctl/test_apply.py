@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from gateway import CONFIGURATION, L3CTL, TOOLS, Gateway, configuration, word
+from gateway import CONFIGURATION, L3CTL, Gateway, configuration, word
 from test_schema import MORE_RUNS, PORTAL, RUNS
 
 IP_FILTER = """{
@@ -201,7 +201,7 @@ class Failures(Gateway):
 
     def test_missing_chains_are_explained(self):
         self.store()
-        (TOOLS / "iptables").write_text('#!/bin/sh\necho "iptables: No chain/target/match by that name." >&2\nexit 1\n')
+        self.hook("iptables", 'echo "iptables: No chain/target/match by that name." >&2; exit 1')
         outcome = self.apply(IP_FILTER)
         self.assertEqual(outcome.status, 3)
         self.assertIn('l3ctl: hint: the chains are made at start-up, by "l3ctl init"\n', outcome.err)

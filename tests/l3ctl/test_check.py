@@ -4,7 +4,6 @@ import re
 import unittest
 from pathlib import Path
 
-from gateway import TOOLS
 from live import DATA, FRESH4, SETTINGS, Rules, squeezed
 from test_schema import faults
 
@@ -169,7 +168,7 @@ class Check(Rules):
             self.live(ipv4)
             outcome = self.l3ctl("check")
             self.assertEqual((outcome.status, outcome.out, outcome.err), (1, "", f"l3ctl: {said}\n"))
-        (TOOLS / "iptables-save").write_text("#!/bin/sh\necho 'Permission denied (you must be root)' >&2\nexit 4\n")
+        self.hook("iptables-save", "echo 'Permission denied (you must be root)' >&2; exit 4")
         self.assert_outcome(self.l3ctl("rules"), 1, "",
                             "l3ctl: iptables-save ended with 4: Permission denied (you must be root)\n")
 

@@ -6,7 +6,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, FW, L3CTL, TOOLS, configuration, word
+from gateway import CONFIGURATION, FW, L3CTL, configuration, word
 from live import FRESH4, FRESH6, Rules
 
 # What must not be printed: C0, DEL and C1; Arabic letter mark, the marks, embeddings, overrides and isolates of both
@@ -140,7 +140,7 @@ class Stored(Escaped):
             self.told(*words, stdin=stdin)
 
     def test_rules_with_hostile_names_that_are_refused(self):
-        (TOOLS / "iptables").write_bytes(b"#!/bin/sh\nprintf '%s\\n' \"" + HOSTILE.replace(b"$", b"").replace(
+        self.hook("iptables", b"printf '%s\\n' \"" + HOSTILE.replace(b"$", b"").replace(
             b'"', b"").replace(b"`", b"").replace(b"\n", b"") + b"\" >&2\nexit 1\n")
         for one in packed(30):
             CONFIGURATION.write_bytes(names([one]))
@@ -186,7 +186,7 @@ class Platform(Escaped):
     def test_what_tools_say_when_they_fail(self):
         said = HOSTILE.replace(b"\n", b"").replace(b"'", b"")
         for name in ("iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore", "ip6tables-restore"):
-            (TOOLS / name).write_bytes(b"#!/bin/sh\nprintf '%s\\n' '" + said + b"'\nprintf '%s\\n' '" + said + b"' >&2\nexit 1\n")
+            self.hook(name, b"printf '%s\\n' '" + said + b"'\nprintf '%s\\n' '" + said + b"' >&2\nexit 1\n")
         for words in (["init"], ["--one-by-one", "init"], ["firewall", "on"], ["--one-by-one", "firewall", "on"], ["rules"],
                       ["check"], ["status"], ["doctor"], ["restore-rules"], ["wan", "update", "wan3"],
                       ["explain", "--from", "lan", "--to", "gateway", "--protocol", "icmp", "--source", "192.168.1.2"]):

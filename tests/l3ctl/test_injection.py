@@ -10,11 +10,10 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, FW, L3CTL, TOOLS, Gateway, configuration
+from gateway import CONFIGURATION, FW, L3CTL, PACKET_FILTER, TOOLS, Gateway, configuration
 
 TRACE = Path("/tmp/injection.trace")
 RAN = Path("/tmp/x")
-PACKET_FILTER = {"iptables", "ip6tables", "iptables-save", "ip6tables-save", "iptables-restore", "ip6tables-restore"}
 # Start-up makes a folder for the kernel's modules, and a migration renames a file.
 OTHERS = {"mkdir", "touch", "uname", "mv"}
 # What l3ctl itself asks of the packet filter: reading, making and putting back all rules of a table.

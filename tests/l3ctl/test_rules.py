@@ -234,7 +234,7 @@ class Watch(Rules):
 
     def test_ends_while_a_tool_hangs(self):
         self.settings()
-        (TOOLS / "iptables-save").write_text("#!/bin/sh\necho here >/run/hangs\nexec sleep 30\n")
+        self.hook("iptables-save", "echo here >/run/hangs; exec sleep 30")
         os.mkfifo("/run/hangs")
         for ending in (signal.SIGINT, signal.SIGTERM):
             process = subprocess.Popen([L3CTL, "rules", "--watch"], stdout=subprocess.DEVNULL, env=self.environment(),
@@ -250,7 +250,7 @@ class Watch(Rules):
 
     def test_a_tool_can_be_ended_whoever_started_l3ctl(self):
         self.settings()
-        (TOOLS / "ip6tables-save").write_text("#!/bin/sh\nkill -INT $$\nexec sleep 30\n")
+        self.hook("ip6tables-save", "kill -INT $$; exec sleep 30")
         done = subprocess.run([L3CTL, "check"], capture_output=True, text=True, env=self.environment(), check=False,
                               preexec_fn=lambda: signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGINT]), timeout=20)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (1, "", "l3ctl: ip6tables-save ended with 130: \n"))

@@ -3,7 +3,7 @@ import json
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, FW, TOOLS, Gateway, configuration, word
+from gateway import CONFIGURATION, FW, Gateway, configuration, word
 
 FLUSH = [f"iptables -t filter -F {chain}" for chain in (
     "input_ext_local_access", "input_ext_us_acl", "input_ext_ds_acl", "input_ext_dhcp", "forward_ext_bad_tcp",
@@ -152,13 +152,14 @@ class Status(Gateway):
         self.store(firewall=True)
         for ipv4, ipv6, words in (("wan3", "wan3", "wan3"), ("wan9", None, "ip_filter wan9, ip6_filter none, acl none"),
                                   ("wan3", "wan4", "ip_filter wan3, ip6_filter wan4, acl none")):
-            for tool, wan in (("iptables-save", ipv4), ("ip6tables-save", ipv6)):
-                bound = f"[0:0] -A forward_ext_ip -i {wan} -j forward_ext_ds_ip\\n" if wan else ""
-                acl = f"[0:0] -A input_ext_acl -i {wan} -j input_ext_ds_acl\\n" if words == "wan3" else ""
-                (TOOLS / tool).write_text("#!/bin/sh\nprintf '*filter\\n:forward_ext_ip - [0:0]\\n"
-                                          f":input_ext_acl - [0:0]\\n{bound}{acl}COMMIT\\n'\n")
+            answers = []
+            for wan in (ipv4, ipv6):
+                bound = f"[0:0] -A forward_ext_ip -i {wan} -j forward_ext_ds_ip\n" if wan else ""
+                acl = f"[0:0] -A input_ext_acl -i {wan} -j input_ext_ds_acl\n" if words == "wan3" else ""
+                answers.append(f"*filter\n:forward_ext_ip - [0:0]\n:input_ext_acl - [0:0]\n{bound}{acl}COMMIT\n")
+            self.live(*answers)
             self.assertIn(f"bound_to                {words}\n", self.l3ctl("status").out)
-        (TOOLS / "iptables-save").write_text("#!/bin/sh\nexit 4\n")
+        self.hook("iptables-save", "exit 4")
         self.assertIn("bound_to                unknown\n", self.l3ctl("status").out)
 
     def test_version_is_registered_with_the_platform(self):

@@ -109,8 +109,7 @@ class Together(Transaction):
         self.assertNotIn("everything is as it was before", outcome.err)
 
     def test_rules_that_cannot_be_read_are_not_changed(self):
-        tool = TOOLS / "iptables-save"
-        tool.write_text("#!/bin/sh\nexit 1\n")
+        self.hook("iptables-save", "exit 1")
         stored = CONFIGURATION.read_bytes()
         outcome = self.apply('{"port_scan_protection": true}')
         self.assertEqual((outcome.status, outcome.out), (3, ""))
@@ -155,16 +154,13 @@ class Together(Transaction):
         self.assertEqual(self.restores(), ["iptables-restore: 2"])
 
     def test_a_tool_that_dies_has_not_said_that_a_rule_is_missing(self):
-        tool = TOOLS / "iptables"
-        working = tool.read_text()
         for end, told in (("kill -KILL $$", "signal 9"), ("exit 4", "ended with 4"), ("exit 2", "ended with 2")):
             for self.way, letter, ask in (((), "C", "-w 5 "), (("--one-by-one",), "D", "")):
                 with self.subTest((end, self.way)):
                     self.store(firewall=True, w4632=0)
                     stored = CONFIGURATION.read_bytes()
                     line = f"iptables {ask}-t filter -{letter} FORWARD {BLOCK[0]}"
-                    tool.write_text(working.replace(
-                        "refused() {", f'[ "$line" != "{line}" ] || {end}\nrefused() {{', 1))
+                    self.hook("iptables", f'[ "$line" != "{line}" ] || {end}')
                     outcome = self.l3ctl("ipsec", "on")
                     self.assertEqual((outcome.status, outcome.out), (3, ""), outcome.err)
                     self.assertRegex(outcome.err, f'"iptables -t filter -D FORWARD {BLOCK[0]}" .*'
@@ -186,13 +182,11 @@ class Together(Transaction):
                    # A lost answer is told by the exit status.
                    signal.SIGPIPE, signal.SIGXFSZ}
         stopping = {signal.SIGTSTP, signal.SIGTTIN, signal.SIGTTOU}
-        tool = TOOLS / "iptables-restore"
-        plain = tool.read_text()
         for ending in sorted(blocked):
             with self.subTest(ending):
                 self.store(firewall=True)
                 self.way = ()
-                tool.write_text(plain.replace("#!/bin/sh\n", f'#!/bin/sh\nkill -{int(ending)} "$PPID"\n', 1))
+                self.hook("iptables-restore", f'kill -{int(ending)} "$PPID"')
                 if ending in stopping:
                     self.assert_stops(ending)
                 else:
@@ -201,7 +195,7 @@ class Together(Transaction):
                         0 if ending in ignored else -ending,
                         "applied: ip_filter, url_filter, mac6_filter; unchanged: nothing\n"), outcome.err)
                 self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
-        tool.write_text(plain)
+        self.hook("iptables-restore")
         self.way = ("--one-by-one",)
         self.assertEqual(self.apply(TWO_LISTS).out, "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
 
@@ -225,8 +219,7 @@ class Together(Transaction):
             self.assertEqual(change.wait(60), 0)
 
     def test_a_limit_on_processor_time_leaves_no_half_change(self):
-        tool = TOOLS / "iptables-restore"
-        tool.write_text(tool.read_text().replace("#!/bin/sh\n", '#!/bin/sh\nprlimit --pid "$PPID" --cpu=1:\n', 1))
+        self.hook("iptables-restore", 'prlimit --pid "$PPID" --cpu=1:')
 
         def use_time():
             while time.process_time() < 1.1:
@@ -280,9 +273,8 @@ class Together(Transaction):
                          "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
 
     def test_a_limit_on_files_leaves_no_half_change(self):
-        tool = TOOLS / "iptables-save"
-        tool.write_text('#!/bin/sh\ncase "$*" in *-c) ;; *) ulimit -S -f unlimited; head -c 20000 /dev/zero; exit ;; esac\n' +
-                        tool.read_text())
+        self.hook("iptables-save",
+                  'case "$*" in *-c) ;; *) ulimit -S -f unlimited; head -c 20000 /dev/zero; exit ;; esac')
         before = self.everything()
         done = subprocess.run([L3CTL, "apply", "-"], input=TWO_LISTS.encode(), capture_output=True,
                               env=self.environment(), timeout=60, check=False,
@@ -293,8 +285,10 @@ class Together(Transaction):
 
     def test_the_signals_that_are_put_off_reach_the_tools(self):
         # No shell script: Debian's shell takes the mask off by itself.
+        (TOOLS / "iptables").unlink()
         (TOOLS / "iptables").write_text("#!/usr/bin/python3\nimport signal\nopen('/tmp/tools/blocked', 'a').write("
                                         "str(signal.pthread_sigmask(signal.SIG_BLOCK, [])))\n")
+        (TOOLS / "iptables").chmod(0o755)
         self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
         self.assertEqual((TOOLS / "blocked").read_text(), 2 * "set()")
 
