@@ -10,10 +10,7 @@ namespace {
 using settings::Settings;
 
 constexpr FilterList acl_lists[] = {
-    {.section = "acl",
-     .set = [](const Settings& s) { return gl3_web_set_acl_cfg(&*s.acl); },
-     .enable = [](Settings& s, bool on) { s.acl->acl_filter_ctrl = on ? 1 : 0; },
-     .remove_all = gl3_web_remove_all_acl_rule},
+    {.section = "acl", .remove_all = gl3_web_remove_all_acl_rule},
 };
 
 constexpr Filter acl = {.command = "acl",

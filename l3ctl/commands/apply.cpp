@@ -35,10 +35,10 @@ void show_progress(const char* section, size_t place, size_t total) {
 
 /* No rule is made of the portal's old destinations where the portal alone is set, and for good. */
 bool sets_only_portal(const settings::Settings& wanted, int confirm_within) {
-  const auto steps = apply_steps();
+  const auto all = sections();
   return wanted.captive_portal && confirm_within == 0 &&
-         std::count_if(steps.begin(), steps.end(),
-                       [&](const ApplyStep& step) { return step.is_wanted(wanted); }) == 1;
+         std::count_if(all.begin(), all.end(),
+                       [&](const Section& section) { return section.is_wanted(wanted); }) == 1;
 }
 
 /* `confirm_within` is in seconds; 0 where nobody has to confirm. */

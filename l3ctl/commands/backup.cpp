@@ -15,6 +15,7 @@
 #include "management/change/apply.hpp"
 #include "management/change/change.hpp"
 #include "management/store/paths.hpp"
+#include "management/store/setters.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/atomic_file.hpp"

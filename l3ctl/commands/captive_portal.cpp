@@ -23,10 +23,7 @@ namespace {
 using settings::Settings;
 
 constexpr FilterList captive_portal_lists[] = {
-    {.section = "captive_portal",
-     .set = [](const Settings& s) { return gl3_web_set_caporl_cfg(&*s.captive_portal); },
-     .enable = [](Settings& s, bool on) { s.captive_portal->caporl_filter_ctrl = on ? 1 : 0; },
-     .remove_all = gl3_web_remove_all_caporl_rule},
+    {.section = "captive_portal", .remove_all = gl3_web_remove_all_caporl_rule},
 };
 
 /* Clearing leaves no rule, but the rules of a portal without destinations drop every request. */

@@ -11,10 +11,7 @@ namespace {
 using settings::Settings;
 
 constexpr FilterList dhcp_lists[] = {
-    {.section = "dhcp_filter",
-     .set = [](const Settings& s) { return gl3_web_set_dhcp_cfg(&*s.dhcp_filter); },
-     .enable = [](Settings& s, bool on) { s.dhcp_filter->dhcp_mac_filter_ctrl = on ? 1 : 0; },
-     .remove_all = gl3_web_remove_all_dhcp_rule},
+    {.section = "dhcp_filter", .remove_all = gl3_web_remove_all_dhcp_rule},
 };
 
 constexpr Filter dhcp_filter = {.command = "dhcp-filter",

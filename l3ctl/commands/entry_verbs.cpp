@@ -5,6 +5,7 @@
 
 #include "l3ctl/views/change_report.hpp"
 #include "management/change/change.hpp"
+#include "management/store/sections.hpp"
 
 namespace l3ctl {
 
@@ -170,7 +171,8 @@ void warn_of_twin(const WantedSection& wanted) {
 int set_all(const Context& context, Change& change, const std::vector<WantedSection>& all,
             const std::string& done) {
   for (const WantedSection& one : all) {
-    change.call(one.list->section, [&] { return one.list->set(one.settings); });
+    change.call(one.list->section,
+                [&] { return section_named(one.list->section).set(one.settings); });
   }
   return report(context, change, done);
 }

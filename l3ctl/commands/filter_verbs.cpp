@@ -10,6 +10,7 @@
 #include "l3ctl/views/problem_report.hpp"
 #include "l3ctl/views/settings_text.hpp"
 #include "management/change/change.hpp"
+#include "management/store/sections.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
 
@@ -70,8 +71,9 @@ int enable(const Context& context, const Filter& filter, const Lists& lists, boo
   Change change(context, first_rules_of(filter, lists));
   settings::Settings wanted = change.stored();
   for (const FilterList& one : lists) {
-    one.enable(wanted, on);
-    change.call(one.section, [&] { return one.set(wanted); });
+    const Section& section = section_named(one.section);
+    section.list->enable(wanted, on);
+    change.call(section.name, [&] { return section.set(wanted); });
   }
   warn_of_change(change.stored(), wanted);
   if (on && filter.on_note != nullptr) {

@@ -13,9 +13,7 @@ namespace l3ctl {
 
 /* One list of a filter; a filter that exists per address family has two. */
 struct FilterList {
-  const char* section;                       /* its section of the settings */
-  int32_t (*set)(const settings::Settings&); /* hands its section to the library */
-  void (*enable)(settings::Settings&, bool on);
+  const char* section; /* its section of the settings */
   int32_t (*remove_all)();
   /* Takes out the entries where remove_all leaves rules for none; null where it leaves no rule. */
   void (*clear)(settings::Settings&) = nullptr;

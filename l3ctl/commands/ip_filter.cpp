@@ -12,13 +12,9 @@ using settings::Settings;
 
 constexpr FilterList ip_lists[] = {
     {.section = "ip_filter",
-     .set = [](const Settings& s) { return gl3_web_set_firewall_cfg(&*s.ip_filter); },
-     .enable = [](Settings& s, bool on) { s.ip_filter->ip_filter_ctrl = on ? 0 : 1; },
      .remove_all = gl3_web_remove_all_firewall_rule,
      .clear = [](Settings& s) { s.ip_filter->count = 0; }},
     {.section = "ip6_filter",
-     .set = [](const Settings& s) { return gl3_web_set_firewall6_cfg(&*s.ip6_filter); },
-     .enable = [](Settings& s, bool on) { s.ip6_filter->ip_filter_ctrl = on ? 0 : 1; },
      .remove_all = gl3_web_remove_all_firewall6_rule,
      .clear = [](Settings& s) { s.ip6_filter->count = 0; }},
 };

@@ -6,8 +6,9 @@
 #include "l3ctl/usage_error.hpp"
 #include "l3ctl/views/change_report.hpp"
 #include "l3ctl/views/problem_report.hpp"
-#include "management/change/apply.hpp"
 #include "management/change/change.hpp"
+#include "management/store/sections.hpp"
+#include "management/store/setters.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
 

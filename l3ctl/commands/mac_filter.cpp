@@ -12,13 +12,9 @@ using settings::Settings;
 
 constexpr FilterList mac_lists[] = {
     {.section = "mac_filter",
-     .set = [](const Settings& s) { return gl3_web_set_mac_cfg(&*s.mac_filter); },
-     .enable = [](Settings& s, bool on) { s.mac_filter->mac_filter_ctrl = on ? 1 : 0; },
      .remove_all = gl3_web_remove_all_mac_rule,
      .clear = [](Settings& s) { s.mac_filter->count = 0; }},
     {.section = "mac6_filter",
-     .set = [](const Settings& s) { return gl3_web_set_mac6_cfg(&*s.mac6_filter); },
-     .enable = [](Settings& s, bool on) { s.mac6_filter->mac_filter_ctrl = on ? 1 : 0; },
      .remove_all = gl3_web_remove_all_mac6_rule,
      .clear = [](Settings& s) { s.mac6_filter->count = 0; }},
 };

@@ -10,17 +10,16 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/json_output.hpp"
-#include "management/change/apply.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/rules/live_bindings.hpp"
 #include "management/store/paths.hpp"
+#include "management/store/sections.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
 #include "platform/linux/platform_linux.hpp"
-#include "settings/sections.hpp"
 
 namespace l3ctl {
 
@@ -29,26 +28,18 @@ namespace {
 using Json = nlohmann::ordered_json;
 using settings::Settings;
 
-/* A list: whether it makes rules now, and how many entries it holds. */
-template <typename Region>
-Json list_status(const Settings& stored, bool is_on, const Region& list) {
-  return {{"enabled", is_on},
-          {"active", is_on && *stored.firewall},
-          {"entries", settings::used_entries(list).size()}};
-}
-
-Json lists(const Settings& s) {
-  return {
-      {"ip_filter", list_status(s, s.ip_filter->ip_filter_ctrl == 0, *s.ip_filter)},
-      {"ip6_filter", list_status(s, s.ip6_filter->ip_filter_ctrl == 0, *s.ip6_filter)},
-      {"url_filter", list_status(s, s.url_filter->url_filter_ctrl != 0, *s.url_filter)},
-      {"mac_filter", list_status(s, s.mac_filter->mac_filter_ctrl != 0, *s.mac_filter)},
-      {"mac6_filter", list_status(s, s.mac6_filter->mac_filter_ctrl != 0, *s.mac6_filter)},
-      {"dhcp_filter", list_status(s, s.dhcp_filter->dhcp_mac_filter_ctrl != 0, *s.dhcp_filter)},
-      {"acl", list_status(s, s.acl->acl_filter_ctrl != 0, *s.acl)},
-      {"captive_portal",
-       list_status(s, s.captive_portal->caporl_filter_ctrl != 0, *s.captive_portal)},
-  };
+/* Of each list, whether it makes rules now, and how many entries it holds. */
+Json lists(const Settings& stored) {
+  Json result = Json::object();
+  for (const std::string& name : settings::section_names()) {
+    if (const SectionList* list = section_named(name).list; list != nullptr) {
+      const bool is_on = list->is_on(stored);
+      result[name] = {{"enabled", is_on},
+                      {"active", is_on && *stored.firewall},
+                      {"entries", list->used(stored)}};
+    }
+  }
+  return result;
 }
 
 const char* state_name(ConfirmationState state) {

@@ -7,6 +7,7 @@
 #include "l3ctl/views/change_report.hpp"
 #include "management/change/apply.hpp"
 #include "management/change/change.hpp"
+#include "management/store/setters.hpp"
 
 namespace l3ctl {
 

@@ -13,8 +13,6 @@ using settings::Settings;
 
 constexpr FilterList url_lists[] = {
     {.section = "url_filter",
-     .set = [](const Settings& s) { return gl3_web_set_url_cfg(&*s.url_filter); },
-     .enable = [](Settings& s, bool on) { s.url_filter->url_filter_ctrl = on ? 1 : 0; },
      .remove_all = gl3_web_remove_all_url_rule,
      .clear = [](Settings& s) { s.url_filter->count = 0; }},
 };

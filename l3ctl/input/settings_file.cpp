@@ -21,9 +21,9 @@ bool holds(const std::vector<std::string>& names, const char* name) {
 /* A section that is asked for and not there is a slip of the hand. */
 void check_sections(const SettingsFile& wanted, const settings::Settings& settings) {
   for (const std::string& name : wanted.sections) {
-    const auto steps = apply_steps();
-    if (std::none_of(steps.begin(), steps.end(), [&](const ApplyStep& step) {
-          return step.section == name && step.is_wanted(settings);
+    const auto all = sections();
+    if (std::none_of(all.begin(), all.end(), [&](const Section& section) {
+          return section.name == name && section.is_wanted(settings);
         })) {
       throw Error(
           input_name(wanted.file) + ": there is no section " + name + "; nothing was changed",
@@ -75,9 +75,9 @@ settings::Reading read_settings(const std::string& file, const std::string& cons
 settings::Settings read_settings_file(const SettingsFile& wanted) {
   settings::Reading reading = read_settings(wanted.file, "nothing was changed");
   check_sections(wanted, reading.settings);
-  for (const ApplyStep& step : apply_steps()) {
-    if (!wanted.sections.empty() && !holds(wanted.sections, step.section)) {
-      step.leave_out(reading.settings);
+  for (const Section& section : sections()) {
+    if (!wanted.sections.empty() && !holds(wanted.sections, section.name)) {
+      section.leave_out(reading.settings);
     }
   }
   return reading.settings;

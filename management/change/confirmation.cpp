@@ -19,11 +19,11 @@ using settings::Settings;
 
 /* Two steps may belong to one section: whether any of them would change what is stored. Setting one of the two values
  * of route QoS can clear the other, so both are saved. */
-bool changes_section(const char* section, const Settings& requested, const Settings& stored) {
-  const auto steps = apply_steps();
-  return std::any_of(steps.begin(), steps.end(), [&](const ApplyStep& step) {
-    return std::strcmp(step.section, section) == 0 && step.is_wanted(requested) &&
-           step.differs(requested, stored);
+bool changes_section(const char* name, const Settings& requested, const Settings& stored) {
+  const auto all = sections();
+  return std::any_of(all.begin(), all.end(), [&](const Section& section) {
+    return std::strcmp(section.name, name) == 0 && section.is_wanted(requested) &&
+           section.differs(requested, stored);
   });
 }
 
@@ -31,9 +31,9 @@ bool changes_section(const char* section, const Settings& requested, const Setti
 Settings old_settings_of(const Settings& stored, const Settings& requested) {
   const Settings switches = level_as_switches(requested);
   Settings old_settings = stored;
-  for (const ApplyStep& step : apply_steps()) {
-    if (!changes_section(step.section, switches, stored)) {
-      step.leave_out(old_settings);
+  for (const Section& section : sections()) {
+    if (!changes_section(section.name, switches, stored)) {
+      section.leave_out(old_settings);
     }
   }
   return old_settings;

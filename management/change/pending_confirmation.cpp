@@ -10,6 +10,7 @@
 
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
+#include "management/store/sections.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/atomic_file.hpp"
 #include "settings/values.hpp"
@@ -24,61 +25,38 @@ using settings::Settings;
 /* Several times what the largest settings take. */
 constexpr size_t largest_file = 512 * 1024;
 
-/* Calls visit(name, member) for what an apply can change; a security level is stored as its two switches. */
-template <typename Visit>
-void each_member(Visit visit) {
-  visit("firewall", &Settings::firewall);
-  visit("port_scan_protection", &Settings::port_scan_protection);
-  visit("ipsec_pass_through", &Settings::ipsec_pass_through);
-  visit("vpn_pass_through", &Settings::vpn_pass_through);
-  visit("ip_filter", &Settings::ip_filter);
-  visit("ip6_filter", &Settings::ip6_filter);
-  visit("url_filter", &Settings::url_filter);
-  visit("mac_filter", &Settings::mac_filter);
-  visit("mac6_filter", &Settings::mac6_filter);
-  visit("dhcp_filter", &Settings::dhcp_filter);
-  visit("acl", &Settings::acl);
-  visit("captive_portal", &Settings::captive_portal);
-  visit("route_qos_enabled", &Settings::route_qos_enabled);
-  visit("route_qos_rules", &Settings::route_qos_rules);
-}
-
 [[noreturn]] void fail_damaged(const std::string& why) {
   throw Error(std::string(pending_path) + " is damaged: " + why +
               "; to keep the settings that are stored now, remove the file");
 }
 
-/* The settings as their text, where reading that gives the member back byte for byte. */
-template <typename Member>
-std::optional<std::string> in_words(const Settings& alone, Member member) {
+/* The settings as their text, where reading that gives the section back byte for byte. */
+std::optional<std::string> in_words(const Settings& alone, const Section& section) {
   const std::string text = settings::write(alone);
   const settings::Reading reading = settings::read(text, settings::Origin::stored);
-  const auto& found = reading.settings.*member;
-  const bool is_same = reading.errors.empty() && found &&
-                       std::memcmp(&*found, &*(alone.*member), sizeof *found) == 0;
+  const bool is_same = reading.errors.empty() && section.is_wanted(reading.settings) &&
+                       section.image(reading.settings) == section.image(alone);
   return is_same ? std::optional(text) : std::nullopt;
 }
 
 /* Fills `words` with what settings JSON can express exactly, and `bytes` with the images of the rest. */
 void write_settings(const Settings& settings, Json& words, Json& bytes) {
-  each_member([&](const char* name, auto member) {
-    if (!(settings.*member)) {
-      return;
+  for (const Section& section : sections()) {
+    if (section.image == nullptr || !section.is_wanted(settings)) {
+      continue;
     }
     Settings alone;
-    alone.*member = settings.*member;
+    section.overlay(alone, settings);
     if (alone.route_qos_rules) {
       // The rules are written beside their switch alone.
       alone.route_qos_enabled = settings.route_qos_enabled;
     }
-    if (const auto text = in_words(alone, member)) {
+    if (const auto text = in_words(alone, section)) {
       words.update(Json::parse(*text), true);
-      return;
+    } else {
+      bytes[section.key] = settings::hex_text(section.image(settings));
     }
-    uint8_t image[sizeof *(settings.*member)];
-    std::memcpy(image, &*(settings.*member), sizeof image);
-    bytes[name] = settings::hex_text(image);
-  });
+  }
 }
 
 Settings read_settings(const Json& words, const Json& bytes) {
@@ -86,17 +64,15 @@ Settings read_settings(const Json& words, const Json& bytes) {
   if (!reading.errors.empty()) {
     fail_damaged(to_text(reading.errors.front()));
   }
-  each_member([&](const char* name, auto member) {
-    if (!bytes.contains(name)) {
-      return;
+  for (const Section& section : sections()) {
+    if (section.set_image == nullptr || !bytes.contains(section.key)) {
+      continue;
     }
-    auto& place = (reading.settings.*member).emplace();
-    const auto image = settings::parse_hex(bytes[name].template get<std::string>()).value;
-    if (!image || image->size() != sizeof place) {
-      fail_damaged(std::string("stored_bytes.") + name + " is no image of the section");
+    const auto image = settings::parse_hex(bytes[section.key].get<std::string>()).value;
+    if (!image || !section.set_image(reading.settings, *image)) {
+      fail_damaged(std::string("stored_bytes.") + section.key + " is no image of the section");
     }
-    std::memcpy(&place, image->data(), image->size());
-  });
+  }
   // What comes back must not hold what a shell could run.
   const std::string unsafe =
       reading.settings.captive_portal ? find_unsafe_text(reading.settings) : std::string();

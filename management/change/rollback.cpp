@@ -9,6 +9,7 @@
 #include "management/change/confirmation_timer.hpp"
 #include "management/error.hpp"
 #include "management/rules/own_jumps.hpp"
+#include "management/store/setters.hpp"
 #include "management/store/staged_store.hpp"
 #include "management/store/unsafe_text.hpp"
 

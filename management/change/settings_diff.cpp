@@ -107,16 +107,17 @@ bool is_told(const std::vector<FieldChange>& changes, const std::string& section
 std::vector<FieldChange> settings_diff(const Settings& stored, const Settings& wanted) {
   const Settings after = level_as_switches(wanted);
   Settings before = stored;
-  for (const ApplyStep& step : apply_steps()) {
-    if (!step.is_wanted(after)) {
-      step.leave_out(before);
+  for (const Section& section : sections()) {
+    if (!section.is_wanted(after)) {
+      section.leave_out(before);
     }
   }
   std::vector<FieldChange> changes;
   compare("", in_words(before), in_words(after), changes);
-  for (const ApplyStep& step : apply_steps()) {
-    if (step.is_wanted(after) && step.differs(after, stored) && !is_told(changes, step.section)) {
-      changes.push_back({step.section, Json(), Json()});
+  for (const Section& section : sections()) {
+    if (section.is_wanted(after) && section.differs(after, stored) &&
+        !is_told(changes, section.name)) {
+      changes.push_back({section.name, Json(), Json()});
     }
   }
   return changes;

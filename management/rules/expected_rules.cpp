@@ -11,6 +11,7 @@
 #include "executor/executor.hpp"
 #include "l3_advance/l3_advance.h"
 #include "management/rules/chain_map.hpp"
+#include "management/store/sections.hpp"
 #include "management/store/stored_settings.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
@@ -36,40 +37,30 @@ std::vector<std::string> recorded(Generate&& generate) {
   return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()};
 }
 
-/* What a generator makes of another list; the region is as before afterwards. */
-template <typename Region>
-std::vector<std::string> recorded_with(Region& region, const Region& list, int32_t (*generate)()) {
-  const Region whole = region;
-  region = list;
-  std::vector<std::string> lines = recorded(generate);
-  region = whole;
-  return lines;
-}
+/* While it lives, the library has another list in memory. */
+class KeepMemory {
+ public:
+  explicit KeepMemory(const SectionList& list) : list_(list), whole_(list.memory()) {}
+  KeepMemory(const KeepMemory&) = delete;
+  KeepMemory& operator=(const KeepMemory&) = delete;
+  ~KeepMemory() { list_.set_memory(whole_); }
+  void restore() { list_.set_memory(whole_); }
 
-/* The lines that close a list, as the generators make them of empty white lists. */
+ private:
+  const SectionList& list_;
+  Bytes whole_;
+};
+
+/* The lines that close a list, as the generators make them of lists without entries. */
 std::vector<std::string> closing_lines() {
-  l3_ip_filter ip = {};
-  l3_ip6_filter ip6 = {};
-  l3_url_filter url = {};
-  l3_mac_filter mac = {};
-  l3_dhcp_filter dhcp = {};
-  ip.us_black_white = ip.ds_black_white = ip6.us_black_white = ip6.ds_black_white = 1;
-  url.url_black_white = mac.mac_black_white = dhcp.dhcp_black_white = 1;
-  // The access list closes a direction that has an entry.
-  l3_acl acl = {};
-  acl.count = 2;
-  acl.entries[0].allocated = acl.entries[1].allocated = acl.entries[1].direction = 1;
-  std::vector<std::string> acl_lines = recorded_with(fw_rules_table.acl, acl, config_fw_acl);
-  std::vector<std::string> lines(acl_lines.begin() + acl.count, acl_lines.end());
-  for (const std::vector<std::string>& more :
-       {recorded_with(fw_rules_table.ip_filter, ip, config_fw_ip),
-        recorded_with(fw6_rules_table.ip_filter, ip6, config_fw6_ip),
-        recorded_with(fw_rules_table.url_filter, url, config_fw_url),
-        recorded_with(fw_rules_table.mac_filter, mac, config_fw_mac),
-        recorded_with(fw6_rules_table.mac_filter, mac, config_fw6_mac),
-        recorded_with(fw_rules_table.dhcp_filter, dhcp, config_fw_dhcp),
-        recorded_with(fw_rules_table.caporl, l3_caporl{}, config_fw_caporl)}) {
-    lines.insert(lines.end(), more.begin(), more.end());
+  std::vector<std::string> lines;
+  for (const Section& section : sections()) {
+    if (section.list != nullptr) {
+      const KeepMemory memory(*section.list);
+      const size_t entries = section.list->close();
+      const std::vector<std::string> more = recorded(section.list->generate);
+      lines.insert(lines.end(), more.begin() + static_cast<std::ptrdiff_t>(entries), more.end());
+    }
   }
   return lines;
 }
@@ -85,27 +76,24 @@ Origin closing_origin(const std::string& line) {
 }
 
 /* Which entry each rule comes from: every entry's rules are made once more, alone. */
-template <typename Region>
-void find_entries(std::vector<RecordedLine>& lines, Region& region, int32_t (*generate)(),
-                  const std::string& path) {
-  const Region whole = region;
+void find_entries(std::vector<RecordedLine>& lines, const Section& section) {
+  KeepMemory memory(*section.list);
+  const std::string path = std::string(section.name) + "." + section.list->entries;
   auto next = lines.begin();
-  const int32_t count =
-      std::min(whole.count, static_cast<int32_t>(std::size(decltype(whole.entries){})));
-  for (int32_t i = 0; i < count; ++i) {
-    region.count = 1;
-    region.entries[0] = whole.entries[i];
-    for (const std::string& text : recorded(generate)) {
+  const size_t used = section.list->used_in_memory();
+  for (size_t i = 0; i < used; ++i) {
+    section.list->keep_only(i);
+    for (const std::string& text : recorded(section.list->generate)) {
       const auto found = std::find_if(next, lines.end(), [&](const RecordedLine& line) {
         return line.text == text && line.origin.section.empty();
       });
       if (found != lines.end()) {
-        found->origin = {path.substr(0, path.find('.')), path + "[" + std::to_string(i) + "]", i};
+        found->origin = {section.name, path + "[" + std::to_string(i) + "]", static_cast<int>(i)};
         next = std::next(found);
       }
     }
+    memory.restore();
   }
-  region = whole;
 }
 
 /* The rules of all lists and of port-scan protection, as regeneration makes them. */
@@ -122,14 +110,11 @@ std::vector<RecordedLine> filter_lines(bool has_dhcp_rules) {
     const bool is_closing = std::find(closing.begin(), closing.end(), line) != closing.end();
     lines.push_back({line, is_closing ? closing_origin(line) : Origin()});
   }
-  find_entries(lines, fw_rules_table.ip_filter, config_fw_ip, "ip_filter.rules");
-  find_entries(lines, fw6_rules_table.ip_filter, config_fw6_ip, "ip6_filter.rules");
-  find_entries(lines, fw_rules_table.url_filter, config_fw_url, "url_filter.entries");
-  find_entries(lines, fw_rules_table.mac_filter, config_fw_mac, "mac_filter.devices");
-  find_entries(lines, fw6_rules_table.mac_filter, config_fw6_mac, "mac6_filter.devices");
-  find_entries(lines, fw_rules_table.dhcp_filter, config_fw_dhcp, "dhcp_filter.devices");
-  find_entries(lines, fw_rules_table.acl, config_fw_acl, "acl.entries");
-  find_entries(lines, fw_rules_table.caporl, config_fw_caporl, "captive_portal.destinations");
+  for (const Section& section : sections()) {
+    if (section.list != nullptr) {
+      find_entries(lines, section);
+    }
+  }
   return lines;
 }
 
