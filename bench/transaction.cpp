@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/shell_command.h"
 #include "scenes.hpp"
 
@@ -16,10 +16,10 @@ int run(const bench::Scene& scene) {
   if (scene.name.rfind("boot", 0) != 0) {
     bench::load_stored();
   }
-  executor::work(executor::Way::transaction);
+  executor::system_executor().set_mode(executor::Mode::transaction);
   const bool called = scene.call() == 0;
-  const bool made = executor::commit();
-  for (const executor::FailedLine& failed : executor::failed_lines()) {
+  const bool made = executor::system_executor().commit();
+  for (const executor::FailedLine& failed : executor::system_executor().failed_lines()) {
     fprintf(stderr, "%s: %s\n", failed.line.c_str(), failed.message.c_str());
   }
   return called && made ? 0 : 1;
@@ -28,7 +28,7 @@ int run(const bench::Scene& scene) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (!executor::in_place(str_system)) {
+  if (!executor::system_executor().is_interposed(str_system)) {
     fputs("transaction: the library does not run this program's system()\n", stderr);
     return 1;
   }

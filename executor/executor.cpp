@@ -1,92 +1,87 @@
 #include "executor/executor.hpp"
 
-#include <cstring>
-#include <optional>
+#include <unistd.h>
 
-#include "executor/direct.hpp"
-#include "executor/snapshots.hpp"
-#include "executor/transaction.hpp"
+#include <cstring>
+
+namespace executor {
 
 namespace {
 
 constexpr const char* canary = "# is this program's system() in place?";
 
-executor::Way way_of_working = executor::Way::direct;
-std::vector<std::string> recorded;
-bool looking_for_canary = false;
-bool saw_canary = false;
-
-executor::Snapshots snapshots;
-bool is_remembering = false;
-executor::OnRefusal what_on_refusal = executor::OnRefusal::stop;
-std::optional<executor::Transaction> transaction;
-
 }  // namespace
 
-namespace executor {
+Executor::Executor() : owner_(getpid()) {}
 
-void work(Way way) {
-  way_of_working = way;
-  transaction.reset();
-  if (way == Way::transaction) {
-    transaction.emplace(snapshots, what_on_refusal);
+void Executor::set_mode(Mode mode) {
+  reset_after_fork();
+  mode_ = mode;
+  transaction_.reset();
+  if (mode == Mode::transaction) {
+    transaction_.emplace(runner_, snapshots_, on_refusal_);
   }
 }
 
-void on_refusal(OnRefusal what) {
-  what_on_refusal = what;
-  if (transaction) {
-    transaction->on_refusal(what);
+void Executor::set_on_refusal(OnRefusal on_refusal) {
+  on_refusal_ = on_refusal;
+  if (transaction_) {
+    transaction_->set_on_refusal(on_refusal);
   }
 }
 
-bool commit() {
-  return !transaction || transaction->commit();
+int Executor::run(const char* line) {
+  if (expects_canary_ && std::strcmp(line, canary) == 0) {
+    expects_canary_ = false;
+    return 0;
+  }
+  reset_after_fork();
+  switch (mode_) {
+    case Mode::record:
+      recorded_.emplace_back(line);
+      return 0;
+    case Mode::transaction:
+      return transaction_->take(line);
+    case Mode::execute:
+      break;
+  }
+  return keeps_snapshots_ ? snapshots_.run(line) : runner_.run(line);
 }
 
-void compare_rules_by(NormalForm normal_form) {
-  snapshots.compare_by(normal_form);
+bool Executor::commit() {
+  return !reset_after_fork() && (!transaction_ || transaction_->commit());
 }
 
-void remember_rules() {
-  is_remembering = true;
+std::string Executor::rollback() {
+  reset_after_fork();
+  return snapshots_.rollback();
 }
 
-void read_ahead(const std::string& tool) {
-  snapshots.take({tool, "filter"});
+bool Executor::is_interposed(std::int32_t (*run_line)(const char* command)) {
+  expects_canary_ = true;
+  run_line(canary);
+  const bool arrived = !expects_canary_;
+  expects_canary_ = false;
+  return arrived;
 }
 
-std::string put_back() {
-  return snapshots.put_back();
+bool Executor::is_forked() const {
+  return owner_ != getpid();
 }
 
-const std::vector<std::string>& recorded_lines() {
-  return recorded;
-}
-
-bool in_place(std::int32_t (*run)(const char* command)) {
-  looking_for_canary = true;
-  saw_canary = false;
-  run(canary);
-  looking_for_canary = false;
-  return saw_canary;
+/* What the parent changed is the parent's to commit or to roll back. */
+bool Executor::reset_after_fork() {
+  if (!is_forked()) {
+    return false;
+  }
+  owner_ = getpid();
+  mode_ = Mode::execute;
+  keeps_snapshots_ = false;
+  transaction_.reset();
+  snapshots_.clear();
+  runner_.forget_failed_lines();
+  recorded_.clear();
+  return true;
 }
 
 }  // namespace executor
-
-extern "C" __attribute__((visibility("default"))) int system(const char* command) {
-  if (looking_for_canary && std::strcmp(command, canary) == 0) {
-    saw_canary = true;
-    return 0;
-  }
-  switch (way_of_working) {
-    case executor::Way::record:
-      recorded.emplace_back(command);
-      return 0;
-    case executor::Way::transaction:
-      return transaction->take(command);
-    case executor::Way::direct:
-      break;
-  }
-  return is_remembering ? snapshots.run(command) : executor::run_directly(command);
-}

@@ -1,67 +1,99 @@
 /*
- * What system() means in our own programs.
+ * What system() does in our own programs.
  *
- * The library hands every command line to system(), and the process that loads it decides what that
- * is. A program that links this object library brings its own, which works in one of several ways:
+ * The library hands every command line to system(), and the program that loads the library may define that
+ * function. Ours gives each line to an Executor, which has three modes:
  *
- *   direct   the lines run as ever, and the failed ones are kept with what the tool said about
- *            them, since several library calls ignore a failed rule
- *   record   no line runs; every one is kept and succeeds, so that what is kept is what runs
- *            directly when every command succeeds
- *   transaction
- *            rule edits succeed at once and are made together by commit(), so that no packet and no
- *            sudden end ever meets half of them; transaction.hpp says what becomes of other lines
+ *   execute      runs the line in a shell and keeps it if it fails, since several library calls ignore a
+ *                failed rule
+ *   record       runs no line, keeps all of them, and lets each succeed: these are the lines that run in
+ *                the mode execute when every command succeeds
+ *   transaction  holds the rule edits, which commit() makes together: no packet and no kill meets half of
+ *                them; transaction.hpp says what happens to other lines
  *
- * work() forgets what a transaction holds, and nothing else: the tables as they were read, those that
- * are being read, which lines may fail, and the failed ones stay until the process ends.
+ * A transaction reads each table before it changes it; rollback() needs that.
  *
- * It must be linked as objects, not as an archive: from an archive nothing would ask for system(),
- * and the C library's would run silently. in_place() proves at start that this one is used.
+ * A process that was forked off has no transaction: its executor starts afresh in the mode execute.
  */
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "executor/failed_line.hpp"
-#include "executor/table_change.hpp"
+#include "executor/line_runner.hpp"
+#include "executor/snapshots.hpp"
+#include "executor/transaction.hpp"
 
 namespace executor {
 
-enum class Way : std::uint8_t { direct, record, transaction };
+enum class Mode : std::uint8_t { execute, record, transaction };
 
-/* How system() works from now on; directly at start. What a transaction held is forgotten. */
-void work(Way way);
+class Executor {
+ public:
+  Executor();
+  Executor(const Executor&) = delete;
+  Executor& operator=(const Executor&) = delete;
 
-/* What a transaction does at a refusal; stop at start. What is held stays. */
-void on_refusal(OnRefusal what);
+  /* Discards the edits that a transaction holds. Everything else stays: the tables as they were read, the
+   * recorded lines, the failed ones, and which may fail. */
+  void set_mode(Mode mode);
 
-/* Makes what the transaction holds. Returns false where it stopped at a refusal. One that goes on
- * returns true: failed_lines() alone says what was not made. In the other ways there is nothing to do. */
-bool commit();
+  /* What a transaction does at a refused edit; `stop` unless set. The edits that it holds stay. */
+  void set_on_refusal(OnRefusal on_refusal);
 
-/* Directly too, a table is read from now on before the first line that may change it, as a
- * transaction always does: put_back() needs that. */
-void remember_rules();
+  /* How a rollback compares rules, which can be spelled in several ways; by their text unless set. */
+  void set_normal_form(NormalForm normal_form) { snapshots_.set_normal_form(normal_form); }
 
-/* Starts to read the filter table of a tool, "iptables" or "ip6tables": whoever is going to edit it
- * gets ready meanwhile. As early as nobody else may edit it any more. */
-void read_ahead(const std::string& tool);
+  /* In the mode execute too, a table is read before the first line that may change it. */
+  void keep_snapshots() { keeps_snapshots_ = true; }
 
-/* How put_back() finds the rules of a command line among those that the kernel has. Both may be spelt
- * in several ways, so their normal forms are compared. */
-void compare_rules_by(NormalForm normal_form);
+  /* Lines that begin so may exit with 1; see line_runner.hpp. */
+  void allow_failure(std::string_view beginning) { runner_.allow_failure(beginning); }
 
-/* Undoes what was done to the rules; other programs' rules stay as they are. Returns what could not be
- * undone, empty when all could. */
-[[nodiscard]] std::string put_back();
+  /* Takes one line. Returns its wait status. */
+  int run(const char* line);
 
-/* The lines that were recorded, in order. */
-[[nodiscard]] const std::vector<std::string>& recorded_lines();
+  /* Makes the edits that the transaction holds. Returns false where a refusal stopped it. With
+   * OnRefusal::continue_ it returns true, and only failed_lines() says what was refused. */
+  bool commit();
 
-/* Whether `run` (the library's runner of command lines) ends in this program's system(). Hands it a
- * line that is only looked for; the shell would take it for a comment. */
-[[nodiscard]] bool in_place(std::int32_t (*run)(const char* command));
+  /* Undoes all changes of the rules; those that other programs made stay. Returns what could not be undone,
+   * empty if nothing. */
+  [[nodiscard]] std::string rollback();
+
+  [[nodiscard]] const std::vector<std::string>& recorded_lines() const { return recorded_; }
+  [[nodiscard]] const std::vector<FailedLine>& failed_lines() const {
+    return runner_.failed_lines();
+  }
+  void forget_failed_lines() { runner_.forget_failed_lines(); }
+
+  /* How many lines ran in a shell. */
+  [[nodiscard]] std::uint64_t lines_run() const { return runner_.lines_run(); }
+
+  /* Whether `run_line` (the library's runner of command lines) ends in run(). Hands it a line that run()
+   * recognises; a shell would take it for a comment. */
+  [[nodiscard]] bool is_interposed(std::int32_t (*run_line)(const char* command));
+
+  /* Whether this process was forked off since the mode was set. The next call then starts afresh. */
+  [[nodiscard]] bool is_forked() const;
+
+ private:
+  bool reset_after_fork();
+
+  Mode mode_ = Mode::execute;
+  pid_t owner_;
+  OnRefusal on_refusal_ = OnRefusal::stop;
+  bool keeps_snapshots_ = false;
+  bool expects_canary_ = false;
+  std::vector<std::string> recorded_;
+  LineRunner runner_;
+  Snapshots snapshots_{runner_};
+  std::optional<Transaction> transaction_;
+};
 
 }  // namespace executor

@@ -21,8 +21,8 @@ struct Refusal {
   std::string message;
 };
 
-/* Behind "line", perhaps with a colon, as all tools write it; 0 where there is none. */
-std::size_t named_line(const std::string& message) {
+/* The number behind the word "line", perhaps with a colon, as all tools write it; 0 if there is none. */
+std::size_t line_number(const std::string& message) {
   constexpr std::string_view word = "line";
   for (std::size_t at = 0; (at = message.find(word, at)) != std::string::npos;) {
     at += word.size();
@@ -35,8 +35,8 @@ std::size_t named_line(const std::string& message) {
   return 0;
 }
 
-/* Some tools end their first line behind their own name: what they say follows on the next. */
-std::string joined(std::string message) {
+/* Some tools end the first line behind their own name, and write the message on the next. */
+std::string on_one_line(std::string message) {
   if (const std::size_t end = message.find(": \n"); end != std::string::npos) {
     message.erase(end + 2, 1);
   }
@@ -50,27 +50,27 @@ std::vector<std::string> command(const RuleEdit& edit) {
   return words;
 }
 
-/* Runs in the scratch namespace. */
-bool copy_takes(Edits edits, const std::string& rules) {
+/* Whether all edits succeed on a copy of the rules. Runs in the network namespace of the search. */
+bool succeeds_on_copy(Edits edits, const std::string& rules) {
   return run({edits.front().table.tool + "-restore"}, rules).status == 0 &&
          restore(edits).status == 0;
 }
 
 /* The place of the first refused edit: the shortest beginning that is refused ends in it. */
 std::optional<std::size_t> first_refused(Edits edits, const std::string& rules) {
-  if (copy_takes(edits, rules)) {
+  if (succeeds_on_copy(edits, rules)) {
     return std::nullopt;
   }
   std::size_t taken = 0;
   std::size_t refused = edits.size();
   while (refused - taken > 1) {
     const std::size_t middle = taken + (refused - taken) / 2;
-    (copy_takes(edits.first(middle), rules) ? taken : refused) = middle;
+    (succeeds_on_copy(edits.first(middle), rules) ? taken : refused) = middle;
   }
   return taken;
 }
 
-/* The child's work: the place and the message go to `report`. */
+/* Runs in the child process: writes the place and the message to `report`. */
 int search(Edits edits, const std::string& rules, int report) {
   if (unshare(CLONE_NEWNET) != 0 ||
       run({edits.front().table.tool + "-restore"}, rules).status != 0) {
@@ -80,16 +80,16 @@ int search(Edits edits, const std::string& rules, int report) {
   if (!place) {
     return 1;
   }
-  if (*place > 0 && !copy_takes(edits.first(*place), rules)) {
+  if (*place > 0 && !succeeds_on_copy(edits.first(*place), rules)) {
     return 1;
   }
-  // By itself the edit makes its tool say why.
+  // Alone the edit makes its tool say why.
   const std::string text = std::to_string(*place) + '\n' + run(command(edits[*place])).errors;
-  return write(report, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 1;
+  return write_all(report, text) ? 0 : 1;
 }
 
-/* Whether the child has ended, and well. */
-bool ended_well(pid_t child) {
+/* Waits for the child process. Returns whether it succeeded. */
+bool has_succeeded(pid_t child) {
   int status = -1;
   pid_t waited = 0;
   do {
@@ -98,7 +98,7 @@ bool ended_well(pid_t child) {
   return waited == child && status == 0;
 }
 
-Refusal searched(Edits edits, const std::string& message) {
+Refusal search_in_copy(Edits edits, const std::string& message) {
   const Table& table = edits.front().table;
   const std::string rules = run({table.tool + "-save", "-t", table.name}).output;
   const int report = memfd_create("refusal", MFD_CLOEXEC);
@@ -106,7 +106,7 @@ Refusal searched(Edits edits, const std::string& message) {
   if (child == 0) {
     _exit(search(edits, rules, report));
   }
-  const std::string found = child != -1 && ended_well(child) ? content(report) : "";
+  const std::string found = child != -1 && has_succeeded(child) ? read_all(report) : "";
   if (report != -1) {
     close(report);
   }
@@ -129,25 +129,25 @@ std::string restore_input(Edits edits) {
   return text + "COMMIT\n";
 }
 
-Ended restore(Edits edits) {
+ProcessResult restore(Edits edits) {
   // Waits for other users of the packet filter: here a whole change would fail for them.
   return run({edits.front().table.tool + "-restore", "--noflush", "-w", "5"}, restore_input(edits));
 }
 
-FailedLine named(Edits edits, const Ended& ended) {
+FailedLine refused_line(Edits edits, const ProcessResult& restored) {
   const std::string tool = edits.front().table.tool + "-restore --noflush";
-  if (WIFSIGNALED(ended.status)) {
-    return {tool, ended.status, ended.errors};
+  if (WIFSIGNALED(restored.status)) {
+    return {tool, restored.status, restored.errors};
   }
-  Refusal found = {.edit = std::nullopt, .message = joined(ended.errors)};
+  Refusal found = {.edit = std::nullopt, .message = on_one_line(restored.errors)};
   // The first edit stands on the second line.
-  const std::size_t line = named_line(found.message);
+  const std::size_t line = line_number(found.message);
   if (line >= 2 && line < edits.size() + 2) {
     found.edit = line - 2;
   } else {
-    found = searched(edits, found.message);
+    found = search_in_copy(edits, found.message);
   }
-  return {found.edit ? edits[*found.edit].line : tool, ended.status, found.message};
+  return {found.edit ? edits[*found.edit].line : tool, restored.status, found.message};
 }
 
 }  // namespace executor

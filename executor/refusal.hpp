@@ -1,12 +1,12 @@
-/* Which of many edits the packet filter refused. */
+/* The restore of many edits, and which of them the packet filter refused. */
 #pragma once
 
 #include <span>
 #include <string>
 
 #include "executor/failed_line.hpp"
+#include "executor/process.hpp"
 #include "executor/rule_edit.hpp"
-#include "executor/spawn.hpp"
 
 namespace executor {
 
@@ -14,11 +14,12 @@ namespace executor {
 [[nodiscard]] std::string restore_input(std::span<const RuleEdit> edits);
 
 /* Makes the edits, all or none. */
-[[nodiscard]] Ended restore(std::span<const RuleEdit> edits);
+[[nodiscard]] ProcessResult restore(std::span<const RuleEdit> edits);
 
-/* The edit that made the restore end so, with the tool's words. Where the tool names COMMIT alone,
- * the edits are tried on a copy of the table in a network namespace of its own; where even that does
- * not tell, and where a signal ended the tool, the restore itself is named. */
-[[nodiscard]] FailedLine named(std::span<const RuleEdit> edits, const Ended& ended);
+/* The edit that made the restore fail, with the tool's message. Where the tool names the line of COMMIT
+ * only, the edits are tried on a copy of the table in a network namespace of its own. The restore itself is
+ * named if all edits succeed there, or if a signal ended the tool. */
+[[nodiscard]] FailedLine refused_line(std::span<const RuleEdit> edits,
+                                      const ProcessResult& restored);
 
 }  // namespace executor

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <span>
 
-#include "executor/shell_words.hpp"
+#include "executor/words.hpp"
 
 namespace executor {
 

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "executor/direct.hpp"
-
 namespace executor {
 
 namespace {
@@ -23,8 +21,8 @@ std::string first_line(const std::string& text) {
   return text.substr(0, text.find('\n'));
 }
 
-/* How a tool ended that did not succeed, in its own words if it had any. */
-std::string why(const std::string& tool, const Ended& ended) {
+/* Why a tool failed: its own message if it has one. */
+std::string why(const std::string& tool, const ProcessResult& ended) {
   if (!ended.errors.empty()) {
     return first_line(ended.errors);
   }
@@ -34,7 +32,8 @@ std::string why(const std::string& tool, const Ended& ended) {
 }
 
 /* The rules that a save tool wrote; without them `problem` says why. */
-std::optional<std::string> checked_rules(const Table& table, Ended&& read, std::string& problem) {
+std::optional<std::string> checked_rules(const Table& table, ProcessResult&& read,
+                                         std::string& problem) {
   if (read.status != 0) {
     problem = why(table.tool + "-save", read);
     return std::nullopt;
@@ -50,7 +49,7 @@ std::optional<std::string> checked_rules(const Table& table, Ended&& read, std::
   return std::move(read.output);
 }
 
-/* The tables that a line of unknown meaning may change. */
+/* The tables that a line may change that is no rule edit. */
 std::vector<Table> touched_by(std::string_view line) {
   if (!may_change_rules(line)) {
     return {};
@@ -75,18 +74,18 @@ std::string listed(const std::set<std::string>& chains) {
 
 }  // namespace
 
-void Snapshots::take(const Table& table) {
+void Snapshots::start_reading(const Table& table) {
   Snapshot& snapshot = tables_[table];
   if (!snapshot.reading && !snapshot.rules) {
-    snapshot.reading = std::make_unique<Started>(save_command(table));
+    snapshot.reading = std::make_unique<Process>(save_command(table));
   }
 }
 
 const std::string* Snapshots::rules(const Table& table) {
-  take(table);
+  start_reading(table);
   Snapshot& snapshot = tables_[table];
   if (snapshot.reading) {
-    snapshot.rules = checked_rules(table, snapshot.reading->ended(), snapshot.problem);
+    snapshot.rules = checked_rules(table, snapshot.reading->wait(), snapshot.problem);
     snapshot.reading.reset();
   }
   return snapshot.rules ? &*snapshot.rules : nullptr;
@@ -109,14 +108,14 @@ bool Snapshots::is_changed(const Table& table) const {
 int Snapshots::run(const char* line) {
   const auto edit = rule_edit(line);
   if (!edit) {
-    return run_unknown(line);
+    return run_other_line(line);
   }
   static_cast<void>(rules(edit->table));
   add({&*edit, 1});
-  return run_directly(line);
+  return runner_.run(line);
 }
 
-int Snapshots::run_unknown(const char* line) {
+int Snapshots::run_other_line(const char* line) {
   const std::vector<Table> touched = touched_by(line);
   std::string problem;
   const auto read = [&](const Table& table) {
@@ -127,7 +126,7 @@ int Snapshots::run_unknown(const char* line) {
     static_cast<void>(rules(table));
     differences.push_back({.earlier = read(table), .later = {}});
   }
-  const int status = run_directly(line);
+  const int status = runner_.run(line);
   for (std::size_t place = 0; place < touched.size(); ++place) {
     differences[place].later = read(touched[place]);
     tables_[touched[place]].steps.emplace_back(std::move(differences[place]));
@@ -135,17 +134,17 @@ int Snapshots::run_unknown(const char* line) {
   return status;
 }
 
-std::string Snapshots::put_back() {
+std::string Snapshots::rollback() {
   std::string problems;
   for (const auto& [table, snapshot] : tables_) {
-    if (const std::string problem = put_back(table); !problem.empty()) {
+    if (const std::string problem = rollback(table); !problem.empty()) {
       problems += (problems.empty() ? "" : "; ") + problem;
     }
   }
   return problems;
 }
 
-std::string Snapshots::put_back(const Table& table) {
+std::string Snapshots::rollback(const Table& table) {
   if (!is_changed(table)) {
     return {};
   }
@@ -206,8 +205,9 @@ std::string Snapshots::undo(const Table& table, const TableChange& change) const
     if (attempt == attempts) {
       break;
     }
-    const Ended restored = executor::run({table.tool + "-restore", "-c", "--noflush", "-w", "5"},
-                                         '*' + table.name + '\n' + undo.edits + "COMMIT\n");
+    const ProcessResult restored =
+        executor::run({table.tool + "-restore", "-c", "--noflush", "-w", "5"},
+                      '*' + table.name + '\n' + undo.edits + "COMMIT\n");
     if (restored.status == 0 && undo.impossible.empty()) {
       return {};
     }

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "executor/sequence_diff.hpp"
+
 namespace executor {
 
 namespace {
@@ -46,25 +48,14 @@ void add_rule(SavedChains& chains, const Table& table, std::string_view line, No
        .counters = std::string(line.substr(0, start == 0 ? 0 : start - 1))});
 }
 
-/* The places of equal rules, in order: a longest common subsequence. */
+/* The places of equal rules, in order. */
 Matches common(const Rules& one, const Rules& other) {
-  const std::size_t width = other.size() + 1;
-  std::vector<std::size_t> longest((one.size() + 1) * width, 0);
-  for (std::size_t i = one.size(); i-- > 0;) {
-    for (std::size_t j = other.size(); j-- > 0;) {
-      longest[i * width + j] = one[i].key == other[j].key ? longest[(i + 1) * width + j + 1] + 1
-                                                          : std::max(longest[(i + 1) * width + j],
-                                                                     longest[i * width + j + 1]);
-    }
-  }
   Matches matches;
-  for (std::size_t i = 0, j = 0; i < one.size() && j < other.size();) {
-    if (one[i].key == other[j].key) {
-      matches.emplace_back(i++, j++);
-    } else if (longest[(i + 1) * width + j] >= longest[i * width + j + 1]) {
-      ++i;
-    } else {
-      ++j;
+  for (const DiffStep& step :
+       sequence_diff(one.size(), other.size(), DiffOrder::removed_first,
+                     [&](std::size_t i, std::size_t k) { return one[i].key == other[k].key; })) {
+    if (step.kind == DiffStep::Kind::kept) {
+      matches.emplace_back(step.before, step.after);
     }
   }
   return matches;

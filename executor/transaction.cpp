@@ -8,7 +8,7 @@
 #include <cstring>
 #include <utility>
 
-#include "executor/direct.hpp"
+#include "executor/process.hpp"
 #include "executor/refusal.hpp"
 
 namespace executor {
@@ -17,8 +17,8 @@ namespace {
 
 using Edits = std::span<const RuleEdit>;
 
-/* Whether the packet filter's answer about the edit's rule cannot be changed by what is held: that
- * takes away other rules of the chain at most. */
+/* Whether the edits that are held leave the answer to "is this rule there" as it is: in its chain they only
+ * delete other rules. */
 bool is_independent(const RuleEdit& edit, const std::vector<RuleEdit>& held) {
   return std::none_of(held.begin(), held.end(), [&](const RuleEdit& other) {
     return other.chain == edit.chain && (other.operation != 'D' || other.rest == edit.rest);
@@ -26,7 +26,7 @@ bool is_independent(const RuleEdit& edit, const std::vector<RuleEdit>& held) {
 }
 
 /* Asks the live rules for the rule that an edit would delete. Ends with 1 where there is none. */
-Ended look_for(const RuleEdit& edit) {
+ProcessResult look_for(const RuleEdit& edit) {
   // Waits for other users of the packet filter: busy is no answer.
   std::vector<std::string> words = {edit.table.tool, "-w", "5",       "-t",
                                     edit.table.name, "-C", edit.chain};
@@ -34,26 +34,22 @@ Ended look_for(const RuleEdit& edit) {
   return run(words);
 }
 
-/* As the shell's ">" would, but that a full disk is noticed. Returns what went wrong. */
+/* Like the shell's ">", but notices a full disk. Returns the error, empty if none. */
 std::string write_file(const std::string& path, std::string_view text) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (file == -1) {
     return "cannot open " + path + ": " + std::strerror(errno);
   }
-  ssize_t written = 1;
-  while (!text.empty() && written > 0) {
-    written = write(file, text.data(), text.size());
-    text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
-  }
+  const bool is_written = write_all(file, text);
   const int error = errno;
   close(file);
-  return text.empty() ? "" : "cannot write " + path + ": " + std::strerror(error);
+  return is_written ? "" : "cannot write " + path + ": " + std::strerror(error);
 }
 
 }  // namespace
 
 int Transaction::take(const char* line) {
-  if (is_broken_) {
+  if (is_stopped_) {
     return exit_1;
   }
   if (const auto edit = rule_edit(line)) {
@@ -94,7 +90,7 @@ int Transaction::take_new_chain(const RuleEdit& edit) {
     return run_after_commit(edit.line.c_str());
   }
   if (known->contains(edit.chain)) {
-    return ended_with({edit.line, exit_1, edit.table.tool + ": Chain already exists.\n"});
+    return runner_.result({edit.line, exit_1, edit.table.tool + ": Chain already exists.\n"});
   }
   chains_[edit.table].insert(edit.chain);
   return hold(edit);
@@ -104,18 +100,18 @@ int Transaction::take_deletion(const RuleEdit& edit) {
   if (!is_independent(edit, held_[edit.table].edits) && !commit()) {
     return exit_1;
   }
-  const Ended found = look_for(edit);
+  const ProcessResult found = look_for(edit);
   if (found.status == 0) {
     return hold(edit);
   }
   if (found.status != exit_1 && on_refusal_ == OnRefusal::stop) {
-    is_broken_ = true;
+    is_stopped_ = true;
   }
-  return ended_with({edit.line, found.status, found.errors});
+  return runner_.result({edit.line, found.status, found.errors});
 }
 
 int Transaction::hold(const RuleEdit& edit) {
-  snapshots_.take(edit.table);
+  snapshots_.start_reading(edit.table);
   held_[edit.table].edits.push_back(edit);
   return 0;
 }
@@ -136,17 +132,17 @@ const std::set<std::string>* Transaction::chains(const Table& table) {
     const std::string* rules = snapshots_.rules(table);
     return rules == nullptr ? nullptr : &(chains_[table] = chains_in(*rules));
   }
-  const Ended read = run({table.tool + "-save", "-t", table.name});
+  const ProcessResult read = run({table.tool + "-save", "-t", table.name});
   return read.status != 0 ? nullptr : &(chains_[table] = chains_in(read.output));
 }
 
 bool Transaction::commit() {
   for (const auto& [table, held] : std::exchange(held_, {})) {
-    if (is_broken_ || !make_held(held)) {
+    if (is_stopped_ || !make_held(held)) {
       return false;
     }
   }
-  return !is_broken_;
+  return !is_stopped_;
 }
 
 bool Transaction::make_held(const Held& held) {
@@ -160,9 +156,9 @@ bool Transaction::make_edits(Edits edits) {
     return true;
   }
   const Table& table = edits.front().table;
-  if (on_refusal_ == OnRefusal::go_on && snapshots_.is_changed(table)) {
-    // What was made so far stays, also if these edits have to be undone.
-    snapshots_.renew(table);
+  if (on_refusal_ == OnRefusal::continue_ && snapshots_.is_changed(table)) {
+    // Earlier edits stay, also if these have to be undone.
+    snapshots_.discard(table);
   }
   const std::set<std::string>* known = chains(table);
   if (known == nullptr || snapshots_.rules(table) == nullptr) {
@@ -176,39 +172,39 @@ bool Transaction::make_edits(Edits edits) {
     return stop_or_make_others(
         edits, {lost->line, exit_1, table.tool + ": No chain/target/match by that name.\n"});
   }
-  // Before the tool starts: it may be killed behind its commit, or fail there.
+  // Before the tool starts: it may be killed, or fail, after the kernel has made the edits.
   snapshots_.add(edits);
-  const Ended ended = restore(edits);
-  return ended.status == 0 || stop_or_make_others(edits, named(edits, ended));
+  const ProcessResult ended = restore(edits);
+  return ended.status == 0 || stop_or_make_others(edits, refused_line(edits, ended));
 }
 
 bool Transaction::stop_or_make_others(Edits edits, const FailedLine& refused) {
   if (on_refusal_ == OnRefusal::stop) {
-    keep_failed_line(refused);
-    is_broken_ = true;
+    runner_.add_failure(refused);
+    is_stopped_ = true;
     return false;
   }
   const Table& table = edits.front().table;
-  if (const std::string problem = snapshots_.put_back(table); !problem.empty()) {
-    keep_failed_line({refused.line, refused.status, problem});
+  if (const std::string problem = snapshots_.rollback(table); !problem.empty()) {
+    runner_.add_failure({refused.line, refused.status, problem});
   }
   chains_.clear();
   snapshots_.add(edits);
   for (const RuleEdit& edit : edits) {
-    run_directly(edit.line.c_str());
+    runner_.run(edit.line.c_str());
   }
   return true;
 }
 
 bool Transaction::make_save(const RuleSave& save) {
-  const Ended read = run({save.table.tool + "-save", "-t", save.table.name});
+  const ProcessResult read = run({save.table.tool + "-save", "-t", save.table.name});
   const std::string problem = read.status == 0 ? write_file(save.path, read.output) : read.errors;
   if (read.status == 0 && problem.empty()) {
     return true;
   }
-  keep_failed_line({save.line, read.status == 0 ? exit_1 : read.status, problem});
-  is_broken_ = on_refusal_ == OnRefusal::stop;
-  return !is_broken_;
+  runner_.add_failure({save.line, read.status == 0 ? exit_1 : read.status, problem});
+  is_stopped_ = on_refusal_ == OnRefusal::stop;
+  return !is_stopped_;
 }
 
 }  // namespace executor

@@ -2,9 +2,9 @@
  * The rule edits of a whole change, committed together: one restore for each family and table, which
  * the kernel makes as a whole or not at all.
  *
- * A line that may fail harmlessly would fail a whole restore, so it is answered from the live rules
- * at once. A save is put off until its table is committed, and of several the last alone is made.
- * Any other line commits what is held and runs directly.
+ * A deletion, or a new chain, can fail where that is no problem; in a restore it would fail all edits. So
+ * the transaction looks at the live rules before it holds one. A save is made when its table is committed,
+ * and only the last of several. Any other line commits what is held, then runs in a shell.
  */
 #pragma once
 
@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "executor/failed_line.hpp"
+#include "executor/line_runner.hpp"
 #include "executor/rule_edit.hpp"
 #include "executor/snapshots.hpp"
 
@@ -23,16 +23,16 @@ namespace executor {
 
 class Transaction {
  public:
-  Transaction(Snapshots& snapshots, OnRefusal on_refusal)
-      : snapshots_(snapshots), on_refusal_(on_refusal) {}
+  Transaction(LineRunner& runner, Snapshots& snapshots, OnRefusal on_refusal)
+      : runner_(runner), snapshots_(snapshots), on_refusal_(on_refusal) {}
 
   /* Takes one line. Returns its wait status, 0 for one that is held. */
   int take(const char* line);
 
-  /* Makes what is held so far. Returns false where a refusal, now or earlier, has stopped it. */
+  /* Makes the edits that are held. Returns false where a refusal, now or earlier, stopped it. */
   bool commit();
 
-  void on_refusal(OnRefusal what) { on_refusal_ = what; }
+  void set_on_refusal(OnRefusal on_refusal) { on_refusal_ = on_refusal; }
 
  private:
   struct Held {
@@ -50,18 +50,19 @@ class Transaction {
   int run_after_commit(const char* line);
   const std::set<std::string>* chains(const Table& table);
 
-  /* These return whether to go on. That is so after a refusal too where the transaction passes over
-   * them: what was refused is then among the failed lines. */
+  /* These return false where a refusal stopped the transaction. With OnRefusal::continue_ they return true:
+   * the refused lines are then among the failed ones. */
   bool make_held(const Held& held);
   bool make_edits(std::span<const RuleEdit> edits);
   bool make_save(const RuleSave& save);
   bool stop_or_make_others(std::span<const RuleEdit> edits, const FailedLine& refused);
 
+  LineRunner& runner_;
   Snapshots& snapshots_;
   OnRefusal on_refusal_;
-  bool is_broken_ = false;
+  bool is_stopped_ = false;
   std::map<Table, Held> held_;
-  std::map<Table, std::set<std::string>> chains_; /* as they are with what is held */
+  std::map<Table, std::set<std::string>> chains_; /* with the edits that are held */
 };
 
 }  // namespace executor

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/management_access.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/change_report.hpp"
@@ -19,19 +19,19 @@ namespace {
 
 /* Every change first deletes the rules of an earlier one, which are often not there. */
 void expect_missing_rules() {
-  executor::may_fail("iptables -D INPUT -j input_ext_access_ctrl");
-  executor::may_fail("iptables -D input_ext_access_ctrl -p tcp --dport ");
+  executor::system_executor().allow_failure("iptables -D INPUT -j input_ext_access_ctrl");
+  executor::system_executor().allow_failure("iptables -D input_ext_access_ctrl -p tcp --dport ");
 }
 
 int set_telnet(const Context& context, bool allow) {
-  Change change(context, Foreseen::ipv4_rules);
+  Change change(context);
   expect_missing_rules();
   change.call("access", [allow] { return omci_set_telnet_state(allow ? 1 : 0); });
   return report(context, change, std::string("access: telnet ") + (allow ? "allowed" : "blocked"));
 }
 
 int set_web(const Context& context, bool allow, int port) {
-  Change change(context, Foreseen::ipv4_rules);
+  Change change(context);
   expect_missing_rules();
   change.call("access", [allow, port] { return omci_set_web_state(allow ? 1 : 0, port); });
   return report(context, change,

@@ -44,9 +44,9 @@ bool sets_only_portal(const settings::Settings& wanted, int confirm_within) {
 /* `confirm_within` is in seconds; 0 where nobody has to confirm. */
 int apply_file(const Context& context, const SettingsFile& file, int confirm_within) {
   const settings::Settings wanted = read_settings_file(file);
-  Change change(context, Foreseen::ipv4_rules,
-                sets_only_portal(wanted, confirm_within) ? Preconditions{.allow_unsafe_text = true}
-                                                         : sound_state);
+  Change change(context, sets_only_portal(wanted, confirm_within)
+                             ? Preconditions{.allow_unsafe_text = true}
+                             : sound_state);
   warn_of_change(change.stored(), with_changes(change.stored(), wanted), wanted);
   const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
   if (waits) {

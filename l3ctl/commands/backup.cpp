@@ -4,7 +4,7 @@
 #include <iostream>
 #include <memory>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/l3_advance.h"
 #include "l3ctl/answer.hpp"
 #include "l3ctl/commands.hpp"
@@ -139,7 +139,7 @@ int32_t make_dhcp_rules() {
  */
 void bring_in_line(Change& change) {
   const settings::Settings& now = change.stored();
-  executor::may_fail("iptables -t filter -D FORWARD -p udp ");
+  executor::system_executor().allow_failure("iptables -t filter -D FORWARD -p udp ");
   change.call("firewall", [&] { return set_firewall(*now.firewall); });
   if (*now.firewall && now.dhcp_filter->dhcp_mac_filter_ctrl != 0) {
     change.call("dhcp_filter", make_dhcp_rules);

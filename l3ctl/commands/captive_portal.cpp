@@ -57,7 +57,7 @@ int show_portal(const Context& context) {
 }
 
 int switch_portal(const Context& context, bool on) {
-  Change change(context, Foreseen::ipv4_rules);
+  Change change(context);
   inform("note: this switches the whole firewall; \"l3ctl captive-portal " +
          std::string(on ? "on" : "off") + "\" switches the portal alone");
   settings::Settings wanted = change.stored();

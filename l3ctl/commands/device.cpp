@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/firewall.h"
 #include "l3_advance/rule_set.h"
 #include "l3_advance/vpn_pass_through.h"
@@ -48,9 +48,9 @@ int start_up(const Context& context, Lock lock) {
   Change change(context, std::move(lock), any_state, OnFailure::continue_);
   reject_unsafe_migration();
   restore_after_restart(change);
-  executor::may_fail("mkdir -p /lib/modules/");
-  executor::may_fail("iptables -N ");
-  executor::may_fail("ip6tables -N ");
+  executor::system_executor().allow_failure("mkdir -p /lib/modules/");
+  executor::system_executor().allow_failure("iptables -N ");
+  executor::system_executor().allow_failure("ip6tables -N ");
   change.call("firewall", gl3_web_init_fw);
   change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
   return report(context, change, "init: the gateway is up");
@@ -60,9 +60,9 @@ int start_up(const Context& context, Lock lock) {
 int start_up_again(const Context& context, Lock lock) {
   Change change(context, std::move(lock), sound_state, OnFailure::rollback);
   reject_unsafe_migration();
-  executor::may_fail("mkdir -p /lib/modules/");
-  executor::may_fail("iptables -N ");
-  executor::may_fail("ip6tables -N ");
+  executor::system_executor().allow_failure("mkdir -p /lib/modules/");
+  executor::system_executor().allow_failure("iptables -N ");
+  executor::system_executor().allow_failure("ip6tables -N ");
   start_again(change);
   change.call("VPN pass-through", gl3_web_init_vpn_pass_through);
   if (*change.stored().firewall && change.stored().dhcp_filter->dhcp_mac_filter_ctrl != 0) {

@@ -222,7 +222,7 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
   const Json entry = entry_of(filter, words);
   const Lists named = lists;
   lists = lists_for(filter, lists, entry);
-  Change change(context, first_rules_of(filter, lists));
+  Change change(context);
   std::vector<WantedSection> wanted;
   std::string places;
   std::vector<std::string> told;
@@ -246,7 +246,7 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
 
 int delete_entry(const Context& context, const Filter& filter, Lists lists,
                  const std::string& which) {
-  Change change(context, first_rules_of(filter, lists));
+  Change change(context);
   std::vector<WantedSection> wanted;
   std::vector<std::string> told;
   size_t deleted = 0;

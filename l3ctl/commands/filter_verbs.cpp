@@ -45,7 +45,7 @@ int list(const Context& context, const Lists& lists) {
 }
 
 int clear(const Context& context, const Filter& filter, const Lists& lists) {
-  Change change(context, first_rules_of(filter, lists));
+  Change change(context);
   settings::Settings cleared = change.stored();
   for (const FilterList& one : lists) {
     if (one.clear != nullptr) {
@@ -62,13 +62,13 @@ int clear(const Context& context, const Filter& filter, const Lists& lists) {
 }
 
 int reset(const Context& context, const Filter& filter) {
-  Change change(context, first_rules_of(filter, filter.lists));
+  Change change(context);
   change.call(filter.command, filter.reset);
   return report(context, change, std::string(filter.command) + ": back to the factory state");
 }
 
 int enable(const Context& context, const Filter& filter, const Lists& lists, bool on) {
-  Change change(context, first_rules_of(filter, lists));
+  Change change(context);
   settings::Settings wanted = change.stored();
   for (const FilterList& one : lists) {
     const Section& section = section_named(one.section);
@@ -119,10 +119,6 @@ void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
 }
 
 }  // namespace
-
-Foreseen first_rules_of(const Filter& filter, std::span<const FilterList> lists) {
-  return &lists.front() == &filter.lists.front() ? Foreseen::ipv4_rules : Foreseen::ipv6_rules;
-}
 
 void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
   CLI::App* command = app.add_subcommand(filter.command, filter.help);

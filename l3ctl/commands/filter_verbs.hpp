@@ -31,9 +31,6 @@ struct Filter {
   const char* (*clear_note)(const settings::Settings& before) = nullptr;
 };
 
-/* The rules that a change of these lists of the filter edits first. */
-Foreseen first_rules_of(const Filter& filter, std::span<const FilterList> lists);
-
 /* Adds the filter's command with its verbs. */
 void add_filter_command(CLI::App& app, Context& context, const Filter& filter);
 

@@ -29,7 +29,7 @@ int show(const Context& context) {
 }
 
 int set(const Context& context, const std::string& word) {
-  Change change(context, Foreseen::ipv4_rules);
+  Change change(context);
   int32_t level = 0;
   while (word != level_words[level]) {
     ++level;

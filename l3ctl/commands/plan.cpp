@@ -7,7 +7,7 @@
 #include <iostream>
 #include <iterator>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/colour.hpp"
@@ -53,7 +53,7 @@ struct Call {
 std::vector<Call> recorded_calls;
 
 void record_call(const std::string& call) {
-  recorded_calls.push_back({executor::recorded_lines().size(), call});
+  recorded_calls.push_back({executor::system_executor().recorded_lines().size(), call});
 }
 
 std::string configuration_bytes() {
@@ -70,7 +70,7 @@ Json recorded_steps() {
     }
   };
   size_t count = 0;
-  for (const std::string& line : executor::recorded_lines()) {
+  for (const std::string& line : executor::system_executor().recorded_lines()) {
     add_calls_up_to(count++);
     steps.push_back({{"line", line}});
   }
@@ -104,7 +104,7 @@ Plan make_plan(const Context& context, const settings::Settings& wanted) {
   const std::string before = configuration_bytes();
   Change change(context);
   warn_of_change(change.stored(), with_changes(change.stored(), wanted), wanted);
-  executor::work(executor::Way::record);
+  executor::system_executor().set_mode(executor::Mode::record);
   platform_linux::observe(record_call);
   apply_in_order(change, wanted, [](const char*, size_t, size_t) {});
   platform_linux::observe(nullptr);

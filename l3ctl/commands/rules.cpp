@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "executor/process.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/json_output.hpp"
@@ -16,7 +17,6 @@
 #include "management/system/atomic_file.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/find_tool.hpp"
-#include "management/system/process.hpp"
 
 namespace l3ctl {
 
@@ -33,12 +33,12 @@ std::string drawn(const std::string& picture) {
   if (tool_path("dot").empty()) {
     throw Error("cannot draw the picture: " + not_in_path({"dot"}) + " (Debian package graphviz)");
   }
-  const ToolRun run = run_tool({"dot", "-Tsvg"}, picture);
-  if (run.status == -1) {
-    throw Error("cannot start dot, which draws the picture: " + run.errors);
+  const executor::ProcessResult run = executor::run({"dot", "-Tsvg"}, picture);
+  if (!run.is_started) {
+    throw Error("cannot draw the picture: cannot start " + run.errors);
   }
   if (run.status != 0) {
-    throw Error("dot ended with " + std::to_string(run.status) + ": " +
+    throw Error("dot ended with " + std::to_string(run.exit_status()) + ": " +
                 run.errors.substr(0, run.errors.find('\n')));
   }
   return run.output;

@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3ctl/views/change_report.hpp"
 #include "l3ctl/views/problem_report.hpp"
 #include "l3ctl/views/settings_text.hpp"
@@ -23,9 +23,9 @@ int show(const Context& context, const Switch& one) {
 }
 
 int set(const Context& context, const Switch& one, bool on) {
-  Change change(context, one.foreseen);
+  Change change(context);
   if (!one.may_fail.empty()) {
-    executor::may_fail(one.may_fail);
+    executor::system_executor().allow_failure(one.may_fail);
   }
   settings::Settings wanted = change.stored();
   wanted.*one.value = on;

@@ -19,8 +19,7 @@ struct Switch {
   const char* off_help;
   int32_t (*set)(bool on);
   std::optional<bool> settings::Settings::*value; /* its place in the settings */
-  std::string_view may_fail = {};                 /* lines that begin so may fail */
-  Foreseen foreseen = Foreseen::ipv4_rules;
+  std::string_view may_fail = {};                 /* lines that begin so may exit with 1 */
 };
 
 /* Adds the switch's command; returns it for further verbs. */

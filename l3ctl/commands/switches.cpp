@@ -52,7 +52,6 @@ constexpr Switch vpn = {
     .off_help = "Do not let GRE pass",
     .set = set_vpn_pass_through,
     .value = &settings::Settings::vpn_pass_through,
-    .foreseen = Foreseen::nothing,
 };
 
 int reset_vpn(const Context& context) {

@@ -43,7 +43,7 @@ int show(const Context& context) {
 }
 
 int update(const Context& context, const std::string& name) {
-  Change change(context, Foreseen::ipv4_rules);
+  Change change(context);
   // The daemon clears first as well: updating appends to the dispatch chains.
   change.call("wan", gl3_l3ctl_clear_firewall);
   change.call("wan", [&] { return gl3_l3ctl_update_firewall(name.c_str()); });
@@ -51,7 +51,7 @@ int update(const Context& context, const std::string& name) {
 }
 
 int clear(const Context& context) {
-  Change change(context, Foreseen::ipv4_rules);
+  Change change(context);
   change.call("wan", gl3_l3ctl_clear_firewall);
   return report(context, change, "wan: cleared");
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "management/store/stored_settings.hpp"
 
 namespace management {
@@ -39,7 +39,7 @@ Settings with_changes(Settings stored, const Settings& wanted) {
 Applied apply_in_order(Change& change, const Settings& wanted, const Progress& progress) {
   Applied applied;
   // Removed before it is added, and often not there.
-  executor::may_fail("iptables -t filter -D FORWARD -p udp ");
+  executor::system_executor().allow_failure("iptables -t filter -D FORWARD -p udp ");
   const auto all = sections();
   const auto total = static_cast<size_t>(std::count_if(
       all.begin(), all.end(), [&](const Section& one) { return one.is_wanted(wanted); }));

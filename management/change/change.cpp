@@ -13,7 +13,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/l3_advance.h"
 #include "management/change/confirmation_timer.hpp"
 #include "management/change/pending_confirmation.hpp"
@@ -60,16 +60,6 @@ Lock lock_for_change(const Options& options, const Preconditions& accepted) {
   return Lock(options);
 }
 
-/* Nobody else edits the rules once the lock is held. */
-Lock locked_while_reading(const Options& options, const Preconditions& accepted,
-                          Foreseen foreseen) {
-  Lock lock = lock_for_change(options, accepted);
-  if (foreseen != Foreseen::nothing && !options.one_by_one) {
-    executor::read_ahead(foreseen == Foreseen::ipv4_rules ? "iptables" : "ip6tables");
-  }
-  return lock;
-}
-
 void notify_remains(const std::vector<std::string>& problems) {
   for (const std::string& problem : problems) {
     notify("cannot put back what was before: " + problem, Severity::error);
@@ -85,7 +75,7 @@ std::string first_line(const std::string& text) {
 Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
                OnFailure on_failure)
     : options_(options), on_failure_(on_failure), lock_(std::move(lock)) {
-  if (!quietly([] { return executor::in_place(str_system); })) {
+  if (!quietly([] { return executor::system_executor().is_interposed(str_system); })) {
     throw Error("command lines of the library do not reach this program; nothing was changed");
   }
   require_tools();
@@ -109,35 +99,31 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   if (!accepted.allow_unsafe_text) {
     reject_unsafe_text(stored_);
   }
-  executor::compare_rules_by(normal_form);
+  executor::system_executor().set_normal_form(normal_form);
   if (snapshot_) {
     snapshot_->add_loaded();
-    executor::remember_rules();
+    executor::system_executor().keep_snapshots();
   } else {
-    executor::on_refusal(executor::OnRefusal::go_on);
+    executor::system_executor().set_on_refusal(executor::OnRefusal::continue_);
   }
-  executor::work(way());
+  executor::system_executor().set_mode(mode());
 }
 
 Change::Change(const Options& options, const Preconditions& accepted)
     : Change(options, lock_for_change(options, accepted), accepted, OnFailure::rollback) {}
-
-Change::Change(const Options& options, Foreseen foreseen, const Preconditions& accepted)
-    : Change(options, locked_while_reading(options, accepted, foreseen), accepted,
-             OnFailure::rollback) {}
 
 Change::~Change() {
   // What an exception ends has not been reported.
   if (std::uncaught_exceptions() > exceptions_ && on_failure_ == OnFailure::rollback) {
     rollback();
   }
-  executor::work(executor::Way::direct);
+  executor::system_executor().set_mode(executor::Mode::execute);
   // A signal that waited ends the program next; what was reported must be out by then.
   std::cout.flush();
 }
 
-executor::Way Change::way() const {
-  return options_.one_by_one ? executor::Way::direct : executor::Way::transaction;
+executor::Mode Change::mode() const {
+  return options_.one_by_one ? executor::Mode::execute : executor::Mode::transaction;
 }
 
 bool Change::rollback() {
@@ -149,7 +135,7 @@ bool Change::rollback() {
 /* Returns what could not be put back. */
 std::vector<std::string> Change::restore_all() {
   std::vector<std::string> problems = quietly([&] { return snapshot_->restore(); });
-  if (const std::string rules = executor::put_back(); !rules.empty()) {
+  if (const std::string rules = executor::system_executor().rollback(); !rules.empty()) {
     problems.push_back(rules);
   }
   return problems;
@@ -165,12 +151,12 @@ ChangeResult Change::finish() {
     result.not_restored = restore_all();
   }
   std::vector<std::string> lines;
-  for (const executor::FailedLine& failed : executor::failed_lines()) {
+  for (const executor::FailedLine& failed : executor::system_executor().failed_lines()) {
     lines.push_back(failed.line);
   }
   const std::vector<Origin> origins = origins_of(lines);
   auto origin = origins.begin();
-  for (const executor::FailedLine& failed : executor::failed_lines()) {
+  for (const executor::FailedLine& failed : executor::system_executor().failed_lines()) {
     result.failed_rules.push_back(
         {(origin++)->path, failed.line, outcome(failed.status), first_line(failed.message)});
   }
@@ -178,8 +164,8 @@ ChangeResult Change::finish() {
 }
 
 bool Change::make() {
-  const bool is_made = quietly(executor::commit);
-  return is_made && failed_.empty() && executor::failed_lines().empty();
+  const bool is_made = quietly([] { return executor::system_executor().commit(); });
+  return is_made && failed_.empty() && executor::system_executor().failed_lines().empty();
 }
 
 }  // namespace management

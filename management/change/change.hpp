@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "management/options.hpp"
 #include "management/store/store_snapshot.hpp"
 #include "management/store/stored_settings.hpp"
@@ -38,9 +38,6 @@ inline constexpr Preconditions sound_state = {};
 inline constexpr Preconditions any_state = {
     .allow_damaged = true, .allow_unsafe_text = false, .allow_pending = true};
 
-/* Table to prefetch while the settings load; a wrong guess only costs time. */
-enum class Foreseen : uint8_t { nothing, ipv4_rules, ipv6_rules };
-
 /* A rule that the packet filter refused. */
 struct FailedRule {
   std::string setting; /* the path of the setting that it comes from; empty where none is known */
@@ -62,7 +59,6 @@ class Change {
   /* Proves that the library's command lines end in this program, and loads what is stored. */
   Change(const Options& options, Lock lock, const Preconditions& accepted, OnFailure on_failure);
   explicit Change(const Options& options, const Preconditions& accepted = sound_state);
-  Change(const Options& options, Foreseen foreseen, const Preconditions& accepted = sound_state);
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;
   ~Change();
@@ -91,9 +87,9 @@ class Change {
   /* Calls the library while none of its command lines is run: what it stores is stored. */
   template <typename Calls>
   void without_rules(Calls&& calls) {
-    executor::work(executor::Way::record);
+    executor::system_executor().set_mode(executor::Mode::record);
     calls();
-    executor::work(way());
+    executor::system_executor().set_mode(mode());
   }
 
   /* Restores the state before the change. Returns whether all of it could be restored, and notifies of what could
@@ -107,7 +103,7 @@ class Change {
   ChangeResult finish();
 
  private:
-  [[nodiscard]] executor::Way way() const;
+  [[nodiscard]] executor::Mode mode() const;
   std::vector<std::string> restore_all();
 
   const Options& options_;

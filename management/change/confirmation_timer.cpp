@@ -15,9 +15,9 @@
 #include <ctime>
 #include <vector>
 
+#include "executor/process.hpp"
 #include "management/error.hpp"
 #include "management/system/atomic_file.hpp"
-#include "management/system/process.hpp"
 
 namespace management {
 
@@ -152,17 +152,18 @@ std::optional<Pending> my_pending() {
 }
 
 /* The last line of what a process said, for one that noted nothing itself. */
-std::string last_message(const ToolRun& run) {
+std::string last_message(const executor::ProcessResult& run) {
   std::string text = run.errors.substr(0, run.errors.find_last_not_of('\n') + 1);
   text.erase(0, text.rfind('\n') + 1);
-  return run.status > 128 || text.empty()
-             ? "the rollback ended with status " + std::to_string(run.status)
+  return run.exit_status() > 128 || text.empty()
+             ? "the rollback ended with status " + std::to_string(run.exit_status())
              : text.substr(text.starts_with("l3ctl: ") ? std::strlen("l3ctl: ") : 0);
 }
 
 /* One attempt, in a process of its own. Returns why it failed, empty where it did not. */
 std::string attempt(const Options& options, bool is_hurried) {
-  const ToolRun run = run_tool(own_command(options, is_hurried ? "--revert" : "--roll-back"));
+  const executor::ProcessResult run =
+      executor::run(own_command(options, is_hurried ? "--revert" : "--roll-back"));
   if (run.status == 0) {
     return "";
   }
@@ -337,11 +338,11 @@ bool roll_back_if_overdue(const Options& options) {
   if (!pending || !is_overdue(*pending)) {
     return false;
   }
-  const ToolRun run = run_tool(own_command(options, "--roll-back"));
+  const executor::ProcessResult run = executor::run(own_command(options, "--roll-back"));
   if (run.status != 0) {
     throw Error("an apply was not confirmed in time, and rolling it back failed: " +
                 rollback_failure().value_or("the rollback ended with status " +
-                                            std::to_string(run.status)) +
+                                            std::to_string(run.exit_status())) +
                 "; nothing else was changed");
   }
   notify("an apply was not confirmed in time: the old settings are restored");

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <span>
 
+#include "executor/sequence_diff.hpp"
 #include "management/change/apply.hpp"
-#include "management/system/sequence_diff.hpp"
 
 namespace management {
 
@@ -64,12 +64,12 @@ void close_gap(const std::string& path, const Json& before, const Json& after, G
 void compare_lists(const std::string& path, const Json& before, const Json& after,
                    std::vector<FieldChange>& changes) {
   Gap gap;
-  for (const DiffStep& step :
-       sequence_diff(before.size(), after.size(), DiffOrder::removed_first,
-                     [&](size_t i, size_t k) { return before[i] == after[k]; })) {
-    if (step.kind == DiffStep::Kind::kept) {
+  for (const executor::DiffStep& step :
+       executor::sequence_diff(before.size(), after.size(), executor::DiffOrder::removed_first,
+                               [&](size_t i, size_t k) { return before[i] == after[k]; })) {
+    if (step.kind == executor::DiffStep::Kind::kept) {
       close_gap(path, before, after, gap, changes);
-    } else if (step.kind == DiffStep::Kind::removed) {
+    } else if (step.kind == executor::DiffStep::Kind::removed) {
       gap.removed.push_back(step.before);
     } else {
       gap.added.push_back(step.after);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "executor/process.hpp"
 #include "executor/rule_edit.hpp"
 #include "l3_advance/firewall.h"
 #include "l3_advance/internet_wan.h"
@@ -13,7 +14,6 @@
 #include "management/rules/chain_map.hpp"
 #include "management/rules/live_bindings.hpp"
 #include "management/rules/live_rules.hpp"
-#include "management/system/process.hpp"
 
 namespace management {
 
@@ -126,7 +126,7 @@ std::vector<std::string> start_up_lines(Change& change) {
   std::vector<std::string> lines;
   change.without_rules([&] {
     change.call("firewall", gl3_web_init_fw);
-    lines = executor::recorded_lines();
+    lines = executor::system_executor().recorded_lines();
   });
   return lines;
 }
@@ -204,7 +204,7 @@ bool has_jump_from_builtin_chain(const std::string& rules, const std::string& ch
 bool is_started() {
   for (const Family family : {Family::ipv4, Family::ipv6}) {
     const char* tool = family == Family::ipv4 ? "iptables-save" : "ip6tables-save";
-    const std::string rules = "\n" + run_tool({tool, "-t", "filter", "-c"}).output;
+    const std::string rules = "\n" + executor::run({tool, "-t", "filter", "-c"}).output;
     for (const std::string& chain : own_chains(family)) {
       if (chain != access_chain && has_jump_from_builtin_chain(rules, chain)) {
         return true;

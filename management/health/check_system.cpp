@@ -8,11 +8,11 @@
 #include <cstring>
 #include <sstream>
 
-#include "executor/executor.hpp"
+#include "executor/process.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/shell_command.h"
 #include "management/health/health.hpp"
 #include "management/system/find_tool.hpp"
-#include "management/system/process.hpp"
 #include "management/system/redirect_output.hpp"
 
 namespace management {
@@ -40,7 +40,7 @@ constexpr struct {
 
 /* "v1.8.9 (legacy)" */
 std::string version_of(const char* tool) {
-  const std::string said = run_tool({tool, "--version"}).output;
+  const std::string said = executor::run({tool, "--version"}).output;
   const std::string line = said.substr(0, said.find('\n'));
   const size_t space = line.find(' ');
   return space == std::string::npos ? line : line.substr(space + 1);
@@ -69,7 +69,7 @@ std::string refused_kinds() {
   setenv("XTABLES_LOCKFILE", "/dev/null", 1);
   std::string refused;
   for (const auto& kind : kinds) {
-    if (run_tool(words_of(kind.rule)).status != 0) {
+    if (executor::run(words_of(kind.rule)).status != 0) {
       refused += std::string(kind.name) + "\n";
     }
   }
@@ -158,7 +158,7 @@ void check_tools(Findings& findings) {
                           ? "dot is not in PATH; only \"l3ctl rules --svg\" needs it"
                           : "dot is there for \"l3ctl rules --svg\"",
                       ""});
-  if (!quietly([] { return executor::in_place(str_system); })) {
+  if (!quietly([] { return executor::system_executor().is_interposed(str_system); })) {
     findings.push_back({State::problem, "program",
                         "command lines of the library do not reach this program",
                         "install l3ctl and the library from one build"});

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "executor/sequence_diff.hpp"
 #include "management/rules/chain_map.hpp"
 #include "management/rules/live_bindings.hpp"
 #include "management/store/stored_settings.hpp"
 #include "management/system/lock.hpp"
-#include "management/system/sequence_diff.hpp"
 
 namespace management {
 
@@ -93,17 +93,17 @@ std::vector<ComparedRule> merged(const WantedRules& wanted, const std::vector<Co
   const auto is_compared = [](const ComparedRule& rule) {
     return rule.state != RuleState::foreign && rule.state != RuleState::runtime;
   };
-  for (const DiffStep& step :
-       sequence_diff(wanted.size(), live.size(), DiffOrder::added_first, [&](size_t i, size_t k) {
-         return is_compared(live[k]) && wanted[i].rule == live[k].rule;
-       })) {
-    if (step.kind == DiffStep::Kind::removed) {
+  for (const executor::DiffStep& step : executor::sequence_diff(
+           wanted.size(), live.size(), executor::DiffOrder::added_first, [&](size_t i, size_t k) {
+             return is_compared(live[k]) && wanted[i].rule == live[k].rule;
+           })) {
+    if (step.kind == executor::DiffStep::Kind::removed) {
       const ExpectedRule& missing = wanted[step.before];
       result.push_back({RuleState::missing, missing.rule, {}, missing.origin});
       continue;
     }
     ComparedRule rule = live[step.after];
-    if (step.kind == DiffStep::Kind::kept) {
+    if (step.kind == executor::DiffStep::Kind::kept) {
       rule.state = RuleState::expected;
       rule.origin = wanted[step.before].origin;
     } else if (is_compared(rule)) {

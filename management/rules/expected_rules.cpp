@@ -8,7 +8,7 @@
 #include <iostream>
 #include <iterator>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/l3_advance.h"
 #include "management/rules/chain_map.hpp"
 #include "management/store/sections.hpp"
@@ -29,11 +29,11 @@ template <typename Generate>
 std::vector<std::string> recorded(Generate&& generate) {
   // What the library prints about a rule belongs to the change that makes the rule.
   const DiscardOutput discard;
-  executor::work(executor::Way::record);
-  const size_t before = executor::recorded_lines().size();
+  executor::system_executor().set_mode(executor::Mode::record);
+  const size_t before = executor::system_executor().recorded_lines().size();
   generate();
-  executor::work(executor::Way::direct);
-  const std::vector<std::string>& lines = executor::recorded_lines();
+  executor::system_executor().set_mode(executor::Mode::execute);
+  const std::vector<std::string>& lines = executor::system_executor().recorded_lines();
   return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()};
 }
 

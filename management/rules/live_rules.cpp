@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <sstream>
 
+#include "executor/process.hpp"
 #include "management/error.hpp"
 #include "management/system/find_tool.hpp"
-#include "management/system/process.hpp"
 
 namespace management {
 
@@ -90,15 +90,15 @@ LiveTable parse_live(Family family, const std::string& text) {
 
 LiveTable read_live(Family family) {
   const std::string tool = save_tool(family);
-  const ToolRun run = run_tool({tool, "-c", "-t", "filter"});
-  if (run.status == -1 && tool_path(tool).empty()) {
+  const executor::ProcessResult run = executor::run({tool, "-c", "-t", "filter"});
+  if (!run.is_started && tool_path(tool).empty()) {
     throw Error(how_to_supply({tool}));
   }
-  if (run.status == -1) {
-    throw Error("cannot start " + tool + ": " + run.errors);
+  if (!run.is_started) {
+    throw Error("cannot start " + run.errors);
   }
   if (run.status != 0) {
-    throw Error(tool + " ended with " + std::to_string(run.status) + ": " +
+    throw Error(tool + " ended with " + std::to_string(run.exit_status()) + ": " +
                 run.errors.substr(0, run.errors.find('\n')));
   }
   return parse_live(family, run.output);

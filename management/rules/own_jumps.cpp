@@ -7,9 +7,9 @@
 #include <sstream>
 #include <string_view>
 
+#include "executor/process.hpp"
 #include "management/error.hpp"
 #include "management/rules/chain_map.hpp"
-#include "management/system/process.hpp"
 
 namespace management {
 
@@ -25,7 +25,8 @@ const char* tool_of(Family family) {
 
 /* The filter table as the save tool prints it, a line each, rules without their counters. */
 Lines saved_lines(Family family) {
-  const ToolRun run = run_tool({std::string(tool_of(family)) + "-save", "-t", "filter", "-c"});
+  const executor::ProcessResult run =
+      executor::run({std::string(tool_of(family)) + "-save", "-t", "filter", "-c"});
   if (run.status != 0) {
     throw Error(std::string(tool_of(family)) +
                 "-save: cannot read the rules: " + run.errors.substr(0, run.errors.find('\n')));
@@ -134,8 +135,8 @@ std::string inserted_jumps(const Lines& saved, const std::vector<Jump>& jumps, I
 void restore_lines(Family family, const std::string& lines, const char* what,
                    std::vector<std::string>& problems) {
   const std::string tool = tool_of(family);
-  const ToolRun made =
-      run_tool({tool + "-restore", "--noflush", "-w", "5"}, "*filter\n" + lines + "COMMIT\n");
+  const executor::ProcessResult made =
+      executor::run({tool + "-restore", "--noflush", "-w", "5"}, "*filter\n" + lines + "COMMIT\n");
   if (made.status != 0) {
     problems.push_back(tool + ": " + what + ": " + made.errors.substr(0, made.errors.find('\n')));
   }

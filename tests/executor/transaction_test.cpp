@@ -1,6 +1,7 @@
 /* Rule edits made together, with tests/tools/fake-iptables in PATH. */
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -8,10 +9,12 @@
 #include <fstream>
 #include <sstream>
 
-#include "executor/executor.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/shell_command.h"
 
 namespace {
+
+executor::Executor& ours = executor::system_executor();
 
 std::string content(const std::string& path) {
   std::ifstream file(path);
@@ -47,7 +50,7 @@ class Transaction : public testing::Test {
     write("/tmp/chains", ":FORWARD\n:IN\n:OUT\n");
     write("/tmp/stateless", "");
     setenv("PATH", "/tmp/tools:/usr/bin:/bin", 1);
-    executor::work(executor::Way::transaction);
+    ours.set_mode(executor::Mode::transaction);
   }
 
   /* What the tools were told since the last call, but for reads of all rules. */
@@ -72,7 +75,7 @@ class Transaction : public testing::Test {
   }
 
   static std::string only_failure() {
-    return executor::failed_lines().size() == 1 ? executor::failed_lines()[0].line : "";
+    return ours.failed_lines().size() == 1 ? ours.failed_lines()[0].line : "";
   }
 };
 
@@ -83,19 +86,19 @@ TEST_F(Transaction, EditsOfOneTableAreOneRestore) {
   EXPECT_EQ(str_system("iptables -A IN -p tcp -j DROP"), 0);
   EXPECT_EQ(str_system("ip6tables -I OUT -j ACCEPT"), 0);
   EXPECT_EQ(told(), "");
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(
       told(),
       "ip6tables-restore --noflush -w 5\n  *filter\n  -I OUT -j ACCEPT\n  COMMIT\n"
       "iptables-restore --noflush -w 5\n  *filter\n  -F IN\n  -A IN -p tcp -j DROP\n  COMMIT\n");
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(told(), "");
 }
 
 TEST_F(Transaction, WhatIsNotCommittedChangesNothing) {
   str_system("iptables -A IN -j DROP");
-  executor::work(executor::Way::direct);
-  EXPECT_TRUE(executor::commit());
+  ours.set_mode(executor::Mode::execute);
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(told(), "");
 }
 
@@ -114,7 +117,7 @@ TEST_F(Transaction, OfSeveralSavesTheLastIsMadeBehindItsEdits) {
   EXPECT_EQ(str_system("iptables-save -t filter >/tmp/saved"), 0);
   str_system("iptables -F IN");
   EXPECT_EQ(access("/tmp/saved", F_OK), -1);
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(told(),
             "iptables-restore --noflush -w 5\n  *filter\n  -A IN -j DROP\n  -A OUT -j DROP\n"
             "  COMMIT\niptables-save -t filter\n"
@@ -125,9 +128,9 @@ TEST_F(Transaction, OfSeveralSavesTheLastIsMadeBehindItsEdits) {
 TEST_F(Transaction, ASaveThatCannotBeWrittenFailsTheCommit) {
   live("iptables", "");
   str_system("iptables-save -t filter >/dev/full");
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables-save -t filter >/dev/full");
-  EXPECT_EQ(executor::failed_lines()[0].message, "cannot write /dev/full: No space left on device");
+  EXPECT_EQ(ours.failed_lines()[0].message, "cannot write /dev/full: No space left on device");
 }
 
 TEST_F(Transaction, AChainThatStandsIsNotMadeAndAMissingOneIs) {
@@ -135,8 +138,8 @@ TEST_F(Transaction, AChainThatStandsIsNotMadeAndAMissingOneIs) {
   EXPECT_EQ(str_system("iptables -N NEW"), 0);
   EXPECT_EQ(str_system("iptables -N NEW"), -1);
   EXPECT_EQ(str_system("iptables -A NEW -j DROP"), 0);
-  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: Chain already exists.\n");
-  EXPECT_TRUE(executor::commit());
+  EXPECT_EQ(ours.failed_lines()[0].message, "iptables: Chain already exists.\n");
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(told(),
             "iptables-restore --noflush -w 5\n  *filter\n  -N NEW\n  -A NEW -j DROP\n  COMMIT\n");
 }
@@ -144,51 +147,51 @@ TEST_F(Transaction, AChainThatStandsIsNotMadeAndAMissingOneIs) {
 TEST_F(Transaction, ADeletionIsAskedForAndThenHeld) {
   refuse("iptables -w 5 -t filter -C IN -p udp -j DROP\n");
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
-  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: Too many links\n");
+  EXPECT_EQ(ours.failed_lines()[0].message, "iptables: Too many links\n");
   EXPECT_EQ(str_system("iptables -D IN -p tcp -j DROP"), 0);
   EXPECT_EQ(str_system("iptables -D IN -p gre -j DROP"), 0);
   EXPECT_EQ(
       told(),
       "iptables -w 5 -t filter -C IN -p udp -j DROP\niptables -w 5 -t filter -C IN -p tcp -j DROP\n"
       "iptables -w 5 -t filter -C IN -p gre -j DROP\n");
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(told(),
             "iptables-restore --noflush -w 5\n  *filter\n  -D IN -p tcp -j DROP\n"
             "  -D IN -p gre -j DROP\n  COMMIT\n");
 }
 
 TEST_F(Transaction, WhatMayFailSucceedsButForARefusedCommit) {
-  executor::may_fail("iptables -D IN -p udp");
-  executor::may_fail("iptables -N ");
+  ours.allow_failure("iptables -D IN -p udp");
+  ours.allow_failure("iptables -N ");
   refuse("iptables -w 5 -t filter -C IN -p udp -j DROP\niptables -D IN -p udp -j ACCEPT\n");
   EXPECT_EQ(str_system("iptables -N IN"), 0);
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), 0);
-  EXPECT_TRUE(executor::failed_lines().empty());
-  // It was there when it was asked for, so that nobody expects this.
+  EXPECT_TRUE(ours.failed_lines().empty());
+  // The rule was there at the check, and is gone at the commit.
   EXPECT_EQ(str_system("iptables -D IN -p udp -j ACCEPT"), 0);
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j ACCEPT");
 }
 
 TEST_F(Transaction, AToolThatIsKilledHasNotSaidThatARuleIsMissing) {
-  executor::may_fail("iptables -D IN -p udp");
+  ours.allow_failure("iptables -D IN -p udp");
   hook("iptables", "case $* in *' -C IN -p udp -j DROP') kill -KILL $$ ;; esac\n");
   str_system("iptables -F OUT");
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
   EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j DROP");
-  EXPECT_EQ(executor::failed_lines()[0].status, SIGKILL);
+  EXPECT_EQ(ours.failed_lines()[0].status, SIGKILL);
   EXPECT_EQ(str_system("iptables -F IN"), -1);
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(told(), "iptables -w 5 -t filter -C IN -p udp -j DROP\n");
 }
 
 TEST_F(Transaction, GoingOnPassesAToolThatIsKilled) {
-  executor::on_refusal(executor::OnRefusal::go_on);
-  executor::may_fail("iptables -D IN -p udp");
+  ours.set_on_refusal(executor::OnRefusal::continue_);
+  ours.allow_failure("iptables -D IN -p udp");
   hook("iptables", "case $* in *' -C IN -p udp -j DROP') kill -KILL $$ ;; esac\n");
   EXPECT_EQ(str_system("iptables -D IN -p udp -j DROP"), -1);
   EXPECT_EQ(str_system("iptables -F IN"), 0);
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -D IN -p udp -j DROP");
 }
 
@@ -210,13 +213,13 @@ TEST_F(Transaction, ARefusedLineThatTheToolNamesIsNamedAndNothingElseRuns) {
   for (const char* line : {"iptables -F IN", "iptables -A IN -p udp -j DROP", "iptables -F OUT"}) {
     EXPECT_EQ(str_system(line), 0);
   }
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -A IN -p udp -j DROP");
-  EXPECT_EQ(executor::failed_lines()[0].message, "iptables-restore: line 3 failed\n");
+  EXPECT_EQ(ours.failed_lines()[0].message, "iptables-restore: line 3 failed\n");
   told();
   EXPECT_EQ(str_system("iptables -F IN"), -1);
   EXPECT_EQ(str_system("touch /tmp/ran"), -1);
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(told(), "");
   EXPECT_EQ(access("/tmp/ran", F_OK), -1);
 }
@@ -230,15 +233,15 @@ TEST_F(Transaction, ARefusedLineThatTheToolDoesNotNameIsSearchedFor) {
   for (int protocol = 1; protocol <= 50; ++protocol) {
     str_system(("iptables -A IN -p " + std::to_string(protocol) + " -j DROP").c_str());
   }
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -A IN -p 21 -j DROP");
-  EXPECT_EQ(executor::failed_lines()[0].message, "iptables: Too many links\n");
+  EXPECT_EQ(ours.failed_lines()[0].message, "iptables: Too many links\n");
 }
 
 TEST_F(Transaction, AnEditOfAMissingChainIsNamed) {
   str_system("iptables -A IN -j DROP");
   str_system("iptables -A GONE -j DROP");
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -A GONE -j DROP");
   EXPECT_EQ(told(), "");
 }
@@ -248,104 +251,133 @@ TEST_F(Transaction, WhatWasCommittedIsUndone) {
   str_system("ip6tables -F IN");
   str_system("ip6tables -A IN -j DROP");
   str_system("iptables -A GONE -j DROP");
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   told();
   live("ip6tables", "[0:0] -A IN -j DROP\n[1:10] -A IN -j other\n");
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(),
             "ip6tables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n"
             "  [5:50] -I IN 1 -j ACCEPT\n  COMMIT\n");
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(), "");
 }
 
 TEST_F(Transaction, WhatAKilledRestoreMadeIsUndone) {
   hook("iptables-restore", killed_restore);
   str_system("iptables -A IN -j DROP");
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables-restore --noflush");
-  EXPECT_EQ(executor::failed_lines()[0].status, SIGKILL);
+  EXPECT_EQ(ours.failed_lines()[0].status, SIGKILL);
   told();
   // Killed before its commit it made nothing: nothing is left to undo.
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(), "");
 }
 
 TEST_F(Transaction, WhatARestoreMadeThatWasKilledBehindItsCommitIsUndone) {
   hook("iptables-restore", killed_restore);
   str_system("iptables -A IN -j DROP");
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   told();
   live("iptables", "[0:0] -A IN -j DROP\n");
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(), "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n  COMMIT\n");
 }
 
 TEST_F(Transaction, ARollbackIsJudgedByTheKernelToo) {
   str_system("iptables -A IN -j DROP");
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   told();
   live("iptables", "[0:0] -A IN -j DROP\n");
   refuse("iptables -D IN -j DROP\n");
-  EXPECT_EQ(executor::put_back(),
-            "iptables, table filter, chain IN: iptables-restore: line 2 failed");
+  EXPECT_EQ(ours.rollback(), "iptables, table filter, chain IN: iptables-restore: line 2 failed");
   const std::string once = "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n";
   EXPECT_EQ(told(), once + once + once);
   // The tool fails, but the rule is gone.
   hook("iptables-restore", "rm -f /tmp/saved-iptables-save\n");
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(), once);
 }
 
 TEST_F(Transaction, GoingOnUndoesWhatAKilledRestoreMade) {
-  executor::on_refusal(executor::OnRefusal::go_on);
+  ours.set_on_refusal(executor::OnRefusal::continue_);
   hook("iptables-restore",
        "if [ \"$1\" = -c ]; then rm /tmp/saved-iptables-save; else\n  cat >/dev/null\n"
        "  cp /tmp/made /tmp/saved-iptables-save\n  kill -9 $$\nfi\n");
   write("/tmp/made", "# read\n*filter\n:IN - [0:0]\n[0:0] -A IN -j DROP\nCOMMIT\n");
   str_system("iptables -A IN -j DROP");
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(told(),
             "iptables-restore --noflush -w 5\n"
             "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j DROP\n  COMMIT\n"
             "iptables -A IN -j DROP\n");
-  EXPECT_TRUE(executor::failed_lines().empty());
+  EXPECT_TRUE(ours.failed_lines().empty());
 }
 
 TEST_F(Transaction, ATableThatCannotBeReadIsNotChanged) {
   hook("iptables-save", "echo 'iptables-save: permission denied' >&2\nexit 1\n");
   str_system("iptables -F IN");
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -F IN");
-  EXPECT_EQ(executor::failed_lines()[0].message,
+  EXPECT_EQ(ours.failed_lines()[0].message,
             "cannot read the rules: iptables-save: permission denied");
   EXPECT_EQ(told(), "");
 }
 
-TEST_F(Transaction, ATableReadAheadIsNotReadOnceMore) {
-  executor::read_ahead("iptables");
+TEST_F(Transaction, ATableIsReadOnce) {
   str_system("iptables -F IN");
-  EXPECT_TRUE(executor::commit());
+  str_system("iptables -N IN");
+  str_system("iptables -A IN -j DROP");
+  EXPECT_TRUE(ours.commit());
   const std::string all = content("/tmp/calls");
   EXPECT_EQ(all.substr(0, all.find('\n')), "iptables-save -t filter -c");
   EXPECT_EQ(all.find("iptables-save", 1), std::string::npos);
 }
 
-TEST_F(Transaction, ATableThatCannotBeReadAheadIsNotChanged) {
-  hook("iptables-save", "echo 'iptables-save: permission denied' >&2\nexit 1\n");
-  executor::read_ahead("iptables");
-  str_system("iptables -F IN");
-  EXPECT_FALSE(executor::commit());
+TEST_F(Transaction, AnEmptyOneStartsNoProcess) {
+  EXPECT_TRUE(ours.commit());
+  EXPECT_EQ(ours.rollback(), "");
+  EXPECT_EQ(access("/tmp/calls", F_OK), -1);
+}
+
+TEST_F(Transaction, AForkedProcessHasNone) {
+  str_system("iptables -A IN -j DROP");
+  const pid_t child = fork();
+  if (child == 0) {
+    const bool is_right = ours.is_forked() && !ours.commit() && ours.commit() &&
+                          ours.rollback().empty() && str_system("touch /tmp/child") == 0;
+    _exit(is_right && !ours.is_forked() ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(access("/tmp/child", F_OK), 0);
   EXPECT_EQ(told(), "");
+  EXPECT_TRUE(ours.commit());
+  EXPECT_EQ(told(), "iptables-restore --noflush -w 5\n  *filter\n  -A IN -j DROP\n  COMMIT\n");
+}
+
+TEST_F(Transaction, AForkedProcessDoesNotWaitForAReadOfTheOther) {
+  hook("iptables-save",
+       "for i in $(seq 100); do [ -e /tmp/go ] || sleep 0.1; done; touch /tmp/read\n");
+  str_system("iptables -A IN -j DROP");
+  const pid_t child = fork();
+  if (child == 0) {
+    str_system("true");
+    _exit(0);
+  }
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+  EXPECT_EQ(access("/tmp/read", F_OK), -1);
+  write("/tmp/go", "");
 }
 
 TEST_F(Transaction, GoingOnMakesEveryLineButTheRefused) {
-  executor::on_refusal(executor::OnRefusal::go_on);
+  ours.set_on_refusal(executor::OnRefusal::continue_);
   refuse("iptables -A IN -p udp -j DROP\n");
   for (const char* line : {"iptables -F IN", "iptables -A IN -p udp -j DROP", "iptables -F OUT"}) {
     EXPECT_EQ(str_system(line), 0);
   }
-  EXPECT_TRUE(executor::commit());
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -A IN -p udp -j DROP");
   const std::string all = told();
   EXPECT_EQ(all.substr(all.find("iptables -F IN")),
@@ -359,7 +391,7 @@ TEST_F(Transaction, ALineThatIsNotUnderstoodIsUndoneByWhatItDid) {
   chmod("/tmp/tools/odd-tables", 0755);
   EXPECT_EQ(str_system("odd-tables --some thing"), 0);
   told();
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(),
             "iptables-restore -c --noflush -w 5\n  *filter\n  -D IN -j odd\n"
             "  [1:10] -I IN 1 -j ACCEPT\n  COMMIT\n");
@@ -370,7 +402,7 @@ TEST_F(Transaction, ALineOfNatThatIsNotUnderstoodIsUndoneToo) {
   hook("iptables",
        "sed -i 's/COMMIT/[0:0] -A IN --odd\\nCOMMIT/' /tmp/saved-iptables-save\nexit\n");
   str_system("iptables -t nat -I IN --odd");
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(),
             "iptables -t nat -I IN --odd\n"
             "iptables-restore -c --noflush -w 5\n  *nat\n  -D IN --odd\n  COMMIT\n");
@@ -380,26 +412,26 @@ TEST_F(Transaction, AMessageOfAnyBytesIsSearchedForALineNumber) {
   hook("iptables-restore", "printf 'line: \\377\\200 line 3 failed' >&2; exit 1\n");
   str_system("iptables -F IN");
   str_system("iptables -A IN -p udp -j DROP");
-  EXPECT_FALSE(executor::commit());
+  EXPECT_FALSE(ours.commit());
   EXPECT_EQ(only_failure(), "iptables -A IN -p udp -j DROP");
 }
 
 TEST_F(Transaction, WhatIsHeldStaysWhenItIsToGoOn) {
   str_system("iptables -F IN");
-  executor::on_refusal(executor::OnRefusal::go_on);
-  EXPECT_TRUE(executor::commit());
+  ours.set_on_refusal(executor::OnRefusal::continue_);
+  EXPECT_TRUE(ours.commit());
   EXPECT_EQ(told(), "iptables-restore --noflush -w 5\n  *filter\n  -F IN\n  COMMIT\n");
 }
 
 TEST_F(Transaction, DirectLinesAreUndoneToo) {
-  executor::work(executor::Way::direct);
-  executor::remember_rules();
+  ours.set_mode(executor::Mode::execute);
+  ours.keep_snapshots();
   live("ip6tables", "", "nat");
   str_system("ip6tables -t nat -A FORWARD -j DROP");
   str_system("touch /tmp/else");
   EXPECT_EQ(told(), "ip6tables -t nat -A FORWARD -j DROP\n");
   live("ip6tables", "[0:0] -A FORWARD -j DROP\n", "nat");
-  EXPECT_EQ(executor::put_back(), "");
+  EXPECT_EQ(ours.rollback(), "");
   EXPECT_EQ(told(),
             "ip6tables-restore -c --noflush -w 5\n  *nat\n  -D FORWARD -j DROP\n  COMMIT\n");
 }

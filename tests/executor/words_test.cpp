@@ -1,9 +1,10 @@
 /* Lines taken apart as the shell does it, and put together as the restore tools read them. */
+#include "executor/words.hpp"
+
 #include <gtest/gtest.h>
 
+#include "executor/process.hpp"
 #include "executor/rule_edit.hpp"
-#include "executor/shell_words.hpp"
-#include "executor/spawn.hpp"
 
 using executor::rule_edit;
 using executor::rule_save;
@@ -135,13 +136,13 @@ TEST(Saves, AreOneTableToOneFile) {
 }
 
 TEST(Spawn, EndsAsTheProgramDoes) {
-  const executor::Ended cat = executor::run({"cat"}, "a\nb");
+  const executor::ProcessResult cat = executor::run({"cat"}, "a\nb");
   EXPECT_EQ(cat.status, 0);
   EXPECT_EQ(cat.output, "a\nb");
-  const executor::Ended shell = executor::run({"sh", "-c", "echo no >&2; exit 4"});
+  const executor::ProcessResult shell = executor::run({"sh", "-c", "echo no >&2; exit 4"});
   EXPECT_EQ(shell.status, 4 << 8);
   EXPECT_EQ(shell.errors, "no\n");
-  const executor::Ended missing = executor::run({"no-such-program"});
+  const executor::ProcessResult missing = executor::run({"no-such-program"});
   EXPECT_EQ(missing.status, 127 << 8);
   EXPECT_EQ(missing.errors, "no-such-program: No such file or directory\n");
 }

@@ -1,5 +1,6 @@
-#include "executor/spawn.hpp"
+#include "executor/process.hpp"
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -13,18 +14,18 @@ namespace executor {
 
 namespace {
 
+/* Unlike a pipe a memory file never fills up, so neither side waits for the other. Its descriptor stays
+ * clear of the standard ones, which a program may have closed. */
 int memory_file(std::string_view text) {
-  const int file = memfd_create("executor", MFD_CLOEXEC);
-  while (file != -1 && !text.empty()) {
-    const ssize_t written = write(file, text.data(), text.size());
-    if (written <= 0) {
-      close(file);
-      return -1;
-    }
-    text.remove_prefix(static_cast<std::size_t>(written));
+  int file = memfd_create("executor", MFD_CLOEXEC);
+  if (file != -1 && file <= STDERR_FILENO) {
+    const int low = file;
+    file = fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    close(low);
   }
-  if (file != -1) {
-    lseek(file, 0, SEEK_SET);
+  if (file != -1 && !text.empty() && (!write_all(file, text) || lseek(file, 0, SEEK_SET) != 0)) {
+    close(file);
+    return -1;
   }
   return file;
 }
@@ -45,9 +46,11 @@ int spawn(pid_t& process, const std::vector<std::string>& words, const int (&fil
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   for (int place = STDIN_FILENO; place <= STDERR_FILENO; ++place) {
-    posix_spawn_file_actions_adddup2(&actions, files[place], place);
+    if (files[place] != place) {
+      posix_spawn_file_actions_adddup2(&actions, files[place], place);
+    }
   }
-  // Signals that this program puts off can still end a tool that hangs.
+  // Signals that this program blocks can still end a tool that hangs.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t none;
@@ -63,39 +66,42 @@ int spawn(pid_t& process, const std::vector<std::string>& words, const int (&fil
 
 }  // namespace
 
-Started::Started(const std::vector<std::string>& words, std::string_view input)
+int ProcessResult::exit_status() const {
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+Process::Process(const std::vector<std::string>& words, std::string_view input)
     : input_(memory_file(input)), output_(memory_file({})), errors_(memory_file({})) {
   start(words, input_, output_);
 }
 
-Started::Started(const char* line) : errors_(memory_file({})) {
+Process::Process(const char* line) : errors_(memory_file({})) {
   start({"/bin/sh", "-c", line}, STDIN_FILENO, STDOUT_FILENO);
 }
 
-void Started::start(const std::vector<std::string>& words, int input, int output) {
+void Process::start(const std::vector<std::string>& words, int input, int output) {
   const int error = input == -1 || output == -1 || errors_ == -1
                         ? errno
                         : spawn(process_, words, {input, output, errors_});
+  starter_ = getpid();
   if (error != 0) {
     process_ = -1;
     problem_ = words[0] + ": " + std::strerror(error) + '\n';
   }
 }
 
-Started::~Started() {
-  if (process_ != -1) {
-    static_cast<void>(ended());
-  }
+Process::~Process() {
+  static_cast<void>(wait());
   for (const int file : {input_, output_, errors_}) {
     close_if_open(file);
   }
 }
 
-Ended Started::ended() {
-  if (process_ == -1) {
-    return {.status = 127 << 8, .output = {}, .errors = problem_};
+ProcessResult Process::wait() {
+  if (process_ == -1 || starter_ != getpid()) {
+    return {.status = 127 << 8, .is_started = false, .output = {}, .errors = problem_};
   }
-  Ended result;
+  ProcessResult result;
   pid_t waited = 0;
   do {
     waited = waitpid(process_, &result.status, 0);
@@ -105,16 +111,31 @@ Ended Started::ended() {
   }
   process_ = -1;
   problem_ = "waited for twice\n";
-  result.output = content(output_);
-  result.errors = content(errors_);
+  result.output = output_ == -1 ? "" : read_all(output_);
+  result.errors = read_all(errors_);
   return result;
 }
 
-Ended run(const std::vector<std::string>& words, std::string_view input) {
-  return Started(words, input).ended();
+ProcessResult run(const std::vector<std::string>& words, std::string_view input) {
+  return Process(words, input).wait();
 }
 
-std::string content(int file) {
+bool write_all(int file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file, text.data(), text.size());
+    if (written > 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (written == 0) {
+      errno = EIO;
+      return false;
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string read_all(int file) {
   std::string text;
   char buffer[4096];
   ssize_t got = 0;

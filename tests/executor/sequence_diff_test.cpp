@@ -1,10 +1,10 @@
-#include "management/system/sequence_diff.hpp"
+#include "executor/sequence_diff.hpp"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-namespace management {
+namespace executor {
 namespace {
 
 using Kind = DiffStep::Kind;
@@ -84,4 +84,4 @@ TEST(SequenceDiff, LeadsFromOneToTheOtherByKeepingMost) {
 }
 
 }  // namespace
-}  // namespace management
+}  // namespace executor

@@ -1,4 +1,4 @@
-/* A command line, split into words as the shell would. */
+/* The words of command lines, and how they are quoted. */
 #pragma once
 
 #include <optional>

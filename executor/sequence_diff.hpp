@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace management {
+namespace executor {
 
 struct DiffStep {
   enum class Kind : uint8_t { kept, removed, added };
@@ -50,4 +50,4 @@ std::vector<DiffStep> sequence_diff(size_t before, size_t after, DiffOrder order
   return steps;
 }
 
-}  // namespace management
+}  // namespace executor

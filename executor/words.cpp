@@ -1,4 +1,4 @@
-#include "executor/shell_words.hpp"
+#include "executor/words.hpp"
 
 #include <algorithm>
 
