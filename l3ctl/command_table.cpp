@@ -42,6 +42,7 @@ constexpr Command table[] = {
     {"inspect", add_inspect_command, shows, "the configuration file is torn or implausible"},
     {"backup", add_backup_command, changes, "the configuration file is torn; no backup was made"},
     {"restore", add_restore_command, changes, rules_refused},
+    {"metrics", add_metrics_command, waits, nullptr},
     {"doctor", add_doctor_command, shows, "something is wrong with the gateway"},
     {"help", add_help_command, shows, nullptr},
 };

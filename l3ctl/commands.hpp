@@ -43,6 +43,7 @@ void add_completion_command(CLI::App& app, Context& context);
 void add_rules_command(CLI::App& app, Context& context);
 void add_check_command(CLI::App& app, Context& context);
 void add_doctor_command(CLI::App& app, Context& context);
+void add_metrics_command(CLI::App& app, Context& context);
 void add_help_command(CLI::App& app, Context& context);
 
 }  // namespace l3ctl

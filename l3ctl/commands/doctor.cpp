@@ -77,13 +77,7 @@ Json as_json(const Findings& findings, bool is_healthy) {
 }
 
 int doctor(const Context& context) {
-  Findings findings;
-  check_tools(findings);
-  check_kernel(findings);
-  check_files(findings);
-  check_configuration(findings);
-  check_confirmation(findings);
-  check_settings(context, findings);
+  const Findings findings = examine(context);
   const bool is_healthy = std::none_of(findings.begin(), findings.end(), [](const Finding& one) {
     return one.state == State::problem;
   });

@@ -279,4 +279,15 @@ void check_settings(const Options& options, Findings& findings) {
   }
 }
 
+Findings examine(const Options& options) {
+  Findings findings;
+  check_tools(findings);
+  check_kernel(findings);
+  check_files(findings);
+  check_configuration(findings);
+  check_confirmation(findings);
+  check_settings(options, findings);
+  return findings;
+}
+
 }  // namespace management

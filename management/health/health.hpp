@@ -40,4 +40,7 @@ void check_confirmation(Findings& findings);
 /* What the stored settings meet on this machine: its clock, its Internet WAN, its rules. */
 void check_settings(const Options& options, Findings& findings);
 
+/* All of these, in this order. */
+Findings examine(const Options& options);
+
 }  // namespace management

@@ -66,7 +66,7 @@ MORE_RUNS = {
 # They end with 3 where the gateway is not as it should be, as this one without a packet filter.
 LOOKING = {"check", "doctor"}
 # What they write is text for other programs.
-WITHOUT_JSON = {"completion", "help"}
+WITHOUT_JSON = {"completion", "help", "metrics"}
 
 
 def faults(name, value):

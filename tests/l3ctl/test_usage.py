@@ -42,7 +42,8 @@ COMMANDS = {
     "record write wan-service": ("/ztcfg/wan.dat /tmp/record", CHANGES), "record write ct-timeout": ("60", CHANGES),
     "restore-rules": ("", RULES), "explain": (PACKET, READS), "completion": ("bash", READS),
     "rules": ("", "0125"), "check": ("", "01235"), "inspect": ("", "0123"), "backup": ("/tmp/copy.dat", "012345"),
-    "restore": ("/tmp/stored.dat", RULES), "doctor": ("", "0123"), "help": ("check", READS),
+    "restore": ("/tmp/stored.dat", RULES), "doctor": ("", "0123"), "metrics": ("", "0125"),
+    "help": ("check", READS),
 }
 for _filter, _entry in ENTRY.items():
     COMMANDS |= {f"{_filter} {_verb}": (_arguments, _statuses) for _verb, _arguments, _statuses in (
