@@ -18,6 +18,7 @@ enum ExitStatus {
   exit_implausible = 3,  /* a configuration file is torn or implausible */
   exit_rule_refused = 3, /* by the packet filter; everything is as it was before */
   exit_rules_differ = 3, /* check: the kernel's rules are not those of the settings */
+  exit_unhealthy = 3,    /* doctor: something is wrong with the gateway */
   exit_changes = 2,      /* plan and diff: there is something to change; wrong input is 1 there */
   exit_unanswered = 4,   /* the change was made, but its answer could not be written */
   exit_busy = 5,         /* another change holds the lock, or waits for its confirmation */

@@ -16,6 +16,7 @@
 #include "l3ctl/command_table.hpp"
 #include "l3ctl/help.hpp"
 #include "l3ctl/usage_error.hpp"
+#include "l3ctl/views/remedy_words.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/find_tool.hpp"
 #include "management/system/redirect_output.hpp"
@@ -183,6 +184,7 @@ int main(int argc, char** argv) {
   l3ctl::occupy_standard_descriptors();
   management::extend_path();
   management::set_notice_sink(l3ctl::print_notice);
+  management::set_remedy_words(l3ctl::remedy_words);
   // A parent that ignores it, as many daemons do, hands that down: no tool could be waited for.
   std::signal(SIGCHLD, SIG_DFL);
   platform_linux::filter_log_lines(management::escape);

@@ -4,12 +4,14 @@
 #include <numeric>
 
 #include "management/system/escape.hpp"
+#include "management/system/text.hpp"
 
 namespace l3ctl {
 
 namespace {
 
 using management::escape;
+using management::joined;
 
 /* Words that other programs have for ours. */
 constexpr struct {
@@ -81,14 +83,6 @@ std::vector<std::string> known_words(const CLI::App& command) {
     add_options(app, words);
   }
   return words;
-}
-
-std::string joined(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) {
-    text += (text.empty() ? "" : ", ") + word;
-  }
-  return text;
 }
 
 bool contains(const std::vector<std::string>& words, const std::string& word) {

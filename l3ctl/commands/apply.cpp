@@ -13,17 +13,14 @@
 #include "l3ctl/views/problem_report.hpp"
 #include "management/change/change.hpp"
 #include "management/change/confirmation.hpp"
+#include "management/system/text.hpp"
 
 namespace l3ctl {
 
 namespace {
 
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + name;
-  }
-  return text.empty() ? "nothing" : text;
+std::string names_of(const std::vector<std::string>& sections) {
+  return sections.empty() ? "nothing" : joined(sections);
 }
 
 /* For whoever waits at a terminal. */
@@ -65,7 +62,7 @@ int apply_file(const Context& context, const SettingsFile& file, int confirm_wit
   const bool is_pending = waits && settle_confirmation(result);
   const int status = print_result(
       context, result,
-      "applied: " + joined(applied.set) + "; unchanged: " + joined(applied.unchanged), members);
+      "applied: " + names_of(applied.set) + "; unchanged: " + names_of(applied.unchanged), members);
   if (is_pending) {
     inform("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
            " s keeps these settings; otherwise the old ones come back");

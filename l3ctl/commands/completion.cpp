@@ -96,7 +96,7 @@ void collect(const CLI::App& app, const std::string& path, Known& known) {
   }
 }
 
-std::string joined(const std::vector<Word>& words) {
+std::string texts_of(const std::vector<Word>& words) {
   std::string text;
   for (const Word& word : words) {
     text += (text.empty() ? "" : " ") + word.text;
@@ -137,7 +137,7 @@ void write_bash_case(const char* name, const std::vector<Place>& places,
   std::cout << '\n' << name << "() {\n  case $1 in\n";
   for (const Place& place : places) {
     if (!(place.*words).empty()) {
-      std::cout << "    " << quoted(place.path) << ") echo " << quoted(joined(place.*words))
+      std::cout << "    " << quoted(place.path) << ") echo " << quoted(texts_of(place.*words))
                 << " ;;\n";
     }
   }

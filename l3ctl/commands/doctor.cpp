@@ -6,9 +6,11 @@
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/json_output.hpp"
+#include "l3ctl/views/remedy_words.hpp"
 #include "l3ctl/views/stored_report.hpp"
 #include "management/health/health.hpp"
 #include "management/system/escape.hpp"
+#include "management/system/text.hpp"
 
 namespace l3ctl {
 
@@ -36,13 +38,11 @@ Paint paint_of(State state) {
   return state == State::warning ? Paint::warning : Paint::bad;
 }
 
-std::string padded(std::string text, size_t width) {
-  text.resize(std::max(text.size(), width), ' ');
-  return text;
-}
-
 std::string advice_of(const Finding& finding) {
-  return finding.stored ? advice_on(*finding.stored) : finding.advice;
+  if (finding.stored) {
+    return advice_on(*finding.stored);
+  }
+  return finding.remedies.empty() ? finding.advice : remedy_words(finding.remedies);
 }
 
 /* Quietly, only what is not well. */
@@ -86,7 +86,7 @@ int doctor(const Context& context) {
   } else {
     print(findings, context.quiet);
   }
-  return is_healthy ? exit_done : exit_rules_differ;
+  return is_healthy ? exit_done : exit_unhealthy;
 }
 
 }  // namespace

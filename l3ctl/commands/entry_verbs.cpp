@@ -12,7 +12,6 @@ namespace l3ctl {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Lists = std::span<const FilterList>;
 
 constexpr const char* address_keys[] = {"source", "destination"};
 

@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "l3ctl/commands/filter_verbs.hpp"
+#include "l3ctl/commands/filter.hpp"
+#include "l3ctl/context.hpp"
 
 namespace l3ctl {
 

@@ -23,8 +23,6 @@ struct Choice {
   bool ipv6 = false;
 };
 
-using Lists = std::span<const FilterList>;
-
 /* The lists that the command line names; all of them where it names none. */
 Lists chosen_lists(const Filter& filter, const Choice& choice) {
   if (choice.ipv4 == choice.ipv6) {

@@ -19,6 +19,7 @@
 #include "management/system/escape.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
+#include "management/system/text.hpp"
 #include "platform/linux/platform_linux.hpp"
 
 namespace l3ctl {
@@ -148,13 +149,10 @@ std::string confirmation_in_words(const Json& confirmation) {
                            left + " s rolls back";
 }
 
-std::string joined(const Json& names) {
-  std::string text;
-  // Each binding adds its rules once more.
-  for (const std::string& name : names.get<std::set<std::string>>()) {
-    text += (text.empty() ? "" : " and ") + name;
-  }
-  return text.empty() ? "none" : text;
+/* Each binding adds its rules once more, so a name may be there several times. */
+std::string names_in_words(const Json& names) {
+  const auto once = names.get<std::set<std::string>>();
+  return once.empty() ? "none" : joined({once.begin(), once.end()}, " and ");
 }
 
 /* "wan3", or for each list where they differ. */
@@ -165,10 +163,10 @@ std::string bound_in_words(const Json& bound) {
   std::string all;
   bool is_one = true;
   for (const auto& [list, names] : bound.items()) {
-    is_one = is_one && joined(names) == joined(bound["ip_filter"]);
-    all += (all.empty() ? "" : ", ") + list + " " + joined(names);
+    is_one = is_one && names_in_words(names) == names_in_words(bound["ip_filter"]);
+    all += (all.empty() ? "" : ", ") + list + " " + names_in_words(names);
   }
-  return is_one ? joined(bound["ip_filter"]) : all;
+  return is_one ? names_in_words(bound["ip_filter"]) : all;
 }
 
 void print_status(const Json& view) {

@@ -5,6 +5,7 @@
 
 #include "l3ctl/views/colour.hpp"
 #include "management/system/escape.hpp"
+#include "management/system/text.hpp"
 
 namespace l3ctl {
 
@@ -25,11 +26,6 @@ constexpr Absent absent_keys[] = {{"source", "any"},
                                   {"source_ports", "any"},
                                   {"destination_ports", "any"},
                                   {"enabled", "true"}};
-
-std::string padded(std::string text, size_t width) {
-  text.resize(std::max(text.size(), width), ' ');
-  return text;
-}
 
 std::string shown(const Json& value) {
   if (value.is_boolean()) {

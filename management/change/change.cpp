@@ -18,6 +18,7 @@
 #include "management/change/confirmation_timer.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/error.hpp"
+#include "management/remedy.hpp"
 #include "management/rules/expected_rules.hpp"
 #include "management/rules/rule.hpp"
 #include "management/store/stored_check.hpp"
@@ -46,9 +47,7 @@ void refuse_damage() {
     throw Error(std::string(error.what()) + "; nothing was changed");
   }
   if (!damage.empty()) {
-    throw Error(damage +
-                "; \"l3ctl inspect\" tells all, \"l3ctl restore\" puts a backup back, --force "
-                "goes on all the same; nothing was changed");
+    throw Error(damage + and_remedy(Remedy::Kind::mend_damage) + "; nothing was changed");
   }
 }
 

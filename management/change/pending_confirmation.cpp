@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "management/error.hpp"
+#include "management/remedy.hpp"
 #include "management/store/paths.hpp"
 #include "management/store/sections.hpp"
 #include "management/store/unsafe_text.hpp"
@@ -163,10 +164,9 @@ void remove_pending() {
 
 void refuse_while_pending() {
   if (read_pending()) {
-    throw Error(
-        "the confirmation of an earlier apply is pending: \"l3ctl confirm\" keeps its settings, "
-        "\"l3ctl confirm --revert\" restores the old ones; nothing was changed",
-        ErrorKind::busy);
+    throw Error("the confirmation of an earlier apply is pending: " +
+                    worded({Remedy::Kind::confirm_or_revert}) + "; nothing was changed",
+                ErrorKind::busy);
   }
 }
 

@@ -8,6 +8,7 @@
 #include "management/change/change.hpp"
 #include "management/change/confirmation_timer.hpp"
 #include "management/error.hpp"
+#include "management/remedy.hpp"
 #include "management/rules/own_jumps.hpp"
 #include "management/store/setters.hpp"
 #include "management/store/staged_store.hpp"
@@ -104,9 +105,8 @@ void restore_settings(Change& change, const Pending& pending, bool was_rebuilt,
 /* The chains are made by start-up, which also restores what another start of the machine left pending. */
 void refuse_before_start_up(const Pending& pending) {
   if (pending.boot != this_boot() && !has_own_chains()) {
-    throw Error(
-        "the machine went down before an apply was confirmed; \"l3ctl init\" restores the old "
-        "settings");
+    throw Error("the machine went down before an apply was confirmed" +
+                and_remedy(Remedy::Kind::start_up_rolls_back));
   }
 }
 

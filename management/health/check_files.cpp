@@ -16,9 +16,6 @@ namespace {
 
 using State = Finding::State;
 
-constexpr char save_anew[] =
-    "\"l3ctl firewall on\" saves the rules anew, where the firewall is to be on";
-
 /* A start makes what is in the folder into rules, as root. Returns whether its owner alone may write. */
 bool check_owner(Findings& findings, const std::string& path, const struct stat& about) {
   const std::string mode = S_ISDIR(about.st_mode) ? "755" : "600";
@@ -90,17 +87,23 @@ void check_saved_rules(Findings& findings, const std::string& path) {
     text = read_end_if_exists(path, 4096);
   } catch (const Error& failure) {
     findings.push_back({State::problem, path, without_path(failure.what(), path),
-                        std::string("remove it; ") + save_anew});
+                        "remove it" + and_remedy(Remedy::Kind::save_rules_anew)});
     return;
   }
   struct stat about = {};
   if (!text || stat(path.c_str(), &about) != 0) {
-    findings.push_back({State::warning, path,
+    findings.push_back({State::warning,
+                        path,
                         "is not there, so the next start records the empty chains and brings no "
                         "rules back",
-                        "\"l3ctl firewall on\" saves the rules, where the firewall is to be on"});
+                        "",
+                        {{Remedy::Kind::save_rules}}});
   } else if (text->find("\nCOMMIT\n") == std::string::npos) {
-    findings.push_back({State::problem, path, "is cut short, so it cannot be restored", save_anew});
+    findings.push_back({State::problem,
+                        path,
+                        "is cut short, so it cannot be restored",
+                        "",
+                        {{Remedy::Kind::save_rules_anew}}});
   } else if (check_owner(findings, path, about)) {
     findings.push_back({State::ok, path, "is whole", ""});
   }

@@ -62,7 +62,7 @@ std::string newest_copy() {
 
 Finding finding_of(const settings::StoredFinding& found) {
   const State state = found.kind == Kind::note ? State::warning : State::problem;
-  return {state, "configuration", found.where + ": " + found.what, "", found};
+  return {state, "configuration", found.where + ": " + found.what, "", {}, found};
 }
 
 /* "2026-11-20 08:15 UTC" */
@@ -80,12 +80,17 @@ std::string time_of(const std::string& path) {
 void name_the_backup(Findings& findings) {
   const std::string copy = newest_copy();
   if (copy.empty()) {
-    findings.push_back({State::warning, "backup",
+    findings.push_back({State::warning,
+                        "backup",
                         std::string("there is none in ") + settings_folder,
-                        "look for one elsewhere: \"l3ctl restore FILE\" checks it first"});
+                        "",
+                        {{Remedy::Kind::restore_other_backup}}});
   } else {
-    findings.push_back({State::ok, "backup", copy + " of " + time_of(copy) + " is whole",
-                        "\"l3ctl restore " + copy + "\""});
+    findings.push_back({State::ok,
+                        "backup",
+                        copy + " of " + time_of(copy) + " is whole",
+                        "",
+                        {{Remedy::Kind::restore_backup, copy}}});
   }
 }
 
@@ -102,8 +107,10 @@ void look_at_bytes(Findings& findings, const std::string& bytes) {
   }
   if (count > few_findings) {
     findings.push_back({settings::is_plausible(stored) ? State::warning : State::problem,
-                        "configuration", "and " + std::to_string(count - few_findings) + " more",
-                        "\"l3ctl inspect --all\" tells them"});
+                        "configuration",
+                        "and " + std::to_string(count - few_findings) + " more",
+                        "",
+                        {{Remedy::Kind::inspect_all}}});
   }
   if (!settings::is_plausible(stored)) {
     name_the_backup(findings);
@@ -140,9 +147,11 @@ void look_at_warnings(Findings& findings, const settings::Settings& stored) {
                             : "set the entry again, or delete it, unless it is meant so"});
   }
   if (warnings.size() > few_findings) {
-    findings.push_back({State::warning, "settings",
+    findings.push_back({State::warning,
+                        "settings",
                         "and " + std::to_string(warnings.size() - few_findings) + " more",
-                        "\"l3ctl export | l3ctl diff -\" tells them"});
+                        "",
+                        {{Remedy::Kind::list_warnings}}});
   }
 }
 
@@ -169,8 +178,11 @@ void check_clock(Findings& findings, const settings::Settings& stored) {
 void check_wan(Findings& findings) {
   const std::string wan = quietly(internet_wan_name);
   if (wan.empty()) {
-    findings.push_back({State::warning, "Internet WAN", "there is none: no IPv4 default route",
-                        "connect the gateway, then \"l3ctl wan update\""});
+    findings.push_back({State::warning,
+                        "Internet WAN",
+                        "there is none: no IPv4 default route",
+                        "",
+                        {{Remedy::Kind::connect_wan}}});
   } else {
     findings.push_back({State::ok, "Internet WAN", wan, ""});
   }
@@ -189,14 +201,14 @@ void check_drift(const Options& options, Findings& findings, const settings::Set
   if (found.empty()) {
     findings.push_back({State::ok, "rules", "follow the settings", ""});
   } else if (is_bare) {
-    findings.push_back({State::problem, "rules", in_words(found.front()),
-                        "run \"l3ctl init\" once at every boot"});
+    findings.push_back(
+        {State::problem, "rules", in_words(found.front()), "", {{Remedy::Kind::start_at_boot}}});
   } else {
     findings.push_back({State::problem, "rules",
                         "differ from the settings in " + std::to_string(found.size()) +
                             (found.size() == 1 ? " place: " : " places; the first: ") +
                             in_words(found.front()),
-                        remedies_for(found, stored, quietly(internet_wan_name))});
+                        "", remedies_for(found, stored, quietly(internet_wan_name))});
   }
   for (const std::string& note : comparison.notes) {
     findings.push_back({State::warning, "rules", note, ""});
@@ -231,8 +243,11 @@ Finding finding_of(const ConfirmationStatus& pending) {
   constexpr char name[] = "confirmation";
   switch (pending.state) {
     case ConfirmationState::waiting:
-      return {State::warning, name, "is pending; without it the old settings are restored",
-              "\"l3ctl confirm\" keeps the new settings"};
+      return {State::warning,
+              name,
+              "is pending; without it the old settings are restored",
+              "",
+              {{Remedy::Kind::confirm}}};
     case ConfirmationState::overdue:
       return {State::warning, name, "is overdue; the old settings are being restored", ""};
     case ConfirmationState::retrying:
@@ -242,14 +257,13 @@ Finding finding_of(const ConfirmationStatus& pending) {
     case ConfirmationState::timer_gone:
       break;
   }
-  return {State::problem, name,
+  return {State::problem,
+          name,
           pending.reason.empty()
               ? "is pending, and the timer that restores the old settings is gone"
               : "is pending, the timer is gone, and the rollback has failed: " + pending.reason,
-          pending.seconds_left == 0
-              ? "\"l3ctl confirm --revert\" restores the old settings"
-              : "\"l3ctl confirm\" keeps the new settings, \"l3ctl confirm --revert\" restores the "
-                "old ones"};
+          "",
+          {{pending.seconds_left == 0 ? Remedy::Kind::revert : Remedy::Kind::confirm_in_time}}};
 }
 
 }  // namespace

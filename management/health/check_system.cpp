@@ -14,6 +14,7 @@
 #include "management/health/health.hpp"
 #include "management/system/find_tool.hpp"
 #include "management/system/redirect_output.hpp"
+#include "management/system/text.hpp"
 
 namespace management {
 
@@ -44,14 +45,6 @@ std::string version_of(const char* tool) {
   const std::string line = said.substr(0, said.find('\n'));
   const size_t space = line.find(' ');
   return space == std::string::npos ? line : line.substr(space + 1);
-}
-
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + name;
-  }
-  return text;
 }
 
 std::vector<std::string> words_of(const char* line) {
@@ -153,15 +146,18 @@ void check_tools(Findings& findings) {
   if (missing.empty() && others.empty()) {
     findings.push_back({State::ok, "tools", "all six are iptables " + version, ""});
   }
-  findings.push_back({State::ok, "picture",
-                      tool_path("dot").empty()
-                          ? "dot is not in PATH; only \"l3ctl rules --svg\" needs it"
-                          : "dot is there for \"l3ctl rules --svg\"",
-                      ""});
+  findings.push_back(
+      {State::ok, "picture",
+       tool_path("dot").empty()
+           ? "dot is not in PATH; only " + worded({Remedy::Kind::picture}) + " needs it"
+           : "dot is there for " + worded({Remedy::Kind::picture}),
+       ""});
   if (!quietly([] { return executor::system_executor().is_interposed(str_system); })) {
-    findings.push_back({State::problem, "program",
+    findings.push_back({State::problem,
+                        "program",
                         "command lines of the library do not reach this program",
-                        "install l3ctl and the library from one build"});
+                        "",
+                        {{Remedy::Kind::one_build}}});
   }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "management/options.hpp"
+#include "management/remedy.hpp"
 #include "settings/stored_file/finding.hpp"
 
 namespace management {
@@ -16,7 +17,8 @@ struct Finding {
   State state;
   std::string about;
   std::string what;
-  std::string advice; /* empty where nothing is to be done, or where `stored` has a remedy */
+  std::string advice; /* empty where nothing is to be done, or where there is a remedy */
+  std::vector<Remedy> remedies = {};
   std::optional<settings::StoredFinding> stored = {}; /* a finding in the configuration file */
 };
 using Findings = std::vector<Finding>;

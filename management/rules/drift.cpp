@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "executor/sequence_diff.hpp"
+#include "management/remedy.hpp"
 #include "management/rules/chain_map.hpp"
 #include "management/rules/live_bindings.hpp"
 #include "management/store/stored_settings.hpp"
@@ -196,12 +197,13 @@ void add_notes(RuleComparison& comparison, const ExpectedRules& wanted, const Li
   if (wants_dhcp && dhcp != nullptr && dhcp->rules.empty()) {
     comparison.notes.emplace_back(
         "the DHCP filter's rules are not there: neither a start nor turning the firewall on brings "
-        "them back; \"l3ctl dhcp-filter off\" and \"on\" do");
+        "them back" +
+        and_remedy(Remedy::Kind::dhcp_filter_off_on));
   }
   if (!comparison.tables.front().is_bare && !has_rules(ipv4, "forward_ext_ip")) {
     comparison.notes.emplace_back(
-        "the rules are bound to no Internet WAN, so the IP filter and the access list do nothing; "
-        "\"l3ctl wan update\" binds them");
+        "the rules are bound to no Internet WAN, so the IP filter and the access list do nothing" +
+        and_remedy(Remedy::Kind::bind_rules));
   }
 }
 
@@ -266,8 +268,7 @@ std::vector<Drift> drifts(const RuleComparison& comparison) {
 std::string in_words(const Drift& drift) {
   const std::string family = family_name(drift.family);
   if (drift.chain.empty()) {
-    return family +
-           ": none of the gateway's chains is there; \"l3ctl init\" makes them at start-up";
+    return family + ": none of the gateway's chains is there" + and_remedy(Remedy::Kind::start_up);
   }
   const std::string place = family + " " + drift.chain + ": ";
   if (drift.words.empty()) {

@@ -1,6 +1,7 @@
 #include "management/store/stored_check.hpp"
 
 #include "management/error.hpp"
+#include "management/remedy.hpp"
 #include "management/store/paths.hpp"
 #include "management/system/atomic_file.hpp"
 
@@ -85,7 +86,7 @@ void warn_of_stored_damage() {
   require_regular_file(configuration_path);
   try {
     if (const std::string damage = stored_damage(); !damage.empty()) {
-      notify("warning: " + damage + "; \"l3ctl inspect\" tells all");
+      notify("warning: " + damage + and_remedy(Remedy::Kind::inspect));
     }
   } catch (const Error& error) {
     notify(std::string("warning: ") + error.what() + "; it was not checked");

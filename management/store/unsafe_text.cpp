@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "management/error.hpp"
+#include "management/remedy.hpp"
 #include "management/store/paths.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/system/atomic_file.hpp"
@@ -18,8 +19,8 @@ namespace {
 
 void refuse(const char* file, const std::string& command) {
   if (!command.empty()) {
-    throw Error(std::string(file) + ": " + command +
-                "; \"l3ctl inspect\" says what to do; nothing was changed");
+    throw Error(std::string(file) + ": " + command + and_remedy(Remedy::Kind::inspect_unsafe) +
+                "; nothing was changed");
   }
 }
 

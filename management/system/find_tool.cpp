@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "management/error.hpp"
+#include "management/system/text.hpp"
 
 namespace management {
 
@@ -21,14 +22,6 @@ std::vector<std::string> directories_of_path() {
     directories.push_back(word.empty() ? "." : word);
   }
   return directories;
-}
-
-std::string joined(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) {
-    text += (text.empty() ? "" : ", ") + word;
-  }
-  return text;
 }
 
 bool is_program(const std::string& file) {

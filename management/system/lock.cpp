@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "management/error.hpp"
+#include "management/remedy.hpp"
 
 namespace management {
 
@@ -50,11 +51,10 @@ void Lock::take(int operation, int seconds) {
   for (bool told = false; flock(file_, operation | LOCK_NB) != 0; told = true) {
     const int error = errno;
     if (error != EWOULDBLOCK || Clock::now() >= deadline) {
-      throw Error(std::string("cannot lock ") + lock_path + ": " +
-                      (error == EWOULDBLOCK
-                           ? "another l3ctl is changing settings; --lock-timeout waits longer"
-                           : std::strerror(error)),
-                  error == EWOULDBLOCK ? ErrorKind::busy : ErrorKind::system);
+      throw Error(
+          std::string("cannot lock ") + lock_path + ": " +
+              (error == EWOULDBLOCK ? worded({Remedy::Kind::wait_longer}) : std::strerror(error)),
+          error == EWOULDBLOCK ? ErrorKind::busy : ErrorKind::system);
     }
     if (!told) {
       notify("waiting for another l3ctl");
