@@ -5,11 +5,13 @@ Runs inside tests/sandbox alone, where these folders belong to the test.
 import os
 import shutil
 import subprocess
-import sys
 import unittest
 from pathlib import Path
 
 L3CTL = os.environ["L3CTL"]
+# Of the processor that l3ctl was built for: it may run under an emulator.
+BYTE_ORDER = "big" if Path(L3CTL).read_bytes()[5] == 2 else "little"
+OTHER_ORDER = "little" if BYTE_ORDER == "big" else "big"
 CONFIGURATION = Path("/ztcfg/l3_advance.dat")
 TOOLS = Path("/tmp/tools")
 COMMANDS = Path("/tmp/commands")
@@ -37,7 +39,7 @@ def empty_folder(path):
 
 
 def word(value):
-    return value.to_bytes(4, sys.byteorder)
+    return value.to_bytes(4, BYTE_ORDER)
 
 
 def configuration(firewall=False, vpn=False, **words):

