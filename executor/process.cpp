@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 
 namespace executor {
@@ -36,13 +37,22 @@ void close_if_open(int file) {
   }
 }
 
-int spawn(pid_t& process, const std::vector<std::string>& words, const int (&files)[3]) {
-  std::vector<char*> arguments;
-  arguments.reserve(words.size() + 1);
+bool starts_through_child = false;
+thread_local __attribute__((tls_model("initial-exec"))) bool forks = false;
+
+using Pointers = std::vector<char*>;
+
+Pointers pointers_to(const std::vector<std::string>& words) {
+  Pointers pointers;
+  pointers.reserve(words.size() + 1);
   for (const std::string& word : words) {
-    arguments.push_back(const_cast<char*>(word.c_str()));
+    pointers.push_back(const_cast<char*>(word.c_str()));
   }
-  arguments.push_back(nullptr);
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+int spawn(pid_t& process, const Pointers& arguments, const int (&files)[3]) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   for (int place = STDIN_FILENO; place <= STDERR_FILENO; ++place) {
@@ -64,7 +74,97 @@ int spawn(pid_t& process, const std::vector<std::string>& words, const int (&fil
   return error;
 }
 
+/* Returns the wait status of a child, -1 where there is none to wait for. */
+int wait_status(pid_t child) {
+  int status = 0;
+  pid_t waited = 0;
+  do {
+    waited = waitpid(child, &status, 0);
+  } while (waited == -1 && errno == EINTR);
+  return waited == -1 ? -1 : status;
+}
+
+/* What the child tells of the program that it starts. */
+struct Report {
+  int error; /* why the program was not started */
+  int status;
+};
+
+/* In the child. Other threads of the parent may have held locks, so nothing here allocates. */
+[[noreturn]] void start_and_report(const Pointers& arguments, const Pointers& environment,
+                                   const int (&files)[3], int report) {
+  // Ignored, it would stay so in the program, whose own children then could not be waited for.
+  signal(SIGCHLD, SIG_DFL);
+  environ = const_cast<char**>(environment.data());
+  pid_t process = -1;
+  Report result = {.error = spawn(process, arguments, files), .status = -1};
+  if (result.error == 0) {
+    result.status = wait_status(process);
+  }
+  _exit(write(report, &result, sizeof result) == sizeof result ? 0 : 1);
+}
+
+/* This process's environment, with the extended PATH. */
+std::vector<std::string> environment_for_tools() {
+  std::vector<std::string> environment = {"PATH=" + extended_path()};
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    if (std::strncmp(*variable, "PATH=", 5) != 0) {
+      environment.emplace_back(*variable);
+    }
+  }
+  return environment;
+}
+
+/* Returns the child, and in `report` the pipe from which its report is read; -1, and errno, where there is none. */
+pid_t spawn_through_child(const Pointers& arguments, const int (&files)[3], int& report) {
+  const std::vector<std::string> variables = environment_for_tools();
+  const Pointers environment = pointers_to(variables);
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    return -1;
+  }
+  const pid_t child = fork_child();
+  if (child == 0) {
+    start_and_report(arguments, environment, files, ends[1]);
+  }
+  const int error = errno;
+  close(ends[1]);
+  if (child == -1) {
+    close(ends[0]);
+    errno = error;
+    return -1;
+  }
+  report = ends[0];
+  return child;
+}
+
 }  // namespace
+
+pid_t fork_child() {
+  forks = true;
+  const pid_t child = fork();
+  forks = false;
+  return child;
+}
+
+bool is_forking() {
+  return forks;
+}
+
+void start_through_child() {
+  starts_through_child = true;
+}
+
+std::string extended_path() {
+  const char* before = std::getenv("PATH");
+  std::string path = before == nullptr || *before == '\0' ? "/usr/bin:/bin" : before;
+  for (const std::string directory : {"/usr/sbin", "/sbin"}) {
+    if ((':' + path + ':').find(':' + directory + ':') == std::string::npos) {
+      path += ':' + directory;
+    }
+  }
+  return path;
+}
 
 int ProcessResult::exit_status() const {
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
@@ -80,19 +180,28 @@ Process::Process(const char* line) : errors_(memory_file({})) {
 }
 
 void Process::start(const std::vector<std::string>& words, int input, int output) {
-  const int error = input == -1 || output == -1 || errors_ == -1
-                        ? errno
-                        : spawn(process_, words, {input, output, errors_});
+  const int problem = errno;
   starter_ = getpid();
+  name_ = words[0];
+  int error = problem;
+  if (input != -1 && output != -1 && errors_ != -1) {
+    const Pointers arguments = pointers_to(words);
+    if (starts_through_child) {
+      process_ = spawn_through_child(arguments, {input, output, errors_}, report_);
+      error = process_ == -1 ? errno : 0;
+    } else {
+      error = spawn(process_, arguments, {input, output, errors_});
+    }
+  }
   if (error != 0) {
     process_ = -1;
-    problem_ = words[0] + ": " + std::strerror(error) + '\n';
+    problem_ = name_ + ": " + std::strerror(error) + '\n';
   }
 }
 
 Process::~Process() {
   static_cast<void>(wait());
-  for (const int file : {input_, output_, errors_}) {
+  for (const int file : {input_, output_, errors_, report_}) {
     close_if_open(file);
   }
 }
@@ -102,18 +211,35 @@ ProcessResult Process::wait() {
     return {.status = 127 << 8, .is_started = false, .output = {}, .errors = problem_};
   }
   ProcessResult result;
-  pid_t waited = 0;
-  do {
-    waited = waitpid(process_, &result.status, 0);
-  } while (waited == -1 && errno == EINTR);
-  if (waited == -1) {
-    result.status = -1;
+  if (report_ == -1) {
+    result.status = wait_status(process_);
+  } else {
+    wait_for_report(result);
   }
   process_ = -1;
   problem_ = "waited for twice\n";
   result.output = output_ == -1 ? "" : read_all(output_);
-  result.errors = read_all(errors_);
+  if (result.is_started) {
+    result.errors = read_all(errors_);
+  }
   return result;
+}
+
+/* A child that did not report was killed: how its program ended is not known. */
+void Process::wait_for_report(ProcessResult& result) {
+  Report report = {};
+  ssize_t got = 0;
+  do {
+    got = read(report_, &report, sizeof report);
+  } while (got == -1 && errno == EINTR);
+  static_cast<void>(wait_status(process_));
+  result.status = got == sizeof report ? report.status : -1;
+  if (got == sizeof report && report.error != 0) {
+    result = {.status = 127 << 8,
+              .is_started = false,
+              .output = {},
+              .errors = name_ + ": " + std::strerror(report.error) + '\n'};
+  }
 }
 
 ProcessResult run(const std::vector<std::string>& words, std::string_view input) {

@@ -19,6 +19,19 @@ struct ProcessResult {
   [[nodiscard]] int exit_status() const;
 };
 
+/* For a library in a program that is not ours. From now on a child of this process starts each program, with a
+ * PATH that has /usr/sbin and /sbin, and reports how it ended: so it does not matter whether this process
+ * ignores SIGCHLD, or waits for children that it has not started. */
+void start_through_child();
+
+/* Forks a child that does work of ours. While it does, is_forking() is true in this thread and in the child's: a
+ * handler of pthread_atfork() tells such a child from the program's own. */
+[[nodiscard]] pid_t fork_child();
+[[nodiscard]] bool is_forking();
+
+/* PATH, extended by those of /usr/sbin and /sbin that it lacks. */
+[[nodiscard]] std::string extended_path();
+
 /* A running program. Its destructor waits for it. */
 class Process {
  public:
@@ -36,12 +49,15 @@ class Process {
 
  private:
   void start(const std::vector<std::string>& words, int input, int output);
+  void wait_for_report(ProcessResult& result);
 
   pid_t process_ = -1;
+  int report_ = -1;    /* pipe from the child that starts the program, where there is one */
   pid_t starter_ = -1; /* the process that started it */
   int input_ = -1;
   int output_ = -1;
   int errors_;
+  std::string name_;
   std::string problem_; /* why it was not started */
 };
 

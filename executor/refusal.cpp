@@ -88,25 +88,24 @@ int search(Edits edits, const std::string& rules, int report) {
   return write_all(report, text) ? 0 : 1;
 }
 
-/* Waits for the child process. Returns whether it succeeded. */
-bool has_succeeded(pid_t child) {
-  int status = -1;
-  pid_t waited = 0;
-  do {
-    waited = waitpid(child, &status, 0);
-  } while (waited == -1 && errno == EINTR);
-  return waited == child && status == 0;
+/* Its report says whether it succeeded; its status is lost where this process ignores SIGCHLD. */
+void wait_for(pid_t child) {
+  while (waitpid(child, nullptr, 0) == -1 && errno == EINTR) {
+  }
 }
 
 Refusal search_in_copy(Edits edits, const std::string& message) {
   const Table& table = edits.front().table;
   const std::string rules = run({table.tool + "-save", "-t", table.name}).output;
   const int report = memfd_create("refusal", MFD_CLOEXEC);
-  const pid_t child = report == -1 ? -1 : fork();
+  const pid_t child = report == -1 ? -1 : fork_child();
   if (child == 0) {
     _exit(search(edits, rules, report));
   }
-  const std::string found = child != -1 && has_succeeded(child) ? read_all(report) : "";
+  if (child != -1) {
+    wait_for(child);
+  }
+  const std::string found = report != -1 ? read_all(report) : "";
   if (report != -1) {
     close(report);
   }

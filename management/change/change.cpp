@@ -15,6 +15,7 @@
 
 #include "executor/system.hpp"
 #include "l3_advance/l3_advance.h"
+#include "l3_advance/platform.h"
 #include "management/change/confirmation_timer.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/error.hpp"
@@ -29,6 +30,11 @@
 namespace management {
 
 namespace {
+
+constexpr PlatformCalls platform_calls = {.get_vpn = grm_l3_advance_get_vpn_pass_through,
+                                          .set_vpn = grm_l3_advance_set_vpn_pass_through,
+                                          .control_vpn = gpon_l3_control_vpn_pass_through,
+                                          .set_qos = gpon_l3_set_qos_cfg};
 
 std::string outcome(int status) {
   if (status == -1) {
@@ -92,7 +98,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   // What is stored tells of a household, and saved rules become commands: also those that tools write.
   umask(077);
   if (on_failure == OnFailure::rollback) {
-    snapshot_.emplace();
+    snapshot_.emplace(platform_calls);
   }
   stored_ = load_stored();
   if (!accepted.allow_unsafe_text) {

@@ -8,7 +8,6 @@
 #include <iterator>
 #include <string_view>
 
-#include "l3_advance/platform.h"
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
 #include "management/system/atomic_file.hpp"
@@ -71,11 +70,6 @@ std::string remove_again(const std::string& path) {
   }
 }
 
-std::optional<uint8_t> vpn_state() {
-  uint8_t state = 0;
-  return grm_l3_advance_get_vpn_pass_through(&state) == 0 ? std::optional(state) : std::nullopt;
-}
-
 }  // namespace
 
 void remove_stale_temporaries() {
@@ -85,10 +79,16 @@ void remove_stale_temporaries() {
   remove_stale_temporaries_of(pending_path);
 }
 
-StoreSnapshot::StoreSnapshot() : vpn_(vpn_state()) {
+StoreSnapshot::StoreSnapshot(const PlatformCalls& platform)
+    : platform_(platform), vpn_(vpn_state()) {
   for (const char* path : stored_paths) {
     add(path);
   }
+}
+
+std::optional<uint8_t> StoreSnapshot::vpn_state() const {
+  uint8_t state = 0;
+  return platform_.get_vpn(&state) == 0 ? std::optional(state) : std::nullopt;
 }
 
 void StoreSnapshot::add(const std::string& path) {
@@ -112,11 +112,10 @@ std::vector<std::string> StoreSnapshot::restore() const {
     }
   }
   if (vpn_ && vpn_state() != vpn_ &&
-      (gpon_l3_control_vpn_pass_through(gre, *vpn_) != 0 ||
-       grm_l3_advance_set_vpn_pass_through(*vpn_) != 0)) {
+      (platform_.control_vpn(gre, *vpn_) != 0 || platform_.set_vpn(*vpn_) != 0)) {
     problems.emplace_back("VPN pass-through: the platform refuses its previous state");
   }
-  if (std::memcmp(&RtQoSRulesTable, &qos_, sizeof qos_) != 0 && gpon_l3_set_qos_cfg(&qos_) != 0) {
+  if (std::memcmp(&RtQoSRulesTable, &qos_, sizeof qos_) != 0 && platform_.set_qos(&qos_) != 0) {
     problems.emplace_back("route QoS: the platform refuses its previous state");
   }
   return problems;

@@ -14,8 +14,9 @@ void BlockSignals::block() {
   is_blocking_ = sigprocmask(SIG_BLOCK, &signals, &before_) == 0;
 }
 
-BlockSignals::~BlockSignals() {
+void BlockSignals::restore() {
   if (is_blocking_) {
+    is_blocking_ = false;
     sigprocmask(SIG_SETMASK, &before_, nullptr);
   }
 }

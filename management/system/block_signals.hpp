@@ -12,9 +12,10 @@ class BlockSignals {
   BlockSignals() = default;
   BlockSignals(const BlockSignals&) = delete;
   BlockSignals& operator=(const BlockSignals&) = delete;
-  ~BlockSignals();
+  ~BlockSignals() { restore(); }
 
   void block();
+  void restore();
 
  private:
   bool is_blocking_ = false;

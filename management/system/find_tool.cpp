@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "executor/process.hpp"
 #include "management/error.hpp"
 #include "management/system/text.hpp"
 
@@ -33,14 +34,7 @@ bool is_program(const std::string& file) {
 }  // namespace
 
 void extend_path() {
-  const char* before = std::getenv("PATH");
-  std::string path = before == nullptr || *before == '\0' ? "/usr/bin:/bin" : before;
-  for (const std::string directory : {"/usr/sbin", "/sbin"}) {
-    if ((':' + path + ':').find(':' + directory + ':') == std::string::npos) {
-      path += ':' + directory;
-    }
-  }
-  setenv("PATH", path.c_str(), 1);
+  setenv("PATH", executor::extended_path().c_str(), 1);
 }
 
 std::string tool_path(const std::string& name) {

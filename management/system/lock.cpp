@@ -45,6 +45,13 @@ Lock::~Lock() {
   }
 }
 
+void Lock::release() {
+  if (file_ != -1) {
+    flock(file_, LOCK_UN);
+    close(std::exchange(file_, -1));
+  }
+}
+
 void Lock::take(int operation, int seconds) {
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::seconds(seconds);

@@ -22,6 +22,10 @@ class Lock {
   Lock& operator=(const Lock&) = delete;
   ~Lock();
 
+  /* Unlocks for processes too that were forked off meanwhile, and share it. */
+  void release();
+  [[nodiscard]] int descriptor() const { return file_; }
+
  private:
   explicit Lock(int file) : file_(file) {}
   void take(int operation, int seconds);
