@@ -41,6 +41,9 @@ for number, part in enumerate(MANAGEMENT):
                                       "management/remedy.hpp", *below]
 # The library's own commands name the chains and jumps that are the gateway's.
 INCLUDES["management/rules"].append("src/firewall/base/chain_tree.hpp")
+# The transactions of other programs take what needs no JSON, and print nothing.
+INCLUDES["transaction"] = [INTERFACE, "executor", "management/error.hpp", "management/system", "management/store",
+                           "management/rules/rule.hpp"]
 for part in ("views", "input"):
     INCLUDES[f"l3ctl/{part}"] = [*INCLUDES["l3ctl"], "l3ctl/context.hpp", "l3ctl/answer.hpp", "l3ctl/usage_error.hpp"]
 # main hands these words to the management layer.
@@ -65,7 +68,7 @@ CALLS = {
 }
 # Only here may a chain's flush be written out.
 CHAINS = ("-t filter -F ", "src/firewall/base/chains.hpp")
-TOPS = ("include", "src", "platform", "settings", "executor", "management", "l3ctl")
+TOPS = ("include", "src", "platform", "settings", "executor", "management", "transaction", "l3ctl")
 PUBLIC_MAY_USE = {"stdint.h", "stddef.h"}
 # How commands are called is only known above these.
 WITHOUT_COMMANDS = ("management/", "settings/", "executor/")
