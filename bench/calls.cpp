@@ -1,13 +1,13 @@
 /*
- * The time that each scene's call takes in the library alone: its commands do nothing. By Google
+ * The time that each case's call takes in the library alone: its commands do nothing. By Google
  * Benchmark; its options are as everywhere.
  */
 #include <benchmark/benchmark.h>
 
 #include <chrono>
 
+#include "cases.hpp"
 #include "platform.hpp"
-#include "scenes.hpp"
 
 extern "C" int system(const char* /*command*/) {
   return 0;
@@ -15,12 +15,12 @@ extern "C" int system(const char* /*command*/) {
 
 namespace {
 
-void measure(benchmark::State& state, const bench::Scene& scene, bool log) {
+void measure(benchmark::State& state, const bench::Case& one, bool log) {
   bench::log_on(log);
   for (auto _ : state) {
-    scene.before();
+    one.before();
     const auto start = std::chrono::steady_clock::now();
-    benchmark::DoNotOptimize(scene.call());
+    benchmark::DoNotOptimize(one.call());
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     state.SetIterationTime(taken.count());
   }
@@ -30,10 +30,9 @@ void measure(benchmark::State& state, const bench::Scene& scene, bool log) {
 
 int main(int count, char** arguments) {
   benchmark::Initialize(&count, arguments);
-  for (const bench::Scene& scene : bench::scenes()) {
+  for (const bench::Case& one : bench::cases()) {
     for (const bool log : {false, true}) {
-      benchmark::RegisterBenchmark((scene.name + (log ? ", log on" : "")).c_str(), measure, scene,
-                                   log)
+      benchmark::RegisterBenchmark((one.name + (log ? ", log on" : "")).c_str(), measure, one, log)
           ->UseManualTime()
           ->Iterations(20)
           ->Repetitions(9)

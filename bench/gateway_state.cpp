@@ -69,9 +69,9 @@ void run(const std::vector<std::string>& arguments) {
   }
 }
 
-void prepare(const Scene& scene, const std::string& folder) {
+void prepare(const Case& one, const std::string& folder) {
   fs::create_directories(fs::path(folder) / "store");
-  scene.before();
+  one.before();
   system(("iptables-save -t filter >" + folder + "/before4").c_str());
   system(("ip6tables-save -t filter >" + folder + "/before6").c_str());
   copy_files(store, fs::path(folder) / "store");
@@ -80,10 +80,10 @@ void prepare(const Scene& scene, const std::string& folder) {
 
   recorded.clear();
   record_lines(true);
-  const int32_t result = scene.call();
+  const int32_t result = one.call();
   record_lines(false);
   if (result != 0) {
-    fprintf(stderr, "%s: the call returned %d\n", scene.name.c_str(), result);
+    fprintf(stderr, "%s: the call returned %d\n", one.name.c_str(), result);
     exit(1);
   }
   std::ofstream lines(folder + "/lines", std::ios::binary);

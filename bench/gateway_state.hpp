@@ -1,5 +1,5 @@
 /*
- * The state that a scene finds, kept in a folder, so that every run of every competitor starts from
+ * The state that a case finds, kept in a folder, so that every run of every competitor starts from
  * the same one: both families' filter tables, the files of the store, and the lines that the call
  * runs.
  */
@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "cases.hpp"
 #include "l3_advance/records.h"
-#include "scenes.hpp"
 
 namespace bench {
 
 /* Brings the gateway there with real commands, keeps all of it in `folder`, and records the call's
  * lines without running them. */
-void prepare(const Scene& scene, const std::string& folder);
+void prepare(const Case& one, const std::string& folder);
 
 class GatewayState {
  public:

@@ -1,7 +1,7 @@
 /*
- * Runs every scene under callgrind, with commands that do nothing: what is left is the library and
- * the libc that it uses. Leaves one profile a scene, first with the log off, then with it on, and
- * prints what each scene did:
+ * Runs every case under callgrind, with commands that do nothing: what is left is the library and
+ * the libc that it uses. Leaves one profile a case, first with the log off, then with it on, and
+ * prints what each case did:
  *
  *     ip_filter 50<TAB>53 commands<TAB>6 file calls
  */
@@ -14,23 +14,23 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "cases.hpp"
 #include "l3_advance/shell_command.h"
 #include "platform.hpp"
-#include "scenes.hpp"
 
 namespace {
 
 int commands = 0;
 int file_calls = 0;
 
-void measure(const bench::Scene& scene, const char* log) {
-  scene.before();
+void measure(const bench::Case& one, const char* log) {
+  one.before();
   commands = 0;
   file_calls = 0;
   CALLGRIND_TOGGLE_COLLECT;
-  const int32_t result = scene.call();
+  const int32_t result = one.call();
   CALLGRIND_TOGGLE_COLLECT;
-  const std::string title = scene.name + log;
+  const std::string title = one.name + log;
   CALLGRIND_DUMP_STATS_AT(title.c_str());
   if (result != 0) {
     fprintf(stderr, "%s: the call returned %d\n", title.c_str(), result);
@@ -94,8 +94,8 @@ int main() {
   }
   for (const bool log : {false, true}) {
     bench::log_on(log);
-    for (const bench::Scene& scene : bench::scenes()) {
-      measure(scene, log ? ", log on" : "");
+    for (const bench::Case& one : bench::cases()) {
+      measure(one, log ? ", log on" : "");
     }
   }
   return 0;

@@ -32,7 +32,7 @@ static long peak_of_program(char** words) {
   return status == 0 ? peak : -1;
 }
 
-/* Like system() in a loop, whatever the lines come to. */
+/* Like system() in a loop; results are ignored. */
 static long peak_of_lines(const char* path) {
   FILE* file = fopen(path, "r");
   char* line = NULL;

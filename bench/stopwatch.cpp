@@ -1,14 +1,14 @@
 /*
  * Times competitors against each other, in the gateway of the lab.
  *
- *     stopwatch scenes                        the names of all scenes
- *     stopwatch prepare SCENE FOLDER          the state that the scene finds, and its lines
+ *     stopwatch cases                        the names of all cases
+ *     stopwatch prepare CASE FOLDER          the state that the case finds, and its lines
  *     stopwatch restore FOLDER                that state is in place again
  *     stopwatch time FOLDER ROUNDS SECONDS    competitors on standard input, samples on standard output
  *
  * A competitor is one line or several, words parted by tabs: its name, then
  *
- *     call SCENE        the library's call, in this process
+ *     call CASE        the library's call, in this process
  *     baseline          the call's lines, in this process: a bare loop of system()
  *     run PROGRAM …     a program
  *     first PROGRAM …   a program that gets ready, before the clock starts
@@ -46,12 +46,12 @@ struct Sample {
 
 constexpr int fewest_rounds = 5;
 
-const bench::Scene& scene_named(const std::string& name) {
-  static const std::vector<bench::Scene> all = bench::scenes();
+const bench::Case& scene_named(const std::string& name) {
+  static const std::vector<bench::Case> all = bench::cases();
   const auto found =
-      std::find_if(all.begin(), all.end(), [&](const auto& scene) { return scene.name == name; });
+      std::find_if(all.begin(), all.end(), [&](const auto& one) { return one.name == name; });
   if (found == all.end()) {
-    fprintf(stderr, "%s: no such scene\n", name.c_str());
+    fprintf(stderr, "%s: no such one\n", name.c_str());
     exit(2);
   }
   return *found;
@@ -148,9 +148,9 @@ void time_all(const std::string& folder, int rounds, double seconds) {
 
 int main(int count, char** arguments) {
   const Words words(arguments + 1, arguments + count);
-  if (count == 2 && words[0] == "scenes") {
-    for (const bench::Scene& scene : bench::scenes()) {
-      puts(scene.name.c_str());
+  if (count == 2 && words[0] == "cases") {
+    for (const bench::Case& one : bench::cases()) {
+      puts(one.name.c_str());
     }
   } else if (count == 4 && words[0] == "prepare") {
     bench::prepare(scene_named(words[1]), words[2]);
@@ -160,7 +160,7 @@ int main(int count, char** arguments) {
     time_all(words[1], std::stoi(words[2]), std::stod(words[3]));
   } else {
     fputs(
-        "usage: stopwatch scenes | prepare SCENE FOLDER | restore FOLDER | time FOLDER ROUNDS "
+        "usage: stopwatch cases | prepare CASE FOLDER | restore FOLDER | time FOLDER ROUNDS "
         "SECONDS\n",
         stderr);
     return 2;

@@ -1,23 +1,23 @@
 /*
- * transaction SCENE: the scene's call with the executor that makes all rule edits at once, as l3ctl
+ * transaction CASE: the case's call with the executor that makes all rule edits at once, as l3ctl
  * does it, from its own start to its end.
  */
 #include <algorithm>
 #include <cstdio>
 
+#include "cases.hpp"
 #include "executor/system.hpp"
 #include "l3_advance/shell_command.h"
-#include "scenes.hpp"
 
 namespace {
 
-int run(const bench::Scene& scene) {
+int run(const bench::Case& one) {
   // A boot finds nothing in memory; every other call what is stored.
-  if (scene.name.rfind("boot", 0) != 0) {
+  if (one.name.rfind("boot", 0) != 0) {
     bench::load_stored();
   }
   executor::system_executor().set_mode(executor::Mode::transaction);
-  const bool called = scene.call() == 0;
+  const bool called = one.call() == 0;
   const bool made = executor::system_executor().commit();
   for (const executor::FailedLine& failed : executor::system_executor().failed_lines()) {
     fprintf(stderr, "%s: %s\n", failed.line.c_str(), failed.message.c_str());
@@ -32,12 +32,12 @@ int main(int count, char** arguments) {
     fputs("transaction: the library does not run this program's system()\n", stderr);
     return 1;
   }
-  const std::vector<bench::Scene> all = bench::scenes();
-  const auto found = std::find_if(all.begin(), all.end(), [&](const bench::Scene& scene) {
-    return count == 2 && scene.name == arguments[1];
+  const std::vector<bench::Case> all = bench::cases();
+  const auto found = std::find_if(all.begin(), all.end(), [&](const bench::Case& one) {
+    return count == 2 && one.name == arguments[1];
   });
   if (found == all.end()) {
-    fputs("usage: transaction SCENE\n", stderr);
+    fputs("usage: transaction CASE\n", stderr);
     return 2;
   }
   return run(*found);

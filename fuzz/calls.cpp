@@ -64,7 +64,7 @@ void start_again(Input&) {
   gl3_web_init_fw();
 }
 
-/* How the world goes on from here. */
+/* What the platform and the commands return from here on. */
 void change_world(Input& input) {
   world.failing = input.byte();
   constexpr int failures[] = {0x100, 0x200, 0x7f00, 9, -1};

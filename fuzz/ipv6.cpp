@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint8_t untouched = 0xa5;
 
-/* An address with a byte behind it that is nobody's. */
+/* An address with a guard byte behind it. */
 struct Address {
   uint8_t bytes[16];
   uint8_t behind = untouched;

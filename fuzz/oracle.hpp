@@ -1,5 +1,5 @@
 /*
- * What holds whatever a target is fed with, beside what the sanitizers see.
+ * Invariants that hold for any input, beside what the sanitizers see.
  */
 #pragma once
 

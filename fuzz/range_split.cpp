@@ -80,7 +80,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input(data, size);
   const uint32_t start = input.word();
   const uint32_t other = input.word();
-  // The rest says how much of the start the end shares; left to chance, it would be nothing.
+  // The rest is how much of the start the end shares; left to chance, it would be nothing.
   const unsigned shared = input.byte() % 33;
   const uint32_t own = shared == 32 ? 0 : UINT32_MAX >> shared;
   const uint32_t end = (start & ~own) | (other & own);

@@ -1,5 +1,5 @@
 /*
- * Any bytes taken apart as a configuration file, in both byte orders: every field has its words, every
+ * Any bytes parsed as a configuration file, in both byte orders: every field has its words, every
  * finding names its place, and in this host's order the values are those that the library reads.
  */
 #include "settings/stored_file/stored_file.hpp"

@@ -9,19 +9,19 @@ packet got through, 1 otherwise.
 
 import sys
 
-from l3lab import words
+from l3lab import probe_grammar
 from l3lab.prober import Prober
 
 
 def main(arguments: list[str]) -> int:
     if arguments[:1] in (["-h"], ["--help"]):
-        print(__doc__ + words.__doc__)
+        print(__doc__ + probe_grammar.__doc__)
         return 0
     passed = True
     with Prober() as prober:
         for line in arguments or map(str.strip, sys.stdin):
             try:
-                outcome = words.send(prober, line, patience=0.2)
+                outcome = probe_grammar.send(prober, line, timeout=0.2)
             except ValueError as error:
                 print(error, file=sys.stderr)
                 return 2

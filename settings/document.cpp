@@ -17,7 +17,7 @@ constexpr size_t deepest = 16;
 /* As much of a refused text as a message shows. */
 constexpr size_t longest_shown = 60;
 
-/* Walks over the text and tells, through `position`, how far the parser has read. */
+/* Walks over the text; `position` is how far the parser has read. */
 class Cursor {
  public:
   using iterator_category = std::input_iterator_tag;

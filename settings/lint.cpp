@@ -94,7 +94,7 @@ bool can_match(const l3_ip6_filter_entry& rule) {
   return !is_open(rule.src_ip) && !is_open(rule.dst_ip);
 }
 
-/* A white list drops whatever no rule accepts. It has no state, so downstream it also drops the
+/* A white list drops what no rule accepts. It has no state, so downstream it also drops the
  * answers to what the LAN asked. */
 template <typename Filter>
 void warn_of_closed_directions(Warner& warner, const std::string& section, const char* family,

@@ -10,10 +10,11 @@ namespace settings {
 
 enum class SecurityLevel : uint8_t { off = 0, low = 1, high = 2 };
 
-/* What a text says; a section that it leaves out is not here either. */
+/* The settings of a text; a section that it leaves out is empty. */
 struct Settings {
   std::optional<bool> firewall;
-  std::optional<SecurityLevel> security_level; /* never written: the next two switches say it */
+  std::optional<SecurityLevel>
+      security_level; /* never written: expressed by the next two switches */
   std::optional<bool> port_scan_protection;
   std::optional<bool> ipsec_pass_through;
   std::optional<bool> vpn_pass_through;

@@ -1,6 +1,6 @@
 /*
  * One object of a settings text while it is read: members are asked for by name, every fault is noted
- * with the member's path, and at the end every member that nobody asked for is a fault too.
+ * with the member's path, and at the end every member that was not read is a fault too.
  */
 #pragma once
 

@@ -58,7 +58,7 @@ void check_security_level(const Source& source, const Settings& settings);
 /* The word that stands for `value`; a value without a word is written as the number it is. */
 Json word_of(std::span<const Word> words, uint32_t value);
 
-/* Writes a member of a record that has no meaning for the library only when somebody used it. */
+/* Writes a member that has no meaning for the library only where it is not zero. */
 void write_unless_zero(Json& object, const char* key, uint32_t value);
 void write_unless_zero(Json& object, const char* key, std::span<const uint8_t> bytes);
 

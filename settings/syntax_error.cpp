@@ -83,7 +83,7 @@ std::optional<SyntaxError> common_mistake(std::string_view text, size_t last) {
   return std::nullopt;
 }
 
-/* One short line of plain ASCII: the parser quotes the text, however long and whatever its bytes. */
+/* One short line of plain ASCII: the parser quotes the text, which may be long and hold any bytes. */
 std::string plain(std::string reason) {
   std::replace_if(
       reason.begin(), reason.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');

@@ -47,15 +47,15 @@ def _chain(line):
     return words[:2] if line.startswith("-A") else words[:1]
 
 
-def competitors_of(folder, scene, backend):
+def competitors_of(folder, case, backend):
     """({name: steps}, {name: why it is not there}). What leaves other rules than the baseline is no competitor."""
     made, absent = {"baseline": [["baseline"]]}, {}
     expected = state_after(folder, made["baseline"])
     for family in (4, 6):
         (folder / f"after{family}").write_text(expected[family])
-    if scene:
-        made["library"] = [["call", scene]]
-        made["transaction"] = [["run", BUILD / "transaction", scene]]
+    if case:
+        made["library"] = [["call", case]]
+        made["transaction"] = [["run", BUILD / "transaction", case]]
     made["shell script"] = [["run", "sh", lines.write_script(folder)]]
     made["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
     made["ferm"] = [others.ferm(folder)]
@@ -85,10 +85,10 @@ def add_nft(folder, backend, made, absent):
         absent["nft"] = str(failed)
 
 
-def measure_scene(scene, backend, fullest):
-    folder = WORK / re.sub(r"\W", "_", scene)
-    timing.stopwatch("prepare", scene, folder)
-    made, absent = competitors_of(folder, scene, backend)
+def measure_case(case, backend, fullest):
+    folder = WORK / re.sub(r"\W", "_", case)
+    timing.stopwatch("prepare", case, folder)
+    made, absent = competitors_of(folder, case, backend)
     peaks = memory.of_competitors(folder, made) if fullest else {}
     slow = {name: made.pop(name) for name in ("ferm",) if name in made}
     samples = timing.time_competitors(folder, made, ROUNDS, SECONDS)
@@ -104,24 +104,24 @@ def measure_scene(scene, backend, fullest):
     }
 
 
-def measure_managers(backend, scenes):
-    """{manager: {scene: summary or why not}}: the IP filter alone, which all of them can say."""
+def measure_managers(backend, cases):
+    """{manager: {case: summary or why not}}: the IP filter alone, which all of them can express."""
     found = {}
     for kind in others.MANAGERS:
         found[kind.name] = {}
         try:
             manager = kind(backend)
         except RuntimeError as failed:
-            found[kind.name] = {scene: str(failed) for scene in scenes}
+            found[kind.name] = {case: str(failed) for case in cases}
             continue
-        for scene in scenes:
-            found[kind.name][scene] = measure_manager(manager, scene)
+        for case in cases:
+            found[kind.name][case] = measure_manager(manager, case)
         manager.close()
     return found
 
 
-def measure_manager(manager, scene):
-    folder = WORK / re.sub(r"\W", "_", scene)
+def measure_manager(manager, case):
+    folder = WORK / re.sub(r"\W", "_", case)
     wanted = others.ip_rules(folder)
     try:
         steps = {manager.name: [manager.say(wanted)], "baseline": [["baseline"]]}
@@ -141,25 +141,25 @@ def _in_kernel(rule, saved):
     return f"ip saddr {rule.source} " in listing
 
 
-def measure_foreign(scene):
+def measure_foreign(case):
     """{number of foreign rules: summary}: the same call where others have rules in the table too."""
-    folder = WORK / re.sub(r"\W", "_", scene)
+    folder = WORK / re.sub(r"\W", "_", case)
     before = (folder / "before4").read_text()
     found = {}
     for number in FOREIGN:
         foreign = "".join(f"-A FORWARD -s 10.{i // 250}.{i % 250}.1/32 -j ACCEPT\n" for i in range(number))
         (folder / "before4").write_text(before.replace("COMMIT", foreign + "COMMIT"))
-        competitors = {"baseline": [["baseline"]], "library": [["call", scene]]}
+        competitors = {"baseline": [["baseline"]], "library": [["call", case]]}
         competitors["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
         found[number] = timing.summary(timing.time_competitors(folder, competitors, 11, 2))
     (folder / "before4").write_text(before)
     return found
 
 
-def measure_parts(scene):
+def measure_parts(case):
     """What one command is made of: {part: summary}, each holding what the part before it does, and more."""
     folder = WORK / "parts"
-    shutil.copytree(WORK / re.sub(r"\W", "_", scene), folder)
+    shutil.copytree(WORK / re.sub(r"\W", "_", case), folder)
     rule = next(line for line in lines.read(folder) if " -A " in line)
     (folder / "lines").write_text(rule + "\0")
     parts = {
@@ -178,18 +178,18 @@ def main():
     WORK.mkdir()
     others.lay_over(backend)
     others.choose_backend(backend)
-    scenes = [name for name in timing.stopwatch("scenes").splitlines()
+    cases = [name for name in timing.stopwatch("cases").splitlines()
               if not any(part in name for part in LEFT_OUT) and re.search(pattern, name)]  # fmt: skip
-    fullest = {scene.rpartition(" ")[0]: scene for scene in scenes}.values()
-    result = {"scenes": {}, "loading memory": memory.of_loading()}
-    for scene in scenes:
-        print(f"{backend}: {scene}", file=sys.stderr, flush=True)
-        result["scenes"][scene] = measure_scene(scene, backend, fullest=scene in fullest)
+    fullest = {case.rpartition(" ")[0]: case for case in cases}.values()
+    result = {"cases": {}, "loading memory": memory.of_loading()}
+    for case in cases:
+        print(f"{backend}: {case}", file=sys.stderr, flush=True)
+        result["cases"][case] = measure_case(case, backend, fullest=case in fullest)
     print(f"{backend}: l3ctl", file=sys.stderr, flush=True)
     if not pattern or "l3ctl" in pattern:
         result["whole settings"] = whole_settings.measure(WORK, ROUNDS)
         result["update gap"] = update_gap.measure()
-    filters = [scene for scene in scenes if scene.startswith("ip_filter ")]
+    filters = [case for case in cases if case.startswith("ip_filter ")]
     if filters:
         print(f"{backend}: foreign rules, and other managers", file=sys.stderr, flush=True)
         result["parts"] = measure_parts(filters[-1])

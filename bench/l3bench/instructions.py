@@ -1,6 +1,6 @@
 """Instruction counts of the library's calls, by callgrind: exact, and the same on every run.
 
-Two counts a scene: what the library's own code executes; and what the calling process executes for the call,
+Two counts a case: what the library's own code executes; and what the calling process executes for the call,
 libc included and commands left out. Each with the log off, and with one that formats every message.
 """
 
@@ -48,7 +48,7 @@ def costs(profile):
 
 
 def _read_profile(text):
-    """The scene's name, all instructions, and those of the library itself."""
+    """The case's name, all instructions, and those of the library itself."""
     title = re.search(r"^desc: Trigger: Client Request: (.*)$", text, re.M)
     total = int(re.search(r"^(?:summary|totals): (\d+)", text, re.M).group(1))
     own = sum(count for place, _, count in costs(text) if place.endswith("/" + LIBRARY))
@@ -56,17 +56,17 @@ def _read_profile(text):
 
 
 def of_the_calls():
-    """{scene: {"library", "process", both again with ", log on", "commands", "file calls"}}"""
+    """{case: {"library", "process", both again with ", log on", "commands", "file calls"}}"""
     with tempfile.TemporaryDirectory() as folder:
         said = callgrind(folder, "instructions", "--collect-atstart=no")
         profiles = [_read_profile(path.read_text(errors="replace"))
                     for path in pathlib.Path(folder).glob("profile.*")]  # fmt: skip
     counts = {name: (total, own) for name, total, own in profiles if name}
-    scenes = {}
+    cases = {}
     for name, commands, files in re.findall(r"^(.*)\t(\d+) commands\t(\d+) file calls$", said, re.M):
         if name.endswith(LOG_ON):
             continue
-        scenes[name] = {
+        cases[name] = {
             "library": counts[name][1],
             "library, log on": counts[name + LOG_ON][1],
             "process": counts[name][0],
@@ -74,15 +74,15 @@ def of_the_calls():
             "commands": int(commands),
             "file calls": int(files),
         }
-    return scenes
+    return cases
 
 
-def per_rule(scenes):
+def per_rule(cases):
     """{filter: instructions of the calling process for one command more}, from empty to full."""
     costs = {}
-    for name, scene in scenes.items():
+    for name, case in cases.items():
         kind, _, entries = name.rpartition(" ")
-        empty = scenes.get(kind + " 0")
-        if entries.isdigit() and scene["commands"] >= empty["commands"] + 10:
-            costs[kind] = (scene["process"] - empty["process"]) // (scene["commands"] - empty["commands"])
+        empty = cases.get(kind + " 0")
+        if entries.isdigit() and case["commands"] >= empty["commands"] + 10:
+            costs[kind] = (case["process"] - empty["process"]) // (case["commands"] - empty["commands"])
     return costs

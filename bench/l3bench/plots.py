@@ -62,13 +62,13 @@ def lines(output, words, series, log=True):
 def by_entries(result, kind):
     """{competitor: [(entries, ms)]} of one kind of call."""
     series = {}
-    for scene, measured in result["scenes"].items():
-        name, _, entries = scene.rpartition(" ")
+    for case, measured in result["cases"].items():
+        name, _, entries = case.rpartition(" ")
         if name == kind:
             for competitor, found in measured["competitors"].items():
                 series.setdefault(competitor, []).append((int(entries), found["ms"]))
-    for manager, scenes in result["managers"].items() if kind == "ip_filter" else ():
-        points = [(int(scene.split()[1]), found["ms"]) for scene, found in scenes.items() if not isinstance(found, str)]
+    for manager, cases in result["managers"].items() if kind == "ip_filter" else ():
+        points = [(int(case.split()[1]), found["ms"]) for case, found in cases.items() if not isinstance(found, str)]
         if points:
             series[manager] = points
     return series
@@ -94,7 +94,7 @@ def draw(results, folder):
     folder.mkdir(exist_ok=True)
     for backend in report.BACKENDS:
         result = results.get(backend, {})
-        for kind in report.kinds(result.get("scenes", {})):
+        for kind in report.kinds(result.get("cases", {})):
             words = (f"{kind.replace('_', ' ')}, {backend} backend", "entries of each filter", "milliseconds")
             lines(folder / f"{kind}-{backend}.svg", words, by_entries(result, kind))
         if "foreign" in result:

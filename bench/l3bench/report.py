@@ -40,9 +40,9 @@ def _library_cell(measured):
 def times(result):
     """One row a call: medians in milliseconds, in brackets the ratio to the baseline."""
     rows = []
-    for scene, measured in result["scenes"].items():
+    for case, measured in result["cases"].items():
         found = measured["competitors"]
-        cells = [scene, measured["commands"], _ms(found["baseline"]["ms"])]
+        cells = [case, measured["commands"], _ms(found["baseline"]["ms"])]
         for name in COMPETITORS:
             if name not in found:
                 cells.append("-")
@@ -55,18 +55,18 @@ def times(result):
 def reasons(result):
     """Why a competitor is not there, each reason once, with its calls."""
     found = {}
-    for scene, measured in result["scenes"].items():
+    for case, measured in result["cases"].items():
         for name, why in measured["absent"].items():
-            found.setdefault((name, why), []).append(scene)
-    return "".join(f"- {name}, not for {', '.join(scenes)}: {why.splitlines()[0]}\n"
-                   for (name, why), scenes in found.items())  # fmt: skip
+            found.setdefault((name, why), []).append(case)
+    return "".join(f"- {name}, not for {', '.join(cases)}: {why.splitlines()[0]}\n"
+                   for (name, why), cases in found.items())  # fmt: skip
 
 
 def library_beside_baseline(results):
     rows = []
     for backend in BACKENDS:
-        if results.get(backend, {}).get("scenes"):
-            found = timing.pooled(results[backend]["scenes"].values())
+        if results.get(backend, {}).get("cases"):
+            found = timing.pooled(results[backend]["cases"].values())
             rows.append([backend, f"{found['ratio']:.4f}", f"{found['low']:.4f} to {found['high']:.4f}", found["n"]])
     return table(["backend", "library / baseline", "95 % interval of the median", "pairs"], rows)
 
@@ -75,26 +75,26 @@ def managers(results):
     """The IP filter by those that load a whole rule set of their own making."""
     rows = []
     for backend in BACKENDS:
-        for name, scenes in results.get(backend, {}).get("managers", {}).items():
-            for scene, found in scenes.items():
+        for name, cases in results.get(backend, {}).get("managers", {}).items():
+            for case, found in cases.items():
                 cells = [found, "", ""] if isinstance(found, str) else [_cell(found), found["processes"], found["n"]]
-                rows.append([f"{name}, {scene}, {backend}", *cells])
+                rows.append([f"{name}, {case}, {backend}", *cells])
     return table(["manager", "ms (to the baseline)", "processes", "n"], rows)
 
 
 def processes(result):
     rows = []
-    for scene, measured in result["scenes"].items():
+    for case, measured in result["cases"].items():
         found = measured["competitors"]
-        rows.append([scene, *(found[name]["processes"] if name in found else "-" for name in ("baseline", *COMPETITORS))])
+        rows.append([case, *(found[name]["processes"] if name in found else "-" for name in ("baseline", *COMPETITORS))])
     return table(["processes started", "baseline", *COMPETITORS], rows)
 
 
 def memory(result):
     """The largest process of each competitor, with every filter at its fullest; then what has no such call."""
     names = ("baseline", *(name for name in COMPETITORS if name != "library"))
-    rows = [[scene, *(grouped(measured["memory"][name]) if name in measured["memory"] else "-" for name in names)]
-            for scene, measured in result["scenes"].items() if measured["memory"]]  # fmt: skip
+    rows = [[case, *(grouped(measured["memory"][name]) if name in measured["memory"] else "-" for name in names)]
+            for case, measured in result["cases"].items() if measured["memory"]]  # fmt: skip
     return table(["largest process, KiB", *names], rows) + "\n" + _memory_of_others(result)
 
 
@@ -102,11 +102,11 @@ def _memory_of_others(result):
     found = dict(result["loading memory"])
     for words, measured in result.get("whole settings", {}).items():
         found[f"l3ctl, {words}"] = measured["memory"]
-    for name, scenes in result.get("managers", {}).items():
-        scene, summary = list(scenes.items())[-1]
+    for name, cases in result.get("managers", {}).items():
+        case, summary = list(cases.items())[-1]
         if isinstance(summary, str):
             continue
-        found[f"{name}, {scene}"] = summary["memory"]
+        found[f"{name}, {case}"] = summary["memory"]
         if "daemon memory" in summary:
             found[f"{name}'s daemon"] = summary["daemon memory"]
     return table(["largest process", "KiB"], [[name, grouped(size)] for name, size in found.items()])
@@ -193,21 +193,21 @@ def _setting_in_words(results):
             f"are left for all that l3ctl does itself.\n")  # fmt: skip
 
 
-def kinds(scenes):
+def kinds(cases):
     """The calls, each once, whatever the number of entries."""
-    return dict.fromkeys(scene.rpartition(" ")[0] for scene in scenes)
+    return dict.fromkeys(case.rpartition(" ")[0] for case in cases)
 
 
 def growth(results):
     """Milliseconds for one entry more, between an empty list and a full one."""
     rows = []
     for backend in BACKENDS:
-        scenes = results.get(backend, {}).get("scenes", {})
-        for kind in kinds(scenes):
-            numbers = sorted(int(scene.rpartition(" ")[2]) for scene in scenes if scene.rpartition(" ")[0] == kind)
+        cases = results.get(backend, {}).get("cases", {})
+        for kind in kinds(cases):
+            numbers = sorted(int(case.rpartition(" ")[2]) for case in cases if case.rpartition(" ")[0] == kind)
             if kind == "factory_reset" or len(numbers) < 2:
                 continue
-            least, most = (scenes[f"{kind} {number}"] for number in (numbers[0], numbers[-1]))
+            least, most = (cases[f"{kind} {number}"] for number in (numbers[0], numbers[-1]))
             commands = most["commands"] - least["commands"]
             more = most["competitors"]["baseline"]["ms"] - least["competitors"]["baseline"]["ms"]
             rows.append([f"{kind}, {backend}", commands, f"{more / commands:.2f}"])
@@ -217,10 +217,10 @@ def growth(results):
 def counts(results):
     """What the library itself does: exact counts, and the time of the call without its commands."""
     rows = []
-    for scene, found in results["instructions"].items():
-        rows.append([scene, found["commands"], found["file calls"], grouped(found["library"]),
+    for case, found in results["instructions"].items():
+        rows.append([case, found["commands"], found["file calls"], grouped(found["library"]),
                      grouped(found["library, log on"]), grouped(found["process"]), grouped(found["process, log on"]),
-                     f"{results['calls'][scene]:.1f}"])  # fmt: skip
+                     f"{results['calls'][case]:.1f}"])  # fmt: skip
     heads = ["call", "commands", "file calls", "instructions, library alone", "log on", "with libc", "libc, log on",
              "microseconds"]  # fmt: skip
     return table(heads, rows)

@@ -12,8 +12,8 @@ APPLY_ALL = "apply home.json"
 
 def _beside_baseline(results):
     for backend in ("legacy", "nft"):
-        if results.get(backend, {}).get("scenes"):
-            found = timing.pooled(results[backend]["scenes"].values())
+        if results.get(backend, {}).get("cases"):
+            found = timing.pooled(results[backend]["cases"].values())
             yield (f"library beside the baseline, {backend}", f"at most {BASELINE}",
                    f"{found['ratio']:.4f} ({found['low']:.4f} to {found['high']:.4f})",
                    found["ratio"] <= BASELINE)  # fmt: skip

@@ -62,8 +62,8 @@ def summary(samples, base="baseline"):
     return made
 
 
-def pooled(scenes):
+def pooled(cases):
     """The library beside the baseline, over all pairs of all calls."""
-    ratios = [ratio for measured in scenes for ratio in measured["pairs"]]
+    ratios = [ratio for measured in cases for ratio in measured["pairs"]]
     low, high = interval(ratios)
     return {"ratio": statistics.median(ratios), "low": low, "high": high, "n": len(ratios)}

@@ -33,7 +33,7 @@ def _settings(folder):
 
 
 def _keep_state(folder):
-    """What `stopwatch prepare` keeps of a scene, for a gateway that l3ctl has brought where it is."""
+    """What `stopwatch prepare` keeps of a case, for a gateway that l3ctl has brought where it is."""
     for family, tool in ((4, "iptables-save"), (6, "ip6tables-save")):
         (folder / f"before{family}").write_text(rules.run(tool, "-t", "filter").stdout)
     store = folder / "store"

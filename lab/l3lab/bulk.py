@@ -1,6 +1,6 @@
 """Many packets at once: frames with any addresses, and whether each reached its end.
 
-The prober sends one packet and waits; here a whole batch is sent, and what arrives is told apart by its
+The prober sends one packet and waits; here a whole batch is sent, and what arrives is identified by its
 bytes above the IP header, which no two packets share. A packet for the gateway has arrived when a raw socket
 there sees it, which is behind the packet filter; one for a host, when it is on the host's wire.
 """
@@ -18,7 +18,7 @@ from l3lab.netns import Namespaces
 
 PROTOCOLS = {"tcp": 6, "udp": 17, "icmp": 1, "icmp6": 58}
 _IPV4, _IPV6 = 0x0800, 0x86DD
-_PATIENCE = 2.0
+_TIMEOUT = 2.0
 _LAST_LOOK = 0.03
 
 
@@ -36,7 +36,7 @@ class BulkProber:
         self._namespaces = Namespaces(hosts.NAMES)
         self._tokens = iter(range(int.from_bytes(os.urandom(3), "big") << 16, 1 << 62))
         self._wires = {name: self._wire(name) for name in hosts.NEIGHBOURS}
-        self._ears: dict[int, tuple[str, int, socket.socket]] = {}
+        self._listeners: dict[int, tuple[str, int, socket.socket]] = {}
         for name in hosts.NEIGHBOURS:
             for kind in (_IPV4, _IPV6):
                 self._listen(name, kind, socket.AF_PACKET, socket.SOCK_DGRAM, socket.htons(kind))
@@ -48,8 +48,8 @@ class BulkProber:
     def close(self) -> None:
         for wire in self._wires.values():
             wire.close()
-        for _, _, ear in self._ears.values():
-            ear.close()
+        for _, _, listener in self._listeners.values():
+            listener.close()
         self._namespaces.close()
 
     def token(self) -> int:
@@ -62,36 +62,36 @@ class BulkProber:
         return wire
 
     def _listen(self, name: str, kind: int, *made_of: int) -> None:
-        ear = self._namespaces.socket(name, *made_of)
-        ear.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
-        self._ears[ear.fileno()] = (name, kind, ear)
+        listener = self._namespaces.socket(name, *made_of)
+        listener.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
+        self._listeners[listener.fileno()] = (name, kind, listener)
 
     def send(self, batch: list[Sending], expected: set[int]) -> set[int]:
         """Sends them all and returns the numbers of those that arrived. Those that are expected are
         waited for; the others get a last look after these."""
-        self._hear({})
+        self._receive({})
         wanted = {(one.target, one.payload): number for number, one in enumerate(batch)}
         if len(wanted) != len(batch):
-            raise ValueError("two packets of a batch cannot be told apart")
+            raise ValueError("two packets of a batch cannot be distinguished")
         for one in batch:
             self._wires[one.host].send(one.frame)
         arrived: set[int] = set()
-        end = time.monotonic() + _PATIENCE
+        end = time.monotonic() + _TIMEOUT
         while not expected <= arrived and time.monotonic() < end:
-            arrived |= self._hear(wanted, end - time.monotonic())
+            arrived |= self._receive(wanted, end - time.monotonic())
         time.sleep(_LAST_LOOK)
-        return arrived | self._hear(wanted)
+        return arrived | self._receive(wanted)
 
-    def _hear(self, wanted: dict, patience: float = 0) -> set[int]:
+    def _receive(self, wanted: dict, timeout: float = 0) -> set[int]:
         poll = select.poll()
-        for number in self._ears:
+        for number in self._listeners:
             poll.register(number, select.POLLIN)
         heard = set()
-        for number, _ in poll.poll(max(patience, 0) * 1000):
-            name, kind, ear = self._ears[number]
+        for number, _ in poll.poll(max(timeout, 0) * 1000):
+            name, kind, listener = self._listeners[number]
             while True:
                 try:
-                    packet = ear.recv(4096)
+                    packet = listener.recv(4096)
                 except BlockingIOError:
                     break
                 found = wanted.get((name, _payload(kind, packet)))

@@ -7,7 +7,7 @@ import threading
 from l3lab import hosts
 from l3lab.netns import Namespaces
 
-CLOSED = 50001  # a port that no probe uses: the prober keeps its ears open
+CLOSED = 50001  # a port that no probe uses: the prober listens on its ports
 
 
 class Flood:
@@ -20,7 +20,7 @@ class Flood:
         self._ear.bind((hosts.LAN.v4, CLOSED))
         self._goes_on = True
         self._heard = 0
-        # Both threads listen: what nobody reads for a while would be lost.
+        # Both threads listen: packets that are not read soon would be lost.
         self._listening = threading.Lock()
         self.sent = 0
         self._thread = threading.Thread(target=self._send)

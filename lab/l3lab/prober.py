@@ -1,7 +1,7 @@
 """One process with sockets in every namespace, which sends a packet and sees where it arrives.
 
 A probe that gets through is seen within a millisecond. One that does not is waited for until
-patience runs out, so say beforehand what is expected: a packet that must be stopped needs no long
+the timeout expires, so say beforehand what is expected: a packet that must be stopped needs no long
 wait, its rule's counter is the evidence.
 """
 
@@ -16,8 +16,8 @@ from l3lab import frames, hosts
 from l3lab.netns import Namespaces
 from l3lab.watch import Watch, wait
 
-PATIENCE_FOR_PASS = 1.0
-PATIENCE_FOR_STOP = 0.03
+PASS_TIMEOUT = 1.0
+STOP_TIMEOUT = 0.03
 _FAMILIES = {4: socket.AF_INET, 6: socket.AF_INET6}
 _ANYWHERE = {4: "0.0.0.0", 6: "::"}
 
@@ -100,7 +100,7 @@ class Prober:
 
     # --- the probes ---
 
-    def tcp(self, source: str, target: str, port: int, family=4, patience=PATIENCE_FOR_PASS):
+    def tcp(self, source: str, target: str, port: int, family=4, timeout=PASS_TIMEOUT):
         """A whole connection. `at` names the host that took it, also after a redirection."""
         near, far = hosts.meeting(source, target)
         others = [name for name in hosts.NAMES if name != source]
@@ -114,7 +114,7 @@ class Prober:
             client.connect_ex((far.address(family), port))
             answer = Watch(client, lambda: _is_connected(client), select.POLLOUT)
             # The answer alone ends the wait: where the request went is known by then.
-            wait([answer], patience)
+            wait([answer], timeout)
         for arrival in arrivals.values():
             arrival.serve()
         for listener in listeners:
@@ -129,7 +129,7 @@ class Prober:
         )
 
     def tcp_flags(
-        self, flags: int, source: str, target: str, port: int, family=4, patience=PATIENCE_FOR_PASS
+        self, flags: int, source: str, target: str, port: int, family=4, timeout=PASS_TIMEOUT
     ):
         """A lone segment with these flags, outside any connection; one way."""
         near, far = hosts.meeting(source, target)
@@ -139,11 +139,11 @@ class Prober:
         )
         arrival = self._segment_watch(target, family, (own_port, port))
         self._raw_tcp(source, family).sendto(segment, (far.address(family), 0))
-        wait([arrival], patience)
+        wait([arrival], timeout)
         return Outcome(arrival.done, None, target if arrival.done else None)
 
     def udp(
-        self, source: str, target: str, port: int, family=4, own_port=0, patience=PATIENCE_FOR_PASS
+        self, source: str, target: str, port: int, family=4, own_port=0, timeout=PASS_TIMEOUT
     ):
         """One datagram; one way."""
         _, far = hosts.meeting(source, target)
@@ -151,7 +151,7 @@ class Prober:
         token = self._token()
         arrival = Watch(self._receiver(target, family, port), lambda data, _: data == token)
         sender.sendto(token, (far.address(family), port))
-        wait([arrival], patience)
+        wait([arrival], timeout)
         if not own_port:
             self._release(sender)
         return Outcome(arrival.done, None, target if arrival.done else None)
@@ -160,7 +160,7 @@ class Prober:
         self._held = {key: held for key, held in self._held.items() if held is not finished}
         finished.close()
 
-    def dns(self, source: str, target: str, name: str, family=4, patience=PATIENCE_FOR_PASS):
+    def dns(self, source: str, target: str, name: str, family=4, timeout=PASS_TIMEOUT):
         """A query for a name, answered by a responder on the target."""
         _, far = hosts.meeting(source, target)
         identity = next(self._tokens) & 0xFFFF
@@ -177,11 +177,11 @@ class Prober:
         asked = Watch(responder, respond)
         answer = Watch(client, lambda data, _: data[:2] == query[:2] and len(data) > len(query))
         client.sendto(query, (far.address(family), 53))
-        wait([asked, answer], patience)
+        wait([asked, answer], timeout)
         self._release(client)
         return Outcome(asked.done, answer.done, target if asked.done else None)
 
-    def ping(self, source: str, target: str, family=4, patience=PATIENCE_FOR_PASS):
+    def ping(self, source: str, target: str, family=4, timeout=PASS_TIMEOUT):
         _, far = hosts.meeting(source, target)
         token = self._token()
         identity = next(self._ports)
@@ -198,7 +198,7 @@ class Prober:
         reply = Watch(self._raw_icmp(source, family), carries(kinds[1]))
         sender = self._raw_icmp(source, family)
         sender.sendto(frames.echo_request(family, identity, token), (far.address(family), 0))
-        wait([request, reply], patience)
+        wait([request, reply], timeout)
         return Outcome(request.done, reply.done, target if request.done else None)
 
     def udp_frame(
@@ -209,7 +209,7 @@ class Prober:
         family=4,
         source="lan",
         address: Optional[str] = None,
-        patience=PATIENCE_FOR_PASS,
+        timeout=PASS_TIMEOUT,
     ):
         """A datagram in a frame with this source MAC (and, if given, this source address)."""
         near, far = hosts.meeting(source, target)
@@ -223,10 +223,10 @@ class Prober:
         )
         arrival = Watch(self._receiver(target, family, port), lambda data, _: data == token)
         self._wire(source).send(frame)
-        wait([arrival], patience)
+        wait([arrival], timeout)
         return Outcome(arrival.done, None, target if arrival.done else None)
 
-    def dhcp_discover(self, mac: str, source="lan", patience=PATIENCE_FOR_PASS):
+    def dhcp_discover(self, mac: str, source="lan", timeout=PASS_TIMEOUT):
         """A client that has no address yet asks for one; the gateway listens on UDP 67."""
         transaction = next(self._tokens) & 0xFFFFFFFF
         server = self._receiver("gateway", 4, 67)
@@ -234,7 +234,7 @@ class Prober:
             server, lambda data, _: data[4:8] == struct.pack("!I", transaction) and data[0] == 1
         )
         self._wire(source).send(frames.dhcp_discover(mac, transaction))
-        wait([arrival], patience)
+        wait([arrival], timeout)
         return Outcome(arrival.done, None, "gateway" if arrival.done else None)
 
 

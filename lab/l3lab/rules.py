@@ -8,7 +8,7 @@ _TOOLS = {4: "iptables", 6: "ip6tables"}
 
 
 class Line(NamedTuple):
-    """One line of `iptables -nvxL CHAIN`: how many packets it met, its target, what it says."""
+    """One line of `iptables -nvxL CHAIN`: its packet count, its target and its matches."""
 
     packets: int
     target: str

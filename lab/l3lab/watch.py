@@ -31,9 +31,9 @@ class Watch:
                 continue
 
 
-def wait(watches: list[Watch], patience: float) -> None:
-    """Serves the watches until all have seen theirs, or patience runs out."""
-    end = time.monotonic() + patience
+def wait(watches: list[Watch], timeout: float) -> None:
+    """Serves the watches until all have seen theirs, or the timeout expires."""
+    end = time.monotonic() + timeout
     while True:
         waiting = {watch.socket.fileno(): watch for watch in watches if not watch.done}
         left = end - time.monotonic()

@@ -1,4 +1,4 @@
-/* The features that a packet meets; each file judges by those of one way. */
+/* The filters of the simulation; each file has those of one path through the gateway. */
 #pragma once
 
 #include <optional>
@@ -9,7 +9,7 @@
 
 namespace settings {
 
-/* What a feature has to say: without an outcome the packet goes on, and `setting` is what let it. */
+/* Result of one filter. Without an outcome the packet continues, and `setting` is what passed it. */
 struct Finding {
   std::optional<Outcome> outcome;
   std::string setting;
@@ -19,18 +19,18 @@ struct Finding {
 using Feature = Finding (*)(const Packet& packet, const Settings& settings);
 
 /* Forwarded packets. */
-Finding judge_by_ip_filter(const Packet& packet, const Settings& settings);
-Finding judge_by_url_filter(const Packet& packet, const Settings& settings);
-Finding judge_by_mac_filter(const Packet& packet, const Settings& settings);
-Finding judge_by_captive_portal(const Packet& packet, const Settings& settings);
-Finding judge_by_ipsec(const Packet& packet, const Settings& settings);
+Finding simulate_ip_filter(const Packet& packet, const Settings& settings);
+Finding simulate_url_filter(const Packet& packet, const Settings& settings);
+Finding simulate_mac_filter(const Packet& packet, const Settings& settings);
+Finding simulate_captive_portal(const Packet& packet, const Settings& settings);
+Finding simulate_ipsec(const Packet& packet, const Settings& settings);
 
 /* Packets to the gateway. */
-Finding judge_by_acl(const Packet& packet, const Settings& settings);
-Finding judge_by_dhcp_filter(const Packet& packet, const Settings& settings);
+Finding simulate_acl(const Packet& packet, const Settings& settings);
+Finding simulate_dhcp_filter(const Packet& packet, const Settings& settings);
 
 /* Both. */
-Finding judge_by_port_scan_protection(const Packet& packet, const Settings& settings);
+Finding simulate_port_scan_protection(const Packet& packet, const Settings& settings);
 
 inline bool is_to_port(const Packet& packet, Protocol protocol, uint32_t port) {
   return packet.protocol == protocol && packet.destination_port == port;
@@ -55,7 +55,7 @@ inline Finding match_of(bool white_list, std::string path) {
           white_list ? "on the white list" : "on the black list"};
 }
 
-/* No entry matches: a white list drops the rest. `resting` tells of one that would, were it active. */
+/* No entry matches: a white list drops the rest. `resting` describes an entry that would match if it were active. */
 inline Finding no_match_of(bool white_list, const std::string& section, const std::string& mode,
                            const std::string& resting = {}) {
   if (white_list) {

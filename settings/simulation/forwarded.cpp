@@ -47,7 +47,7 @@ bool rule_matches(const Packet& packet, const Entry& entry) {
 }
 
 template <typename Region>
-Finding judge_by_rules(const Packet& packet, const Region& filter, const std::string& section) {
+Finding simulate_rules(const Packet& packet, const Region& filter, const std::string& section) {
   if (filter.ip_filter_ctrl != 0) {
     return {{}, section, "off"};
   }
@@ -135,12 +135,12 @@ bool is_inside(uint32_t address, std::string_view destination) {
 
 }  // namespace
 
-Finding judge_by_ip_filter(const Packet& packet, const Settings& settings) {
-  return packet.is_ipv6 ? judge_by_rules(packet, *settings.ip6_filter, "ip6_filter")
-                        : judge_by_rules(packet, *settings.ip_filter, "ip_filter");
+Finding simulate_ip_filter(const Packet& packet, const Settings& settings) {
+  return packet.is_ipv6 ? simulate_rules(packet, *settings.ip6_filter, "ip6_filter")
+                        : simulate_rules(packet, *settings.ip_filter, "ip_filter");
 }
 
-Finding judge_by_url_filter(const Packet& packet, const Settings& settings) {
+Finding simulate_url_filter(const Packet& packet, const Settings& settings) {
   const l3_url_filter& filter = *settings.url_filter;
   const std::string section = "url_filter";
   if (filter.url_filter_ctrl == 0) {
@@ -167,7 +167,7 @@ Finding judge_by_url_filter(const Packet& packet, const Settings& settings) {
   return no_match_of(white_list, section, "mode", resting);
 }
 
-Finding judge_by_mac_filter(const Packet& packet, const Settings& settings) {
+Finding simulate_mac_filter(const Packet& packet, const Settings& settings) {
   const std::string section = packet.is_ipv6 ? "mac6_filter" : "mac_filter";
   const l3_mac_filter& filter = packet.is_ipv6 ? *settings.mac6_filter : *settings.mac_filter;
   if (filter.mac_filter_ctrl == 0) {
@@ -193,7 +193,7 @@ Finding judge_by_mac_filter(const Packet& packet, const Settings& settings) {
   return no_match_of(white_list, section, "mode", resting);
 }
 
-Finding judge_by_captive_portal(const Packet& packet, const Settings& settings) {
+Finding simulate_captive_portal(const Packet& packet, const Settings& settings) {
   const l3_caporl& portal = *settings.captive_portal;
   const std::string section = "captive_portal";
   if (portal.caporl_filter_ctrl == 0) {
@@ -219,7 +219,7 @@ Finding judge_by_captive_portal(const Packet& packet, const Settings& settings) 
 }
 
 /* Key exchange and NAT traversal, recognised by both of their ports. */
-Finding judge_by_ipsec(const Packet& packet, const Settings& settings) {
+Finding simulate_ipsec(const Packet& packet, const Settings& settings) {
   const std::string setting = "ipsec_pass_through";
   if (*settings.ipsec_pass_through) {
     return {{}, setting, "on, so IPsec passes"};

@@ -37,7 +37,7 @@ bool opens(const l3_acl_entry& entry, uint32_t service, uint32_t source) {
 }  // namespace
 
 /* A side that has an entry is shut to everything that no entry opens; one without stays open. */
-Finding judge_by_acl(const Packet& packet, const Settings& settings) {
+Finding simulate_acl(const Packet& packet, const Settings& settings) {
   const l3_acl& acl = *settings.acl;
   const std::string section = "acl";
   if (acl.acl_filter_ctrl == 0) {
@@ -71,7 +71,7 @@ Finding judge_by_acl(const Packet& packet, const Settings& settings) {
   return {{}, section, "has no entry for this side, which leaves it open"};
 }
 
-Finding judge_by_dhcp_filter(const Packet& packet, const Settings& settings) {
+Finding simulate_dhcp_filter(const Packet& packet, const Settings& settings) {
   const l3_dhcp_filter& filter = *settings.dhcp_filter;
   const std::string section = "dhcp_filter";
   if (filter.dhcp_mac_filter_ctrl == 0) {

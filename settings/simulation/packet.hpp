@@ -20,7 +20,7 @@ inline constexpr uint8_t tcp_syn = 2;
 inline constexpr uint8_t tcp_rst = 4;
 inline constexpr uint8_t tcp_ack = 16;
 
-/* Which Internet WAN the rules that tell directions apart are bound to, apart from all settings. */
+/* The Internet WAN that the rules for one direction are bound to; it is not part of the settings. */
 struct Binding {
   bool is_bound = true;    /* otherwise no direction is judged */
   std::string another_wan; /* where it is not the Internet WAN, from which nothing is judged then */
@@ -55,7 +55,7 @@ struct Packet {
 enum class Outcome : uint8_t {
   accepted,
   dropped,
-  accepted_at_first, /* a few at once and one a second are accepted, others go on their way */
+  accepted_at_first, /* a few at once and one a second are accepted, others continue */
 };
 
 }  // namespace settings

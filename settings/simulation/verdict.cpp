@@ -6,14 +6,14 @@ namespace settings {
 
 namespace {
 
-constexpr Feature forwarded[] = {judge_by_port_scan_protection, judge_by_ip_filter,
-                                 judge_by_url_filter,           judge_by_mac_filter,
-                                 judge_by_captive_portal,       judge_by_ipsec};
-constexpr Feature forwarded6[] = {judge_by_ip_filter, judge_by_mac_filter};
-constexpr Feature to_gateway[] = {judge_by_port_scan_protection, judge_by_acl,
-                                  judge_by_dhcp_filter};
-/* With the firewall off, the one that does not ask it. */
-constexpr Feature while_off[] = {judge_by_ipsec};
+constexpr Feature forwarded[] = {simulate_port_scan_protection, simulate_ip_filter,
+                                 simulate_url_filter,           simulate_mac_filter,
+                                 simulate_captive_portal,       simulate_ipsec};
+constexpr Feature forwarded6[] = {simulate_ip_filter, simulate_mac_filter};
+constexpr Feature to_gateway[] = {simulate_port_scan_protection, simulate_acl,
+                                  simulate_dhcp_filter};
+/* With the firewall off, the filter that ignores the switch. */
+constexpr Feature while_off[] = {simulate_ipsec};
 
 /* What is met by whom; nothing by IPv6 packets to the gateway. */
 std::span<const Feature> way_of(const Packet& packet, bool firewall) {
@@ -48,10 +48,10 @@ Verdict verdict_on(const Packet& packet, const Settings& settings) {
 }
 
 /*
- * Two things in one: TCP segments that claim a connection which nobody opened are dropped, and the
+ * Two things in one: TCP segments that claim a connection that was never opened are dropped, and the
  * Internet is shut out of the gateway itself.
  */
-Finding judge_by_port_scan_protection(const Packet& packet, const Settings& settings) {
+Finding simulate_port_scan_protection(const Packet& packet, const Settings& settings) {
   const std::string setting = "port_scan_protection";
   if (!*settings.port_scan_protection) {
     return {{}, setting, "off"};

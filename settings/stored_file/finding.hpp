@@ -15,15 +15,15 @@ enum class Remedy : uint8_t {
   convert_file, /* put the file back in place of itself, in this host's byte order */
   drop_excess,  /* put the file back in place of itself, which leaves out what is behind its end */
   rewrite_line, /* the same, which writes the line anew as it counts */
-  set_switch,   /* set the switch of `section`, whatever is stored */
+  set_switch,   /* set the switch of `section` */
   set_level,    /* set the security level and look at the other settings, or put a backup back */
   rewrite_section, /* export `section`, mend it and set it again, or put a backup back */
   delete_entry,    /* delete the entry of `section` that `entry` names */
-  check_text,      /* look whether the text is the one that was set */
+  check_text,      /* check that the text is as it was set */
 };
 
 struct StoredFinding {
-  /* Torn: a write was cut. Implausible: no settings file can say this. Note: harmless. */
+  /* Torn: a write was interrupted. Implausible: no settings file can produce this. Note: harmless. */
   enum class Kind : uint8_t { torn, implausible, note };
   Kind kind;
   size_t offset; /* in the file */

@@ -155,7 +155,7 @@ StoredFinding finding_in(const StoredField& field, std::string_view image) {
   return finding;
 }
 
-/* Switches and modes: any number counts as one of two, but no settings file says it. */
+/* Switches and modes: the library takes any number as one of two, but no settings file produces it. */
 void judge_words(const StoredSection& section, std::string_view image, Findings& findings) {
   for (const Member& member : section.words) {
     const StoredField field{&section, &member, -1, section.offset + member.offset};

@@ -14,11 +14,11 @@ namespace settings {
  * in the order of the file. */
 std::vector<StoredFinding> findings_of(std::string_view image, std::string_view bytes);
 
-/* The findings of one list: its count, and what its entries tell about it. */
+/* The findings about one list: its count, and its entries. */
 void judge_list(const StoredSection& section, std::string_view image,
                 std::vector<StoredFinding>& findings);
 
-/* Values that no settings file can say; the reader of settings files judges. */
+/* Values that no settings file can express, decided by the reader of settings files. */
 void judge_by_reader(std::string_view image, std::vector<StoredFinding>& findings);
 
 /* A finding that setting the section anew puts right. No call sets the parts of a record that belong

@@ -15,7 +15,7 @@ Settings settings_of(std::string_view image);
 bool vpn_of(std::string_view image);
 bool firewall_of(std::string_view image);
 
-/* The image with both lines as they are written, whatever they were. */
+/* The image with both lines in their canonical form. */
 std::string with_clean_lines(std::string_view image);
 
 }  // namespace settings

@@ -251,7 +251,7 @@ std::string meaning_of(const StoredField& field, std::string_view image) {
     case mac:
       return mac_text(std::span<const uint8_t, 6>(bytes, 6));
     case text:
-      // A quoted text of printable characters, whatever the bytes are.
+      // A quoted text of printable characters; other bytes are escaped.
       return shown(
           {.kind = Node::Kind::text, .text = std::string(value.substr(0, value.find('\0')))});
     case hour_or_minute:

@@ -1,6 +1,6 @@
 /*
  * The configuration file field by field: where each lies, what it is called and what its value means.
- * For whoever reads a file without the library: one of the other byte order, or a torn one.
+ * For reading a file without the library: one of the other byte order, or a torn one.
  */
 #pragma once
 

@@ -78,7 +78,7 @@ void judge_behind_count(const StoredSection& section, std::string_view image, Fi
   }
 }
 
-/* Settings refuse it, but it stops nobody, so it is no more than odd. Zeros the reader reports. */
+/* Settings refuse it, but it blocks nothing, so it is a note. The reader reports zeros. */
 void judge_mac(const StoredField& field, std::string_view image, Findings& findings) {
   std::array<uint8_t, 6> mac;
   std::memcpy(mac.data(), image.data() + field.offset, mac.size());

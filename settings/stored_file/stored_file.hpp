@@ -42,7 +42,7 @@ inline Settings settings_of(const StoredFile& file) {
   return settings_of(file.image);
 }
 
-/* Whether bytes begin as a configuration file does, whatever follows. */
+/* Whether bytes begin as a configuration file does. */
 bool begins_as_stored_file(std::string_view bytes);
 
 }  // namespace settings

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every program, script and test that a document tells the reader to run is there.
+"""Every program, script and test that a document names exists.
 
     check_commands.py [BUILD]     BUILD is build/release unless said
 

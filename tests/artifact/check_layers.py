@@ -60,7 +60,7 @@ TAKES = {
 }
 # Two files of one of these may only take names from each other as this says.
 FILTERS = {"access_list": {"range_split"}}
-# libc's call -> the files, or directories, that may call it; in the library nobody else may.
+# libc's call -> the files, or directories, that may call it; no other file of the library may.
 CALLS = {
     "system": ("firewall/base/command", "conf_file/migration"),  # the migration renames one file by it
     "(open|creat|openat|fopen)(64)?": ("conf_file/",),

@@ -1,4 +1,4 @@
-"""What readelf says of a shared library, for any processor."""
+"""The parts of readelf's output that the checks use, for any processor."""
 
 import re
 import subprocess

@@ -6,7 +6,7 @@
 
 fresh      what a missing file becomes
 distinct   both switches on; every word and byte of the records follows from its offset in the file
-household  settings as a home has them, every region in use
+sample  settings as a home has them, every region in use
 """
 
 import argparse
@@ -71,7 +71,7 @@ FW6 = (region("fw6.ip_filter", IP6_ENTRY, 50, *IP_CONTROLS) + common_regions("fw
 
 
 def build(order, vpn, fire_wall, value_of):
-    """One file; `value_of(path, form, offset)` says what each member holds."""
+    """One file; `value_of(path, form, offset)` returns the value of each member."""
     data = f"vpn_pass_through={vpn}\nfire_wall={fire_wall}\n".encode()
     for path, form in FW + QOS + FW6:
         data += struct.pack(ORDERS[order] + form, value_of(path, form, len(data)))
@@ -117,7 +117,7 @@ def entry(path, **members):
 
 FRESH = {"fw.ipsec_pass_ctrl": 1, "fw6.ipsec_pass_ctrl": 1}
 
-HOUSEHOLD = {
+SAMPLE = {
     "fw.ip_filter.count": 2,
     **entry("fw.ip_filter.entries[0]", index=1, protocol=6, src_ip=ipv4("192.168.1.10"),
             dst_ip=ipv4("203.0.113.80"), dst_port_s=80, dst_port_e=88),
@@ -169,7 +169,7 @@ def golden_files():
     for order in ORDERS:
         yield f"golden-fresh-{order}-endian.dat", build(order, 0, 0, from_settings(FRESH))
         yield f"golden-distinct-{order}-endian.dat", build(order, 1, 1, distinct)
-        yield f"golden-household-{order}-endian.dat", build(order, 1, 1, from_settings(HOUSEHOLD))
+        yield f"golden-sample-{order}-endian.dat", build(order, 1, 1, from_settings(SAMPLE))
 
 
 def main():

@@ -260,7 +260,7 @@ def apply_killed(number: int) -> None:
 
 
 def timer_killed(number: int) -> None:
-    """The next l3ctl that takes the lock for a change rolls back, whatever it is to do."""
+    """The next l3ctl that takes the lock for a change rolls back first."""
     apply()
     os.kill(timer_process(), signal.SIGKILL)
     wait_for(lambda: confirmation()["seconds_left"] == 0, "overdue")
@@ -355,7 +355,7 @@ CASES = {
     "timer-killed": Case("timer killed; the next l3ctl rolls back", timer_killed),
     "disk-full": Case("disk full: rules at the deadline, files once there is room", disk_full),
     "disk-read-only": Case("disk read-only: rules at the deadline, files once it is writable", disk_read_only),
-    "lock-held": Case("xtables lock held beyond the tools' patience", lock_held),
+    "lock-held": Case("xtables lock held beyond the tools' own wait", lock_held),
     "chain-deleted": Case("chain deleted with its jumps", chain_deleted),
     "clock-stepped": Case("clock stepped by a day", clock_stepped),
 }  # fmt: skip

@@ -115,7 +115,7 @@ Expectations management_access_expectations() {
   return {
       {"omci_set_telnet_state", runs(6)},
       {"omci_set_web_state", runs(4)},
-      // It has an address of its own where the DHCP server tells none.
+      // It has a default address where the DHCP server knows none.
       {"gl3_web_cfg_page_jump", ignored(asks({})) + runs(1)},
   };
 }

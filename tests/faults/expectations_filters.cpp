@@ -24,7 +24,7 @@ Expectation store6() {
   return named("set_firewall6_rules_to_cfgfile", "open lseek write");
 }
 
-/* The record's words, then the switch's, as every get call says them. */
+/* The log lines of every get call: the record's, then the switch's. */
 Expectation getting(const Expectation& record, const std::string& call,
                     const std::string& reload = "get_firewall_rules_from_cfgfile") {
   return with_message(record, failed(call, reload)) +
@@ -148,13 +148,13 @@ Expectations captive_portal_expectations() {
   return {
       {"config_fw_caporl", needs(1) + runs(1)},
       {"gl3_web_get_caporl_cfg", getting(load(), "gl3_web_get_caporl_cfg")},
-      // It answers whatever its two questions come to.
+      // It answers whatever its two reads return.
       {"gl3_web_get_caporl_status",
        ignored(with_message(read_state(),
                             failed("gl3_web_get_fw_status", "get_firewall_state_from_cfgfile")) +
                getting(load(), "gl3_web_get_caporl_cfg"))},
       {set, storing(store(), set) + needs(1) + runs(3) + needs(1)},
-      // Switches the firewall off, whatever comes of it.
+      // Switches the firewall off, whatever the result.
       {"gl3_web_set_caporl_enable",
        runs(14) +
            ignored(with_message(silent("open lseek write write close"),

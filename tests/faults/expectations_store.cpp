@@ -10,7 +10,7 @@ namespace {
 constexpr char record_path[] = "/ztcfg/another.rec";
 constexpr char timeout_path[] = "/ztcfg/ct_activity_timeout.conf";
 
-/* The two lines say nothing of a failed write; the three records do. */
+/* A failed write of the two lines is not logged; one of the three records is. */
 Expectation creating() {
   Expectation records = silent("write write write");
   return silent("open write write write write") +
@@ -18,7 +18,7 @@ Expectation creating() {
          silent("close");
 }
 
-/* What `call` does on a device without its file: it makes one, and goes on as always. A file that cannot
+/* What `call` does on a device without its file: it makes one, and continues. A file that cannot
  * be looked at counts as there, and cannot be opened. */
 Expectation on_missing(const std::string& call, const Expectation& expectation) {
   Expectation look = {{"access", true, expectation[1].says}};
@@ -104,7 +104,7 @@ Expectations record_file_expectations() {
   };
 }
 
-/* Each step says its own name, and the call that it was called from. */
+/* Each step logs its own name, and that of its caller. */
 Expectations vpn_pass_through_expectations() {
   const std::string set = "gl3_web_set_vpn_pass_through";
   const std::string get = "gl3_web_get_vpn_pass_through";

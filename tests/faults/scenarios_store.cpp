@@ -88,7 +88,7 @@ Scenario creating_record(const std::string& call, std::function<int32_t()> act) 
   return scenario;
 }
 
-/* An older release's file with two host names, and the flag that says so. */
+/* An older release's file with two host names, and the flag of a pending migration. */
 Start before_migration() {
   std::string old = harness::fresh_config_file();
   sample_config::put(old, 2447, harness::word(2));

@@ -9,7 +9,7 @@ namespace scenarios {
  * a way that changes from one to the next. */
 bool in_full();
 
-/* Every how-manieth operation is tried: 1, or what L3_TEST_SAMPLE says. Sanitizers and emulators make each
+/* Every how-manieth operation is tried: 1, or L3_TEST_SAMPLE. Sanitizers and emulators make each
  * try some twenty times as dear. */
 int sample();
 

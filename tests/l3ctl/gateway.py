@@ -65,7 +65,7 @@ class Outcome:
 
 class Gateway(unittest.TestCase):
     maxDiff = None
-    # How rules are made: the library's lines are looked at one by one, unless a test says otherwise.
+    # How rules are made: one by one, so that each command line is seen, unless a test sets another mode.
     way = ("--one-by-one",)
 
     def setUp(self):

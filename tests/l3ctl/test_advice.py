@@ -1,4 +1,4 @@
-"""What l3ctl inspect says to do about a damaged file is done to the letter, and nothing is wrong with it any more."""
+"""The remedies that l3ctl inspect prints for a damaged file are carried out, and repair it."""
 import json
 import re
 import subprocess
@@ -8,17 +8,17 @@ from pathlib import Path
 from gateway import BYTE_ORDER, CONFIGURATION, END, FW, FW6, L3CTL, OTHER_ORDER, QOS, TOOLS, Gateway, word
 
 DATA = Path(__file__).parent.parent / "data"
-HOUSEHOLD = (DATA / f"golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
-HOUSEHOLD_OTHER = (DATA / f"golden-household-{OTHER_ORDER}-endian.dat").read_bytes()
+SAMPLE = (DATA / f"golden-sample-{BYTE_ORDER}-endian.dat").read_bytes()
+SAMPLE_OTHER = (DATA / f"golden-sample-{OTHER_ORDER}-endian.dat").read_bytes()
 FRESH = (DATA / f"golden-fresh-{BYTE_ORDER}-endian.dat").read_bytes()
 FILE, BACKUP = Path("/tmp/section.json"), Path("/tmp/backup.dat")
 
 
-def with_bytes(at, data, file=HOUSEHOLD):
+def with_bytes(at, data, file=SAMPLE):
     return file[:at] + data + file[at + len(data):]
 
 
-def with_word(at, value, file=HOUSEHOLD):
+def with_word(at, value, file=SAMPLE):
     return with_bytes(at, word(value), file)
 
 
@@ -27,14 +27,14 @@ LEVEL, LEVEL6 = FW + 6164, END - 8
 
 # By what is wrong: the file.
 DAMAGE = {
-    "short": HOUSEHOLD[:9000],
+    "short": SAMPLE[:9000],
     "empty": b"",
     "shifted": FRESH[:5] + FRESH[17:],
-    "bytes behind the end": HOUSEHOLD + b"x",
+    "bytes behind the end": SAMPLE + b"x",
     "the line of VPN pass-through": with_bytes(17, b"\0\0"),
     "the line of the master switch": with_bytes(19, b"fire?"),
     "both lines": with_bytes(0, bytes(31)),
-    "a line of a short file": with_bytes(17, b"\0\0", HOUSEHOLD[:9000]),
+    "a line of a short file": with_bytes(17, b"\0\0", SAMPLE[:9000]),
     "a count that is too large": with_word(FW, 51),
     "a negative count": with_word(FW6, 0xffffffff),
     "a mode": with_word(URL + 2204, 7),
@@ -56,8 +56,8 @@ DAMAGE = {
     "a text without an end": with_bytes(URL + 12, b"a" * 32),
     "a destination": with_bytes(PORTAL + 8 + 4, b"x"),
     "a destination for the shell": with_bytes(PORTAL + 8 + 4, b"$(id)"),
-    "the other byte order": HOUSEHOLD_OTHER,
-    "the other byte order, and short": HOUSEHOLD_OTHER[:9000],
+    "the other byte order": SAMPLE_OTHER,
+    "the other byte order, and short": SAMPLE_OTHER[:9000],
     "two sections": with_word(FW + 12, 42, with_word(URL, 0)),
 }  # fmt: skip
 
@@ -73,7 +73,7 @@ class Advice(Gateway):
         tool = TOOLS / "l3ctl"
         tool.write_text(f'#!/bin/sh\nexec {L3CTL} "$@"\n')
         tool.chmod(0o755)
-        BACKUP.write_bytes(HOUSEHOLD)
+        BACKUP.write_bytes(SAMPLE)
 
     def wrong(self):
         """What is torn or implausible of the stored file."""
@@ -109,7 +109,7 @@ class Advice(Gateway):
         for command in commands:
             shell = command.replace("FILE", str(FILE)).replace("BACKUP", str(BACKUP))
             done = subprocess.run(["sh", "-c", shell], env=self.environment(), capture_output=True, check=False)
-            if " export " in command:  # It tells of what is to be mended.
+            if " export " in command:  # It reports the damage.
                 self.mend(advice)
             else:
                 self.assertEqual(done.returncode, 0, f"{command}: {done.stderr.decode()}")

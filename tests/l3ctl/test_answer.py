@@ -77,7 +77,7 @@ class Answer(Gateway):
                     self.assertNotIn("the change was made", err)
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())
 
-    def test_a_reader_that_nobody_reads_ends_as_others_do(self):
+    def test_a_read_only_command_without_a_reader_ends_by_sigpipe(self):
         self.assertEqual(to_nobody(["show"], self.environment()).returncode, -signal.SIGPIPE)
 
     def test_a_backup_whose_answer_is_lost(self):
@@ -86,7 +86,7 @@ class Answer(Gateway):
         self.assertEqual(Path("/tmp/copy").read_bytes(), configuration())
         os.unlink("/tmp/copy")
 
-    def test_a_change_that_fails_says_so_whoever_reads(self):
+    def test_a_failed_change_is_reported_whatever_becomes_of_its_output(self):
         self.store(firewall=True)
         self.refuse("iptables -A forward_ext_url -i br0 -p udp --dport 53 -m string --hex-string nothing")
         self.hook("iptables-restore", "exit 2")

@@ -9,8 +9,8 @@ from gateway import BYTE_ORDER, CONFIGURATION, FW, L3CTL, OTHER_ORDER, QOS, Gate
 from test_switches import FLUSH, FLUSH6, SAVES
 
 DATA = Path(__file__).parent.parent / "data"
-HOUSEHOLD = (DATA / f"golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
-HOUSEHOLD_OTHER = DATA / f"golden-household-{OTHER_ORDER}-endian.dat"
+SAMPLE = (DATA / f"golden-sample-{BYTE_ORDER}-endian.dat").read_bytes()
+SAMPLE_OTHER = DATA / f"golden-sample-{OTHER_ORDER}-endian.dat"
 BACKUP = Path("/tmp/copies/backup.dat")
 
 IPSEC = [f"iptables -t filter -{{}} FORWARD -p udp --sport {port} --dport {port} -j DROP" for port in (500, 4500)]
@@ -26,10 +26,10 @@ class Copies(Gateway):
 
 class Backup(Copies):
     def test_is_the_stored_file_byte_for_byte(self):
-        CONFIGURATION.write_bytes(HOUSEHOLD)
+        CONFIGURATION.write_bytes(SAMPLE)
         os.umask(0)
         self.assert_outcome(self.l3ctl("backup", str(BACKUP)), 0, f"backup: 15019 bytes written to {BACKUP}\n")
-        self.assertEqual(BACKUP.read_bytes(), HOUSEHOLD)
+        self.assertEqual(BACKUP.read_bytes(), SAMPLE)
         self.assertEqual(BACKUP.stat().st_mode & 0o777, 0o600)
         self.assertEqual(os.listdir(BACKUP.parent), ["backup.dat"])
         self.assertEqual(self.commands(), [])
@@ -51,7 +51,7 @@ class Backup(Copies):
         self.assertEqual((os.listdir("/ztcfg"), os.listdir(BACKUP.parent)), ([], []))
 
     def test_a_torn_file_needs_force(self):
-        CONFIGURATION.write_bytes(HOUSEHOLD[:9000])
+        CONFIGURATION.write_bytes(SAMPLE[:9000])
         BACKUP.write_bytes(b"the good one")
         outcome = self.l3ctl("backup", str(BACKUP))
         self.assertEqual((outcome.status, outcome.out), (3, ""))
@@ -59,7 +59,7 @@ class Backup(Copies):
         self.assertTrue(outcome.err.endswith("l3ctl: no backup was made; --force makes one all the same\n"))
         self.assertEqual(BACKUP.read_bytes(), b"the good one")
         self.assertEqual(self.l3ctl("backup", "--force", str(BACKUP)).status, 0)
-        self.assertEqual(BACKUP.read_bytes(), HOUSEHOLD[:9000])
+        self.assertEqual(BACKUP.read_bytes(), SAMPLE[:9000])
 
     def test_what_is_only_implausible_is_told_and_copied(self):
         self.store(w4624=7)
@@ -104,10 +104,10 @@ class Restore(Copies):
 
     def test_the_rules_follow(self):
         self.store()
-        outcome = self.restore(HOUSEHOLD)
+        outcome = self.restore(SAMPLE)
         self.assertEqual((outcome.status, outcome.out),
                          (0, "restore: the file is in place, and the rules follow it\n"))
-        self.assertEqual(CONFIGURATION.read_bytes(), HOUSEHOLD)
+        self.assertEqual(CONFIGURATION.read_bytes(), SAMPLE)
         self.assertEqual(CONFIGURATION.stat().st_mode & 0o777, 0o600)
         commands = self.commands()
         self.assertEqual(commands[:len(FLUSH + FLUSH6)], FLUSH + FLUSH6)
@@ -117,12 +117,12 @@ class Restore(Copies):
             self.assertIn(line, commands)
         self.assertNotIn(IPSEC[0].format("A"), commands)
         self.assertEqual(Path("/run/l3_advance/vpn_driver").read_text(), "47 1\n")
-        self.assertEqual(Path("/run/l3_advance/route_qos").read_bytes(), HOUSEHOLD[QOS:QOS + 248])
+        self.assertEqual(Path("/run/l3_advance/route_qos").read_bytes(), SAMPLE[QOS:QOS + 248])
 
     def test_back_to_what_was_before(self):
         self.store(firewall=False, w4632=0)
         self.assertEqual(self.l3ctl("backup", str(BACKUP)).status, 0)
-        self.assertEqual(self.l3ctl("restore", "-", stdin=HOUSEHOLD).status, 0)
+        self.assertEqual(self.l3ctl("restore", "-", stdin=SAMPLE).status, 0)
         self.commands()
         outcome = self.l3ctl("restore", str(BACKUP))
         self.assertEqual(outcome.status, 0)
@@ -141,20 +141,20 @@ class Restore(Copies):
                                 "restore: the file is in place, and the rules follow it\n")
 
     def test_the_other_byte_order_is_converted(self):
-        outcome = self.restore(HOUSEHOLD_OTHER.read_bytes(), "--file-only")
+        outcome = self.restore(SAMPLE_OTHER.read_bytes(), "--file-only")
         self.assert_outcome(outcome, 0, "restore: the file is in place; its rules come with the next start\n",
                             f"l3ctl: note: {BACKUP} is {OTHER_ORDER}-endian and is converted; the platform's own bytes in "
                             "route_qos (reserved2) stay as they are\n")
-        self.assertEqual(CONFIGURATION.read_bytes(), HOUSEHOLD)
+        self.assertEqual(CONFIGURATION.read_bytes(), SAMPLE)
         self.assertEqual(self.commands(), [])
 
     def test_what_is_torn_or_implausible_needs_force(self):
         self.store(firewall=True)
-        BACKUP.write_bytes(HOUSEHOLD)
-        implausible = bytearray(HOUSEHOLD)
+        BACKUP.write_bytes(SAMPLE)
+        implausible = bytearray(SAMPLE)
         implausible[FW + 12:FW + 16] = word(42)
-        for data, told in ((HOUSEHOLD[:9000], "torn: byte 9000, the file: short"), (b"", "torn: byte 0, the file: is"),
-                           (HOUSEHOLD + b"x", "implausible: byte 15019, the file: 1 bytes behind"),
+        for data, told in ((SAMPLE[:9000], "torn: byte 9000, the file: short"), (b"", "torn: byte 0, the file: is"),
+                           (SAMPLE + b"x", "implausible: byte 15019, the file: 1 bytes behind"),
                            (bytes(implausible), "implausible: byte 35, ip_filter.rules[0].protocol: 42 is not")):
             outcome = self.restore(data)
             self.assertEqual((outcome.status, outcome.out), (2, ""))
@@ -166,10 +166,10 @@ class Restore(Copies):
 
     def test_by_force_it_becomes_whole(self):
         self.store()
-        self.assertEqual(self.restore(HOUSEHOLD[:9000], "--force", "--file-only").status, 0)
-        self.assertEqual(CONFIGURATION.read_bytes(), HOUSEHOLD[:9000] + bytes(15019 - 9000))
-        self.assertEqual(self.restore(b"\0" * 19 + HOUSEHOLD[19:] + b"x", "--force", "--file-only").status, 0)
-        self.assertEqual(CONFIGURATION.read_bytes(), b"vpn_pass_through=0\n" + HOUSEHOLD[19:])
+        self.assertEqual(self.restore(SAMPLE[:9000], "--force", "--file-only").status, 0)
+        self.assertEqual(CONFIGURATION.read_bytes(), SAMPLE[:9000] + bytes(15019 - 9000))
+        self.assertEqual(self.restore(b"\0" * 19 + SAMPLE[19:] + b"x", "--force", "--file-only").status, 0)
+        self.assertEqual(CONFIGURATION.read_bytes(), b"vpn_pass_through=0\n" + SAMPLE[19:])
 
     def test_what_cannot_be_read(self):
         self.store()
@@ -181,7 +181,7 @@ class Restore(Copies):
 
     def test_the_lock_is_waited_for(self):
         self.store()
-        BACKUP.write_bytes(HOUSEHOLD)
+        BACKUP.write_bytes(SAMPLE)
         with subprocess.Popen(["flock", "/run/l3ctl.lock", "cat"], stdin=subprocess.PIPE,
                               stdout=subprocess.PIPE) as holder:
             # What comes back through the holder proves that it holds the lock.
@@ -192,7 +192,7 @@ class Restore(Copies):
                 outcome = self.l3ctl("--lock-timeout", "0", command, str(BACKUP))
                 self.assertEqual((outcome.status, outcome.out), (5, ""), command)
                 self.assertIn("cannot lock /run/l3ctl.lock: another l3ctl is changing settings; ", outcome.err)
-        self.assertEqual(BACKUP.read_bytes(), HOUSEHOLD)
+        self.assertEqual(BACKUP.read_bytes(), SAMPLE)
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())
 
 

@@ -5,7 +5,7 @@ import subprocess
 import unittest
 
 from gateway import CONFIGURATION, L3CTL, configuration
-from test_backup import BACKUP, HOUSEHOLD, Copies
+from test_backup import BACKUP, SAMPLE, Copies
 
 
 class BackupFaults(Copies):
@@ -44,7 +44,7 @@ class BackupFaults(Copies):
 
     def test_a_failed_write_changes_nothing(self):
         self.store(firewall=True)
-        BACKUP.write_bytes(HOUSEHOLD)
+        BACKUP.write_bytes(SAMPLE)
         for fault in ("fsync:error=EIO:when=1", "rename:error=EROFS", "fchmod:error=EPERM"):
             done = self.with_fault(fault, "restore", str(BACKUP))
             self.assertEqual((done.returncode, done.stdout), (1, ""), fault)

@@ -12,7 +12,7 @@ from gateway import CONFIGURATION, configuration
 ROOT = Path(__file__).resolve().parents[2]
 sys.path += [str(ROOT / "lab"), str(ROOT / "tests/lab")]
 
-from random_settings import Dice, settings  # noqa: E402  (found through the line above)
+from random_settings import Random, settings  # noqa: E402  (found through the line above)
 
 ROUNDS = 60 if os.environ.get("L3_TEST_FULL") else 8
 SEED = int(os.environ.get("L3_TEST_SEED", "12"))
@@ -54,19 +54,19 @@ class Confirm(Confirming):
         self.assert_old_settings_are_back()
         self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_PENDING)
 
-    def test_giving_up_at_once(self):
+    def test_revert(self):
         self.apply(PORTAL, "--confirm", "3600")
         self.commands()
         self.assert_outcome(self.l3ctl("confirm", "--revert"), 0, "confirm: the old settings are back\n")
         self.wait_for_the_timer()
         self.assert_old_settings_are_back()
 
-    def test_nothing_waits(self):
+    def test_nothing_is_pending(self):
         self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_PENDING)
         self.assert_outcome(self.l3ctl("confirm", "--revert"), 1, "", NOTHING_PENDING)
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
 
-    def test_where_nothing_changes_nobody_waits(self):
+    def test_no_confirmation_is_pending_where_nothing_changes(self):
         self.assert_outcome(self.apply('{"firewall": {"enabled": true}}', "--confirm", "60"), 0,
                             "applied: nothing; unchanged: firewall\n")
         self.assertFalse(PENDING.exists())
@@ -104,7 +104,7 @@ class Confirm(Confirming):
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
         self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
 
-    def test_what_only_looks_does_not_wait_for_the_confirmation(self):
+    def test_read_only_commands_do_not_wait_for_the_confirmation(self):
         self.apply(PORTAL, "--confirm", "60")
         stored = CONFIGURATION.read_bytes(), CONFIGURATION.stat().st_mtime_ns
         self.assert_outcome(self.l3ctl("level"), 0, "security level low\n")
@@ -128,7 +128,7 @@ class Confirm(Confirming):
         self.assertEqual(json.loads(self.l3ctl("confirm", "--json").out),
                          {"done": "confirm: the new settings stay", "failed": [], "failed_rules": []})
 
-    def test_status_tells(self):
+    def test_status_shows_a_pending_confirmation(self):
         self.assertIsNone(json.loads(self.l3ctl("status", "--json").out)["confirmation"])
         self.assertNotIn("confirmation", self.l3ctl("status").out)
         self.apply(PORTAL, "--confirm", "3600")
@@ -140,14 +140,14 @@ class Confirm(Confirming):
         self.assertEqual(self.doctor_says(), [("warning", "is pending; without it the old settings are restored")])
 
     def test_random_settings_come_back_byte_for_byte(self):
-        dice = Dice(SEED)
+        rng = Random(SEED)
         changed = 0
         for number in range(ROUNDS):
             with self.subTest(round=number, seed=SEED):
-                text = settings(dice)
+                text = settings(rng)
                 self.assertEqual(self.apply(json.dumps(text)).status, 0)
                 before = CONFIGURATION.read_bytes()
-                self.assertEqual(self.apply(json.dumps(settings(dice)), "--confirm", "600").status, 0)
+                self.assertEqual(self.apply(json.dumps(settings(rng)), "--confirm", "600").status, 0)
                 changed += CONFIGURATION.read_bytes() != before
                 if number % 2:
                     self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
@@ -161,7 +161,7 @@ class Confirm(Confirming):
 
 
 class ConfirmTogether(Confirm):
-    """The rules of a change made as one, which is how they are made unless the command line says otherwise."""
+    """The rules of a change made as one, which is the default."""
     way = ()
 
 

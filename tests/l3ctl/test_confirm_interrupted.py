@@ -12,7 +12,7 @@ from confirming import FLUSHES, GONE_DOWN, KILL_L3CTL, PENDING, PORTAL, TIMER, C
 from gateway import CHAINS, CONFIGURATION, L3CTL, REFUSED, configuration, empty_folder
 
 
-class Cut(Confirming):
+class Interrupted(Confirming):
     """Terminals, sessions and processes that end before their time."""
 
     def start_at_a_terminal(self, seconds):
@@ -52,7 +52,7 @@ class Cut(Confirming):
         self.assertEqual(sorted(os.listdir(f"/proc/{timer}/fd")), ["0", "1", "2"])
 
     def test_the_timer_is_a_program_of_its_own(self):
-        """Nothing of the apply is in its memory, and nobody takes it for another apply."""
+        """Nothing of the apply is in its memory, and its name is not that of another apply."""
         self.apply(PORTAL, "--confirm", "60")
         self.wait_until_it_sleeps(self.timer())
         words = Path(f"/proc/{self.timer()}/cmdline").read_bytes().split(b"\0")
@@ -77,7 +77,7 @@ class Cut(Confirming):
         os.close(terminal)
         os.waitpid(shell, 0)
 
-    def test_an_apply_that_is_killed_at_work_is_taken_back(self):
+    def test_an_apply_that_is_killed_is_rolled_back(self):
         self.on_first_line("iptables -A forward_ext_captiveportal", KILL_L3CTL)
         outcome = self.apply(PORTAL, "--confirm", "1", *self.one_by_one())
         self.assertEqual(outcome.status, -signal.SIGKILL)
@@ -91,7 +91,7 @@ class Cut(Confirming):
         self.assertEqual(self.l3ctl("confirm").status, 0)
         self.assertNotEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
 
-    def test_a_machine_that_goes_down_keeps_no_unconfirmed_settings(self):
+    def test_a_shutdown_rolls_unconfirmed_settings_back(self):
         self.apply(PORTAL, "--confirm", "3600")
         self.commands()
         os.kill(self.timer(), signal.SIGTERM)
@@ -134,7 +134,7 @@ class Cut(Confirming):
         self.assertFalse(PENDING.exists())
         self.wait_for_the_timer()
 
-    def test_a_damaged_note_is_told_with_a_way_out(self):
+    def test_a_damaged_pending_file_is_reported_with_a_remedy(self):
         self.apply(PORTAL, "--confirm", "3600")
         whole = json.loads(PENDING.read_text(encoding="ascii"))
         self.kill_timer()
@@ -176,7 +176,7 @@ class Cut(Confirming):
         self.assertFalse(PENDING.exists())
         self.assertEqual(self.apply("{}").status, 0)
 
-    def test_what_was_confirmed_outlives_a_power_cut(self):
+    def test_confirmed_settings_survive_a_power_cut(self):
         self.apply(PORTAL, "--confirm", "3600")
         stored = CONFIGURATION.read_bytes()
         self.l3ctl("confirm")
@@ -185,7 +185,7 @@ class Cut(Confirming):
         self.assert_outcome(self.l3ctl("init"), 0, "init: the gateway is up\n")
         self.assertEqual(CONFIGURATION.read_bytes(), stored)
 
-    def test_a_damaged_note_keeps_no_gateway_from_its_start(self):
+    def test_a_damaged_pending_file_does_not_prevent_a_start(self):
         PENDING.write_text("{", encoding="ascii")
         outcome = self.l3ctl("init")
         self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
@@ -196,18 +196,18 @@ class Cut(Confirming):
         return ["--one-by-one"] if "--one-by-one" in self.l3ctl("--help").out else []
 
 
-class CutTogether(Cut):
+class InterruptedTogether(Interrupted):
     way = ()
 
 
-class Note(Confirming):
-    """The file that says what is pending."""
+class PendingFile(Confirming):
+    """The file of a pending confirmation."""
     way = ()
 
     def note(self):
         return json.loads(PENDING.read_text(encoding="ascii"))
 
-    def test_old_settings_are_told_in_words(self):
+    def test_old_settings_are_kept_as_json(self):
         self.assertEqual(self.apply('{"acl": {"enabled": true, "entries": [{"from": "lan", "service": "web", "sources": "any"}]}}').status, 0)
         acl = json.loads(self.l3ctl("export", "--section", "acl").out)["acl"]
         self.apply('{"acl": {"enabled": false}, "route_qos": {"enabled": true}}', "--confirm", "3600")
@@ -216,7 +216,7 @@ class Note(Confirming):
         self.assertEqual(self.note()["stored_bytes"], {})
         self.assertEqual(PENDING.stat().st_mode & 0o7777, 0o600)
 
-    def test_what_words_cannot_say_comes_back_byte_for_byte(self):
+    def test_what_json_cannot_express_comes_back_byte_for_byte(self):
         stored = bytearray(configuration(firewall=True))
         # Unused entries of the portal and of the MAC filter that are not empty, and a protocol without a name.
         stored[31 + 5388 + 400:31 + 5388 + 404] = b"\xff\x80\x01\x7f"

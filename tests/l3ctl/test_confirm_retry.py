@@ -152,7 +152,7 @@ class Overdue(Confirming):
         REFUSED.unlink()
         self.assertEqual(self.l3ctl("ipsec", "off").status, 0)
 
-    def test_what_only_looks_rolls_nothing_back(self):
+    def test_read_only_commands_roll_nothing_back(self):
         self.make_overdue()
         stored = CONFIGURATION.read_bytes()
         for command in (["status"], ["show"], ["export"], ["doctor"], ["check"], ["level"]):

@@ -1,4 +1,4 @@
-"""A stored file whose check fails for a moment: it is told, and a change does not go on unchecked."""
+"""A check of the stored file that fails for a moment is reported, and no change is made unchecked."""
 import unittest
 
 from gateway import CONFIGURATION, configuration

@@ -1,4 +1,4 @@
-"""l3ctl doctor: every finding brought about, told, and gone again."""
+"""l3ctl doctor: every finding is provoked, reported, and gone after its remedy."""
 import fcntl
 import json
 import os
@@ -17,7 +17,7 @@ case "$*" in *"%s"*) exit 2 ;; *) exit 0 ;; esac
 
 
 class Examined(Rules):
-    """A healthy gateway, and what doctor tells of it."""
+    """A healthy gateway, and the findings of doctor."""
 
     def setUp(self):
         super().setUp()
@@ -126,14 +126,14 @@ class Doctor(Examined):
         copy = next(finding for finding in self.findings() if finding["about"] == "backup")
         self.assertEqual((copy["finding"], copy["advice"]), ("/ztcfg/yesterday.dat of 2023-11-14 22:13 UTC is whole",
                                                              '"l3ctl restore /ztcfg/yesterday.dat"'))
-        # What a sudden end of a writer left is nobody's backup.
+        # The temporary file of a killed writer is not taken for a backup.
         Path("/ztcfg/l3_advance.dat.next").write_bytes(whole)
         Path("/ztcfg/yesterday.dat.x1Y2z3.next").write_bytes(whole)
         self.assertIn(copy, self.findings())
         self.store(firewall=True, w0=1, w12=42)
         self.assertTrue(any("42" in ill for ill in self.ills("configuration")))
 
-    def test_noise_is_told_of_briefly(self):
+    def test_findings_about_noise_are_limited(self):
         CONFIGURATION.write_bytes(bytes(range(256)) * 58 + bytes(171))
         ills = self.ills("configuration")
         self.assertEqual(len([ill for ill in ills if not ill.startswith("is of a machine")]), 6)

@@ -9,7 +9,7 @@ from test_doctor import Examined
 
 class Unreadable(Examined):
     def problems_with(self, path, fault):
-        """What doctor tells while one kind of system call fails on one file."""
+        """The findings of doctor while one kind of system call fails on one file."""
         done = subprocess.run(["strace", "-f", "-P", path, "-e", f"trace={fault.split(':')[0]}", "-e", f"inject={fault}",
                                "-o", "/dev/null", L3CTL, "doctor", "--json"], capture_output=True, text=True,
                               env=self.environment(), timeout=60, check=False)

@@ -147,7 +147,7 @@ class Stored(Escaped):
             _, err, _ = self.told("--force", "--one-by-one", "firewall", "on")
             self.assertIn(" ended with 1: ", err)
 
-    def test_a_pending_file_that_somebody_wrote(self):
+    def test_a_pending_file_with_hostile_bytes(self):
         for text in (HOSTILE, b'{"boot": "' + HOSTILE[31:] + b'", "timer": 1, "seconds": 1, "deadline": 1, "old_settings": {}}'):
             CONFIGURATION.write_bytes(configuration())
             Path("/ztcfg/l3ctl.pending").write_bytes(text)

@@ -1,4 +1,4 @@
-"""Nothing that anybody hands to l3ctl is ever run: every program that is started is seen by a tracer.
+"""No input of l3ctl is ever executed: every program that is started is seen by a tracer.
 
 A hostile text is refused, or it reaches a tool as one literal piece of an argument.
 """
@@ -69,7 +69,7 @@ class Injection(Gateway):
             if name == "sh":
                 self.assertEqual(argv[:2], [b"/bin/sh", b"-c"])
             elif name in PACKET_FILTER and [one.decode("latin-1") for one in argv[1:]] in OWN:
-                # Started without a shell, and without a word of anybody else.
+                # Started without a shell, and without any input of a user.
                 self.assertEqual(argv[0].decode(), name)
             elif name in PACKET_FILTER:
                 # Each tool runs for a line of its own, which a shell splits as told here.

@@ -8,9 +8,9 @@ from pathlib import Path
 from gateway import BYTE_ORDER, CONFIGURATION, FW, OTHER_ORDER, Gateway, word
 
 DATA = Path(__file__).parent.parent / "data"
-HOUSEHOLD = (DATA / f"golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
+SAMPLE = (DATA / f"golden-sample-{BYTE_ORDER}-endian.dat").read_bytes()
 FRESH = (DATA / f"golden-fresh-{BYTE_ORDER}-endian.dat").read_bytes()
-HOUSEHOLD_OTHER = DATA / f"golden-household-{OTHER_ORDER}-endian.dat"
+SAMPLE_OTHER = DATA / f"golden-sample-{OTHER_ORDER}-endian.dat"
 FILE = Path("/tmp/inspected")
 
 
@@ -28,8 +28,8 @@ class Inspect(Gateway):
         outcome = self.inspect(data)
         return outcome.status, outcome.out.split("\n\n", 2)[2]
 
-    def test_a_household(self):
-        outcome = self.inspect(HOUSEHOLD)
+    def test_a_sample(self):
+        outcome = self.inspect(SAMPLE)
         self.assertEqual(outcome.status, 0)
         for line in (
                 "file        /tmp/inspected, 15019 bytes\n", f"byte order  {BYTE_ORDER}-endian, as this machine\n",
@@ -42,19 +42,19 @@ class Inspect(Gateway):
         self.assertNotIn("url_filter.entries[2]", outcome.out)
 
     def test_all_fields_as_json_cover_the_file(self):
-        result = json.loads(self.inspect(HOUSEHOLD, "--all", "--json").out)
+        result = json.loads(self.inspect(SAMPLE, "--all", "--json").out)
         self.assertEqual((result["size"], result["byte_order"], result["plausible"], result["findings"]),
                          (15019, f"{BYTE_ORDER}-endian", True, []))
         end = 0
         for field in result["fields"]:
             self.assertEqual(field["offset"], end)
             end += field["size"]
-            self.assertEqual(bytes.fromhex(field["bytes"]), HOUSEHOLD[field["offset"]:end])
+            self.assertEqual(bytes.fromhex(field["bytes"]), SAMPLE[field["offset"]:end])
         self.assertEqual(end, 15019)
 
     def test_both_byte_orders_have_the_same_values(self):
         values = []
-        for data in (HOUSEHOLD, HOUSEHOLD_OTHER.read_bytes()):
+        for data in (SAMPLE, SAMPLE_OTHER.read_bytes()):
             result = json.loads(self.inspect(data, "--json").out)
             values.append([(field["field"], field["value"]) for field in result["fields"]])
         self.assertEqual(result["byte_order"], f"{OTHER_ORDER}-endian")
@@ -63,7 +63,7 @@ class Inspect(Gateway):
     def test_the_stored_file_is_meant_unless_another_is_named(self):
         self.store(firewall=True)
         self.assertIn("file        /ztcfg/l3_advance.dat, 15019 bytes\n", self.l3ctl("inspect").out)
-        CONFIGURATION.write_bytes(HOUSEHOLD_OTHER.read_bytes())
+        CONFIGURATION.write_bytes(SAMPLE_OTHER.read_bytes())
         outcome = self.l3ctl("inspect")
         self.assertEqual(outcome.status, 3)
         self.assertIn(f"\n\nimplausible: byte 0, the file: was written by a {OTHER_ORDER}-endian host: ", outcome.out)
@@ -82,7 +82,7 @@ class Inspect(Gateway):
             self.assertTrue(findings[0]["advice"].startswith("put a backup back"), findings)
 
     def test_standard_input(self):
-        outcome = self.l3ctl("inspect", "-", stdin=HOUSEHOLD)
+        outcome = self.l3ctl("inspect", "-", stdin=SAMPLE)
         self.assertEqual((outcome.status, outcome.err), (0, ""))
 
     def test_nothing_speaks_for_an_order(self):
@@ -104,7 +104,7 @@ class Inspect(Gateway):
                "them shifted\n"))
 
     def test_a_line_that_came_out_short(self):
-        status, text = self.findings(HOUSEHOLD[:17] + b"\0\0" + HOUSEHOLD[19:])
+        status, text = self.findings(SAMPLE[:17] + b"\0\0" + SAMPLE[19:])
         self.assertEqual(status, 3)
         self.assertIn('the line of VPN pass-through: reads "vpn_pass_through=\\u0000\\u0000"; it counts as off\n',
                       text)
@@ -112,10 +112,10 @@ class Inspect(Gateway):
     def test_cut_section(self):
         for new, old, text in (
                 # The count of the new, empty list, and the entries of the old one.
-                (FRESH, HOUSEHOLD, "torn: byte 2451, fw_rules_table.url_filter.entries[0]: 2 entries not empty "
+                (FRESH, SAMPLE, "torn: byte 2451, fw_rules_table.url_filter.entries[0]: 2 entries not empty "
                                    "behind the count of 0: a section begins new and ends old where a write was cut\n"),
                 # The other way round: the count is there, its entries are not.
-                (HOUSEHOLD, FRESH, "torn: byte 2451, fw_rules_table.url_filter.entries[0]: is in use by the count, "
+                (SAMPLE, FRESH, "torn: byte 2451, fw_rules_table.url_filter.entries[0]: is in use by the count, "
                                    "but empty: a section begins new and ends old where a write was cut\n")):
             cut = FW + 2416 + 4
             url_filter = slice(FW + 2416, FW + 4628)
@@ -126,16 +126,16 @@ class Inspect(Gateway):
             self.assertIn(text, found)
 
     def test_some_sections(self):
-        self.assertEqual(self.findings(HOUSEHOLD[:FW + 6164] + word(1) + HOUSEHOLD[FW + 6168:])[0], 3)
-        # Whole sections of two plausible files: nothing tells them from settings that were meant.
-        self.assertEqual(self.findings(HOUSEHOLD[:FW + 2416] + FRESH[FW + 2416:FW + 4628] + HOUSEHOLD[FW + 4628:]),
+        self.assertEqual(self.findings(SAMPLE[:FW + 6164] + word(1) + SAMPLE[FW + 6168:])[0], 3)
+        # Whole sections of two plausible files: nothing distinguishes them from valid settings.
+        self.assertEqual(self.findings(SAMPLE[:FW + 2416] + FRESH[FW + 2416:FW + 4628] + SAMPLE[FW + 4628:]),
                          (0, "nothing is torn or implausible\n"))
 
     # Hostile files.
 
     def test_values_that_are_no_text(self):
         name = b"\x1b[2J\x07$(id)\xff\n"
-        status, text = self.findings(HOUSEHOLD[:FW + 2428] + name.ljust(32, b"\0") + HOUSEHOLD[FW + 2460:])
+        status, text = self.findings(SAMPLE[:FW + 2428] + name.ljust(32, b"\0") + SAMPLE[FW + 2460:])
         self.assertEqual(status, 3)
         self.assertIn('url_filter.entries[0].host: "\\u001b[2J\\u0007$(id)\\ufffd\\n" is not allowed', text)
 

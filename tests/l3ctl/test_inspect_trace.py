@@ -7,14 +7,14 @@ from pathlib import Path
 
 from gateway import BYTE_ORDER, CONFIGURATION, L3CTL, Gateway, configuration
 
-HOUSEHOLD = (Path(__file__).parent.parent / f"data/golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
+SAMPLE = (Path(__file__).parent.parent / f"data/golden-sample-{BYTE_ORDER}-endian.dat").read_bytes()
 FILE = Path("/tmp/inspected")
 
 
 class Traced(Gateway):
     def test_a_large_file_is_read_in_part(self):
         with FILE.open("wb") as file:
-            file.write(HOUSEHOLD)
+            file.write(SAMPLE)
             file.truncate(1 << 40)
         trace = "/tmp/trace"
         outcome = subprocess.run(["strace", "-e", "trace=read", "-P", str(FILE), "-o", trace, L3CTL, "inspect",

@@ -47,7 +47,7 @@ class Comparing(Rules):
         lock = at_work()
         for words in (["check"], ["rules"], ["rules", "--svg", "-"], ["rules", "--watch"]):
             self.assert_outcome(self.l3ctl(*words, "--lock-timeout", "0"), 5, "", BUSY)
-        # Doctor has more to tell than this.
+        # Doctor reports it among its findings.
         outcome = self.l3ctl("doctor", "--lock-timeout", "0")
         self.assertEqual(outcome.status, 3)
         self.assertIn(BUSY.removeprefix("l3ctl: ").strip(), outcome.out)

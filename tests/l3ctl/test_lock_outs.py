@@ -1,4 +1,4 @@
-"""Settings that close something to everyone: each command that brings them says what."""
+"""Settings that lock everyone out of something: each command that sets them warns."""
 import json
 import unittest
 
@@ -115,7 +115,7 @@ class LockOuts(Gateway):
 
 
 class Limits(Gateway):
-    """What a filter does not do, said where somebody relies on it."""
+    """Warnings about what a filter does not do."""
 
     NOTE = ("url_filter sees only DNS queries over IPv4 and UDP that the gateway forwards; queries to the gateway's own "
             "resolver, over IPv6, over TCP or encrypted pass it")

@@ -12,7 +12,7 @@ from gateway import CONFIGURATION, L3CTL, Gateway, configuration
 ROOT = Path(__file__).resolve().parents[2]
 sys.path += [str(ROOT / "lab"), str(ROOT / "tests/lab")]
 
-from random_settings import Dice, settings  # noqa: E402  (found through the line above)
+from random_settings import Random, settings  # noqa: E402  (found through the line above)
 
 ROUNDS = 120 if os.environ.get("L3_TEST_FULL") else 12
 SEED = int(os.environ.get("L3_TEST_SEED", "11"))
@@ -86,21 +86,21 @@ Bytes of /ztcfg/l3_advance.dat:
         self.assertEqual(fields, [{"path": "firewall.enabled", "old": True, "new": False}])
 
     def test_plan_is_what_apply_does(self):
-        dice = Dice(SEED)
+        rng = Random(SEED)
         stored = []
         for number in range(ROUNDS):
             with self.subTest(round=number, seed=SEED):
-                text = json.dumps(self.random_text(dice))
+                text = json.dumps(self.random_text(rng))
                 stored.append(self.check_plan_against_apply(text))
         self.assertGreater(sum(stored), ROUNDS * 10, "hardly a line was compared")
 
     def test_plan_has_the_edits_that_apply_makes_together(self):
-        dice = Dice(SEED + 1)
+        rng = Random(SEED + 1)
         self.way = ()
         compared = 0
         for number in range(ROUNDS):
             with self.subTest(round=number, seed=SEED + 1):
-                text = json.dumps(self.random_text(dice))
+                text = json.dumps(self.random_text(rng))
                 plan = json.loads(self.plan(text, "--json").out)
                 self.assertEqual(self.apply(text).status, 0)
                 made = self.edits(self.commands())
@@ -119,13 +119,13 @@ Bytes of /ztcfg/l3_advance.dat:
         commands = re.split(r"\n(?=ip6?tables)", "\n".join(text.splitlines()))
         return [line.replace(" -t filter", "").replace('"', "") for line in commands if "-save" not in line and " -C " not in line]
 
-    def random_text(self, dice):
+    def random_text(self, rng):
         """Some sections of random settings, and the two that only the platform sees."""
-        whole = settings(dice) | {
-            "vpn_pass_through": dice.chance(50),
-            "route_qos": {"enabled": dice.chance(50), "rules": f"{dice.randrange(256):02x}"},
+        whole = settings(rng) | {
+            "vpn_pass_through": rng.chance(50),
+            "route_qos": {"enabled": rng.chance(50), "rules": f"{rng.randrange(256):02x}"},
         }
-        return {name: value for name, value in whole.items() if dice.chance(60)}
+        return {name: value for name, value in whole.items() if rng.chance(60)}
 
     def check_plan_against_apply(self, text):
         """Returns how many lines were compared."""
@@ -177,7 +177,7 @@ Bytes of /ztcfg/l3_advance.dat:
 
 
 class PlanNeeds(Gateway):
-    """What a plan needs, and what it says where that is missing."""
+    """What a plan needs, and its errors where that is missing."""
 
     def run_plan(self, *before):
         with open("/tmp/wanted.json", "w", encoding="ascii") as file:

@@ -55,7 +55,7 @@ EVERYTHING = {
 }
 
 
-class Household:
+class RandomSettings:
     """Random settings, every part of them allowed."""
 
     def __init__(self, seed):
@@ -197,12 +197,12 @@ class RoundTrip(Gateway):
     def test_every_setting(self):
         self.check(EVERYTHING)
 
-    def test_random_households(self):
+    def test_random_settings(self):
         for seed in range(200 if os.environ.get("L3_TEST_FULL") else 4):
             with self.subTest(seed=seed):
-                self.check(Household(seed).settings())
+                self.check(RandomSettings(seed).settings())
 
-    def test_the_example_household(self):
+    def test_the_example_settings(self):
         text = (REPOSITORY / "examples" / "home.json").read_text(encoding="utf-8")
         outcome = self.apply(text)
         self.assertEqual(outcome.status, 0, outcome.err)

@@ -194,9 +194,9 @@ class Watch(Rules):
     def watching(self, *options):
         process = subprocess.Popen([L3CTL, "rules", "--watch", "1", *options], stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, env=self.environment(), text=True)
-        patience = threading.Timer(20, process.kill)
-        patience.start()
-        self.addCleanup(patience.cancel)
+        watchdog = threading.Timer(20, process.kill)
+        watchdog.start()
+        self.addCleanup(watchdog.cancel)
         return process
 
     def read_until(self, process, text):
@@ -239,16 +239,16 @@ class Watch(Rules):
         for ending in (signal.SIGINT, signal.SIGTERM):
             process = subprocess.Popen([L3CTL, "rules", "--watch"], stdout=subprocess.DEVNULL, env=self.environment(),
                                        process_group=0)
-            patience = threading.Timer(20, os.killpg, (process.pid, signal.SIGKILL))
-            patience.start()
-            self.addCleanup(patience.cancel)
+            watchdog = threading.Timer(20, os.killpg, (process.pid, signal.SIGKILL))
+            watchdog.start()
+            self.addCleanup(watchdog.cancel)
             Path("/run/hangs").read_text()
             # l3ctl alone is told, then, as at a terminal, the tool with it.
             process.send_signal(ending)
             self.assertEqual(process.wait(timeout=20), 0)
             os.killpg(process.pid, ending)
 
-    def test_a_tool_can_be_ended_whoever_started_l3ctl(self):
+    def test_a_tool_can_be_interrupted_whatever_signals_l3ctl_inherited_blocked(self):
         self.settings()
         self.hook("ip6tables-save", "kill -INT $$; exec sleep 30")
         done = subprocess.run([L3CTL, "check"], capture_output=True, text=True, env=self.environment(), check=False,
@@ -314,9 +314,9 @@ class Colours(Rules):
         process = subprocess.Popen([L3CTL, "rules", "--watch", "1"], stdout=theirs, stderr=subprocess.DEVNULL,
                                    env=self.environment())
         os.close(theirs)
-        patience = threading.Timer(20, process.kill)
-        patience.start()
-        self.addCleanup(patience.cancel)
+        watchdog = threading.Timer(20, process.kill)
+        watchdog.start()
+        self.addCleanup(watchdog.cancel)
         seen = b""
         while seen.count(b"forward_ext_us_ip ") < 6:
             seen += os.read(ours, 65536)

@@ -1,4 +1,4 @@
-"""What programs read of l3ctl is as the schemas say, and the settings schema takes what l3ctl takes."""
+"""Every --json output follows its schema, and the settings schema accepts what l3ctl accepts."""
 import copy
 import json
 import re
@@ -9,7 +9,7 @@ from pathlib import Path
 from jsonschema import Draft202012Validator
 
 from gateway import CONFIGURATION, Gateway
-from test_round_trip import EVERYTHING, Household
+from test_round_trip import EVERYTHING, RandomSettings
 
 ROOT = Path(__file__).resolve().parents[2]
 SCHEMAS = {path.name.removesuffix(".schema.json"): json.loads(path.read_text(encoding="utf-8"))
@@ -252,11 +252,11 @@ class SettingsSchema(Gateway):
         text = (ROOT / "docs/settings.md").read_text(encoding="utf-8")
         documents += [json.loads(block) for block in re.findall(r"^```json\n(.*?)^```", text, re.MULTILINE | re.DOTALL)]
         self.assertGreater(len(documents), 8)
-        documents += [Household(seed).settings() for seed in range(20)]
+        documents += [RandomSettings(seed).settings() for seed in range(20)]
         for document in [EVERYTHING, *documents]:
             self.assertEqual(faults("settings", document), [])
         for seed in range(3):
-            self.assertEqual(self.apply(json.dumps(Household(seed).settings())).status, 0)
+            self.assertEqual(self.apply(json.dumps(RandomSettings(seed).settings())).status, 0)
             self.assertEqual(faults("settings", json.loads(self.l3ctl("export").out)), [])
         self.assertTrue(CONFIGURATION.exists())
 

@@ -24,7 +24,7 @@ def make_folder(path):
 
 
 def make_device(path):
-    # A sandbox cannot make devices; a link to one is the same to whoever opens it.
+    # A sandbox cannot make devices; a link to one behaves the same.
     path.symlink_to("/dev/zero")
 
 
@@ -49,7 +49,7 @@ class Special(Gateway):
     way = ()
 
     def run_quickly(self, words):
-        """Ends, and at once: whatever hangs is no answer."""
+        """Ends at once; a hang fails the test."""
         return subprocess.run([L3CTL, *words], input=b"{}", capture_output=True, env=self.environment(), timeout=20,
                               check=False)
 

@@ -105,7 +105,7 @@ class StartUp(Gateway):
         self.assertEqual((outcome.status, outcome.out), (0, "init: the gateway is up\n"))
         self.assertNotIn("forward_ext_ip", outcome.err)
 
-    def test_a_jump_that_fails_is_told(self):
+    def test_a_jump_that_fails_is_reported(self):
         self.refuse("iptables -A FORWARD -j forward_ext_ip")
         outcome = self.l3ctl("init")
         self.assertEqual((outcome.status, outcome.out), (3, ""))
@@ -137,7 +137,7 @@ class Reset(Gateway):
         super().setUp()
         self.store(firewall=True, w4628=1, w6160=1, w4632=0)
 
-    def test_needs_yes_when_nobody_can_be_asked(self):
+    def test_needs_yes_without_a_terminal(self):
         stored = CONFIGURATION.read_bytes()
         self.assert_outcome(self.l3ctl("reset"), 2, "",
                             "l3ctl: reset needs --yes when nobody can be asked; nothing was changed\n")

@@ -8,7 +8,7 @@ import unittest
 from pathlib import Path
 
 from gateway import CONFIGURATION, L3CTL, Gateway, configuration
-from test_backup import BACKUP, HOUSEHOLD, Copies
+from test_backup import BACKUP, SAMPLE, Copies
 from test_transaction import TWO_LISTS
 
 FULL = os.environ.get("L3_TEST_FULL") == "yes"
@@ -148,16 +148,16 @@ class SuddenEnds(Copies):
         self.assertGreater(left, 3)
 
     def test_a_restore(self):
-        BACKUP.write_bytes(HOUSEHOLD)
+        BACKUP.write_bytes(SAMPLE)
         for self.way in self.ways:
-            statuses, left = self.swept(CONFIGURATION, configuration(True), HOUSEHOLD, "restore", str(BACKUP))
+            statuses, left = self.swept(CONFIGURATION, configuration(True), SAMPLE, "restore", str(BACKUP))
             self.assertEqual(statuses, {0})
             self.assertGreater(left, 3)
 
     def test_a_restore_that_is_put_back(self):
-        BACKUP.write_bytes(HOUSEHOLD)
+        BACKUP.write_bytes(SAMPLE)
         self.refuse("iptables -F forward_ext_url")
-        statuses, left = self.swept(CONFIGURATION, configuration(True), HOUSEHOLD, "restore", str(BACKUP))
+        statuses, left = self.swept(CONFIGURATION, configuration(True), SAMPLE, "restore", str(BACKUP))
         self.assertEqual(statuses, {3})
         self.assertGreater(left, 6)
 

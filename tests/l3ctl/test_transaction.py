@@ -91,7 +91,7 @@ class Together(Transaction):
                 put_back = [line for line in self.commands() if "-restore -c" in line]
                 self.assertIn("ip6tables-restore -c --noflush -w 5", put_back)
 
-    def test_the_platform_is_told_again_what_it_was_told(self):
+    def test_a_rollback_sends_the_old_values_to_the_platform(self):
         self.apply('{"vpn_pass_through": true, "route_qos": {"enabled": true, "rules": "01"}}')
         before = self.everything()
         self.assertEqual((PLATFORM / "vpn_driver").read_text(), "47 1\n")
@@ -100,7 +100,7 @@ class Together(Transaction):
         self.assertEqual(self.apply(json.dumps(change)).status, 3)
         self.assertEqual(self.everything(), before)
 
-    def test_what_cannot_be_put_back_is_told(self):
+    def test_an_incomplete_rollback_is_reported(self):
         self.refuse("iptables " + UPSTREAM.format(25), "ip6tables-restore -c --noflush -w 5")
         outcome = self.apply(TWO_LISTS)
         self.assertEqual((outcome.status, outcome.out), (1, ""))
@@ -153,7 +153,7 @@ class Together(Transaction):
                          ask + add + ["iptables-save -t filter"])
         self.assertEqual(self.restores(), ["iptables-restore: 2"])
 
-    def test_a_tool_that_dies_has_not_said_that_a_rule_is_missing(self):
+    def test_a_killed_tool_is_not_taken_for_a_missing_rule(self):
         for end, told in (("kill -KILL $$", "signal 9"), ("exit 4", "ended with 4"), ("exit 2", "ended with 2")):
             for self.way, letter, ask in (((), "C", "-w 5 "), (("--one-by-one",), "D", "")):
                 with self.subTest((end, self.way)):
@@ -179,7 +179,7 @@ class Together(Transaction):
         real_time = set(range(signal.SIGRTMIN + 2, signal.SIGRTMAX))
         blocked = signal.valid_signals() - faults - real_time - {signal.SIGKILL, signal.SIGSTOP}
         ignored = {signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH,
-                   # A lost answer is told by the exit status.
+                   # A lost answer is reported by the exit status.
                    signal.SIGPIPE, signal.SIGXFSZ}
         stopping = {signal.SIGTSTP, signal.SIGTTIN, signal.SIGTTOU}
         for ending in sorted(blocked):
@@ -200,7 +200,7 @@ class Together(Transaction):
         self.assertEqual(self.apply(TWO_LISTS).out, "applied: nothing; unchanged: ip_filter, url_filter, mac6_filter\n")
 
     def assert_stops(self, stopping):
-        """Stopped, it has made its change, said so and let go of the lock. The group is not the test's own, whose
+        """A stopped process has made its change, reported it and released the lock. The group is not the test's own, whose
         stop signals the kernel would drop."""
         with subprocess.Popen([L3CTL, "apply", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                               stderr=subprocess.DEVNULL, env=self.environment(), process_group=0) as change:
@@ -247,7 +247,7 @@ class Together(Transaction):
                 self.assertEqual([line for line in rules if "us_ip" in line], [UPSTREAM.format(25), UPSTREAM.format(26)])
 
     def with_a_reader_gone(self, *words):
-        """The way that l3ctl ends when its output goes to a pipe that nobody reads any more."""
+        """The exit status of l3ctl when its output goes to a pipe without a reader."""
         reader, writer = os.pipe()
         os.close(reader)
         done = subprocess.run([L3CTL, *self.way, *words], stdout=writer, stderr=writer, env=self.environment(),

@@ -1,4 +1,4 @@
-"""Command lines: usage errors, words that mean another, and what help says of each command."""
+"""Command lines: usage errors, aliases, and the help of each command."""
 import fcntl
 import re
 import unittest
@@ -49,7 +49,7 @@ for _filter, _entry in ENTRY.items():
     COMMANDS |= {f"{_filter} {_verb}": (_arguments, _statuses) for _verb, _arguments, _statuses in (
         ("list", "", READS), ("add", _entry, RULES), ("on", "", RULES), ("off", "", RULES), ("clear", "", RULES),
         ("delete", _entry if _filter == "mac-filter" else "0", RULES), ("reset", "", RULES))}
-# Their status 3 is about what they look at, whatever the packet filter refuses.
+# Their status 3 is the result of a check, not a refused rule.
 CHECKS = {"check", "inspect", "backup", "doctor"}
 
 

@@ -35,7 +35,7 @@ class DhcpFilter(LabCase):
             stopped={_discover(_CONSOLE): Rule(_CHAIN, "DROP")},
         )
 
-    def test_an_empty_white_list_serves_nobody(self):
+    def test_an_empty_white_list_serves_no_device(self):
         self.prove(
             _filter(mode="white-list"), stopped={_discover(_PHONE): Rule(_CHAIN, "DROP")}
         )

@@ -1,7 +1,7 @@
-"""The kernel and `l3ctl explain` judge the same random packets under the same random settings.
+"""The kernel and `l3ctl explain` decide alike about random packets under random settings.
 
 The two know nothing of each other: one is given the command lines, the other what the settings mean.
-L3LAB_SEED=N repeats other dice than those of every day.
+L3LAB_SEED=N replaces the default seed.
 """
 
 import collections
@@ -10,14 +10,14 @@ import os
 
 from l3lab import bulk, device, rules
 from lab_case import LabCase
-from random_settings import Dice, packet, settings
+from random_settings import Random, packet, settings
 
 _ROUNDS, _PACKETS = 34, 100
 _UNBOUND_ROUNDS = 6
 _LEAST = 2000
 _SEED = int(os.environ.get("L3LAB_SEED", "20"))
 
-# What must have decided, so that agreement says something of every feature.
+# Every feature must have decided some packet, or agreement proves nothing about it.
 _DECIDERS = {
     "dropped": ["port_scan_protection", "ip_filter.rules", "ip_filter.upstream", "ip_filter.downstream",
                 "ip6_filter.rules", "ip6_filter.upstream", "ip6_filter.downstream", "url_filter.entries",
@@ -45,35 +45,35 @@ class Differential(LabCase):
         self.addCleanup(self._prober.close)
 
     def test_the_kernel_and_the_meaning_of_the_settings_agree(self):
-        dice = Dice(_SEED)
+        rng = Random(_SEED)
         decided = {"dropped": collections.Counter(), "accepted": collections.Counter()}
         self._meet_the_neighbours()
         for number in range(_ROUNDS):
             LabCase.setUp(self)
-            wanted = settings(dice)
+            wanted = settings(rng)
             device.apply(wanted)
             rules.forget_connections()
             with self.subTest(round=number, seed=_SEED):
-                self._round(dice, wanted, decided)
+                self._round(rng, wanted, decided)
         for outcome, deciders in _DECIDERS.items():
             for decider in deciders:
                 self.assertGreater(decided[outcome][decider], 0, f"{decider}: {outcome} nothing")
         self.assertGreaterEqual(sum(sum(counts.values()) for counts in decided.values()), _LEAST)
 
     def test_they_agree_while_the_rules_are_bound_to_no_wan_or_to_another(self):
-        dice = Dice(_SEED)
+        rng = Random(_SEED)
         self._meet_the_neighbours()
         for words, passed_by in ((["clear"], "bound to no Internet WAN"),
                                  (["update", "wan9"], "bound to wan9, which is not the Internet WAN")):
             met, decided = set(), {"dropped": collections.Counter(), "accepted": collections.Counter()}
             for number in range(_UNBOUND_ROUNDS):
                 LabCase.setUp(self)
-                wanted = settings(dice) | {"firewall": {"enabled": True}, "port_scan_protection": number % 2 == 0}
+                wanted = settings(rng) | {"firewall": {"enabled": True}, "port_scan_protection": number % 2 == 0}
                 device.apply(wanted)
                 device.l3ctl("wan", *words)
                 rules.forget_connections()
                 with self.subTest(round=number, seed=_SEED, wan=words):
-                    for verdict in self._round(dice, wanted, decided):
+                    for verdict in self._round(rng, wanted, decided):
                         met.update(step["setting"] for step in verdict["passed"] if step["what"] == passed_by)
             self.assertEqual({"ip_filter", "ip6_filter", "acl", "port_scan_protection"} - met, set(), words)
             self.assertGreater(decided["dropped"].total(), 0)
@@ -84,10 +84,10 @@ class Differential(LabCase):
             for six in ("", "6"):
                 self.assert_all_pass("at first", [f"ping{six} from {source} to {target}"])
 
-    def _round(self, dice, wanted, decided):
+    def _round(self, rng, wanted, decided):
         batch, packets = [], []
-        for own_port in dice.sample(range(6000, 7000), _PACKETS):
-            host, target, words = packet(dice, own_port)
+        for own_port in rng.sample(range(6000, 7000), _PACKETS):
+            host, target, words = packet(rng, own_port)
             mac = words.get("mac", "02:00:00:00:02:01")
             batch.append(bulk.sending(self._prober, words, host, target, mac))
             packets.append(words)

@@ -1,4 +1,4 @@
-"""What the rules do that their author may not expect, where no other test says it."""
+"""Effects of the rules that may surprise, where no other test covers them."""
 
 from l3lab import device, hosts, rules
 from l3lab.rules import Rule

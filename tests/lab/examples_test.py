@@ -16,7 +16,7 @@ LITERAL = re.compile(r"^\.Bd -literal.*?\n(.*?)^\.Ed", re.MULTILINE | re.DOTALL)
 
 
 def commands_in(block: str) -> list[str]:
-    """The lines of a block that run l3ctl, those that go on behind a backslash joined."""
+    """The lines of a block that run l3ctl, continuation lines joined."""
     joined = block.replace("\\\n", " ")
     return [line.removeprefix("$ ") for line in joined.splitlines() if re.match(r"(\$ )?l3ctl ", line)]
 

@@ -1,5 +1,5 @@
-"""A change that ends between the storing of its file and the making of its rules leaves the file ahead of them: l3ctl
-check reports that, and what l3ctl doctor says mends it."""
+"""A change that is killed after its file is stored and before its rules are made: l3ctl check reports the drift, and the
+remedy that l3ctl doctor prints repairs it."""
 
 import json
 import os

@@ -6,8 +6,8 @@ import subprocess
 import unittest
 from typing import NamedTuple
 
-from l3lab import device, rules, words
-from l3lab.prober import PATIENCE_FOR_STOP, Outcome, Prober
+from l3lab import device, rules, probe_grammar
+from l3lab.prober import STOP_TIMEOUT, Outcome, Prober
 from l3lab.rules import Rule
 
 # The settings that take a feature away again.
@@ -86,7 +86,7 @@ class LabCase(unittest.TestCase):
         self.assert_rules_are_those_of_the_start()
 
     def send(self, probe: str) -> Outcome:
-        return words.send(prober(), probe)
+        return probe_grammar.send(prober(), probe)
 
     def assert_effect(self, stopped=None, accepted=None, passing=()):
         for probe, rule in (stopped or {}).items():
@@ -97,7 +97,7 @@ class LabCase(unittest.TestCase):
 
     def assert_stopped(self, probe: str, rule: Rule):
         counted = rule.packets()
-        outcome = words.send(prober(), probe, patience=PATIENCE_FOR_STOP)
+        outcome = probe_grammar.send(prober(), probe, timeout=STOP_TIMEOUT)
         self.assertFalse(outcome.passed, f"'{probe}' got through")
         self.assertEqual(rule.packets() - counted, 1, f"'{probe}' was not counted by {rule}")
 

@@ -4,8 +4,8 @@ import os
 import subprocess
 import unittest
 
-from l3lab import device, hosts, rules, words
-from l3lab.prober import PATIENCE_FOR_STOP
+from l3lab import device, hosts, rules, probe_grammar
+from l3lab.prober import STOP_TIMEOUT
 from lab_case import prober
 
 # Each probe, and the rule that stops it and nothing else that it needs.
@@ -47,7 +47,7 @@ class TheProber(unittest.TestCase):
     def test_every_probe_gets_through_an_open_gateway(self):
         for probe in _STOPPED_BY:
             with self.subTest(probe):
-                self.assertTrue(words.send(self.prober, probe).passed)
+                self.assertTrue(probe_grammar.send(self.prober, probe).passed)
 
     def test_every_probe_is_seen_to_be_stopped_by_a_rule_that_counts_it(self):
         for probe, (family, match) in _STOPPED_BY.items():
@@ -56,12 +56,12 @@ class TheProber(unittest.TestCase):
                 chain = match.split()[0]
                 rule = [*match.split(), "-j", "DROP"]
                 rules.run(tool, "-A", *rule)
-                outcome = words.send(self.prober, probe, patience=PATIENCE_FOR_STOP)
+                outcome = probe_grammar.send(self.prober, probe, timeout=STOP_TIMEOUT)
                 self.assertFalse(outcome.passed)
                 self.assertFalse(outcome.arrived)
                 self.assertEqual(rules.packets(chain, "DROP", family), 1)
                 rules.run(tool, "-D", *rule)
-                self.assertTrue(words.send(self.prober, probe).passed)
+                self.assertTrue(probe_grammar.send(self.prober, probe).passed)
 
     def test_an_answer_that_is_cut_off_is_told_from_a_request_that_is(self):
         rules.run("iptables", "-A", "FORWARD", "-i", "wan3", "-j", "DROP")
@@ -71,20 +71,20 @@ class TheProber(unittest.TestCase):
             "dns query for example.com from lan to wan",
         ):
             with self.subTest(probe):
-                outcome = words.send(self.prober, probe, patience=PATIENCE_FOR_STOP)
+                outcome = probe_grammar.send(self.prober, probe, timeout=STOP_TIMEOUT)
                 self.assertTrue(outcome.arrived)
                 self.assertFalse(outcome.passed)
 
     def test_a_redirected_connection_names_the_host_that_took_it(self):
         redirect = "PREROUTING -i br0 -p tcp --dport 80 -j DNAT --to 198.51.100.2".split()
         rules.run("iptables", "-t", "nat", "-A", *redirect)
-        self.assertEqual(words.send(self.prober, "tcp from lan to wan port 80").at, "other")
-        self.assertEqual(words.send(self.prober, "tcp from lan to wan port 81").at, "wan")
+        self.assertEqual(probe_grammar.send(self.prober, "tcp from lan to wan port 80").at, "other")
+        self.assertEqual(probe_grammar.send(self.prober, "tcp from lan to wan port 81").at, "wan")
 
     def test_other_words_are_refused(self):
         for probe in ("", "tcp", "tcp from lan to moon port 80", "udp from lan to wan port x"):
             with self.subTest(probe), self.assertRaises(ValueError):
-                words.send(self.prober, probe)
+                probe_grammar.send(self.prober, probe)
 
 
 class TheGateway(unittest.TestCase):

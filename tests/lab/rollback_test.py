@@ -1,4 +1,4 @@
-"""A change that fails is rolled back, however its tools end, and what other programs do to the rules meanwhile stays."""
+"""A change that fails is rolled back however its tools end, and edits of other programs meanwhile are kept."""
 
 import json
 import os
@@ -29,7 +29,7 @@ esac
 exec "${{0##*/}}" "$@"
 """
 
-# The same for the single commands of a change one by one: it dies behind those that hold the text DIES.
+# The same for a change one by one: the tool is killed after a command that contains the text DIES.
 _KILLED_ALONE = """#!/bin/sh
 PATH=${PATH#*:}
 case "$*" in
@@ -204,19 +204,19 @@ class OtherPrograms(Rollback):
         self.assertNotIn("everything is as it was before", outcome.stderr)
         self.assertEqual([line for line in rules.saved(4).splitlines() if "--dport 7000" in line], [])
 
-    def _edit(self, dice: random.Random, expected: list[tuple[str, str]], number: int) -> None:
+    def _edit(self, rng: random.Random, expected: list[tuple[str, str]], number: int) -> None:
         """Adds a rule, or deletes one that was added before."""
-        if expected and dice.random() < 0.45:
-            chain, source = expected.pop(dice.randrange(len(expected)))
+        if expected and rng.random() < 0.45:
+            chain, source = expected.pop(rng.randrange(len(expected)))
             rules.run("iptables", "-w", "-D", chain, "-s", source, "-j", "ACCEPT")
             return
-        rule = (dice.choice(["other", "FORWARD", "INPUT", "input_ext_access_ctrl"]),
+        rule = (rng.choice(["other", "FORWARD", "INPUT", "input_ext_access_ctrl"]),
                 f"10.1.{number // 250}.{number % 250 + 1}")
-        rules.run("iptables", "-w", dice.choice(["-A", "-I"]), rule[0], "-s", rule[1], "-j", "ACCEPT")
+        rules.run("iptables", "-w", rng.choice(["-A", "-I"]), rule[0], "-s", rule[1], "-j", "ACCEPT")
         expected.append(rule)
 
     def test_no_rule_of_others_is_lost_or_comes_back(self):
-        dice = random.Random(_SEED)
+        rng = random.Random(_SEED)
         expected: list[tuple[str, str]] = []
         problems: list[Exception] = []
         is_over = threading.Event()
@@ -226,7 +226,7 @@ class OtherPrograms(Rollback):
             nonlocal edits
             try:
                 while not is_over.is_set():
-                    self._edit(dice, expected, edits)
+                    self._edit(rng, expected, edits)
                     edits += 1
             except Exception as problem:  # the test fails with it below
                 problems.append(problem)

@@ -9,7 +9,7 @@ import unittest
 import random_settings
 from l3lab import device, rules
 from lab_case import NOTHING, LabCase
-from random_settings import Dice
+from random_settings import Random
 
 _FULL = bool(os.environ.get("L3_TEST_FULL"))
 _ROUNDS = 60 if _FULL else 12
@@ -155,9 +155,9 @@ class Life(Case):
 
     def test_no_drift_after_random_settings(self):
         seed = int(os.environ.get("L3_LAB_SEED", random.randrange(1 << 32)))
-        dice = Dice(seed)
+        rng = Random(seed)
         for number in range(_ROUNDS):
-            settings = random_settings.settings(dice)
+            settings = random_settings.settings(rng)
             device.apply(settings)
             self.assert_no_drift(f"L3_LAB_SEED={seed}, round {number}, {json.dumps(settings)}")
 

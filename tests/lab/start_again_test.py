@@ -4,10 +4,10 @@ import unittest
 
 from l3lab import device, rules
 from lab_case import LabCase
-from life_test import _HOUSE, _STOPPED_BY_DISPATCHED, _STOPPED_BY_HOOKED
+from lifecycle_test import _SAMPLE, _STOPPED_BY_DISPATCHED, _STOPPED_BY_HOOKED
 
 _TOOLS = {4: "iptables", 6: "ip6tables"}
-_EVERYTHING = {**_HOUSE, "port_scan_protection": True, "ipsec_pass_through": False}
+_EVERYTHING = {**_SAMPLE, "port_scan_protection": True, "ipsec_pass_through": False}
 _FOREIGN = "-s 198.51.100.77 -j ACCEPT"
 
 

@@ -1,4 +1,4 @@
-"""The rules of a change are made together: nothing leaks meanwhile, and no sudden end leaves half of them.
+"""The rules of a change are made together: no packet leaks meanwhile, and no kill leaves half of them.
 
 Each proof is made with --one-by-one as well, where packets do leak and ends do leave half: so it would see them.
 """
@@ -13,7 +13,7 @@ from l3lab import device, hosts, rules
 from l3lab.flood import CLOSED, Flood
 from l3lab.netns import Namespaces
 from lab_case import LabCase
-from random_settings import Dice, settings
+from random_settings import Random, settings
 
 _FULL = os.environ.get("L3_TEST_FULL") == "yes"
 _SEED = int(os.environ.get("L3LAB_SEED", "23"))
@@ -22,7 +22,7 @@ _FILE = f"{device.STORE}/l3_advance.dat"
 
 
 def _lists(other_port: int, length: int = 50) -> dict:
-    """Filters of both families; the last rule of the first closes a port, whatever the others say."""
+    """Filters of both families; the last rule of the first closes a port, independent of the others."""
     ports = [*(str(other_port + number) for number in range(length - 1)), str(CLOSED)]
     ip_rules = [
         {"direction": "downstream", "protocol": "udp", "destination_ports": port} for port in ports
@@ -39,7 +39,7 @@ def _apply(wanted: dict, *options: str) -> subprocess.CompletedProcess:
 
 
 def _state() -> tuple:
-    """The rules of both families, and the stored files as far as they do not tell the time."""
+    """The rules of both families, and the stored files without their time stamps."""
     files = device.stored_files()
     for name in ("firewall.conf", "firewall6.conf"):
         files[name] = rules.normalised(files[name].decode()).encode()
@@ -48,8 +48,8 @@ def _state() -> tuple:
 
 class SameRules(LabCase):
     def test_together_and_one_by_one_end_in_the_same_rules_and_files(self):
-        dice = Dice(_SEED)
-        wanted = [settings(dice) for _ in range(60 if _FULL else 8)]
+        rng = Random(_SEED)
+        wanted = [settings(rng) for _ in range(60 if _FULL else 8)]
         ends = []
         for options in ((), _APART):
             LabCase.setUp(self)
@@ -107,7 +107,7 @@ class Kills(LabCase):
     def _partial(self, kills: int, *options: str) -> tuple[int, int]:
         """Ends a change at a random moment, again and again: how often a change was under way, and how often
         a table was neither the old nor the new one."""
-        dice = random.Random(_SEED)
+        rng = random.Random(_SEED)
         ends = []
         for port in (6000, 7000):
             start = time.monotonic()
@@ -120,7 +120,7 @@ class Kills(LabCase):
             path = f"/tmp/kill.{os.getpid()}.json"
             with open(path, "w", encoding="utf-8") as file:
                 json.dump(_lists(6000 if stored == ends[1][0] else 7000), file)
-            hit += self._killed(["l3ctl", *options, "apply", path], dice.uniform(0, duration))
+            hit += self._killed(["l3ctl", *options, "apply", path], rng.uniform(0, duration))
             four, six = rules.saved(4), rules.saved(6)
             partial += four not in (ends[0][1], ends[1][1]) or six not in (ends[0][2], ends[1][2])
         for port, end in ((6000, ends[0]), (7000, ends[1]), (6000, ends[0])):

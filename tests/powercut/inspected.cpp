@@ -15,7 +15,7 @@ bool is_same(const StoredFinding& one, const StoredFinding& other) {
   return one.where == other.where && one.what == other.what;
 }
 
-/* What is said of a torn file, and not of the whole ones: these hold values that no settings can say. */
+/* Findings about a torn file that the whole ones do not have: these hold values that settings cannot express. */
 Findings findings_of(const std::string& file, const std::vector<std::string>& whole_files) {
   Findings all = settings::read_stored_file(file).findings;
   std::erase_if(

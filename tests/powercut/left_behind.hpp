@@ -9,7 +9,7 @@
 /* Every get call returns 0 and what the file holds; zeros where it ends early. */
 void expect_readable(const device::Files& left);
 
-/* What stands on a device that starts, does what the scenario says, and is switched on. */
+/* The files of a device that starts, runs the scenario, and is switched on. */
 struct Works {
   int32_t result = 99;
   device::Files stored;

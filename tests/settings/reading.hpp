@@ -1,4 +1,4 @@
-/* What a test of the settings says about a text. */
+/* Reads a settings text for a test. */
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-/* Configuration files of both byte orders, taken apart without the library. */
+/* Configuration files of both byte orders, parsed without the library. */
 #include "settings/stored_file/stored_file.hpp"
 
 #include <gtest/gtest.h>
@@ -24,9 +24,9 @@ std::string golden(const std::string& name) {
 }
 
 const char* const host =
-    settings::host_byte_order() == ByteOrder::big ? "household-big" : "household-little";
+    settings::host_byte_order() == ByteOrder::big ? "sample-big" : "sample-little";
 
-std::string household() {
+std::string sample() {
   return golden(host);
 }
 
@@ -68,7 +68,7 @@ constexpr size_t fw6 = settings::fw6_offset;
 }  // namespace
 
 TEST(StoredFile, BothByteOrdersGiveTheSameSettings) {
-  for (const std::string name : {"fresh", "household", "distinct"}) {
+  for (const std::string name : {"fresh", "sample", "distinct"}) {
     const StoredFile little =
         settings::read_stored_file(golden(name + "-little"), ByteOrder::little);
     const StoredFile big = settings::read_stored_file(golden(name + "-big"), ByteOrder::big);
@@ -80,25 +80,25 @@ TEST(StoredFile, BothByteOrdersGiveTheSameSettings) {
 }
 
 TEST(StoredFile, AFileOfThisHostIsItsOwnImage) {
-  EXPECT_TRUE(settings::read_stored_file(household()).image == household());
-  EXPECT_TRUE(settings::with_clean_lines(household()) == household());
+  EXPECT_TRUE(settings::read_stored_file(sample()).image == sample());
+  EXPECT_TRUE(settings::with_clean_lines(sample()) == sample());
 }
 
 TEST(StoredFile, TheByteOrderIsFound) {
-  for (const std::string name : {"fresh", "household"}) {
+  for (const std::string name : {"fresh", "sample"}) {
     EXPECT_EQ(settings::byte_order_of(golden(name + "-little")), ByteOrder::little) << name;
     EXPECT_EQ(settings::byte_order_of(golden(name + "-big")), ByteOrder::big) << name;
   }
   EXPECT_EQ(settings::byte_order_of(""), ByteOrder::unknown);
   EXPECT_EQ(settings::byte_order_of(std::string(15019, '\0')), ByteOrder::unknown);
   // The start of a cut file speaks as long as it holds a word.
-  EXPECT_EQ(settings::byte_order_of(household().substr(0, 35)), settings::host_byte_order());
-  EXPECT_EQ(settings::byte_order_of(household().substr(0, 34)), ByteOrder::unknown);
+  EXPECT_EQ(settings::byte_order_of(sample().substr(0, 35)), settings::host_byte_order());
+  EXPECT_EQ(settings::byte_order_of(sample().substr(0, 34)), ByteOrder::unknown);
 }
 
 TEST(StoredFile, SettingsAreThoseOfTheFile) {
   const settings::Settings stored =
-      settings::settings_of(settings::read_stored_file(golden("household-big")));
+      settings::settings_of(settings::read_stored_file(golden("sample-big")));
   EXPECT_EQ(stored.firewall, true);
   EXPECT_EQ(stored.vpn_pass_through, true);
   EXPECT_EQ(stored.port_scan_protection, true);
@@ -111,7 +111,7 @@ TEST(StoredFile, SettingsAreThoseOfTheFile) {
 }
 
 TEST(StoredFile, WholeFilesHaveNoFindings) {
-  for (const char* name : {"fresh-little", "fresh-big", "household-little", "household-big"}) {
+  for (const char* name : {"fresh-little", "fresh-big", "sample-little", "sample-big"}) {
     EXPECT_EQ(findings_of(golden(name)), Messages{}) << name;
   }
   EXPECT_FALSE(settings::is_plausible(settings::read_stored_file(golden("distinct-big"))));
@@ -127,7 +127,7 @@ TEST(StoredFile, EveryByteBelongsToOneFieldOrToTheLines) {
 }
 
 TEST(StoredFile, FieldsHaveNamesAndMeanings) {
-  const std::string bytes = household();
+  const std::string bytes = sample();
   Messages texts;
   for (const settings::StoredField& field : settings::stored_fields()) {
     const std::string name = settings::name_of(field);
@@ -155,7 +155,7 @@ TEST(StoredFile, AShortFileSaysWhatIsMissing) {
   EXPECT_EQ(findings_of(""),
             (Messages{"torn 0 the file: is empty: a creation was cut before its first write"}));
   EXPECT_EQ(
-      findings_of(household().substr(0, 10)),
+      findings_of(sample().substr(0, 10)),
       (Messages{"torn 10 the file: short: 10 of 15019 bytes, as a creation leaves it that was cut; "
                 "the last part is the line of VPN pass-through; missing, and read as "
                 "zero: the rest of that, the line of the master switch, fw_rules_table, "
@@ -194,7 +194,7 @@ TEST(StoredFile, ASwitchThatIsStoredWithoutAFileLeavesAHole) {
 }
 
 TEST(StoredFile, LinesThatReadOtherwise) {
-  std::string bytes = household();
+  std::string bytes = sample();
   bytes.replace(0, 19, "vpn_pass_through=2\n");
   bytes.replace(19, 12, "fire-wall=1\n");
   EXPECT_EQ(findings_of(bytes),
@@ -218,10 +218,10 @@ TEST(StoredFile, ShiftedRecordsAreToldOnce) {
 }
 
 TEST(StoredFile, BytesBehindTheEnd) {
-  EXPECT_EQ(findings_of(household() + "xyz"),
+  EXPECT_EQ(findings_of(sample() + "xyz"),
             (Messages{"implausible 15019 the file: 3 bytes behind the last record, which nothing "
                       "reads"}));
-  EXPECT_TRUE(settings::read_stored_file(household() + "xyz").image == household());
+  EXPECT_TRUE(settings::read_stored_file(sample() + "xyz").image == sample());
 }
 
 TEST(StoredFile, Counts) {
@@ -229,7 +229,7 @@ TEST(StoredFile, Counts) {
                                   static_cast<uint32_t>(-3))),
             (Messages{"implausible 4667 fw_rules_table.mac_filter.count: -3: a negative count is "
                       "read as no entry"}));
-  const Messages found = findings_of(with_word(household(), fw + 5388, 33));
+  const Messages found = findings_of(with_word(sample(), fw + 5388, 33));
   ASSERT_FALSE(found.empty());
   EXPECT_EQ(found[0],
             "implausible 5419 fw_rules_table.caporl.count: 33, but there is room for 32: rules are "
@@ -238,42 +238,42 @@ TEST(StoredFile, Counts) {
 
 TEST(StoredFile, ASectionThatBeginsNewAndEndsOld) {
   // A count of 1 where two entries stood, and a count of 2 whose second entry was never written.
-  EXPECT_EQ(findings_of(with_word(household(), fw + 2416, 1)),
+  EXPECT_EQ(findings_of(with_word(sample(), fw + 2416, 1)),
             (Messages{"torn 2495 fw_rules_table.url_filter.entries[1]: 1 entry not empty behind "
                       "the count of 1" +
                       std::string(cut)}));
-  EXPECT_EQ(findings_of(with_word(household(), fw + 4636, 2)),
+  EXPECT_EQ(findings_of(with_word(sample(), fw + 4636, 2)),
             (Messages{"torn 4691 fw_rules_table.mac_filter.entries[1]: is in use by the count, but "
                       "empty" +
                       std::string(cut)}));
-  EXPECT_EQ(findings_of(with_word(household(), fw + 2416, 3)),
+  EXPECT_EQ(findings_of(with_word(sample(), fw + 2416, 3)),
             (Messages{"torn 2539 fw_rules_table.url_filter.entries[2]: is in use by the count, but "
                       "empty" +
                       std::string(cut)}));
-  const Messages rule = findings_of(with_word(household(), fw, 3));
+  const Messages rule = findings_of(with_word(sample(), fw, 3));
   ASSERT_EQ(rule.size(), 1U);
   EXPECT_TRUE(rule[0].starts_with("note 131 fw_rules_table.ip_filter.entries[2]: is zero"))
       << rule[0];
   // An empty place of the access list is nothing special.
-  EXPECT_EQ(findings_of(with_word(household(), fw + 5060, 3)), Messages{});
+  EXPECT_EQ(findings_of(with_word(sample(), fw + 5060, 3)), Messages{});
 }
 
 TEST(StoredFile, WhatTheConversionOfAnOlderFileLeavesIsNotTorn) {
-  EXPECT_EQ(findings_of(with_word(household(), fw + 2416 + 1808, 1)), Messages{});
-  EXPECT_EQ(findings_of(with_word(household(), fw + 2416 + 1812, 1)).size(), 1U);
+  EXPECT_EQ(findings_of(with_word(sample(), fw + 2416 + 1808, 1)), Messages{});
+  EXPECT_EQ(findings_of(with_word(sample(), fw + 2416 + 1812, 1)).size(), 1U);
 }
 
 TEST(StoredFile, TheCopiesOfTheLevelDiffer) {
-  EXPECT_EQ(findings_of(with_word(household(), fw6 + 8564, 1)),
+  EXPECT_EQ(findings_of(with_word(sample(), fw6 + 8564, 1)),
             (Messages{"torn 15011 fw6_rules_table.security_level: differs from "
                       "fw_rules_table.security_level: some sections are old, some new, as a cut "
                       "between the records leaves them"}));
-  EXPECT_EQ(findings_of(with_word(household(), fw6 + 8568, 1)),
+  EXPECT_EQ(findings_of(with_word(sample(), fw6 + 8568, 1)),
             (Messages{"implausible 15015 fw6_rules_table.reserved: is not zero"}));
 }
 
 TEST(StoredFile, WordsThatNoSettingsFileSays) {
-  std::string bytes = household();
+  std::string bytes = sample();
   put(bytes, fw + 4624, 7);    // switch of the URL filter
   put(bytes, fw + 4840, 2);    // list mode of the MAC filter
   put(bytes, fw + 4 + 44, 3);  // direction of a rule
@@ -290,26 +290,26 @@ TEST(StoredFile, ValuesThatTheReaderOfSettingsRefuses) {
     const Messages found = findings_of(bytes);
     return found.size() == 1 ? found[0] : std::to_string(found.size()) + " findings";
   };
-  EXPECT_TRUE(only(with_word(household(), fw + 4 + 8, 42))
+  EXPECT_TRUE(only(with_word(sample(), fw + 4 + 8, 42))
                   .starts_with("implausible 35 ip_filter.rules[0].protocol: 42 is not allowed"));
   EXPECT_TRUE(
-      only(with_word(household(), fw + 4 + 20, 70000))
+      only(with_word(sample(), fw + 4 + 20, 70000))
           .starts_with("implausible 35 ip_filter.rules[0].destination_ports: \"70000-88\""));
-  EXPECT_TRUE(only(with_word(household(), fw + 5064 + 16, 0x0A000001))
+  EXPECT_TRUE(only(with_word(sample(), fw + 5064 + 16, 0x0A000001))
                   .starts_with("implausible 5095 acl.entries[0].sources: "));
-  EXPECT_TRUE(only(with_word(household(), fw + 5064 + 4, 6))
+  EXPECT_TRUE(only(with_word(sample(), fw + 5064 + 4, 6))
                   .starts_with("implausible 5095 acl.entries[0].service: 6 is not allowed"));
-  std::string bytes = household();
+  std::string bytes = sample();
   bytes[fw + 2420 + 44 + 42] = 60;  // minute of the start
   EXPECT_TRUE(only(bytes).starts_with("implausible 2495 url_filter.entries[1].active: "))
       << only(bytes);
-  bytes = household();
+  bytes = sample();
   bytes[fw + 5392 + 4] = 'x';
   EXPECT_TRUE(only(bytes).starts_with("implausible 5423 captive_portal.destinations[0]: \"x92."));
 }
 
 TEST(StoredFile, Texts) {
-  std::string bytes = household();
+  std::string bytes = sample();
   bytes[fw + 2420 + 8 + 20] = 'x';
   EXPECT_EQ(findings_of(bytes),
             (Messages{"note 2459 fw_rules_table.url_filter.entries[0].url: bytes stand behind its "
@@ -323,7 +323,7 @@ TEST(StoredFile, Texts) {
 }
 
 TEST(StoredFile, HardwareAddressesThatNoDeviceHas) {
-  std::string bytes = household();
+  std::string bytes = sample();
   bytes[fw + 4640 + 4] = 1;
   EXPECT_EQ(findings_of(bytes),
             (Messages{"note 4675 fw_rules_table.mac_filter.entries[0].mac: 01:00:5e:10:00:01 is a "
@@ -332,7 +332,7 @@ TEST(StoredFile, HardwareAddressesThatNoDeviceHas) {
   EXPECT_EQ(finding.remedy, Remedy::delete_entry);
   EXPECT_EQ(finding.section, "mac_filter");
   EXPECT_EQ(finding.entry, "01:00:5e:10:00:01");
-  bytes = household();
+  bytes = sample();
   bytes.replace(fw6 + 7040 + 4, 6, 6, '\0');
   const Messages zeros = findings_of(bytes);
   ASSERT_EQ(zeros.size(), 1U);
@@ -358,7 +358,7 @@ TEST(StoredFile, ARemedyIsAboutItsSection) {
   };
   for (const auto& one : cases) {
     const auto findings =
-        settings::read_stored_file(with_word(household(), one.offset, one.value)).findings;
+        settings::read_stored_file(with_word(sample(), one.offset, one.value)).findings;
     ASSERT_EQ(findings.size(), 1U) << one.offset;
     EXPECT_EQ(findings[0].remedy, one.remedy) << findings[0].what;
     EXPECT_EQ(findings[0].section, one.section) << findings[0].what;
@@ -366,19 +366,19 @@ TEST(StoredFile, ARemedyIsAboutItsSection) {
   const auto remedy_of = [](const std::string& bytes) {
     return settings::read_stored_file(bytes).findings.at(0).remedy;
   };
-  EXPECT_EQ(remedy_of(household() + "x"), Remedy::drop_excess);
-  EXPECT_EQ(remedy_of(household().replace(17, 1, "2")), Remedy::rewrite_line);
-  EXPECT_EQ(remedy_of(household().substr(0, 15000)), Remedy::replace_file);
-  // Where the file is short, whatever is set would make zeros of what is missing.
+  EXPECT_EQ(remedy_of(sample() + "x"), Remedy::drop_excess);
+  EXPECT_EQ(remedy_of(sample().replace(17, 1, "2")), Remedy::rewrite_line);
+  EXPECT_EQ(remedy_of(sample().substr(0, 15000)), Remedy::replace_file);
+  // In a short file every change would fill the missing part with zeros.
   for (const StoredFinding& finding :
-       settings::read_stored_file(with_word(household(), fw + 4624, 7).substr(0, 15000)).findings) {
+       settings::read_stored_file(with_word(sample(), fw + 4624, 7).substr(0, 15000)).findings) {
     EXPECT_EQ(finding.remedy, Remedy::replace_file) << finding.what;
   }
 }
 
-/* Whatever stands in a file, it can be taken apart, told and written. */
+/* A file of any bytes can be parsed, printed and written. */
 TEST(StoredFile, NoByteLeadsAstray) {
-  const std::string whole = household();
+  const std::string whole = sample();
   for (size_t at = 0; at < whole.size(); at += 97) {
     for (const char value : {'\x01', '\x80', '\xff'}) {
       std::string bytes = whole;

@@ -1,5 +1,5 @@
 /*
- * What is seen of a write that was cut. A section of a household's file is replaced by another one up to
+ * Findings about an interrupted write. A section of the sample file is replaced by another one up to
  * a place, and every place inside what changes is tried. docs/reliability.md has the figures.
  */
 #include <gtest/gtest.h>
@@ -20,9 +20,9 @@ std::string text_of(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string household() {
+std::string sample() {
   const bool is_big = settings::host_byte_order() == settings::ByteOrder::big;
-  return text_of(std::string(TEST_DATA "/golden-household-") + (is_big ? "big" : "little") +
+  return text_of(std::string(TEST_DATA "/golden-sample-") + (is_big ? "big" : "little") +
                  "-endian.dat");
 }
 
@@ -75,17 +75,17 @@ void try_cuts(const std::string& before, const std::string& after, Seen& seen) {
   }
 }
 
-/* Each list of the household that has entries, from `before` to `after`. */
+/* Each list of the sample that has entries, from `before` to `after`. */
 std::string row(const std::string& name,
                 const std::function<void(std::string&, const StoredSection&)>& before,
                 const std::function<void(std::string&, const StoredSection&)>& after) {
   Seen seen;
   for (const StoredSection& section : settings::stored_sections()) {
-    if (settings::used_entries(section, household()) == 0) {
+    if (settings::used_entries(section, sample()) == 0) {
       continue;
     }
-    std::string old_file = household();
-    std::string new_file = household();
+    std::string old_file = sample();
+    std::string new_file = sample();
     before(old_file, section);
     after(new_file, section);
     EXPECT_TRUE(settings::is_plausible(settings::read_stored_file(old_file))) << section.name;

@@ -17,7 +17,7 @@ std::string golden(const std::string& name, Order order = Order::native) {
 
 /*
  * Visits every member of the records in file order, a word or bytes at a time. Names, not offsets:
- * what lies where is what the golden files say.
+ * offsets are those of the golden files.
  */
 template <typename Visitor>
 void visit(l3_ip_filter_entry& entry, Visitor& visitor) {
@@ -278,13 +278,13 @@ TEST(GoldenFile, EveryMemberIsReadFromWhereTheDistinctFileHasIt) {
 TEST(GoldenFile, TheSampleSettingsAreWrittenAsTheGoldenFileHasThem) {
   set_sample_config();
   write_whole_file(1, 1);
-  EXPECT_EQ(read_file(config_path), golden("household"));
+  EXPECT_EQ(read_file(config_path), golden("sample"));
 }
 
 TEST(GoldenFile, TheSampleSettingsAreReadAsTheGoldenFileHasThem) {
   set_sample_config();
   const std::string expected = records();
-  write_file(config_path, golden("household"));
+  write_file(config_path, golden("sample"));
   fill_records(0xee);
   read_whole_file();
   EXPECT_EQ(records(), expected);
@@ -299,7 +299,7 @@ TEST(GoldenFile, TheSampleSettingsAreReadAsTheGoldenFileHasThem) {
 }
 
 TEST(GoldenFile, TheOtherByteOrderDiffersInTheOrderOfItsWordsAlone) {
-  for (const char* name : {"fresh", "distinct", "household"}) {
+  for (const char* name : {"fresh", "distinct", "sample"}) {
     SCOPED_TRACE(name);
     const std::string foreign = golden(name, Order::foreign);
     EXPECT_NE(foreign, golden(name));

@@ -24,7 +24,7 @@ void put(std::string& file, size_t offset, const std::string& bytes) {
   file.replace(offset, bytes.size(), bytes);
 }
 
-/* A file in which every byte behind the two text lines tells its place. */
+/* A file in which every byte behind the two text lines depends on its offset. */
 std::string patterned_file() {
   std::string file = "vpn_pass_through=1\nfire_wall=1\n";
   while (file.size() < 15019) {

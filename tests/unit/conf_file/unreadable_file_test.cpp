@@ -15,7 +15,7 @@ using namespace configuration_file;
 
 namespace {
 
-/* What access() may say of a path where no file can be. */
+/* Errors of access() for a path where no file can be. */
 constexpr int missing_errors[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, sets_no_errno};
 constexpr int unreadable_errors[] = {EACCES, EIO, ENOMEM, EPERM, EROFS};
 

@@ -12,7 +12,7 @@ namespace {
 const Lines state_write_failed =
     error("gl3_web_set_fw_status::set_firewall_state_to_cfgfile err!\n");
 
-/* A fresh file whose switch says on, loaded. */
+/* A fresh file with the switch on, loaded. */
 void load_empty_firewall_that_is_on() {
   load(with(fresh_config_file(), switch_value, "1"));
 }

@@ -8,7 +8,7 @@ using namespace harness;
 
 namespace {
 
-/* A whole configuration file whose VPN line says '1' or '0'. */
+/* A whole configuration file whose VPN line has '1' or '0'. */
 std::string stored(char value) {
   std::string file = fresh_config_file();
   file[17] = value;

@@ -1,28 +1,12 @@
-/* Captive-portal redirection. */
-#include <cerrno>
+/* Captive-portal redirection: from entries to command lines. */
 #include <cstring>
 
-#include "harness.hpp"
+#include "portal_image.hpp"
 
 using namespace harness;
+using namespace harness::portal;
 
 namespace {
-
-std::string entry(uint32_t enable, std::string address) {
-  EXPECT_LE(address.size(), 20U);
-  address.resize(20);
-  return word(enable) + address;
-}
-
-/* The 776 bytes of a region. */
-std::string region(int32_t count, std::string entries, uint32_t control) {
-  entries.resize(768);
-  return word(static_cast<uint32_t>(count)) + entries + word(control);
-}
-
-std::string two_places(uint32_t control) {
-  return region(2, entry(1, "192.168.1.1") + entry(1, "203.0.113.0/24"), control);
-}
 
 l3_caporl image_of(const std::string& bytes) {
   l3_caporl image;
@@ -36,24 +20,9 @@ void store(const std::string& bytes) {
   memcpy(&fw_rules_table.caporl, bytes.data(), bytes.size());
 }
 
-std::string stored() {
-  return bytes_of(fw_rules_table.caporl);
-}
-
-std::string file_with(char fire_wall, const std::string& bytes) {
-  std::string file = fresh_config_file();
-  file[29] = fire_wall;
-  file.replace(5419, 776, bytes);
-  return file;
-}
-
 int32_t set(const std::string& bytes) {
   const l3_caporl image = image_of(bytes);
   return gl3_web_set_caporl_cfg(&image);
-}
-
-Lines rule(const std::string& line) {
-  return debug("\n==" + line + "==\n") + ran(line);
 }
 
 Lines failed_rule(const std::string& line, int exit_code = 1) {
@@ -62,25 +31,12 @@ Lines failed_rule(const std::string& line, int exit_code = 1) {
 
 constexpr char flush[] = "iptables -t filter -F forward_ext_captiveportal";
 constexpr char save[] = "iptables-save -t filter >/ztcfg/firewall.conf";
-constexpr char gateway[] = "iptables -A forward_ext_captiveportal  -d 192.168.1.1 -j ACCEPT";
-constexpr char network[] = "iptables -A forward_ext_captiveportal  -d 203.0.113.0/24 -j ACCEPT";
-constexpr char all_the_rest[] = "iptables -A forward_ext_captiveportal -j DROP";
 
 Lines trace(const std::string& values) {
   return debug("\n==[" + values + "]\n");
 }
 
 }  // namespace
-
-TEST(CaptivePortal, ListedDestinationsAreAcceptedAndTheRestDropped) {
-  load_firewall_switch(true);
-  EXPECT_EQ(record([] { EXPECT_EQ(set(two_places(1)), 0); }),
-            lines({refresh(), ran(flush), trace("fw_enable=1,caporl_filter_ctrl=1,caporlTable=2"),
-                   rule(gateway), rule(network), ran(all_the_rest), ran(save)}));
-  EXPECT_EQ(stored(), two_places(1));
-  EXPECT_EQ(read_file(config_path), file_with('1', two_places(1)));
-  EXPECT_EQ(open_descriptors(), 0);
-}
 
 TEST(CaptivePortal, AnEnabledPortalWithAnEmptyListDropsEverything) {
   load_firewall_switch(true);
@@ -185,49 +141,6 @@ TEST(CaptivePortal, AFailedDropIsIgnored) {
             lines({ran_and_failed(all_the_rest)}));
 }
 
-TEST(CaptivePortal, AFailedRuleDoesNotFailTheSetCall) {
-  load_firewall_switch(true);
-  fail_command(gateway);
-  EXPECT_EQ(
-      record([] { EXPECT_EQ(set(two_places(1)), 0); }),
-      lines({refresh(), ran(flush), trace("fw_enable=1,caporl_filter_ctrl=1,caporlTable=2"),
-             failed_rule(gateway), ran(flush),
-             error("flush_fw_ip::str_system(" + std::string(gateway) + ") is err!\n"), ran(save)}));
-  EXPECT_EQ(read_file(config_path), file_with('1', two_places(1)));
-}
-
-TEST(CaptivePortal, WithTheFirewallOffTheSettingIsStoredOnly) {
-  load_firewall_switch(false);
-  EXPECT_EQ(record([] { EXPECT_EQ(set(two_places(1)), 0); }),
-            lines({refresh(), ran(flush), trace("fw_enable=0,caporl_filter_ctrl=1,caporlTable=2"),
-                   ran(save)}));
-  EXPECT_EQ(read_file(config_path), file_with('0', two_places(1)));
-}
-
-TEST(CaptivePortal, WithThePortalOffTheSettingIsStoredOnly) {
-  load_firewall_switch(true);
-  EXPECT_EQ(record([] { EXPECT_EQ(set(two_places(0)), 0); }),
-            lines({refresh(), ran(flush), trace("fw_enable=1,caporl_filter_ctrl=0,caporlTable=2"),
-                   ran(save)}));
-  EXPECT_EQ(read_file(config_path), file_with('1', two_places(0)));
-}
-
-TEST(CaptivePortal, AnIdenticalImageChangesNothing) {
-  load_firewall_switch(true);
-  static_cast<void>(record([] { set(two_places(1)); }));
-  EXPECT_EQ(record([] { EXPECT_EQ(set(two_places(1)), 0); }), lines({refresh()}));
-  EXPECT_EQ(file_calls(FileCall::open), 0);
-}
-
-TEST(CaptivePortal, AnImageThatDiffersInItsLastByteIsApplied) {
-  load_firewall_switch(false);
-  static_cast<void>(record([] { set(two_places(1)); }));
-  std::string other = two_places(1);
-  other[775] = static_cast<char>(other[775] ^ 0x40);
-  static_cast<void>(record([&] { EXPECT_EQ(set(other), 0); }));
-  EXPECT_EQ(read_file(config_path), file_with('0', other));
-}
-
 TEST(CaptivePortal, AnImageThatDiffersInItsCountAloneIsApplied) {
   load_firewall_switch(true);
   const std::string entries = entry(1, "192.168.1.1") + entry(1, "203.0.113.0/24");
@@ -235,189 +148,4 @@ TEST(CaptivePortal, AnImageThatDiffersInItsCountAloneIsApplied) {
   EXPECT_EQ(record([&] { EXPECT_EQ(set(region(1, entries, 1)), 0); }),
             lines({refresh(), ran(flush), trace("fw_enable=1,caporl_filter_ctrl=1,caporlTable=1"),
                    rule(gateway), ran(all_the_rest), ran(save)}));
-}
-
-TEST(CaptivePortal, SettingNothingIsRefused) {
-  load_firewall_switch(true);
-  store(two_places(1));
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_caporl_cfg(nullptr), -1); }),
-            lines({refresh(), error("gl3_web_set_caporl_cfg::xi_pCaporlTableInfo NULLP err\r\n")}));
-  EXPECT_EQ(stored(), two_places(1));
-  EXPECT_EQ(file_calls(FileCall::open), 0);
-}
-
-TEST(CaptivePortal, AFailedWriteStopsTheSetCallBeforeTheRules) {
-  load_firewall_switch(true);
-  for (const WriteFault& one : write_faults) {
-    store(region(0, "", 0));
-    world.file_faults = {one.fault};
-    EXPECT_EQ(record([] { EXPECT_EQ(set(two_places(1)), -1); }),
-              lines({refresh(), out(one.message),
-                     error("gl3_web_set_caporl_cfg::set_firewall_rules_to_cfgfile err!\n")}));
-    EXPECT_EQ(stored(), two_places(1));
-  }
-}
-
-TEST(CaptivePortal, AFileThatCannotBeMadeStopsTheSetCall) {
-  world.file_faults = {{FileCall::open, 1, EROFS}};
-  EXPECT_EQ(record([] { EXPECT_EQ(set(two_places(1)), -1); }),
-            lines({refresh(), out("set_firewall_rules_to_cfgfile::init_cfgfile err!\n"),
-                   error("gl3_web_set_caporl_cfg::set_firewall_rules_to_cfgfile err!\n")}));
-  EXPECT_FALSE(file_exists(config_path));
-}
-
-TEST(CaptivePortal, AFailedFlushStopsTheSetCallWithoutAWord) {
-  load_firewall_switch(true);
-  fail_command(flush);
-  EXPECT_EQ(record([] { EXPECT_EQ(set(two_places(1)), -1); }),
-            lines({refresh(), ran_and_failed(flush)}));
-  EXPECT_EQ(read_file(config_path), file_with('1', two_places(1)));
-}
-
-TEST(CaptivePortal, AFailedSaveIsTheResultOfTheSetCall) {
-  load_firewall_switch(true);
-  fail_command(save);
-  EXPECT_EQ(record([] { EXPECT_EQ(set(region(0, "", 1)), -1); }),
-            lines({refresh(), ran(flush), trace("fw_enable=1,caporl_filter_ctrl=1,caporlTable=0"),
-                   ran(all_the_rest), ran_and_failed(save)}));
-}
-
-TEST(CaptivePortal, GettingReadsTheFile) {
-  write_file(config_path, file_with('1', two_places(7)));
-  l3_caporl got = image_of(std::string(776, '\x5a'));
-  EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_get_caporl_cfg(&got), 0); }), lines({refresh()}));
-  EXPECT_EQ(bytes_of(got), two_places(7));
-  EXPECT_EQ(stored(), two_places(7));
-  EXPECT_EQ(open_descriptors(), 0);
-  EXPECT_TRUE(switch_in_memory());
-}
-
-TEST(CaptivePortal, GettingIntoNothingIsRefused) {
-  write_file(config_path, file_with('1', two_places(7)));
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_get_caporl_cfg(nullptr), -1); }),
-            lines({refresh(), error("gl3_web_get_caporl_cfg::xo_pCaporlTableInfo NULLP err\r\n")}));
-  EXPECT_EQ(stored(), std::string(776, '\0'));
-}
-
-TEST(CaptivePortal, GettingFromAFileThatCannotBeReadFails) {
-  write_file(config_path, file_with('1', two_places(7)));
-  for (const FileFault& fault :
-       {FileFault{FileCall::read, 1, EIO}, FileFault{FileCall::read, 2, EIO}}) {
-    world.file_faults = {fault};
-    l3_caporl got = image_of(std::string(776, '\x5a'));
-    EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_get_caporl_cfg(&got), -1); }),
-              lines({refresh(),
-                     out("get_firewall_rules_from_cfgfile::read /ztcfg/l3_advance.dat error!\n"),
-                     error("gl3_web_get_caporl_cfg::get_firewall_rules_from_cfgfile err!\n")}));
-    EXPECT_EQ(bytes_of(got), std::string(776, '\x5a'));
-  }
-}
-
-TEST(CaptivePortal, ASwitchThatCannotBeReadFailsTheGetCallAfterTheCopy) {
-  load_firewall_switch(true);
-  write_file(config_path, file_with('0', two_places(7)));
-  for (const FileFault& fault :
-       {FileFault{FileCall::open, 2, EIO}, FileFault{FileCall::lseek, 3, EIO},
-        FileFault{FileCall::read, 3, EIO}}) {
-    world.file_faults = {fault};
-    l3_caporl got = image_of(std::string(776, '\x5a'));
-    EXPECT_EQ(record([&] { EXPECT_EQ(gl3_web_get_caporl_cfg(&got), -1); }),
-              lines({refresh(),
-                     error("gl3_web_get_caporl_cfg::get_firewall_state_from_cfgfile err!\n")}));
-    EXPECT_EQ(bytes_of(got), two_places(7));
-  }
-  world.file_faults.clear();
-  EXPECT_TRUE(switch_in_memory());
-}
-
-TEST(CaptivePortal, RemovingAllKeepsTheSwitchAndAddsNoDrop) {
-  load_firewall_switch(true);
-  store(two_places(1));
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_remove_all_caporl_rule(), 0); }),
-            lines({refresh(), ran(flush), ran(save)}));
-  EXPECT_EQ(stored(), region(0, "", 1));
-  EXPECT_EQ(read_file(config_path), file_with('1', region(0, "", 1)));
-  EXPECT_EQ(open_descriptors(), 0);
-}
-
-TEST(CaptivePortal, RemovingAllStopsAtAFailedFlush) {
-  load_firewall_switch(true);
-  store(two_places(1));
-  fail_command(flush);
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_remove_all_caporl_rule(), -1); }),
-            lines({refresh(), ran_and_failed(flush),
-                   error("gl3_web_remove_all_caporl_rule::flush_fw_mac err!\n")}));
-  EXPECT_EQ(stored(), two_places(1));
-}
-
-TEST(CaptivePortal, RemovingAllStopsAtAFailedSave) {
-  load_firewall_switch(true);
-  store(two_places(1));
-  fail_command(save);
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_remove_all_caporl_rule(), -1); }),
-            lines({refresh(), ran(flush), ran_and_failed(save),
-                   error("gl3_web_remove_all_caporl_rule::save_fw err!\n")}));
-  EXPECT_EQ(stored(), two_places(1));
-  EXPECT_EQ(file_calls(FileCall::open), 0);
-}
-
-TEST(CaptivePortal, RemovingAllReportsAFailedWrite) {
-  load_firewall_switch(true);
-  for (const WriteFault& one : write_faults) {
-    store(two_places(1));
-    world.file_faults = {one.fault};
-    EXPECT_EQ(
-        record([] { EXPECT_EQ(gl3_web_remove_all_caporl_rule(), -1); }),
-        lines({refresh(), ran(flush), ran(save), out(one.message),
-               error("gl3_web_remove_all_caporl_rule::set_firewall_rules_to_cfgfile err!\n")}));
-    EXPECT_EQ(stored(), region(0, "", 1));
-  }
-}
-
-TEST(CaptivePortal, TheDefaultIsAnAllZeroRegion) {
-  load_firewall_switch(true);
-  store(two_places(1));
-  fw_rules_table.acl.acl_filter_ctrl = 0x01020304;
-  fw_rules_table.security_level = 0x05060708;
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_caporl_table_default(), 0); }),
-            lines({refresh(), ran(flush), ran(save)}));
-  EXPECT_EQ(stored(), std::string(776, '\0'));
-  EXPECT_EQ(fw_rules_table.acl.acl_filter_ctrl, 0x01020304U);
-  EXPECT_EQ(fw_rules_table.security_level, 0x05060708U);
-  std::string file = file_with('1', std::string(776, '\0'));
-  file.replace(5415, 4, word(0x01020304));
-  file.replace(6195, 4, word(0x05060708));
-  EXPECT_EQ(read_file(config_path), file);
-}
-
-TEST(CaptivePortal, TheDefaultGoesOnAfterAFailedFlush) {
-  load_firewall_switch(true);
-  store(two_places(1));
-  fail_command(flush);
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_caporl_table_default(), 0); }),
-            lines({refresh(), ran_and_failed(flush), ran(save)}));
-  EXPECT_EQ(read_file(config_path), file_with('1', std::string(776, '\0')));
-}
-
-TEST(CaptivePortal, TheDefaultStopsAtAFailedSave) {
-  load_firewall_switch(true);
-  store(two_places(1));
-  fail_command(save);
-  EXPECT_EQ(record([] { EXPECT_EQ(gl3_web_set_caporl_table_default(), -1); }),
-            lines({refresh(), ran(flush), ran_and_failed(save),
-                   error("gl3_web_set_caporl_table_default::save_fw err!\n")}));
-  EXPECT_EQ(stored(), two_places(1));
-}
-
-TEST(CaptivePortal, TheDefaultReportsAFailedWrite) {
-  load_firewall_switch(true);
-  for (const WriteFault& one : write_faults) {
-    store(two_places(1));
-    world.file_faults = {one.fault};
-    EXPECT_EQ(
-        record([] { EXPECT_EQ(gl3_web_set_caporl_table_default(), -1); }),
-        lines({refresh(), ran(flush), ran(save), out(one.message),
-               error("gl3_web_set_caporl_table_default::set_firewall_rules_to_cfgfile err!\n")}));
-    EXPECT_EQ(stored(), std::string(776, '\0'));
-  }
 }

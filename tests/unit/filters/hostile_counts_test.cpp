@@ -46,7 +46,7 @@ std::string stored(const Filter<Region>& filter) {
   return read_file(config_path).substr(filter.offset, sizeof(Region));
 }
 
-/* One entry, whatever the count says; an image of exactly its size, so that a step outside shows. */
+/* One entry, whatever the count is; an image of exactly its size, so that a step outside shows. */
 template <typename Region>
 void expect_bounded(const Filter<Region>& filter, Region image, const HostileCounts& counts) {
   load_firewall_switch(true);

@@ -143,7 +143,7 @@ TYPED_TEST(IpFilterRemoveAll, EmptiesTheListAndKeepsModesAndFilterWord) {
   stored.ds_black_white = 2;
   stored.ip_filter_ctrl = 1;
   load('1', stored);
-  // The catch-alls come although ip_filter_ctrl says that the filter is not applied.
+  // The catch-alls come although ip_filter_ctrl is 0, which means that the filter is not applied.
   EXPECT_EQ(remove_all<TypeParam>(0),
             in_family<TypeParam>({refresh(), ran("iptables -t filter -F forward_ext_us_ip"),
                                   ran("iptables -t filter -F forward_ext_ds_ip"),

@@ -1,4 +1,4 @@
-/* Address ranges as prefixes: whatever the range, its series covers it, each address once. */
+/* Address ranges as prefixes: the series of any range covers each of its addresses once. */
 #include <cstdio>
 
 #include "harness.hpp"

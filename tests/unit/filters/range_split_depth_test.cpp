@@ -9,7 +9,7 @@ using namespace harness;
 
 namespace {
 
-/* A worker says first that it was entered. One that was entered further down the stack than another
+/* A worker first logs that it was entered. One that was entered further down the stack than another
  * was called by it; one at the same place, or further up, comes after it has returned. Plain words,
  * for they are asked a million times, under emulation too. */
 struct Entries {

@@ -8,7 +8,7 @@ namespace {
 constexpr char head[] = "iptables -A input_ext_us_acl -p tcp --dport 80 -s ";
 constexpr char tail[] = " -j ACCEPT";
 
-/* What each call of the [24] worker says first. */
+/* The first log line of each call of the [24] worker. */
 Lines entered() {
   return debug("------------[24]##cmd_string=iptables -A input_ext_us_acl -p tcp --dport 80 -s \n");
 }

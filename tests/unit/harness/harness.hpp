@@ -1,6 +1,6 @@
 /*
  * The world of a unit test: everything that the library does outside itself is recorded, in order, as
- * one transcript, and everything that it asks is answered as the test says.
+ * one transcript, and every call that it makes returns what the test sets.
  *
  *     EXPECT_EQ(record([] { save_fw(); }),
  *               lines({ran("iptables-save -t filter >/ztcfg/firewall.conf")}));
@@ -140,7 +140,7 @@ struct World {
 };
 extern World world;
 
-/* The ways in which the write of both firewall records fails, and what standard output then says. */
+/* The ways in which the write of both firewall records fails, and the line on standard output. */
 struct WriteFault {
   FileFault fault;
   const char* message;
@@ -178,7 +178,7 @@ uint32_t word_at(std::string_view bytes, size_t offset);
 
 /* The configuration file that a missing one becomes, written out. */
 std::string fresh_config_file();
-/* Puts a configuration file in place whose switch line says on or off, and loads that switch and
+/* Puts a configuration file in place whose switch line is on or off, and loads that switch and
  * the records into the library; not part of any transcript. */
 void load_firewall_switch(bool on);
 

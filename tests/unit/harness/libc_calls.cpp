@@ -32,7 +32,7 @@ const FileFault* next_fault(FileCall call) {
   return nullptr;
 }
 
-/* Whether the call is to fail now; errno says how. */
+/* Whether the call is to fail now; sets errno. */
 bool fails(const FileFault* fault) {
   if (fault == nullptr || fault->error == 0) {
     return false;

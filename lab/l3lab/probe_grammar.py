@@ -1,4 +1,4 @@
-"""Probes named in words, so that a table row, a test and a person at a prompt say the same thing.
+"""Probes as text, the same in tables, in tests and at a prompt.
 
     tcp from lan to wan port 80             a whole connection (tcp6: over IPv6)
     udp from wan to lan port 5000           one datagram, one way (udp6)
@@ -80,7 +80,7 @@ _GRAMMAR = [(re.compile(pattern), act) for pattern, act in _GRAMMAR]
 
 
 def send(prober, words: str, **rest):
-    """Sends what the words say and returns its Outcome."""
+    """Sends the probe that the text names and returns its Outcome."""
     for pattern, act in _GRAMMAR:
         found = pattern.fullmatch(words)
         if found:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A day in a gateway's life, told with packets. Runs in the gateway: lab/gateway lab/day.py"""
+"""A demonstration with packets, from the first start to the factory reset: lab/gateway lab/demo.py"""
 
 import json
 import os
@@ -10,13 +10,13 @@ import time
 from l3lab import clock, device, hosts, rules
 from l3lab.prober import Prober
 from l3lab.rules import Rule
-from l3lab.tour import Row, Tour
+from l3lab.walkthrough import Row, Walkthrough
 
 _HOME = pathlib.Path(__file__).parent.parent / "examples" / "home.json"
 
 _TABLET = hosts.TABLET.mac
 _CONSOLE = "02:00:00:00:01:21"
-_LODGER = "02:00:00:00:01:99"
+_REFUSED = "02:00:00:00:01:99"
 _NOT_SYN = "DROP 6 -- * * 0.0.0.0/0 0.0.0.0/0 tcp flags:!0x17/0x02"
 
 
@@ -42,8 +42,8 @@ def stopped(probe, chain, text, family=4):
     return Row(probe, True, False, Rule(chain, text, family))
 
 
-# What the settings of the house do, but for the address that the lodger's device is refused.
-HOUSE = [
+# The effect of examples/home.json, but for the DHCP filter's.
+EXPECTED = [
     stopped("tcp from lan to wan port 25", "forward_ext_us_ip", "dpt:25"),
     passes("tcp from lan to wan port 587"),
     stopped("udp from tablet to wan port 27050", "forward_ext_us_ip", "dpts:27000:27050"),
@@ -73,8 +73,8 @@ HOUSE = [
     passes("udp 500->500 from lan to wan"),
     passes("udp 4500->4500 from lan to wan"),
 ]
-LODGER = stopped(f"dhcp discover from {_LODGER}", "input_ext_dhcp", f"MAC {_LODGER}")
-GUEST = passes("dhcp discover from 02:00:00:00:01:98")
+REFUSED_LEASE = stopped(f"dhcp discover from {_REFUSED}", "input_ext_dhcp", f"MAC {_REFUSED}")
+GIVEN_LEASE = passes("dhcp discover from 02:00:00:00:01:98")
 
 _SHOWN = [
     *((chain, 4) for chain in ("forward_ext_bad_tcp", "forward_ext_us_ip", "forward_ext_ds_ip")),
@@ -88,61 +88,61 @@ def reversed_rows(rows):
     return [row._replace(before=row.after, after=row.before) for row in rows]
 
 
-def power_on(tour: Tour) -> None:
-    tour.chapter("Morning: a new gateway is switched on")
+def start_up(walkthrough: Walkthrough) -> None:
+    walkthrough.section("First starts")
     for count in ("first", "second", "third"):
         device.cut_power()
-        with tour.step(f"The {count} start (l3ctl init)"):
+        with walkthrough.step(f"The {count} start (l3ctl init)"):
             device.l3ctl("init")
         saved = sorted(name for name in os.listdir(device.STORE) if name.startswith("firewall"))
         print(f"    rule sets saved so far: {', '.join(saved)}")
-    with tour.step("The Internet comes up on wan3 (l3ctl wan update wan3)"):
+    with walkthrough.step("The Internet comes up on wan3 (l3ctl wan update wan3)"):
         device.l3ctl("wan", "update", "wan3")
 
 
-def settle_in(tour: Tour) -> None:
-    tour.chapter("The family settles in: examples/home.json")
+def apply_settings(walkthrough: Walkthrough) -> None:
+    walkthrough.section("Settings: examples/home.json")
     settings = home_settings()
-    print(f"  It is {time.strftime('%H:%M', time.gmtime())} UTC. For this show,")
+    print(f"  It is {time.strftime('%H:%M', time.gmtime())} UTC. The spans are moved to the present:")
     shut, free = (entry["active"] for entry in settings["mac_filter"]["devices"])
-    print(f"    games.example.com and the tablet are shut off {shut},")
+    print(f"    games.example.com and the tablet are blocked {shut},")
     print(f"    videos.example.net and the console            {free}.")
 
     def change():
-        with tour.step("Applying the settings (l3ctl apply)"):
+        with walkthrough.step("Applying the settings (l3ctl apply)"):
             device.apply(settings)
         rules.forget_connections()
-        print("  The rules that came of it:")
-        tour.show_rules(*_SHOWN)
+        print("  The rules:")
+        walkthrough.show_rules(*_SHOWN)
 
-    tour.prove([*HOUSE, LODGER, GUEST], change)
+    walkthrough.prove([*EXPECTED, REFUSED_LEASE, GIVEN_LEASE], change)
 
 
-def power_cut(tour: Tour) -> None:
-    tour.chapter("Noon: the power fails, the gateway starts again")
+def power_cut(walkthrough: Walkthrough) -> None:
+    walkthrough.section("A power cut")
     device.cut_power()
 
     def change():
-        with tour.step("Starting (l3ctl init, l3ctl wan update wan3)"):
+        with walkthrough.step("Starting (l3ctl init, l3ctl wan update wan3)"):
             device.l3ctl("init")
             device.l3ctl("wan", "update", "wan3")
 
     # The DHCP filter alone does not come back with a start: it waits to be set again.
-    tour.prove([*HOUSE, LODGER._replace(after=True, stopped_by=None), GUEST], change)
+    walkthrough.prove([*EXPECTED, REFUSED_LEASE._replace(after=True, stopped_by=None), GIVEN_LEASE], change)
 
 
-def move_internet(tour: Tour) -> None:
-    tour.chapter("Afternoon: the Internet moves from wan3 to wan4")
+def move_internet(walkthrough: Walkthrough) -> None:
+    walkthrough.section("The Internet moves from wan3 to wan4")
     remote_desktop = Rule("forward_ext_ds_ip", "dpt:3389")
     chain = "input_ext_local_access_ex"
 
     def change():
-        with tour.step("Moving (default route, l3ctl wan clear, l3ctl wan update wan4)"):
+        with walkthrough.step("Moving (default route, l3ctl wan clear, l3ctl wan update wan4)"):
             device.move_internet_to("wan4")
             device.l3ctl("wan", "clear")
             device.l3ctl("wan", "update", "wan4")
 
-    tour.prove(
+    walkthrough.prove(
         [
             Row("tcp from wan to lan port 3389", False, True, remote_desktop),
             Row("tcp from other to lan port 3389", True, False, remote_desktop),
@@ -153,19 +153,19 @@ def move_internet(tour: Tour) -> None:
     )
 
 
-def close_management(tour: Tour) -> None:
-    tour.chapter("Later: the operator closes telnet, and web requests are led to a page")
+def block_management(walkthrough: Walkthrough) -> None:
+    walkthrough.section("Telnet is blocked, web requests are redirected")
     telnet = Rule("input_ext_access_ctrl", "dpt:23")
     portal = Rule("forward_ext_captiveportal", "DROP")
     redirect = ("192.168.1.0/24", "203.0.113.2")
 
     def change():
-        with tour.step("Closing telnet (l3ctl access telnet block)"):
+        with walkthrough.step("Blocking telnet (l3ctl access telnet block)"):
             device.l3ctl("access", "telnet", "block")
-        with tour.step("Leading the LAN's web requests to one host (l3ctl page-jump add)"):
+        with walkthrough.step("Redirecting the LAN's web requests to one host (l3ctl page-jump add)"):
             device.l3ctl("page-jump", "add", *redirect)
 
-    tour.prove(
+    walkthrough.prove(
         [
             Row("tcp from lan to gateway port 23", True, False, telnet),
             Row("tcp from lan to gateway port 80", True, True, lands=("gateway", "gateway")),
@@ -174,46 +174,46 @@ def close_management(tour: Tour) -> None:
         ],
         change,
     )
-    with tour.step("Opening telnet, removing the redirection"):
+    with walkthrough.step("Allowing telnet, removing the redirection"):
         device.l3ctl("access", "telnet", "allow")
         device.l3ctl("page-jump", "remove", *redirect)
 
 
-def factory_reset(tour: Tour) -> None:
-    tour.chapter("Evening: back to the factory state")
+def factory_reset(walkthrough: Walkthrough) -> None:
+    walkthrough.section("Factory reset")
 
     def change():
-        with tour.step("Resetting (l3ctl reset --yes)"):
+        with walkthrough.step("Resetting (l3ctl reset --yes)"):
             device.l3ctl("reset", "--yes")
 
     # The gateway's Internet is wan4 by now: what came from wan3 passes already.
-    tour.prove(reversed_rows(row for row in HOUSE if "from wan" not in row.probe), change)
+    walkthrough.prove(reversed_rows(row for row in EXPECTED if "from wan" not in row.probe), change)
 
 
-_CHAPTERS = (
-    power_on,
-    settle_in,
+_SECTIONS = (
+    start_up,
+    apply_settings,
     power_cut,
     move_internet,
-    close_management,
+    block_management,
     factory_reset,
 )
 
 
 def main() -> int:
-    begun = time.monotonic()
+    started = time.monotonic()
     with Prober() as prober:
-        tour = Tour(prober)
+        walkthrough = Walkthrough(prober)
         try:
-            for chapter in _CHAPTERS:
-                chapter(tour)
+            for section in _SECTIONS:
+                section(walkthrough)
         except RuntimeError:
             pass
-    spent = time.monotonic() - begun
-    print(f"{tour.probes} packets sent in {spent:.1f} s, {len(tour.failures)} not as expected")
-    for failure in tour.failures:
+    spent = time.monotonic() - started
+    print(f"{walkthrough.probes} packets sent in {spent:.1f} s, {len(walkthrough.failures)} not as expected")
+    for failure in walkthrough.failures:
         print(f"  {failure}", file=sys.stderr)
-    return 1 if tour.failures or not tour.probes else 0
+    return 1 if walkthrough.failures or not walkthrough.probes else 0
 
 
 if __name__ == "__main__":

@@ -1,6 +1,6 @@
 /*
  * The fixed set of calls that every benchmark measures. A gateway is brought into the state that the
- * call finds by library calls alone, so that the same scene runs with commands that do nothing
+ * call finds by library calls alone, so that the same case runs with commands that do nothing
  * (instructions) and with real ones (wall time).
  */
 #pragma once
@@ -12,7 +12,7 @@
 
 namespace bench {
 
-struct Scene {
+struct Case {
   std::string name; /* "ip_filter 50": what is set, and how many entries it gets */
   std::function<void()> before;
   std::function<int32_t()> call;
@@ -20,7 +20,7 @@ struct Scene {
 
 /* Each filter set to 0, 10 and as many entries as it holds (at most 50), and set to what it is;
  * boot, switch on and factory reset with that many entries in every filter. */
-[[nodiscard]] std::vector<Scene> scenes();
+[[nodiscard]] std::vector<Case> cases();
 
 /* What a program of ours does first: the records and the master switch as they are stored. */
 void load_stored();

@@ -13,7 +13,7 @@ _DOWN_UDP = "udp from wan to lan port 5000"
 _UP6 = "udp6 from lan to wan port 2323"
 _DOWN6 = "udp6 from wan to tablet port 5000"
 
-_HOUSE = {
+_SAMPLE = {
     "ip_filter": {
         "enabled": True,
         "rules": [
@@ -83,7 +83,7 @@ class Starts(LabCase):
 
     def test_a_restart_brings_back_everything_but_the_dhcp_filter(self):
         self.assert_all_pass("before", _STOPPED_BY_ALL)
-        device.apply(_HOUSE)
+        device.apply(_SAMPLE)
         self.assert_effect(_STOPPED_BY_ALL)
         device.cut_power()
         self.assert_all_pass("without power", _STOPPED_BY_ALL)
@@ -93,7 +93,7 @@ class Starts(LabCase):
         self.assert_effect({**_STOPPED_BY_DISPATCHED, **_STOPPED_BY_HOOKED}, passing=[_DHCP])
 
     def test_ipv6_rules_come_from_their_save_file(self):
-        device.apply(_HOUSE)
+        device.apply(_SAMPLE)
         path = f"{device.STORE}/firewall6.conf"
         with open(path, encoding="utf-8") as file:
             saved = file.read()
@@ -106,7 +106,7 @@ class Starts(LabCase):
         self.assert_stopped(_UP6.replace("2323", "2324"), Rule(_US, "DROP", 6))
 
     def test_a_start_with_the_firewall_off_brings_no_rule_but_the_ipsec_ones(self):
-        device.apply({**_HOUSE, "ipsec_pass_through": False})
+        device.apply({**_SAMPLE, "ipsec_pass_through": False})
         device.apply({"firewall": {"enabled": False}})
         device.cut_power()
         device.l3ctl("init")
@@ -118,7 +118,7 @@ class Starts(LabCase):
 
 class Switch(LabCase):
     def test_off_opens_everything_and_on_shuts_it_again_but_for_dhcp(self):
-        device.apply(_HOUSE)
+        device.apply(_SAMPLE)
         self.assert_effect(_STOPPED_BY_ALL)
         device.l3ctl("firewall", "off")
         self.assert_all_pass("off", _STOPPED_BY_ALL)
@@ -126,7 +126,7 @@ class Switch(LabCase):
         self.assert_effect({**_STOPPED_BY_DISPATCHED, **_STOPPED_BY_HOOKED}, passing=[_DHCP])
 
     def test_the_portal_switch_is_the_whole_firewall(self):
-        device.apply(_HOUSE)
+        device.apply(_SAMPLE)
         device.l3ctl("portal", "off")
         self.assert_all_pass("off", _STOPPED_BY_ALL)
         device.l3ctl("portal", "on")
@@ -136,7 +136,7 @@ class Switch(LabCase):
         scan = "tcp flags ACK from wan to lan port 80"
         not_syn = "DROP 6 -- * * 0.0.0.0/0 0.0.0.0/0 tcp flags:!0x17/0x02"
         dropped = Rule("forward_ext_bad_tcp", not_syn)
-        device.apply(_HOUSE)
+        device.apply(_SAMPLE)
         device.l3ctl("level", "high")
         self.assert_effect({**_STOPPED_BY_DISPATCHED, scan: dropped})
         device.l3ctl("level", "low")
@@ -145,7 +145,7 @@ class Switch(LabCase):
         self.assert_all_pass("off", [*_STOPPED_BY_ALL, scan])
 
     def test_a_factory_reset_opens_everything_for_good(self):
-        device.apply({**_HOUSE, "port_scan_protection": True})
+        device.apply({**_SAMPLE, "port_scan_protection": True})
         self.assert_effect({**_STOPPED_BY_DISPATCHED, **_STOPPED_BY_HOOKED})
         device.l3ctl("reset", "--yes")
         self.assert_all_pass("reset", _STOPPED_BY_ALL)
@@ -162,7 +162,7 @@ class WanBinding(LabCase):
     _THERE = "udp from other to lan port 5000"
 
     def test_the_rules_follow_the_internet_to_its_new_interface(self):
-        device.apply(_HOUSE)
+        device.apply(_SAMPLE)
         by_rule = Rule(_DS, "dpt:5000")
         self.assert_effect({_DOWN_UDP: by_rule}, passing=[self._THERE])
         device.move_internet_to("wan4")
@@ -174,7 +174,7 @@ class WanBinding(LabCase):
         )
         self.assert_stopped(_UP6, Rule(_US, "dpt:2323", 6))
         self.assert_all_pass("no longer the Internet", [_DOWN6])
-        entry = {**_HOUSE["ip6_filter"]["rules"][1], "source": "2001:db8:2::2"}
+        entry = {**_SAMPLE["ip6_filter"]["rules"][1], "source": "2001:db8:2::2"}
         device.apply({"ip6_filter": {"enabled": True, "rules": [entry]}})
         self.assert_stopped("udp6 from other to tablet port 5000", Rule(_DS, "DROP", 6))
 
@@ -204,7 +204,7 @@ class OrderOfTheChains(LabCase):
     """ACCEPT is final: what an earlier chain lets pass, a later one never sees."""
 
     _DNS = "dns query for example.com from lan to wan"
-    _URL = {"url_filter": _HOUSE["url_filter"]}
+    _URL = {"url_filter": _SAMPLE["url_filter"]}
 
     def test_an_upstream_white_list_that_names_dns_bypasses_the_url_filter(self):
         device.apply(self._URL)
@@ -227,5 +227,5 @@ class OrderOfTheChains(LabCase):
 class TheBaseline(LabCase):
     def test_it_filters_nothing(self):
         self.assert_all_pass("baseline", _STOPPED_BY_ALL)
-        self.assertEqual(set(NOTHING) - set(_HOUSE), {"port_scan_protection", "ipsec_pass_through"})
+        self.assertEqual(set(NOTHING) - set(_SAMPLE), {"port_scan_protection", "ipsec_pass_through"})
         self.assertIn("l3_advance.dat", baseline().files)

@@ -1,4 +1,4 @@
-#include "scenes.hpp"
+#include "cases.hpp"
 
 #include <unistd.h>
 
@@ -62,7 +62,7 @@ struct Filter {
 
 /* From one entry to `entries`; 0 empties the list. */
 template <typename Region>
-Scene set_scene(const Filter<Region>& filter, int32_t entries) {
+Case set_case(const Filter<Region>& filter, int32_t entries) {
   Region image = filter.image(entries);
   Region earlier = filter.image(1);
   earlier.entries[0] = filter.image(2).entries[1];
@@ -72,7 +72,7 @@ Scene set_scene(const Filter<Region>& filter, int32_t entries) {
 }
 
 template <typename Region>
-Scene unchanged_scene(const Filter<Region>& filter) {
+Case unchanged_case(const Filter<Region>& filter) {
   Region image = filter.image(most_entries);
   return {std::string(filter.name) + " unchanged",
           [filter, image] { run_with([&] { *filter.stored = image; }); },
@@ -80,17 +80,17 @@ Scene unchanged_scene(const Filter<Region>& filter) {
 }
 
 template <typename Region>
-void add_filter(std::vector<Scene>& all, const Filter<Region>& filter) {
+void add_filter(std::vector<Case>& all, const Filter<Region>& filter) {
   for (const int32_t entries : {0, 10, most_entries}) {
-    Scene scene = set_scene(filter, entries);
-    if (all.empty() || all.back().name != scene.name) {
-      all.push_back(scene);
+    Case one = set_case(filter, entries);
+    if (all.empty() || all.back().name != one.name) {
+      all.push_back(one);
     }
   }
-  all.push_back(unchanged_scene(filter));
+  all.push_back(unchanged_case(filter));
 }
 
-void add_gateway(std::vector<Scene>& all, int32_t entries) {
+void add_gateway(std::vector<Case>& all, int32_t entries) {
   const std::string number = " " + std::to_string(entries);
   const auto settings = [entries] { fill_records(entries); };
   all.push_back({"boot" + number, [settings] { restart_with(settings); }, gl3_web_init_fw});
@@ -108,8 +108,8 @@ void load_stored() {
   get_firewall_rules_from_cfgfile();
 }
 
-std::vector<Scene> scenes() {
-  std::vector<Scene> all;
+std::vector<Case> cases() {
+  std::vector<Case> all;
   l3_fw_rules& v4 = fw_rules_table;
   l3_fw6_rules& v6 = fw6_rules_table;
   add_filter<l3_ip_filter>(all, {"ip_filter", ip_filter, gl3_web_set_firewall_cfg, &v4.ip_filter});

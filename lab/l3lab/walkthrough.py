@@ -1,11 +1,11 @@
-"""A guided tour: steps that say what they do, and tables that say what was expected and seen."""
+"""A demonstration: printed steps, and tables of what was expected and seen."""
 
 import contextlib
 import sys
 from typing import Callable, NamedTuple, Optional
 
-from l3lab import rules, table, words
-from l3lab.prober import PATIENCE_FOR_PASS, PATIENCE_FOR_STOP, Prober
+from l3lab import rules, table, probe_grammar
+from l3lab.prober import PASS_TIMEOUT, STOP_TIMEOUT, Prober
 from l3lab.rules import Rule
 
 
@@ -22,21 +22,21 @@ class Row(NamedTuple):
     lands: tuple[Optional[str], Optional[str]] = (None, None)
 
 
-class Sight(NamedTuple):
-    """What one sending showed, in the table's words."""
+class Observation(NamedTuple):
+    """The outcome of one probe, as the table prints it."""
 
     seen: str
     evidence: str
     as_expected: bool
 
 
-class Tour:
+class Walkthrough:
     def __init__(self, prober: Prober):
         self._prober = prober
         self.failures: list[str] = []
         self.probes = 0
 
-    def chapter(self, title: str) -> None:
+    def section(self, title: str) -> None:
         print(f"\n{title}\n{'=' * len(title)}", flush=True)
 
     @contextlib.contextmanager
@@ -77,12 +77,12 @@ class Tour:
             print(f"  {line}")
         print(flush=True)
 
-    def _send(self, row: Row, expected: bool, lands: Optional[str]) -> Sight:
+    def _send(self, row: Row, expected: bool, lands: Optional[str]) -> Observation:
         self.probes += 1
         rule = None if expected else row.stopped_by
         counted = rule.count() if rule else 0
-        patience = PATIENCE_FOR_PASS if expected else PATIENCE_FOR_STOP
-        outcome = words.send(self._prober, row.probe, patience=patience)
+        timeout = PASS_TIMEOUT if expected else STOP_TIMEOUT
+        outcome = probe_grammar.send(self._prober, row.probe, timeout=timeout)
         as_expected = outcome.passed == expected
         evidence = ""
         if rule:
@@ -92,10 +92,10 @@ class Tour:
         elif lands:
             evidence = f"lands on {outcome.at}"
             as_expected = as_expected and outcome.at == lands
-        return Sight(_word(outcome.passed), evidence, as_expected)
+        return Observation(_word(outcome.passed), evidence, as_expected)
 
 
-def _evidence(first: Sight, then: Sight) -> str:
+def _evidence(first: Observation, then: Observation) -> str:
     return ", then ".join(filter(None, (first.evidence, then.evidence)))
 
 
