@@ -46,7 +46,7 @@ struct Sample {
 
 constexpr int fewest_rounds = 5;
 
-const bench::Case& scene_named(const std::string& name) {
+const bench::Case& case_named(const std::string& name) {
   static const std::vector<bench::Case> all = bench::cases();
   const auto found =
       std::find_if(all.begin(), all.end(), [&](const auto& one) { return one.name == name; });
@@ -92,7 +92,7 @@ void run_baseline(const bench::GatewayState& state) {
 
 void run_step(const bench::GatewayState& state, const Words& step) {
   if (step[0] == "call") {
-    scene_named(step[1]).call();
+    case_named(step[1]).call();
   } else if (step[0] == "baseline") {
     run_baseline(state);
   } else {
@@ -153,7 +153,7 @@ int main(int count, char** arguments) {
       puts(one.name.c_str());
     }
   } else if (count == 4 && words[0] == "prepare") {
-    bench::prepare(scene_named(words[1]), words[2]);
+    bench::prepare(case_named(words[1]), words[2]);
   } else if (count == 3 && words[0] == "restore") {
     bench::GatewayState(words[1]).restore();
   } else if (count == 5 && words[0] == "time") {
