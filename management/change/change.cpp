@@ -95,7 +95,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   }
   remove_stale_temporaries();
   signals_.block();
-  // Stored files hold private data, and saved rules are executed: for root alone, also what tools write.
+  // Stored files hold private data, and saved rules are executed: root-only, also what tools write.
   umask(077);
   if (on_failure == OnFailure::rollback) {
     snapshot_.emplace(platform_calls);

@@ -191,7 +191,7 @@ void judge_values(std::string_view image, Findings& findings) {
       judge_list(section, image, findings);
     }
   }
-  judge_by_reader(image, findings);
+  check_by_reader(image, findings);
   judge_end(image, findings);
 }
 

@@ -19,7 +19,7 @@ void judge_list(const StoredSection& section, std::string_view image,
                 std::vector<StoredFinding>& findings);
 
 /* Values that no settings file can express, decided by the reader of settings files. */
-void judge_by_reader(std::string_view image, std::vector<StoredFinding>& findings);
+void check_by_reader(std::string_view image, std::vector<StoredFinding>& findings);
 
 /* A finding that setting the section anew puts right. No call sets the parts of a record that belong
  * to no section. */

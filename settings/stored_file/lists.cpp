@@ -172,7 +172,7 @@ void judge_list(const StoredSection& section, std::string_view image, Findings& 
   judge_behind_count(section, image, findings);
 }
 
-void judge_by_reader(std::string_view image, Findings& findings) {
+void check_by_reader(std::string_view image, Findings& findings) {
   const Reading reading = read(write(settings_of(image)), Origin::stored);
   for (const Problem& error : reading.errors) {
     const size_t offset = offset_of(error.path);
