@@ -1,5 +1,5 @@
 /*
- * transaction CASE: the case's call with the executor that makes all rule edits at once, as l3ctl
+ * bench_transaction CASE: the case's call with the executor that makes all rule edits at once, as l3ctl
  * does it, from its own start to its end.
  */
 #include <algorithm>
@@ -29,7 +29,7 @@ int run(const bench::Case& one) {
 
 int main(int count, char** arguments) {
   if (!executor::system_executor().is_interposed(str_system)) {
-    fputs("transaction: the library does not run this program's system()\n", stderr);
+    fputs("bench_transaction: the library does not run this program's system()\n", stderr);
     return 1;
   }
   const std::vector<bench::Case> all = bench::cases();
@@ -37,7 +37,7 @@ int main(int count, char** arguments) {
     return count == 2 && one.name == arguments[1];
   });
   if (found == all.end()) {
-    fputs("usage: transaction CASE\n", stderr);
+    fputs("usage: bench_transaction CASE\n", stderr);
     return 2;
   }
   return run(*found);

@@ -55,7 +55,7 @@ def competitors_of(folder, case, backend):
         (folder / f"after{family}").write_text(expected[family])
     if case:
         made["library"] = [["call", case]]
-        made["transaction"] = [["run", BUILD / "transaction", case]]
+        made["transaction"] = [["run", BUILD / "bench_transaction", case]]
     made["shell script"] = [["run", "sh", lines.write_script(folder)]]
     made["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
     made["ferm"] = [others.ferm(folder)]
