@@ -17,6 +17,7 @@
 #include "management/system/atomic_file.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/find_tool.hpp"
+#include "management/system/journal.hpp"
 
 namespace l3ctl {
 
@@ -128,10 +129,20 @@ int show_rules(const Context& context, const Look& look) {
   return exit_done;
 }
 
+void tell_journal_of(const std::vector<Drift>& found) {
+  if (!found.empty()) {
+    tell_journal(Event::drift_found, "rules are not as set: " + in_words(found.front()),
+                 {{"L3_DRIFT", std::to_string(found.size())},
+                  {"L3_SECTION", found.front().origin.section},
+                  {"L3_ENTRY", found.front().origin.path}});
+  }
+}
+
 int check(const Context& context) {
   warn_of_stored_damage();
   const RuleComparison comparison = compare_rules(context);
   const std::vector<Drift> found = drifts(comparison);
+  tell_journal_of(found);
   if (context.json) {
     print_json(
         {{"follows", found.empty()}, {"drift", drifts_json(found)}, {"notes", comparison.notes}});
