@@ -46,9 +46,6 @@ class Executor {
   /* What a transaction does at a refused edit; `stop` unless set. The edits that it holds stay. */
   void set_on_refusal(OnRefusal on_refusal);
 
-  /* How a rollback compares rules, which can be spelled in several ways; by their text unless set. */
-  void set_normal_form(NormalForm normal_form) { snapshots_.set_normal_form(normal_form); }
-
   /* In the mode execute too, a table is read before the first line that may change it. */
   void keep_snapshots() { keeps_snapshots_ = true; }
 

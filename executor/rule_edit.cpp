@@ -87,21 +87,6 @@ bool makes_sense(const RuleEdit& edit) {
   }
 }
 
-/* In double quotes a backslash takes its meaning from any character. */
-std::string quoted(const std::string& word) {
-  if (is_plain_word(word)) {
-    return word;
-  }
-  std::string text = "\"";
-  for (const char c : word) {
-    if (c == '"' || c == '\\') {
-      text += '\\';
-    }
-    text += c;
-  }
-  return text + '"';
-}
-
 std::string in_hex(const std::string& bytes) {
   constexpr char digits[] = "0123456789abcdef";
   std::string text = "|";
@@ -114,6 +99,10 @@ std::string in_hex(const std::string& bytes) {
 }
 
 }  // namespace
+
+Family family_of(const Table& table) {
+  return table.tool == "ip6tables" ? Family::ipv6 : Family::ipv4;
+}
 
 std::optional<RuleEdit> rule_edit(std::string_view line) {
   const auto words = shell_words(line);
@@ -169,7 +158,7 @@ std::string restore_line(const RuleEdit& edit) {
       text.replace(text.size() - std::string_view("--string").size(), std::string::npos,
                    "--hex-string " + in_hex(word));
     } else {
-      text += ' ' + quoted(word);
+      text += ' ' + quoted_for_restore(word);
     }
     is_match_string = word == "--string";
   }

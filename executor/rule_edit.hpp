@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "executor/rule.hpp"
+
 namespace executor {
 
 /* One table of one address family. */
@@ -15,6 +17,8 @@ struct Table {
   std::string name; /* filter, nat */
   auto operator<=>(const Table&) const = default;
 };
+
+[[nodiscard]] Family family_of(const Table& table);
 
 /* One change of a chain: -A, -D, -F, -I or -N. */
 struct RuleEdit {

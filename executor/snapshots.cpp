@@ -160,19 +160,19 @@ std::string Snapshots::rollback(const Table& table) {
 
 /* Nothing where a read failed that this needs. */
 std::optional<TableChange> Snapshots::change(const Table& table, const Snapshot& snapshot) const {
-  auto before = snapshot.rules ? saved_chains(table, *snapshot.rules, normal_form_) : std::nullopt;
+  auto before = snapshot.rules ? saved_chains(table, *snapshot.rules) : std::nullopt;
   if (!before) {
     return std::nullopt;
   }
-  TableChange change(table, std::move(*before), normal_form_);
+  TableChange change(table, std::move(*before));
   for (const auto& step : snapshot.steps) {
     if (const auto* edit = std::get_if<RuleEdit>(&step)) {
       change.add(*edit);
       continue;
     }
     const auto& difference = std::get<Difference>(step);
-    const auto earlier = saved_chains(table, difference.earlier, normal_form_);
-    const auto later = saved_chains(table, difference.later, normal_form_);
+    const auto earlier = saved_chains(table, difference.earlier);
+    const auto later = saved_chains(table, difference.later);
     if (!earlier || !later) {
       return std::nullopt;
     }
@@ -187,7 +187,7 @@ std::string Snapshots::undo(const Table& table, const TableChange& change) const
   std::string chains;
   for (int attempt = 0; attempt <= attempts; ++attempt) {
     const auto rules = checked_rules(table, executor::run(save_command(table)), problem);
-    const auto now = rules ? saved_chains(table, *rules, normal_form_) : std::nullopt;
+    const auto now = rules ? saved_chains(table, *rules) : std::nullopt;
     if (!now) {
       continue;
     }

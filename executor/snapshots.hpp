@@ -22,9 +22,6 @@ class Snapshots {
  public:
   explicit Snapshots(LineRunner& runner) : runner_(runner) {}
 
-  /* How a rollback compares rules; by their text if this is never called. */
-  void set_normal_form(NormalForm normal_form) { normal_form_ = normal_form; }
-
   /* Starts to read the table, unless that was done before. */
   void start_reading(const Table& table);
 
@@ -71,7 +68,6 @@ class Snapshots {
 
   LineRunner& runner_;
   std::map<Table, Snapshot> tables_;
-  NormalForm normal_form_ = [](const std::string&, const std::string& rule) { return rule; };
 };
 
 /* The names of a table's chains in its saved rules. */

@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <utility>
 
+#include "executor/rule.hpp"
 #include "executor/sequence_diff.hpp"
+#include "executor/words.hpp"
 
 namespace executor {
 
@@ -34,18 +36,23 @@ void add_chain(SavedChains& chains, std::string_view line) {
 }
 
 /* "[0:0] -A FORWARD -j DROP" */
-void add_rule(SavedChains& chains, const Table& table, std::string_view line, NormalForm form) {
-  const std::size_t start = line.find("-A ");
-  if (start == std::string_view::npos) {
-    return;
+bool add_rule(SavedChains& chains, const Table& table, std::string_view line) {
+  const std::size_t start = line.starts_with('[') ? line.find(' ') + 1 : 0;
+  if (!line.substr(start).starts_with("-A ") || !words_of(line, Quoting::saved)) {
+    return false;
   }
   const std::size_t name = start + std::string_view("-A ").size();
   const std::size_t rest = std::min(line.find(' ', name), line.size());
   const std::string rule(line.substr(start));
-  chains[std::string(line.substr(name, rest - name))].rules.push_back(
+  const auto chain = chains.find(std::string(line.substr(name, rest - name)));
+  if (chain == chains.end()) {
+    return false;
+  }
+  chain->second.rules.push_back(
       {.text = std::string(line.substr(rest)),
-       .key = form(table.tool, rule),
+       .key = rule_key(family_of(table), rule),
        .counters = std::string(line.substr(0, start == 0 ? 0 : start - 1))});
+  return true;
 }
 
 /* The places of equal rules, in order. */
@@ -221,8 +228,7 @@ bool is_used(const SavedChains& chains, const std::string& name) {
 
 }  // namespace
 
-std::optional<SavedChains> saved_chains(const Table& table, std::string_view saved,
-                                        NormalForm normal_form) {
+std::optional<SavedChains> saved_chains(const Table& table, std::string_view saved) {
   SavedChains chains;
   bool is_complete = false;
   for (std::size_t at = 0; at < saved.size();) {
@@ -232,8 +238,9 @@ std::optional<SavedChains> saved_chains(const Table& table, std::string_view sav
       add_chain(chains, line);
     } else if (line == "COMMIT") {
       is_complete = true;
-    } else if (!line.empty() && line[0] != '#' && line[0] != '*') {
-      add_rule(chains, table, line, normal_form);
+    } else if (!line.empty() && line[0] != '#' && line[0] != '*' &&
+               !add_rule(chains, table, line)) {
+      return std::nullopt;
     }
     at = end + 1;
   }
@@ -255,11 +262,12 @@ void TableChange::add(const RuleEdit& edit) {
       }
       break;
     case 'D':
-      remove(edit.chain,
-             {.text = {}, .key = normal_form_(table_.tool, restore_line(as_rule)), .counters = {}});
+      remove(
+          edit.chain,
+          {.text = {}, .key = rule_key(family_of(table_), restore_line(as_rule)), .counters = {}});
       break;
     default:
-      edited.added.insert(normal_form_(table_.tool, restore_line(as_rule)));
+      edited.added.insert(rule_key(family_of(table_), restore_line(as_rule)));
   }
 }
 

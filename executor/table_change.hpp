@@ -29,13 +29,9 @@
 
 namespace executor {
 
-/* A rule in a form that is the same for every spelling of it: as a command line has it, and as the
- * tool's save prints it. `rule` begins with "-A CHAIN". */
-using NormalForm = std::string (*)(const std::string& tool, const std::string& rule);
-
 struct SavedRule {
   std::string text;     /* what follows "-A CHAIN", with its leading space */
-  std::string key;      /* its normal form */
+  std::string key;      /* equal for equal rules, see rule.hpp */
   std::string counters; /* "[12:840]", packets and bytes */
 };
 
@@ -47,9 +43,9 @@ struct SavedChain {
 
 using SavedChains = std::map<std::string, SavedChain>;
 
-/* The chains in a table's saved rules (with counters); nothing where the text is not complete. */
-[[nodiscard]] std::optional<SavedChains> saved_chains(const Table& table, std::string_view saved,
-                                                      NormalForm normal_form);
+/* The chains in a table's saved rules (with counters). Nothing if the text is not complete, or if a line
+ * is not understood. */
+[[nodiscard]] std::optional<SavedChains> saved_chains(const Table& table, std::string_view saved);
 
 /* How to undo a change. */
 struct Undo {
@@ -61,8 +57,8 @@ struct Undo {
 
 class TableChange {
  public:
-  TableChange(Table table, SavedChains before, NormalForm normal_form)
-      : table_(std::move(table)), before_(std::move(before)), normal_form_(normal_form) {}
+  TableChange(Table table, SavedChains before)
+      : table_(std::move(table)), before_(std::move(before)) {}
 
   /* The transaction hands this edit to a tool. */
   void add(const RuleEdit& edit);
@@ -92,7 +88,6 @@ class TableChange {
 
   Table table_;
   SavedChains before_;
-  NormalForm normal_form_;
   std::map<std::string, Edited> edited_;
 };
 

@@ -14,7 +14,6 @@
 #include "l3_advance/firewall.h"
 #include "l3_advance/shell_command.h"
 #include "management/error.hpp"
-#include "management/rules/rule.hpp"
 #include "management/store/paths.hpp"
 #include "management/system/atomic_file.hpp"
 #include "transaction/platform_calls.hpp"
@@ -157,7 +156,6 @@ void Session::start() {
   for (const std::string_view beginning : allowed_failures) {
     executor_.allow_failure(beginning);
   }
-  executor_.set_normal_form(management::normal_form);
   executor_.set_mode(executor::Mode::transaction);
 }
 

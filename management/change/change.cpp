@@ -21,7 +21,6 @@
 #include "management/error.hpp"
 #include "management/remedy.hpp"
 #include "management/rules/expected_rules.hpp"
-#include "management/rules/rule.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/escape.hpp"
@@ -104,7 +103,6 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   if (!accepted.allow_unsafe_text) {
     reject_unsafe_text(stored_);
   }
-  executor::system_executor().set_normal_form(normal_form);
   if (snapshot_) {
     snapshot_->add_loaded();
     executor::system_executor().keep_snapshots();

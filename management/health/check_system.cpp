@@ -10,6 +10,7 @@
 
 #include "executor/process.hpp"
 #include "executor/system.hpp"
+#include "executor/words.hpp"
 #include "l3_advance/shell_command.h"
 #include "management/health/health.hpp"
 #include "management/system/find_tool.hpp"
@@ -47,22 +48,13 @@ std::string version_of(const char* tool) {
   return space == std::string::npos ? line : line.substr(space + 1);
 }
 
-std::vector<std::string> words_of(const char* line) {
-  std::istringstream stream(line);
-  std::vector<std::string> words;
-  for (std::string word; stream >> word;) {
-    words.push_back(word);
-  }
-  return words;
-}
-
 /* In a network of its own: tries every kind, and says a line for each that is refused. */
 std::string refused_kinds() {
   // The lock of the real tables is not needed for tables that nobody else sees.
   setenv("XTABLES_LOCKFILE", "/dev/null", 1);
   std::string refused;
   for (const auto& kind : kinds) {
-    if (executor::run(words_of(kind.rule)).status != 0) {
+    if (executor::run(*executor::shell_words(kind.rule)).status != 0) {
       refused += std::string(kind.name) + "\n";
     }
   }
@@ -75,8 +67,7 @@ std::string refused_kinds() {
     status = errno;
   } else {
     const std::string refused = refused_kinds();
-    const ssize_t written = write(answer, refused.data(), refused.size());
-    status = written == static_cast<ssize_t>(refused.size()) ? 0 : EIO;
+    status = executor::write_all(answer, refused) ? 0 : EIO;
   }
   _exit(status);
 }

@@ -1,50 +1,18 @@
-/*
- * A rule of the packet filter in normal form, so that two ways of writing it can be compared: a command
- * line of the library, and what iptables-save prints of it once it stands in the kernel.
- *
- *   as written           as saved                                  normal form
- *   -p all               nothing                                   nothing
- *   -s 192.168.1.10      -s 192.168.1.10/32                        source 192.168.1.10
- *   -d 203.0.113.77/25   -d 203.0.113.0/25                         destination 203.0.113.0/25
- *   -s 0.0.0.0/0         nothing                                   nothing
- *   -s ::                -s ::/128                                 source ::
- *   --dport 80:80        -m tcp --dport 80                         dport 80
- *   ! --syn              ! --tcp-flags FIN,SYN,RST,ACK SYN         the same, flags in one order
- *   --string "\3abc"     --hex-string "|03616263|"                 string, its bytes
- *   --timestart 8:5      --timestart 08:05:00                      timestart 08:05
- *   (nothing)            --datestop 2038-01-19T03:14:07            nothing
- *   --limit 1/s          --limit 1/sec                             limit 1/sec
- *   --to 192.168.1.1     --to-destination 192.168.1.1              to-destination 192.168.1.1
- */
+/* Rules of the packet filter (executor/rule.hpp), and how they are worded. */
 #pragma once
 
-#include <cstdint>
-#include <map>
 #include <string>
-#include <vector>
+
+#include "executor/rule.hpp"
 
 namespace management {
 
-enum class Family : uint8_t { ipv4, ipv6 };
+using executor::Family;
+using executor::parse_rule;
+using executor::Rule;
 
 /* "IPv4" and "IPv6". */
 const char* family_name(Family family);
-
-struct Rule {
-  std::string chain;
-  std::string target; /* DROP, ACCEPT, LOG, a chain, ...; empty for a rule that only counts */
-  /* Option, without its dashes and with "! " in front where it is negated, and value. */
-  std::multimap<std::string, std::string> options;
-
-  [[nodiscard]] bool operator==(const Rule&) const = default;
-};
-
-/* Takes "iptables -A chain ..." or "-A chain ...", with words quoted as by sh or by iptables-save. */
-Rule parse_rule(Family family, const std::string& line);
-
-/* The rule of a line for iptables or ip6tables as one text, the same for every spelling of it; its chain
- * is left out. */
-std::string normal_form(const std::string& tool, const std::string& line);
 
 /* Whether no packet can meet it: one with an open IPv6 address, which stands for "::" itself. */
 bool matches_nothing(const Rule& rule);

@@ -85,6 +85,10 @@ std::string take_span(Rule& rule) {
 
 }  // namespace
 
+const char* family_name(Family family) {
+  return family == Family::ipv4 ? "IPv4" : "IPv6";
+}
+
 std::string in_words(const Rule& rule) {
   Rule rest = rule;
   const auto is_upper = [](unsigned char c) { return c < 'a' || c > 'z'; };

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "executor/process.hpp"
 #include "management/error.hpp"
 #include "management/store/paths.hpp"
 #include "management/system/atomic_file.hpp"
@@ -42,7 +43,7 @@ bool write_over(const std::string& path, std::string_view bytes) {
   if (file == -1) {
     return false;
   }
-  const bool is_written = write(file, bytes.data(), bytes.size()) == std::ssize(bytes) &&
+  const bool is_written = executor::write_all(file, bytes) &&
                           ftruncate(file, std::ssize(bytes)) == 0 && fsync(file) == 0;
   close(file);
   return is_written;

@@ -13,6 +13,7 @@
 #include <limits>
 #include <utility>
 
+#include "executor/process.hpp"
 #include "management/error.hpp"
 
 namespace management {
@@ -98,17 +99,6 @@ bool read_bytes(int fd, size_t largest, std::string& bytes) {
     if (got > 0) {
       bytes.append(buffer, static_cast<size_t>(got));
     }
-  }
-  return true;
-}
-
-bool write_bytes(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t put = write(fd, bytes.data(), bytes.size());
-    if (put == -1 && errno != EINTR) {
-      return false;
-    }
-    bytes.remove_prefix(put > 0 ? static_cast<size_t>(put) : 0);
   }
   return true;
 }
@@ -255,7 +245,7 @@ void write_atomically(const std::string& file, std::string_view bytes, mode_t mo
   const SignalsOff until_the_end;
   Temporary temporary(place);
   const int fd = temporary.fd();
-  if (fd == -1 || fchmod(fd, mode) != 0 || !write_bytes(fd, bytes) || fsync(fd) != 0 ||
+  if (fd == -1 || fchmod(fd, mode) != 0 || !executor::write_all(fd, bytes) || fsync(fd) != 0 ||
       !reads_back(fd, bytes) || !temporary.take_place(place)) {
     give_up(file, "written");
   }
@@ -298,7 +288,7 @@ void write_world_readable(const std::string& file, std::string_view bytes) {
     return;
   }
   const Descriptor into(is_output ? STDOUT_FILENO : open(file.c_str(), O_WRONLY | O_CLOEXEC));
-  if (into.number() == -1 || !write_bytes(into.number(), bytes)) {
+  if (into.number() == -1 || !executor::write_all(into.number(), bytes)) {
     give_up(file, "written");
   }
 }

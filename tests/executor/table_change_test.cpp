@@ -10,25 +10,16 @@ using executor::TableChange;
 
 const executor::Table filter = {"iptables", "filter"};
 
-/* Like the real one it does not see that "-m tcp" is printed for "-p tcp". */
-std::string normal_form(const std::string&, const std::string& rule) {
-  std::string text = rule;
-  const std::string implied = " -m tcp";
-  if (const auto at = text.find(implied); at != std::string::npos) {
-    text.erase(at, implied.size());
-  }
-  return text;
-}
-
 SavedChains table(const std::string& rules) {
+  const std::string fresh = rules.find("-A fresh") == std::string::npos ? "" : ":fresh - [0:0]\n";
   return *executor::saved_chains(
-      filter, ":FORWARD ACCEPT [3:30]\n:own - [0:0]\n" + rules + "COMMIT\n", normal_form);
+      filter, ":FORWARD ACCEPT [3:30]\n:own - [0:0]\n" + fresh + rules + "COMMIT\n");
 }
 
 /* The edits that undo these lines, between what the table was and what it is. */
 std::string undo(const std::string& before, const std::vector<std::string>& lines,
                  const std::string& now) {
-  TableChange change(filter, table(before), normal_form);
+  TableChange change(filter, table(before));
   for (const std::string& line : lines) {
     change.add(executor::rule_edit(line).value());
   }
@@ -42,8 +33,16 @@ const std::string foreign = "[9:90] -A own -j foreign\n";
 
 }  // namespace
 
+TEST(TableChange, TextThatIsNotUnderstoodHasNoChains) {
+  const std::string chains = ":own - [0:0]\n";
+  for (const char* line :
+       {"[0:0] -A other -j DROP\n", "[0:0] -A own --comment \"open\n", "odd\n"}) {
+    EXPECT_FALSE(executor::saved_chains(filter, chains + line + "COMMIT\n")) << line;
+  }
+}
+
 TEST(TableChange, TextThatEndsTooEarlyHasNoChains) {
-  EXPECT_FALSE(executor::saved_chains(filter, "*filter\n:FORWARD ACCEPT [0:0]\n", normal_form));
+  EXPECT_FALSE(executor::saved_chains(filter, "*filter\n:FORWARD ACCEPT [0:0]\n"));
 }
 
 TEST(TableChange, AFlushIsUndoneWithItsCounters) {
@@ -56,8 +55,11 @@ TEST(TableChange, EditsThatWereNotMadeNeedNoUndoing) {
 }
 
 TEST(TableChange, AnAdditionIsFoundInAnySpelling) {
-  EXPECT_EQ(undo("", {"iptables -A own -p tcp -j C"}, "[0:0] -A own -p tcp -m tcp -j C\n"),
-            "-D own -p tcp -m tcp -j C\n");
+  EXPECT_EQ(undo("", {"iptables -A own -p tcp --dport 8:8 -j C"},
+                 "[0:0] -A own -p tcp -m tcp --dport 8 -j C\n"),
+            "-D own -p tcp -m tcp --dport 8 -j C\n");
+  // A module without an option makes another rule.
+  EXPECT_EQ(undo("", {"iptables -A own -p tcp -j C"}, "[0:0] -A own -p tcp -m tcp -j C\n"), "");
 }
 
 TEST(TableChange, ADeletedRuleComesBackInItsPlace) {
@@ -123,19 +125,17 @@ TEST(TableChange, AChainThatStoodBeforeIsNotCreated) {
 }
 
 TEST(TableChange, RulesOfAChainThatOthersDeletedCannotComeBack) {
-  TableChange change(filter, table(a), normal_form);
+  TableChange change(filter, table(a));
   change.add(executor::rule_edit("iptables -F own").value());
-  const auto undo =
-      change.undo(*executor::saved_chains(filter, ":FORWARD ACCEPT [0:0]\nCOMMIT\n", normal_form));
+  const auto undo = change.undo(*executor::saved_chains(filter, ":FORWARD ACCEPT [0:0]\nCOMMIT\n"));
   EXPECT_EQ(undo.edits, "");
   EXPECT_EQ(undo.impossible, std::set<std::string>{"own"});
 }
 
 TEST(TableChange, AWholeTableThatALineReplacedComesBack) {
-  TableChange change(filter, table(a + "[0:0] -A FORWARD -j own\n"), normal_form);
+  TableChange change(filter, table(a + "[0:0] -A FORWARD -j own\n"));
   const auto later = *executor::saved_chains(
-      filter, ":FORWARD DROP [0:0]\n:fresh - [0:0]\n[0:0] -A FORWARD -j fresh\nCOMMIT\n",
-      normal_form);
+      filter, ":FORWARD DROP [0:0]\n:fresh - [0:0]\n[0:0] -A FORWARD -j fresh\nCOMMIT\n");
   change.add_difference(table(a + "[0:0] -A FORWARD -j own\n"), later);
   EXPECT_EQ(change.undo(later).edits,
             ":own - [0:0]\n:FORWARD ACCEPT [3:30]\n-D FORWARD -j fresh\n[0:0] -I FORWARD 1 -j own\n"
@@ -143,7 +143,7 @@ TEST(TableChange, AWholeTableThatALineReplacedComesBack) {
 }
 
 TEST(TableChange, ARuleThatOthersAddedBeforeALineTookItComesBack) {
-  TableChange change(filter, table(a), normal_form);
+  TableChange change(filter, table(a));
   change.add(executor::rule_edit("iptables -A own -j C").value());
   change.add_difference(table(a + c + foreign), table(a));
   EXPECT_EQ(change.undo(table(a)).edits, "[9:90] -I own 2 -j foreign\n");

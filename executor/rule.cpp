@@ -1,4 +1,4 @@
-#include "management/rules/rule.hpp"
+#include "executor/rule.hpp"
 
 #include <arpa/inet.h>
 
@@ -9,49 +9,11 @@
 #include <cstring>
 #include <string_view>
 
-namespace management {
+#include "executor/words.hpp"
+
+namespace executor {
 
 namespace {
-
-struct Word {
-  std::string text;
-  bool is_quoted = false; /* then it is a value, whatever it begins with */
-};
-
-/* The quoted part of a word, from behind its quote; moves `at` behind the closing one. */
-std::string quoted_part(const std::string& line, size_t& at) {
-  std::string text;
-  for (; at < line.size() && line[at] != '"'; ++at) {
-    if (line[at] == '\\' && at + 1 < line.size() &&
-        std::strchr("\"\\$`'", line[at + 1]) != nullptr) {
-      ++at;
-    }
-    text += line[at];
-  }
-  ++at;
-  return text;
-}
-
-std::vector<Word> words_of(const std::string& line) {
-  std::vector<Word> words;
-  for (size_t at = 0; at < line.size();) {
-    if (line[at] == ' ') {
-      ++at;
-      continue;
-    }
-    Word word;
-    while (at < line.size() && line[at] != ' ') {
-      if (line[at] == '"') {
-        word.is_quoted = true;
-        word.text += quoted_part(line, ++at);
-      } else {
-        word.text += line[at++];
-      }
-    }
-    words.push_back(word);
-  }
-  return words;
-}
 
 constexpr struct {
   std::string_view written;
@@ -74,8 +36,7 @@ std::string name_of(const std::string& option) {
   return option.substr(std::min(option.size(), option.find_first_not_of('-')));
 }
 
-/* What stands in a rule without a meaning of its own: modules that follow from their options, and
- * values that the packet filter takes anyway. */
+/* Values that the packet filter takes anyway, and modules that follow from their options. */
 constexpr struct {
   std::string_view name;
   std::string_view value;
@@ -90,14 +51,25 @@ constexpr struct {
     {"match", "conntrack"}, {"datestop", "2038-01-19T03:14:07"},
 };
 
+/* Options for which the tools load the module of the protocol, without "-m". */
+constexpr std::string_view protocol_options[] = {"sport", "dport", "tcp-flags", "icmp-type",
+                                                 "icmpv6-type"};
+
+bool is_number(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 /* An address with its prefix length; none where the prefix is that of a single address, and nothing
  * where it takes in every address. A text that is no address stays as it is. */
 std::string address(Family family, const std::string& text) {
   const int kind = family == Family::ipv4 ? AF_INET : AF_INET6;
   const unsigned width = family == Family::ipv4 ? 32 : 128;
-  const size_t slash = text.find('/');
+  const std::size_t slash = text.find('/');
   std::array<unsigned char, 16> bytes = {};
   if (inet_pton(kind, text.substr(0, slash).c_str(), bytes.data()) != 1) {
+    return text;
+  }
+  if (slash != std::string::npos && !is_number(std::string_view(text).substr(slash + 1))) {
     return text;
   }
   const unsigned length =
@@ -119,12 +91,12 @@ std::string address(Family family, const std::string& text) {
 }
 
 std::string port(const std::string& text) {
-  return std::to_string(std::strtol(text.c_str(), nullptr, 10));
+  return is_number(text) ? std::to_string(std::strtoul(text.c_str(), nullptr, 10)) : text;
 }
 
 /* "80", or "80:88" where it is a range. */
 std::string ports(const std::string& text) {
-  const size_t colon = text.find(':');
+  const std::size_t colon = text.find(':');
   if (colon == std::string::npos) {
     return port(text);
   }
@@ -189,7 +161,7 @@ int hex_digit(char c) {
 std::string bytes_of_hex_string(const std::string& text) {
   std::string bytes;
   bool is_hex = false;
-  for (size_t at = 0; at < text.size(); ++at) {
+  for (std::size_t at = 0; at < text.size(); ++at) {
     if (text[at] == '|') {
       is_hex = !is_hex;
     } else if (!is_hex) {
@@ -239,6 +211,26 @@ struct Option {
   std::vector<std::string> values;
 };
 
+/* Notes the module that an option belongs to, where that says more than the option. */
+void add_match(Rule& rule, const std::string& option, const std::string& value) {
+  if (option == "match") {
+    rule.matches.push_back(value);
+    return;
+  }
+  if (std::find(std::begin(protocol_options), std::end(protocol_options), option) ==
+      std::end(protocol_options)) {
+    return;
+  }
+  const auto protocol = rule.options.find("protocol");
+  if (protocol == rule.options.end()) {
+    return;
+  }
+  const std::string module = protocol->second == "ipv6-icmp" ? "icmp6" : protocol->second;
+  if (std::find(rule.matches.begin(), rule.matches.end(), module) == rule.matches.end()) {
+    rule.matches.push_back(module);
+  }
+}
+
 void add_option(Rule& rule, Family family, Option option) {
   if (option.values.empty() && option.name != "syn") {
     option.values.emplace_back();
@@ -259,7 +251,7 @@ void add_option(Rule& rule, Family family, Option option) {
   if (option.name == "tcp-flags" && option.values.size() == 2) {
     value = flags(option.values[0]) + " " + flags(option.values[1]);
   } else {
-    for (size_t i = 1; i < option.values.size(); ++i) {
+    for (std::size_t i = 1; i < option.values.size(); ++i) {
       value += " " + option.values[i];
     }
   }
@@ -267,37 +259,39 @@ void add_option(Rule& rule, Family family, Option option) {
     rule.chain = value;
   } else if (option.name == "jump") {
     rule.target = value;
-  } else if (!is_implied(option.name, value)) {
-    rule.options.emplace((option.is_negated ? "! " : "") + option.name, value);
+  } else {
+    add_match(rule, option.name, value);
+    // What is negated is never what the packet filter takes anyway.
+    if (option.is_negated || !is_implied(option.name, value)) {
+      rule.options.emplace((option.is_negated ? "! " : "") + option.name, value);
+    }
   }
 }
 
 }  // namespace
 
-const char* family_name(Family family) {
-  return family == Family::ipv4 ? "IPv4" : "IPv6";
-}
-
 Rule parse_rule(Family family, const std::string& line) {
   Rule rule;
   bool is_negated = false;
-  const std::vector<Word> words = words_of(line);
+  auto words = words_of(line, line.starts_with("ip") ? Quoting::shell : Quoting::saved);
+  if (!words) {
+    words = words_of(line, Quoting::saved);
+  }
   const auto is_value = [](const Word& word) {
     return word.is_quoted || (word.text != "!" && !word.text.starts_with('-'));
   };
-  for (size_t at = 0; at < words.size();) {
-    if (is_value(words[at])) {
-      ++at;  // the program's name
-      continue;
+  for (std::size_t at = 0; words && at < words->size();) {
+    const Word& word = (*words)[at++];
+    if (is_value(word)) {
+      continue;  // the program's name
     }
-    if (words[at].text == "!") {
+    if (word.text == "!") {
       is_negated = true;
-      ++at;
       continue;
     }
-    Option option{name_of(words[at].text), is_negated, {}};
-    for (++at; at < words.size() && is_value(words[at]); ++at) {
-      option.values.push_back(words[at].text);
+    Option option{name_of(word.text), is_negated, {}};
+    for (; at < words->size() && is_value((*words)[at]); ++at) {
+      option.values.push_back((*words)[at].text);
     }
     add_option(rule, family, std::move(option));
     is_negated = false;
@@ -305,13 +299,16 @@ Rule parse_rule(Family family, const std::string& line) {
   return rule;
 }
 
-std::string normal_form(const std::string& tool, const std::string& line) {
-  const Rule rule = parse_rule(tool == "ip6tables" ? Family::ipv6 : Family::ipv4, line);
+std::string rule_key(Family family, const std::string& line) {
+  const Rule rule = parse_rule(family, line);
   std::string text = rule.target;
+  for (const std::string& match : rule.matches) {
+    text.append("\nmatch ").append(match);
+  }
   for (const auto& [name, value] : rule.options) {
     text.append("\n").append(name).append(" ").append(value);
   }
   return text;
 }
 
-}  // namespace management
+}  // namespace executor
