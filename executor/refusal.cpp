@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -123,14 +124,19 @@ Refusal search_in_copy(Edits edits, const std::string& message) {
 std::string restore_input(Edits edits) {
   std::string text = '*' + edits.front().table.name + '\n';
   for (const RuleEdit& edit : edits) {
-    text += restore_line(edit) + '\n';
+    text += edit.counters + (edit.counters.empty() ? "" : " ") + restore_line(edit) + '\n';
   }
   return text + "COMMIT\n";
 }
 
 ProcessResult restore(Edits edits) {
   // Waits for other users of the packet filter: here a whole change would fail for them.
-  return run({edits.front().table.tool + "-restore", "--noflush", "-w", "5"}, restore_input(edits));
+  std::vector<std::string> words = {edits.front().table.tool + "-restore", "--noflush", "-w", "5"};
+  if (std::any_of(edits.begin(), edits.end(),
+                  [](const RuleEdit& edit) { return !edit.counters.empty(); })) {
+    words.emplace_back("--counters");
+  }
+  return run(words, restore_input(edits));
 }
 
 FailedLine refused_line(Edits edits, const ProcessResult& restored) {

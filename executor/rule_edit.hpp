@@ -27,6 +27,7 @@ struct RuleEdit {
   std::string chain;
   std::vector<std::string> rest; /* what follows the chain's name */
   std::string line;              /* all of it, as it was given */
+  std::string counters = {};     /* "[12:840]", which the rule starts with; empty for zero */
 };
 
 /* One table's rules, written to a file. */

@@ -91,6 +91,19 @@ const std::string* Snapshots::rules(const Table& table) {
   return snapshot.rules ? &*snapshot.rules : nullptr;
 }
 
+std::string Snapshots::current_rules(const Table& table) {
+  std::string problem;
+  if (is_changed(table)) {
+    return read(table, problem).value_or("");
+  }
+  const std::string* before = rules(table);
+  return before == nullptr ? "" : *before;
+}
+
+std::optional<std::string> Snapshots::read(const Table& table, std::string& problem) {
+  return checked_rules(table, executor::run(save_command(table)), problem);
+}
+
 std::string Snapshots::problem(const Table& table) {
   return tables_[table].problem;
 }
@@ -118,17 +131,14 @@ int Snapshots::run(const char* line) {
 int Snapshots::run_other_line(const char* line) {
   const std::vector<Table> touched = touched_by(line);
   std::string problem;
-  const auto read = [&](const Table& table) {
-    return checked_rules(table, executor::run(save_command(table)), problem).value_or("");
-  };
   std::vector<Difference> differences;
   for (const Table& table : touched) {
     static_cast<void>(rules(table));
-    differences.push_back({.earlier = read(table), .later = {}});
+    differences.push_back({.earlier = read(table, problem).value_or(""), .later = {}});
   }
   const int status = runner_.run(line);
   for (std::size_t place = 0; place < touched.size(); ++place) {
-    differences[place].later = read(touched[place]);
+    differences[place].later = read(touched[place], problem).value_or("");
     tables_[touched[place]].steps.emplace_back(std::move(differences[place]));
   }
   return status;
@@ -186,7 +196,7 @@ std::string Snapshots::undo(const Table& table, const TableChange& change) const
   std::string problem;
   std::string chains;
   for (int attempt = 0; attempt <= attempts; ++attempt) {
-    const auto rules = checked_rules(table, executor::run(save_command(table)), problem);
+    const auto rules = read(table, problem);
     const auto now = rules ? saved_chains(table, *rules) : std::nullopt;
     if (!now) {
       continue;

@@ -25,8 +25,14 @@ class Snapshots {
   /* Starts to read the table, unless that was done before. */
   void start_reading(const Table& table);
 
-  /* The table as a restore tool takes it; null where it could not be read. */
+  /* The table before the change, as a restore tool takes it; null where it could not be read. */
   [[nodiscard]] const std::string* rules(const Table& table);
+
+  /* The table as it is now: read once more if it was changed. Empty if it cannot be read. */
+  [[nodiscard]] std::string current_rules(const Table& table);
+
+  /* Reads the table now. */
+  [[nodiscard]] static std::optional<std::string> read(const Table& table, std::string& problem);
 
   /* Why it could not be read. */
   [[nodiscard]] std::string problem(const Table& table);

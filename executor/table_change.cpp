@@ -6,7 +6,6 @@
 
 #include "executor/rule.hpp"
 #include "executor/sequence_diff.hpp"
-#include "executor/words.hpp"
 
 namespace executor {
 
@@ -23,36 +22,6 @@ const SavedChain* find(const SavedChains& chains, const std::string& name) {
 const Rules& rules_of(const SavedChain* chain) {
   static const Rules none;
   return chain == nullptr ? none : chain->rules;
-}
-
-/* ":FORWARD ACCEPT [7:420]" */
-void add_chain(SavedChains& chains, std::string_view line) {
-  const std::size_t policy = line.find(' ') + 1;
-  const std::size_t counters = line.find(' ', policy) + 1;
-  chains[std::string(line.substr(1, policy - 2))] = {
-      .policy = std::string(line.substr(policy, counters - policy - 1)),
-      .counters = std::string(line.substr(counters)),
-      .rules = {}};
-}
-
-/* "[0:0] -A FORWARD -j DROP" */
-bool add_rule(SavedChains& chains, const Table& table, std::string_view line) {
-  const std::size_t start = line.starts_with('[') ? line.find(' ') + 1 : 0;
-  if (!line.substr(start).starts_with("-A ") || !words_of(line, Quoting::saved)) {
-    return false;
-  }
-  const std::size_t name = start + std::string_view("-A ").size();
-  const std::size_t rest = std::min(line.find(' ', name), line.size());
-  const std::string rule(line.substr(start));
-  const auto chain = chains.find(std::string(line.substr(name, rest - name)));
-  if (chain == chains.end()) {
-    return false;
-  }
-  chain->second.rules.push_back(
-      {.text = std::string(line.substr(rest)),
-       .key = rule_key(family_of(table), rule),
-       .counters = std::string(line.substr(0, start == 0 ? 0 : start - 1))});
-  return true;
 }
 
 /* The places of equal rules, in order. */
@@ -227,25 +196,6 @@ bool is_used(const SavedChains& chains, const std::string& name) {
 }
 
 }  // namespace
-
-std::optional<SavedChains> saved_chains(const Table& table, std::string_view saved) {
-  SavedChains chains;
-  bool is_complete = false;
-  for (std::size_t at = 0; at < saved.size();) {
-    const std::size_t end = std::min(saved.find('\n', at), saved.size());
-    const std::string_view line = saved.substr(at, end - at);
-    if (line.starts_with(':')) {
-      add_chain(chains, line);
-    } else if (line == "COMMIT") {
-      is_complete = true;
-    } else if (!line.empty() && line[0] != '#' && line[0] != '*' &&
-               !add_rule(chains, table, line)) {
-      return std::nullopt;
-    }
-    at = end + 1;
-  }
-  return is_complete ? std::optional(std::move(chains)) : std::nullopt;
-}
 
 void TableChange::add(const RuleEdit& edit) {
   Edited& edited = edited_[edit.chain];

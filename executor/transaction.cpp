@@ -1,11 +1,13 @@
 #include "executor/transaction.hpp"
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "executor/process.hpp"
@@ -32,6 +34,24 @@ ProcessResult look_for(const RuleEdit& edit) {
                                     edit.table.name, "-C", edit.chain};
   words.insert(words.end(), edit.rest.begin(), edit.rest.end());
   return run(words);
+}
+
+/* Whether the edits fail, or mean something else, if the chains were edited since they were read. */
+bool depends_on_read(Edits edits) {
+  return std::any_of(edits.begin(), edits.end(), [](const RuleEdit& edit) {
+    return edit.operation == 'D' ||
+           (edit.operation == 'I' && !edit.rest.empty() &&
+            edit.rest[0].find_first_not_of("0123456789") == std::string::npos);
+  });
+}
+
+bool has_keys(const SavedChains& chains, const std::string& name,
+              const std::vector<std::string>& keys) {
+  const auto chain = chains.find(name);
+  return chain != chains.end() &&
+         std::equal(chain->second.rules.begin(), chain->second.rules.end(), keys.begin(),
+                    keys.end(),
+                    [](const SavedRule& rule, const std::string& key) { return rule.key == key; });
 }
 
 /* Like the shell's ">", but notices a full disk. Returns the error, empty if none. */
@@ -172,10 +192,56 @@ bool Transaction::make_edits(Edits edits) {
     return stop_or_make_others(
         edits, {lost->line, exit_1, table.tool + ": No chain/target/match by that name.\n"});
   }
+  return restore_least(edits);
+}
+
+/* Makes the edits that differ. Where another program has edited the chains since the read they can fail, or
+ * put a rule in another place: then the chains are filled again. */
+bool Transaction::restore_least(Edits edits) {
+  const Table& table = edits.front().table;
+  const std::set<std::string> names = chains_of(edits);
+  const auto now = saved_chains(table, snapshots_.current_rules(table), &names);
+  const auto plan = now ? plan_edits(edits, *now) : std::nullopt;
+  const Edits least = plan ? Edits(plan->edits) : edits;
+  if (least.empty()) {
+    return true;
+  }
   // Before the tool starts: it may be killed, or fail, after the kernel has made the edits.
-  snapshots_.add(edits);
-  const ProcessResult ended = restore(edits);
-  return ended.status == 0 || stop_or_make_others(edits, refused_line(edits, ended));
+  snapshots_.add(least);
+  const ProcessResult ended = restore(least);
+  if (ended.status == 0) {
+    return !plan || plan->placed.empty() || check_places(edits, *plan);
+  }
+  if (plan && WIFEXITED(ended.status) && depends_on_read(least)) {
+    return refill(edits);
+  }
+  return stop_or_make_others(edits, refused_line(least, ended));
+}
+
+bool Transaction::refill(Edits edits) {
+  const Table& table = edits.front().table;
+  const std::set<std::string> names = chains_of(edits);
+  const auto now = saved_chains(table, snapshots_.current_rules(table), &names);
+  const auto plan = now ? plan_edits(edits, *now, {.refills = true}) : std::nullopt;
+  const Edits all = plan ? Edits(plan->edits) : edits;
+  snapshots_.add(all);
+  const ProcessResult ended = restore(all);
+  return ended.status == 0 || stop_or_make_others(edits, refused_line(all, ended));
+}
+
+/* Whether rules that were inserted by their place stand where they belong, or do so now. */
+bool Transaction::check_places(Edits edits, const EditPlan& plan) {
+  const Table& table = edits.front().table;
+  const std::set<std::string> names = chains_of(edits);
+  const auto now = saved_chains(table, snapshots_.current_rules(table), &names);
+  std::vector<RuleEdit> wrong;
+  for (const auto& [chain, keys] : plan.placed) {
+    if (!now || !has_keys(*now, chain, keys)) {
+      std::copy_if(edits.begin(), edits.end(), std::back_inserter(wrong),
+                   [&](const RuleEdit& edit) { return edit.chain == chain; });
+    }
+  }
+  return wrong.empty() || refill(wrong);
 }
 
 bool Transaction::stop_or_make_others(Edits edits, const FailedLine& refused) {

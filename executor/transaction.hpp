@@ -1,6 +1,6 @@
 /*
  * The rule edits of a whole change, committed together: one restore for each family and table, which
- * the kernel makes as a whole or not at all.
+ * the kernel makes as a whole or not at all. Only what differs is edited (edit_plan.hpp).
  *
  * A deletion, or a new chain, can fail where that is no problem; in a restore it would fail all edits. So
  * the transaction looks at the live rules before it holds one. A save is made when its table is committed,
@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "executor/edit_plan.hpp"
 #include "executor/line_runner.hpp"
 #include "executor/rule_edit.hpp"
 #include "executor/snapshots.hpp"
@@ -54,6 +55,9 @@ class Transaction {
    * the refused lines are then among the failed ones. */
   bool make_held(const Held& held);
   bool make_edits(std::span<const RuleEdit> edits);
+  bool restore_least(std::span<const RuleEdit> edits);
+  bool refill(std::span<const RuleEdit> edits);
+  bool check_places(std::span<const RuleEdit> edits, const EditPlan& plan);
   bool make_save(const RuleSave& save);
   bool stop_or_make_others(std::span<const RuleEdit> edits, const FailedLine& refused);
 

@@ -18,6 +18,7 @@
 #include "management/change/change.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/change/settings_diff.hpp"
+#include "management/rules/rule_changes.hpp"
 #include "management/store/paths.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
@@ -42,6 +43,7 @@ struct ByteChange {
 struct Plan {
   std::vector<FieldChange> fields;
   Json steps = Json::array(); /* {"line": …} or {"call": …}, in order */
+  std::vector<RuleChange> rules;
   std::vector<ByteChange> bytes;
 };
 
@@ -113,7 +115,22 @@ Plan make_plan(const Context& context, const settings::Settings& wanted) {
   }
   const settings::Settings stored = change.stored();
   return {settings_diff(stored, load_stored()), recorded_steps(),
+          rule_changes(executor::system_executor().recorded_lines()),
           byte_changes(before, configuration_bytes())};
+}
+
+Json rule_list(const std::vector<RuleChange>& changes) {
+  Json list = Json::array();
+  for (const RuleChange& change : changes) {
+    list.push_back({{"family", family_name(change.family)},
+                    {"table", change.table},
+                    {"chain", change.chain.chain},
+                    {"kept", change.chain.kept},
+                    {"added", change.chain.added},
+                    {"removed", change.chain.removed},
+                    {"refilled", change.chain.is_refilled}});
+  }
+  return list;
 }
 
 void print_json(const Plan& plan) {
@@ -123,7 +140,10 @@ void print_json(const Plan& plan) {
                      {"old", in_hexadecimal(change.old_bytes)},
                      {"new", in_hexadecimal(change.new_bytes)}});
   }
-  const Json result{{"fields", field_list(plan.fields)}, {"steps", plan.steps}, {"bytes", bytes}};
+  const Json result{{"fields", field_list(plan.fields)},
+                    {"steps", plan.steps},
+                    {"rules", rule_list(plan.rules)},
+                    {"bytes", bytes}};
   l3ctl::print_json(result);
 }
 
@@ -145,6 +165,12 @@ void print_text(const Plan& plan) {
   for (const Json& step : plan.steps) {
     const Json& text = step.contains("line") ? step["line"] : step["call"];
     std::cout << escape(text.get<std::string>()) << '\n';
+  }
+  if (!plan.rules.empty()) {
+    std::cout << painted(Paint::strong, "Edited in the kernel:") << '\n';
+  }
+  for (const RuleChange& change : plan.rules) {
+    std::cout << in_words(change) << '\n';
   }
   if (!plan.bytes.empty()) {
     std::cout << painted(Paint::strong, std::string("Bytes of ") + configuration_path + ":")
@@ -179,9 +205,13 @@ void add_plan_command(CLI::App& app, Context& context) {
       "Shown are the fields that change, the command lines and the calls to the platform in their\n"
       "order, and the bytes of the configuration file that change. They are those of the library\n"
       "itself, which works on a private copy here while every command is taken to succeed: what\n"
-      "apply --one-by-one runs. Without that, apply hands the same rules, in the same order, to\n"
-      "one iptables-restore and one ip6tables-restore. Bytes that no terminal shows stand as\n"
-      "\\x07; --json has them as they are. A plan needs to read the configuration and a mount of\n"
+      "apply --one-by-one runs. Without that, apply hands one iptables-restore and one\n"
+      "ip6tables-restore what differs from the rules in the kernel; the plan counts the rules "
+      "that\n"
+      "stay, with their counters, and those that it adds and removes. Bytes that no terminal "
+      "shows\n"
+      "stand as \\x07; --json has them as they are. A plan needs to read the configuration and a "
+      "mount of\n"
       "its own: root, or user namespaces.");
   auto file = add_settings_file_options(*command);
   command->callback([&context, file] {

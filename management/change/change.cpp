@@ -109,7 +109,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   } else {
     executor::system_executor().set_on_refusal(executor::OnRefusal::continue_);
   }
-  executor::system_executor().set_mode(mode());
+  make_rules();
 }
 
 Change::Change(const Options& options, const Preconditions& accepted)
@@ -125,8 +125,13 @@ Change::~Change() {
   std::cout.flush();
 }
 
-executor::Mode Change::mode() const {
-  return options_.one_by_one ? executor::Mode::execute : executor::Mode::transaction;
+void Change::record_rules() {
+  executor::system_executor().set_mode(executor::Mode::record);
+}
+
+void Change::make_rules() const {
+  executor::system_executor().set_mode(options_.one_by_one ? executor::Mode::execute
+                                                           : executor::Mode::transaction);
 }
 
 bool Change::rollback() {

@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "executor/system.hpp"
 #include "management/options.hpp"
 #include "management/store/store_snapshot.hpp"
 #include "management/store/stored_settings.hpp"
@@ -87,9 +86,9 @@ class Change {
   /* Calls the library while none of its command lines is run: what it stores is stored. */
   template <typename Calls>
   void without_rules(Calls&& calls) {
-    executor::system_executor().set_mode(executor::Mode::record);
+    record_rules();
     calls();
-    executor::system_executor().set_mode(mode());
+    make_rules();
   }
 
   /* Restores the state before the change. Returns whether all of it could be restored, and notifies of what could
@@ -103,7 +102,8 @@ class Change {
   ChangeResult finish();
 
  private:
-  [[nodiscard]] executor::Mode mode() const;
+  static void record_rules();
+  void make_rules() const;
   std::vector<std::string> restore_all();
 
   const Options& options_;

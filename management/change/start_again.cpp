@@ -7,6 +7,7 @@
 
 #include "executor/process.hpp"
 #include "executor/rule_edit.hpp"
+#include "executor/system.hpp"
 #include "l3_advance/firewall.h"
 #include "l3_advance/internet_wan.h"
 #include "l3_advance/rule_set.h"

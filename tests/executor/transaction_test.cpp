@@ -82,6 +82,7 @@ class Transaction : public testing::Test {
 }  // namespace
 
 TEST_F(Transaction, EditsOfOneTableAreOneRestore) {
+  live("iptables", "[1:10] -A IN -j old\n");
   EXPECT_EQ(str_system("iptables -t filter -F IN"), 0);
   EXPECT_EQ(str_system("iptables -A IN -p tcp -j DROP"), 0);
   EXPECT_EQ(str_system("ip6tables -I OUT -j ACCEPT"), 0);
@@ -110,7 +111,7 @@ TEST_F(Transaction, AnotherLineCommitsAndRuns) {
 }
 
 TEST_F(Transaction, OfSeveralSavesTheLastIsMadeBehindItsEdits) {
-  live("iptables", "");
+  live("iptables", "[0:0] -A IN -j old\n");
   str_system("iptables -A IN -j DROP");
   EXPECT_EQ(str_system("iptables-save -t filter >/tmp/saved"), 0);
   str_system("iptables -A OUT -j DROP");
@@ -209,6 +210,7 @@ TEST_F(Transaction, ADeletionThatDependsOnWhatIsHeldIsAskedForBehindACommit) {
 }
 
 TEST_F(Transaction, ARefusedLineThatTheToolNamesIsNamedAndNothingElseRuns) {
+  live("iptables", "[0:0] -A IN -j old\n");
   refuse("iptables -A IN -p udp -j DROP\n");
   for (const char* line : {"iptables -F IN", "iptables -A IN -p udp -j DROP", "iptables -F OUT"}) {
     EXPECT_EQ(str_system(line), 0);
@@ -409,6 +411,7 @@ TEST_F(Transaction, ALineOfNatThatIsNotUnderstoodIsUndoneToo) {
 }
 
 TEST_F(Transaction, AMessageOfAnyBytesIsSearchedForALineNumber) {
+  live("iptables", "[0:0] -A IN -j old\n");
   hook("iptables-restore", "printf 'line: \\377\\200 line 3 failed' >&2; exit 1\n");
   str_system("iptables -F IN");
   str_system("iptables -A IN -p udp -j DROP");
@@ -417,6 +420,7 @@ TEST_F(Transaction, AMessageOfAnyBytesIsSearchedForALineNumber) {
 }
 
 TEST_F(Transaction, WhatIsHeldStaysWhenItIsToGoOn) {
+  live("iptables", "[0:0] -A IN -j old\n");
   str_system("iptables -F IN");
   ours.set_on_refusal(executor::OnRefusal::continue_);
   EXPECT_TRUE(ours.commit());

@@ -97,6 +97,15 @@ class Gateway(unittest.TestCase):
             Path("/tmp/hook").write_bytes(script if isinstance(script, bytes) else script.encode())
             Path("/tmp/hook").rename(f"/tmp/hook.{name}")
 
+    def stand(self, ipv4=(), ipv6=()):
+        """These rules are there, "-A CHAIN ..." each: a change only edits what differs from them."""
+        for rules, tool in ((ipv4, "iptables"), (ipv6, "ip6tables")):
+            Path(f"/tmp/rules.{tool}.filter").write_text("".join(rule + "\n" for rule in rules), encoding="ascii")
+
+    def standing(self, tool="iptables"):
+        """The rules that are there."""
+        return Path(f"/tmp/rules.{tool}.filter").read_text(encoding="latin-1").splitlines()
+
     def live(self, ipv4=None, ipv6=None):
         """From now on the -save tools print these rules."""
         for text, name in ((ipv4, "iptables-save"), (ipv6, "ip6tables-save")):

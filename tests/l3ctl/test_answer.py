@@ -89,6 +89,7 @@ class Answer(Gateway):
     def test_a_failed_change_is_reported_whatever_becomes_of_its_output(self):
         self.store(firewall=True)
         self.refuse("iptables -A forward_ext_url -i br0 -p udp --dport 53 -m string --hex-string nothing")
+        self.stand(["-A forward_ext_url -j OLD"])
         self.hook("iptables-restore", "exit 2")
         self.hook("iptables", "exit 2")
         for sink in (to_full, to_nothing, to_nobody):

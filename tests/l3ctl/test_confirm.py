@@ -25,6 +25,7 @@ IS_PENDING = "l3ctl: the confirmation of an earlier apply is pending: "
 class Confirm(Confirming):
     def test_an_apply_that_is_refused_leaves_nothing_to_confirm(self):
         self.refuse(*FLUSHES)
+        self.stand(["-A forward_ext_captiveportal -j OLD"])
         for way in ((), ("--one-by-one",)):
             self.way = way
             outcome = self.l3ctl("apply", "--confirm", "60", "/tmp/wanted.json")

@@ -64,11 +64,14 @@ class SystemDirectories(WithPath, Gateway):
         for way in ((), ("--one-by-one",)):
             self.way = way
             self.store(firewall=True)
+            old = (["-A forward_ext_mac -j OLD"],) * 2
+            self.stand(*old)
             wanted = self.l3ctl("mac-filter", "on")
             commands = self.commands()
             self.assertEqual((wanted.status, any("forward_ext_mac" in line for line in commands)), (0, True))
             for path in ("/usr/bin:/bin", "/tmp/none:/usr/bin", "/sbin:/usr/bin", "", None):
                 self.store(firewall=True)
+                self.stand(*old)
                 outcome = self.run_with(path, *way, "mac-filter", "on", sbin=TOOLS)
                 self.assert_outcome(outcome, 0, wanted.out, wanted.err)
                 self.assertEqual(self.commands(), commands, (path, way))

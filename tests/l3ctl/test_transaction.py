@@ -14,6 +14,9 @@ from gateway import CHAINS, CONFIGURATION, L3CTL, RESTORES, STANDING, TOOLS, Gat
 
 STORE = Path("/ztcfg")
 PLATFORM = Path("/run/l3_advance")
+# What a change finds in the chains: without it there is nothing to flush.
+OWN = [chain[1:] for chain in STANDING if "_ext_" in chain]
+OWN6 = ["forward_ext_us_ip", "forward_ext_ds_ip", "forward_ext_mac"]
 BLOCK = ["-p udp --sport 500 --dport 500 -j DROP", "-p udp --sport 4500 --dport 4500 -j DROP"]
 TWO_LISTS = json.dumps({
     "ip_filter": {"enabled": True, "rules": [
@@ -33,6 +36,10 @@ class Transaction(Gateway):
     def setUp(self):
         super().setUp()
         self.store(firewall=True)
+        self.stand_old()
+
+    def stand_old(self):
+        self.stand([f"-A {chain} -j OLD" for chain in OWN], [f"-A {chain} -j OLD" for chain in OWN6])
 
     def restores(self):
         """Which tools restored since the last call, and how many edits each."""
@@ -57,8 +64,8 @@ class Together(Transaction):
         self.assertEqual(self.restores(), ["ip6tables-restore: 2", "iptables-restore: 6"])
         commands = self.commands()
         self.assertEqual(commands[:3], ["ip6tables -F forward_ext_mac", commands[1], "ip6tables-save -t filter"])
-        self.assertEqual(commands[3:7], ["iptables -F forward_ext_us_ip", "iptables -F forward_ext_ds_ip",
-                                         "iptables " + UPSTREAM.format(25), "iptables " + UPSTREAM.format(26)])
+        self.assertEqual(commands[3:7], ["iptables -F forward_ext_us_ip", "iptables " + UPSTREAM.format(25),
+                                         "iptables " + UPSTREAM.format(26), "iptables -F forward_ext_ds_ip"])
         self.assertEqual(commands[7], "iptables -F forward_ext_url")
         self.assertEqual(commands[8], URL)
         self.assertEqual(commands[9:], ["iptables-save -t filter"])
@@ -186,6 +193,7 @@ class Together(Transaction):
             with self.subTest(ending):
                 self.store(firewall=True)
                 self.way = ()
+                self.stand_old()
                 self.hook("iptables-restore", f'kill -{int(ending)} "$PPID"')
                 if ending in stopping:
                     self.assert_stops(ending)
