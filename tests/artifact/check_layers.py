@@ -33,6 +33,8 @@ INCLUDES = {
     "settings/stored_file": [INTERFACE, "settings"],
     "settings/simulation": [INTERFACE, "settings"],
     "management": [INTERFACE, "settings", "executor", "platform/linux"],
+    "console/broker": [],  # console code only runs l3ctl
+    "console/server": ["console/broker/operations.hpp", "console/broker/protocol.hpp"],
     "l3ctl": [INTERFACE, "settings", "executor", "platform/linux", "management"],
 }
 for number, part in enumerate(MANAGEMENT):
@@ -68,7 +70,11 @@ CALLS = {
 }
 # Only here may a chain's flush be written out.
 CHAINS = ("-t filter -F ", "src/firewall/base/chains.hpp")
+<<<<<<< HEAD
 TOPS = ("include", "src", "platform", "settings", "executor", "management", "transaction", "l3ctl")
+=======
+TOPS = ("include", "src", "platform", "settings", "executor", "management", "l3ctl", "console")
+>>>>>>> 0293805 (Add the console's broker and server: REST over TLS without any rights, l3ctl by a fixed table)
 PUBLIC_MAY_USE = {"stdint.h", "stddef.h"}
 # How commands are called is only known above these.
 WITHOUT_COMMANDS = ("management/", "settings/", "executor/")

@@ -1,0 +1,60 @@
+/* The fixed table of what the broker does as root for a server that has no rights: which l3ctl command line, with
+ * which argument and which bounds. Everything else is refused. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace console {
+
+/* The numbers are the wire's. */
+enum class Operation : std::uint16_t {
+  settings = 1,
+  status,
+  rules,
+  health,
+  plan,
+  apply,
+  apply_with_confirmation,
+  confirm,
+  revert,
+  explain,
+  backup,
+  restore,
+};
+
+/* What may stand where the command line has the argument. */
+enum class Argument : std::uint8_t { none, seconds };
+
+struct OperationRow {
+  Operation operation;
+  std::string_view name;
+  std::vector<std::string_view> words; /* "@" is where the argument goes */
+  Argument argument = Argument::none;
+  std::size_t largest_input = 0; /* bytes of standard input */
+  bool changes = false;          /* something on the gateway; such a run is told who asks */
+};
+
+/* What the server sends. */
+struct Call {
+  Operation operation = Operation::status;
+  std::string argument;
+  std::string who; /* for the history; only where the operation changes something */
+  std::string input;
+};
+
+std::span<const OperationRow> operations();
+const OperationRow* find_operation(std::uint16_t number);
+
+/* Seconds that an operation may take before it is ended. */
+int seconds_for(const OperationRow& row);
+
+/* The words after "l3ctl", or nothing where the table does not allow the call. */
+std::optional<std::vector<std::string>> command_line(const Call& call);
+
+}  // namespace console

@@ -1,0 +1,50 @@
+/* Every route there is. console/openapi.yaml describes them, and a test compares both. */
+#include <array>
+
+#include "console/server/account_routes.hpp"
+#include "console/server/console.hpp"
+#include "console/server/gateway_routes.hpp"
+
+namespace console {
+
+namespace {
+
+Response front_page(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {
+  Response response;
+  response.headers = {{"Content-Type", "text/html; charset=utf-8"}};
+  response.body =
+      "<!doctype html><html lang=\"en\"><title>l3-console</title>"
+      "<h1>l3-console</h1><p>The API is at <code>/api/v1</code>; l3-console(8) describes it.</p></html>\n";
+  return response;
+}
+
+constexpr std::array table = {
+    Route{"GET", "/", Need::nothing, front_page},
+    Route{"POST", "/api/v1/session", Need::nothing, log_in},
+    Route{"GET", "/api/v1/session", Need::identity, show_session},
+    Route{"DELETE", "/api/v1/session", Need::identity, log_out},
+    Route{"PUT", "/api/v1/password", Need::identity, change_password},
+    Route{"GET", "/api/v1/tokens", Need::account, list_tokens},
+    Route{"POST", "/api/v1/tokens", Need::account, make_token},
+    Route{"DELETE", "/api/v1/tokens/{id}", Need::account, delete_token},
+    Route{"GET", "/api/v1/settings", Need::read, read_settings},
+    Route{"GET", "/api/v1/status", Need::read, read_status},
+    Route{"GET", "/api/v1/rules", Need::read, read_rules},
+    Route{"GET", "/api/v1/health", Need::read, read_health},
+    Route{"GET", "/api/v1/events", Need::read, stream_events},
+    Route{"POST", "/api/v1/explain", Need::read, explain},
+    Route{"POST", "/api/v1/plan", Need::plan, plan},
+    Route{"POST", "/api/v1/apply", Need::apply, apply},
+    Route{"POST", "/api/v1/confirm", Need::apply, confirm},
+    Route{"POST", "/api/v1/revert", Need::apply, revert},
+    Route{"GET", "/api/v1/backup", Need::read, make_backup},
+    Route{"POST", "/api/v1/restore", Need::apply, restore},
+};
+
+}  // namespace
+
+std::span<const Route> routes() {
+  return table;
+}
+
+}  // namespace console

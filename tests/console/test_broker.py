@@ -1,0 +1,183 @@
+"""The broker does what its table allows, for a server that has no rights, and nothing else."""
+import json
+import os
+import random
+import time
+import unittest
+from pathlib import Path
+
+from broker import OPERATIONS, PROGRAM, Broker, frame, write_program
+
+RUNS = Path("/tmp/runs")
+# Notes how it was run, and answers with its input.
+NOTING = """
+import json
+sent = sys.stdin.read()
+note = {"words": sys.argv[1:], "uid": os.getuid(), "environment": sorted(os.environ), "sent": len(sent),
+        "descriptors": len(os.listdir("/proc/self/fd"))}
+with open("/tmp/runs", "a") as runs: runs.write(json.dumps(note) + "\\n")
+print(sent, end="")
+"""
+# Operation -> the only command lines that it may run, with the argument that they need.
+ALLOWED = {
+    "settings": (["export"], b"", False),
+    "status": (["status"], b"", False),
+    "rules": (["rules", "--counters"], b"", False),
+    "health": (["doctor"], b"", False),
+    "plan": (["plan", "-"], b"", True),
+    "apply": (["apply", "-"], b"", True),
+    "apply-with-confirmation": (["apply", "-", "--confirm", "60"], b"60", True),
+    "confirm": (["confirm"], b"", False),
+    "revert": (["confirm", "--revert"], b"", False),
+    "explain": (["explain", "--batch", "-"], b"", True),
+    "backup": (["backup", "-"], b"", False),
+    "restore": (["restore", "-"], b"", True),
+}
+
+
+class BrokerTest(unittest.TestCase):
+    def setUp(self):
+        if Path("/proc/1/comm").read_text().strip() != "bwrap":
+            raise RuntimeError("run this inside tests/sandbox")
+        RUNS.unlink(missing_ok=True)
+        write_program(NOTING)
+
+    def runs(self):
+        return [json.loads(line) for line in RUNS.read_text().splitlines()] if RUNS.exists() else []
+
+    def as_server(self, action):
+        """Runs action(broker) as the user that the server has; True is its only good result."""
+        with Broker() as broker:
+            pid = os.fork()
+            if pid == 0:
+                good = False
+                try:
+                    os.setgroups([])
+                    os.setresgid(65534, 65534, 65534)
+                    os.setresuid(65534, 65534, 65534)
+                    good = action(broker)
+                finally:
+                    os._exit(0 if good is True else 1)
+            self.assertEqual(os.waitpid(pid, 0)[1], 0)
+
+    def test_every_operation_is_one_command_line_as_root(self):
+        self.assertEqual(set(ALLOWED), set(OPERATIONS))
+        for name, (words, argument, takes_input) in ALLOWED.items():
+            sent = b"{}" if takes_input else b""
+            self.as_server(lambda broker: broker.call(name, argument, b"", sent).output == sent)
+            run = self.runs()[-1]
+            self.assertEqual(run["words"], words + ([] if name == "backup" else ["--json"]))
+            self.assertEqual((run["uid"], run["environment"]), (0, ["LC_ALL", "PATH"]))
+            # The three of every program, and the folder that it looks at.
+            self.assertEqual(run["descriptors"], 4)
+
+    def test_calls_outside_the_table(self):
+        refused = [(number, b"", b"", b"") for number in (0, len(OPERATIONS) + 1, 99, 65535)]
+        refused += [(name, b"60", b"", b"") for name, (_, argument, _) in ALLOWED.items() if not argument]
+        refused += [(name, argument, b"", b"x") for name, (_, argument, sent) in ALLOWED.items() if not sent]
+        for text in (b"", b"0", b"3601", b"99999", b"-1", b"1 2", b"1;reboot", b"$(id)", b"--force", b"\0", b"1\n", b"\xff"):
+            refused.append(("apply-with-confirmation", text, b"", b"{}"))
+        for who in (b"a;b", b"$x", b"`id`", b"a\nb", b"\x1b[0m", b"a'b", b'a"b', b"\xc3\xa4", b"/etc/passwd", b"a=b", b"\0"):
+            refused.append(("apply", b"", who, b"{}"))
+        refused += [("status", b"", b"me", b""), ("explain", b"", b"", b"x" * 4097), ("restore", b"", b"", b"x" * 65537)]
+
+        def attempt(broker):
+            return all(broker.call(*one).outcome == "refused" for one in refused)
+
+        self.as_server(attempt)
+        self.assertGreater(len(refused), 30)
+        self.assertEqual(self.runs(), [])
+
+    def test_sizes_out_of_bounds_end_the_connection(self):
+        for bytes_ in (frame("apply", b"1" * 65), frame("apply", b"", b"a" * 65), frame("plan", sent=b"x" * (262145)),
+                       frame("status")[:10] + b"\1\0" + frame("status")[12:]):
+            def attempt(broker, bytes_=bytes_):
+                try:
+                    broker.socket.sendall(bytes_)
+                    broker.answer()
+                except (EOFError, ConnectionError):
+                    return True
+                return False
+
+            self.as_server(attempt)
+        self.assertEqual(self.runs(), [])
+
+    def test_random_bytes_run_nothing_but_the_table(self):
+        seed = int(time.time())
+        draw = random.Random(seed)
+        lines = [words + ["--json"] for words, _, _ in ALLOWED.values()] + [["backup", "-"]]
+        for _ in range(40):
+            data = bytearray(b"".join(frame(draw.randrange(20), draw.randbytes(draw.randrange(3)), b"", draw.randbytes(draw.randrange(20)))
+                                      for _ in range(draw.randrange(1, 6))))
+            for _ in range(draw.randrange(3)):
+                data[draw.randrange(len(data))] = draw.randrange(256)
+
+            def attempt(broker, data=bytes(data)):
+                try:
+                    broker.socket.sendall(data)
+                    broker.socket.shutdown(1)
+                    while broker.socket.recv(65536):
+                        pass
+                except ConnectionError:
+                    pass
+                return True
+
+            self.as_server(attempt)
+        for run in self.runs():
+            words = ["60" if word.isdigit() else word for word in run["words"]]
+            self.assertIn(words, lines, f"seed {seed}")
+
+    def test_large_input_and_output(self):
+        sent = b"x" * 262144
+        with Broker() as broker:
+            self.assertEqual(broker.call("apply", b"", b"", sent).output, sent)
+            write_program("print('y' * (2 << 20))")
+            self.assertEqual(broker.call("status").outcome, "too_long")
+            write_program("print('y' * ((2 << 20) - 1))")
+            self.assertEqual(len(broker.call("status").output), 2 << 20)
+
+    def test_exit_status_and_errors(self):
+        write_program("print('no', file=sys.stderr); sys.exit(3)")
+        with Broker() as broker:
+            answer = broker.call("status", number=7)
+            self.assertEqual((answer.number, answer.outcome, answer.status, answer.errors), (7, "ended", 3, b"no\n"))
+            write_program("os.kill(os.getpid(), 11)")
+            self.assertEqual(broker.call("status").outcome, "crashed")
+            PROGRAM.unlink()
+            self.assertEqual(broker.call("status").outcome, "not_started")
+
+    def test_a_program_that_hangs_is_ended_with_its_children(self):
+        write_program("""
+import subprocess
+open("/tmp/pids", "w").write(str(subprocess.Popen(["sleep", "1000"]).pid))
+time.sleep(1000)""")
+        with Broker() as broker:
+            begun = time.monotonic()
+            answer = broker.call("status")
+            self.assertEqual((answer.outcome, answer.output), ("too_slow", b""))
+            self.assertGreater(time.monotonic() - begun, 7)
+            child = Path("/proc") / Path("/tmp/pids").read_text()
+            deadline = time.monotonic() + 10
+            while child.exists() and "Z" not in (child / "stat").read_text().split()[2] and time.monotonic() < deadline:
+                time.sleep(0.05)
+            self.assertLess(time.monotonic(), deadline)
+
+    def test_slow_ones_do_not_hold_up_others(self):
+        write_program("time.sleep(1 if 'doctor' in sys.argv else 0); print(sys.argv[1])")
+        with Broker() as broker:
+            broker.socket.sendall(frame("health", number=1) + frame("status", number=2))
+            self.assertEqual([broker.answer().number, broker.answer().number], [2, 1])
+
+    def test_a_change_is_finished_when_the_server_is_gone(self):
+        write_program("sys.stdin.read(); time.sleep(0.5); open('/tmp/finished', 'w').close(); print('x' * 100000)")
+        Path("/tmp/finished").unlink(missing_ok=True)
+        with Broker() as broker:
+            broker.socket.sendall(frame("apply", sent=b"{}"))
+            time.sleep(0.1)
+            broker.socket.close()
+            self.assertEqual(broker.process.wait(timeout=30), 0)
+            self.assertTrue(Path("/tmp/finished").exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
