@@ -172,7 +172,8 @@ void Child::read_into(Descriptor& from, std::string& text, std::size_t most) {
   }
 }
 
-/* What the process wrote last still lies in the pipes; a process that it left behind may hold them open. */
+/* What the process wrote last still lies in the pipes; a process that it left behind may hold them
+ open. */
 void Child::reap() {
   read_into(out_, answer_.output, largest_output);
   read_into(err_, answer_.errors, largest_errors);

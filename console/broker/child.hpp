@@ -42,7 +42,8 @@ class Child {
 
   /* What to wait for; always four entries. */
   void add_events(std::vector<pollfd>& events) const;
-  /* Moves bytes, and ends the process after its time. `events` are the four that add_events() added. */
+  /* Moves bytes, and ends the process after its time. `events` are the four that add_events()
+   added. */
   void serve(const pollfd* events);
 
   [[nodiscard]] bool has_ended() const { return has_ended_; }

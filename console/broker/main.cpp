@@ -1,9 +1,6 @@
-/* l3-console-broker: runs l3ctl as root for the console's server, which has no rights, as the table of operations
- * allows and not otherwise.
- *
- *   l3-console-broker L3CTL     with the server's socket as standard input
- *
- * Ends when the server is gone and what it asked for has been done. */
+/* l3-console-broker: runs l3ctl as root for the console's server, which has no rights, as the table
+ of operations * allows and not otherwise. * *   l3-console-broker L3CTL     with the server's
+ socket as standard input * * Ends when the server is gone and what it asked for has been done. */
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -152,7 +149,8 @@ int main(int argc, char** argv) {
   }
   const rlimit no_core{0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
-  // The service manager's signals are for the server; with its end the broker ends, after the change that it makes.
+  // The service manager's signals are for the server; with its end the broker ends, after the
+  // change that it makes.
   signal(SIGTERM, SIG_IGN);
   signal(SIGINT, SIG_IGN);
   signal(SIGHUP, SIG_IGN);

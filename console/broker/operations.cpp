@@ -30,8 +30,9 @@ const std::vector<OperationRow>& table() {
       {confirm, "confirm", {"confirm"}, Argument::none, 0, true},
       {revert, "revert", {"confirm", "--revert"}, Argument::none, 0, true},
       {explain, "explain", {"explain", "--batch", "-"}, Argument::none, 4096},
-      {backup, "backup", {"backup", "-"}},
+      {backup, "backup", {"backup", "-"}, Argument::none, 0, false, false},
       {restore, "restore", {"restore", "-"}, Argument::none, 64 * 1024, true},
+      {metrics, "metrics", {"metrics"}, Argument::none, 0, false, false},
   };
   return rows;
 }
@@ -97,8 +98,7 @@ std::optional<std::vector<std::string>> command_line(const Call& call) {
   for (const std::string_view word : row->words) {
     words.push_back(word == "@" ? call.argument : std::string(word));
   }
-  // The bytes of a backup are its whole output.
-  if (row->operation != Operation::backup) {
+  if (row->answers_json) {
     words.emplace_back("--json");
   }
   return words;

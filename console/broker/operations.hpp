@@ -1,5 +1,5 @@
-/* The fixed table of what the broker does as root for a server that has no rights: which l3ctl command line, with
- * which argument and which bounds. Everything else is refused. */
+/* The fixed table of what the broker does as root for a server that has no rights: which l3ctl
+ command line, with * which argument and which bounds. Everything else is refused. */
 #pragma once
 
 #include <cstddef>
@@ -26,6 +26,7 @@ enum class Operation : std::uint16_t {
   explain,
   backup,
   restore,
+  metrics,
 };
 
 /* What may stand where the command line has the argument. */
@@ -38,6 +39,7 @@ struct OperationRow {
   Argument argument = Argument::none;
   std::size_t largest_input = 0; /* bytes of standard input */
   bool changes = false;          /* something on the gateway; such a run is told who asks */
+  bool answers_json = true;
 };
 
 /* What the server sends. */

@@ -15,12 +15,9 @@ constexpr std::size_t most_tokens = 16;
 constexpr std::size_t longest_name = 32;
 
 Json json_of(const Session& session, std::int64_t now) {
-  return {{"kind", "session"},
-          {"scope", "apply"},
-          {"csrf_token", session.csrf},
-          {"must_change_password", session.must_change_password},
-          {"idle_seconds", idle_limit},
-          {"seconds_left", session.begun + absolute_limit - now}};
+  return {{"kind", "session"},          {"scope", "apply"},
+          {"csrf_token", session.csrf}, {"must_change_password", session.must_change_password},
+          {"idle_seconds", idle_limit}, {"seconds_left", session.begun + absolute_limit - now}};
 }
 
 void set_cookie(const Console& console, Response& response, const std::string& id) {
@@ -145,8 +142,9 @@ Response make_token(Console& console, const Request& request, const Caller& /*ca
   const auto texts = texts_of(request, {"name", "scope"});
   const auto scope = texts ? scope_of((*texts)[1]) : std::nullopt;
   if (!scope || !is_name((*texts)[0])) {
-    return body_fault("{\"name\": \"...\", \"scope\": \"read\", \"plan\" or \"apply\"}; a name has up to 32 "
-                      "letters, digits, spaces, dots, dashes and underscores");
+    return body_fault(
+        "{\"name\": \"...\", \"scope\": \"read\", \"plan\" or \"apply\"}; a name has up to 32 "
+        "letters, digits, spaces, dots, dashes and underscores");
   }
   State state = console.store().read();
   if (state.tokens.size() >= most_tokens) {

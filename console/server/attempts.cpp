@@ -6,7 +6,8 @@ namespace console {
 
 namespace {
 
-/* An address tries so often at once; then it waits a second, and twice as long after each failure. */
+/* An address tries so often at once; then it waits a second, and twice as long after each failure.
+ */
 constexpr int free_failures = 5;
 constexpr std::int64_t longest_wait = 300;
 /* All strangers together, in a minute. */
@@ -45,11 +46,12 @@ void Attempts::note_success(const std::string& address, std::int64_t now) {
   record_of(address) = {0, now, true};
 }
 
-/* Where all places are taken, the address that has been quiet longest goes; a known one goes last. */
+/* Where all places are taken, the address that has been quiet longest goes; a known one goes last.
+ */
 Attempts::Record& Attempts::record_of(const std::string& address) {
   if (records_.size() >= most_addresses && records_.find(address) == records_.end()) {
-    const auto oldest = std::min_element(
-        records_.begin(), records_.end(), [](const auto& one, const auto& other) {
+    const auto oldest =
+        std::min_element(records_.begin(), records_.end(), [](const auto& one, const auto& other) {
           return std::pair(one.second.is_known, one.second.last) <
                  std::pair(other.second.is_known, other.second.last);
         });

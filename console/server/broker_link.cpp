@@ -62,8 +62,7 @@ void BrokerLink::send() {
     }
   }
   while (!unsent_.empty() && !is_gone_) {
-    const ssize_t count =
-        ::send(fd_, unsent_.data(), unsent_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t count = ::send(fd_, unsent_.data(), unsent_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count == -1) {
       is_gone_ = errno != EAGAIN && errno != EINTR;
       return;
@@ -88,8 +87,8 @@ void BrokerLink::receive() {
   is_gone_ = is_gone_ || answers_.is_broken();
 }
 
-/* A read that began before a change has ended may have seen the state before it: whoever asks from now on must not
- * join it. */
+/* A read that began before a change has ended may have seen the state before it: whoever asks from
+ now on must not * join it. */
 void BrokerLink::finish(const Answer& answer) {
   const auto found = std::find_if(pending_.begin(), pending_.end(), [&](const Pending& one) {
     return one.id == answer.id && one.is_sent;

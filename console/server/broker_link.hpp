@@ -1,4 +1,5 @@
-/* The server's end of the broker's socket: calls out, answers in, and equal reads together in one call. */
+/* The server's end of the broker's socket: calls out, answers in, and equal reads together in one
+ call. */
 #pragma once
 
 #include <cstdint>

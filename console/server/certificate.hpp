@@ -11,8 +11,9 @@ struct Certificate {
   std::string certificate;
 };
 
-/* Those of the directory, or new ones of our own: where there are none, and where ours run out within a month or lack
- * one of the names. What somebody else has put there stays. Throws std::runtime_error. */
+/* Those of the directory, or new ones of our own: where there are none, and where ours run out
+ within a month or lack * one of the names. What somebody else has put there stays. Throws
+ std::runtime_error. */
 Certificate load_or_make_certificate(const std::string& directory,
                                      const std::vector<std::string>& names);
 

@@ -21,9 +21,11 @@ constexpr std::int64_t longest_answer = 30;
 constexpr unsigned longest_unacknowledged = 45000;
 
 constexpr std::string_view too_slow =
-    "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/problem+json\r\nConnection: close\r\n"
+    "HTTP/1.1 408 Request Timeout\r\nContent-Type: application/problem+json\r\nConnection: "
+    "close\r\n"
     "Content-Length: 124\r\n\r\n"
-    "{\"type\":\"urn:l3-advance:problem:request_timeout\",\"status\":408,\"code\":\"request_timeout\","
+    "{\"type\":\"urn:l3-advance:problem:request_timeout\",\"status\":408,\"code\":\"request_"
+    "timeout\","
     "\"detail\":\"the request took too long\"}";
 static_assert(too_slow.size() - too_slow.find("\r\n\r\n") - 4 == 124);
 
@@ -73,8 +75,8 @@ Connection& Connections::add(MHD_Connection* handle, std::int64_t now) {
   added.address = text_of_address(address->client_addr);
   added.local_address = local_address_of(added.fd);
   added.since = now;
-  added.is_too_many = all_.size() > most_connections ||
-                      count_of(added.client) > most_connections_of_a_client;
+  added.is_too_many =
+      all_.size() > most_connections || count_of(added.client) > most_connections_of_a_client;
   setsockopt(added.fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &longest_unacknowledged,
              sizeof longest_unacknowledged);
   return added;

@@ -13,9 +13,11 @@ namespace {
 
 constexpr std::size_t largest_body = 256 * 1024;
 
-/* Only what is here may be fetched, run or framed. Trusted Types: no text becomes markup or code. */
+/* Only what is here may be fetched, run or framed. Trusted Types: no text becomes markup or code.
+ */
 constexpr std::string_view content_security_policy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src "
+    "'self'; "
     "form-action 'self'; base-uri 'none'; object-src 'none'; frame-ancestors 'none'; "
     "require-trusted-types-for 'script'; trusted-types 'none'";
 
@@ -41,11 +43,12 @@ void add_usual_headers(Response& response) {
 
 namespace {
 
-/* A header that decides something must not be there twice: we and a proxy could each take another one. */
+/* A header that decides something must not be there twice: we and a proxy could each take another
+ one. */
 bool has_doubled_header(const Request& request) {
-  constexpr std::array<std::string_view, 8> single = {
-      "host",   "cookie",       "authorization", "origin",
-      "sec-fetch-site", "content-type", "if-match",      "x-l3-token"};
+  constexpr std::array<std::string_view, 8> single = {"host",     "cookie",         "authorization",
+                                                      "origin",   "sec-fetch-site", "content-type",
+                                                      "if-match", "x-l3-token"};
   return std::any_of(single.begin(), single.end(), [&](std::string_view name) {
     return std::count_if(request.headers.begin(), request.headers.end(),
                          [name](const auto& one) { return one.first == name; }) > 1;
@@ -104,7 +107,8 @@ bool is_allowed(Need need, const Caller& caller) {
     case Need::account:
       return !caller.session.empty();
     default:
-      return static_cast<int>(caller.scope) >= static_cast<int>(need) - static_cast<int>(Need::read);
+      return static_cast<int>(caller.scope) >=
+             static_cast<int>(need) - static_cast<int>(Need::read);
   }
 }
 
@@ -132,8 +136,8 @@ Caller Console::caller_of_cookie(const Request& request) {
   if (request.path != "/api/v1/events") {
     session->used = request.now;
   }
-  return {session->id, session->csrf, session->must_change_password, {}, Scope::apply,
-          "console " + request.address};
+  return {session->id, session->csrf, session->must_change_password,
+          {},          Scope::apply,  "console " + request.address};
 }
 
 Caller Console::caller_of_token(const Request& request) {

@@ -45,7 +45,9 @@ class JsonList {
 
 Events::Events(BrokerLink& link)
     // Another run of the server has other numbers.
-    : link_(&link), first_(std::stoull(random_secret().substr(0, 8), nullptr, 16) << 16 | 1), last_(first_) {}
+    : link_(&link),
+      first_(std::stoull(random_secret().substr(0, 8), nullptr, 16) << 16 | 1),
+      last_(first_) {}
 
 void Events::tick(std::int64_t now, bool has_listeners) {
   if (!has_listeners || now < next_ || waiting_ > 0) {

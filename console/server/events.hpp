@@ -1,4 +1,5 @@
-/* The events that pages listen to: counters, changes of the settings, and a confirmation that is pending. */
+/* The events that pages listen to: counters, changes of the settings, and a confirmation that is
+ pending. */
 #pragma once
 
 #include <cstdint>
@@ -19,8 +20,8 @@ class Events {
   /* A change has been made by us: its news shall not wait. */
   void hurry() { next_ = 0; }
 
-  /* The stream's text after an event, and the number of its last event. A listener that has missed some, or is new,
-   * gets all that is known instead. */
+  /* The stream's text after an event, and the number of its last event. A listener that has missed
+   some, or is new, * gets all that is known instead. */
   [[nodiscard]] std::string text_after(std::uint64_t& last) const;
   [[nodiscard]] std::uint64_t last() const { return last_; }
 

@@ -67,16 +67,18 @@ struct Callbacks {
     exchange->connection = static_cast<Connection*>(info->socket_context);
     exchange->connection->phase = Phase::receiving;
     exchange->connection->since = seconds_now();
-    const char* query = std::strchr(uri, '?');
-    exchange->request.query = query == nullptr ? "" : query + 1;
+    // As it came: no path of ours needs an escape, and "%00" would hide what follows it.
+    const std::size_t length = std::strcspn(uri, "?");
+    exchange->request.path.assign(uri, length);
+    exchange->request.query = uri[length] == '?' ? uri + length + 1 : "";
     return exchange;
   }
 
-  static MHD_Result request(void* self, MHD_Connection* handle, const char* path,
+  static MHD_Result request(void* self, MHD_Connection* handle, const char* /*path*/,
                             const char* method, const char* /*version*/, const char* data,
                             std::size_t* size, void** exchange) {
     return static_cast<Front*>(self)->serve(*static_cast<Front::Exchange*>(*exchange), handle,
-                                            method, path, data, size);
+                                            method, data, size);
   }
 
   static void completed(void* self, MHD_Connection* /*handle*/, void** context,
@@ -193,14 +195,14 @@ Response Front::early_refusal(const Exchange& exchange) const {
   return {};
 }
 
-/* Called for the headers, for each piece of the body, at its end, and once more after the broker's answer. */
+/* Called for the headers, for each piece of the body, at its end, and once more after the broker's
+ answer. */
 MHD_Result Front::serve(Exchange& exchange, MHD_Connection* handle, const char* method,
-                        const char* path, const char* data, std::size_t* size) {
+                        const char* data, std::size_t* size) {
   Request& request = exchange.request;
   if (!exchange.is_begun) {
     exchange.is_begun = true;
     request.method = method;
-    request.path = path;
     request.address = exchange.connection->client;
     request.local_address = exchange.connection->local_address;
     MHD_get_connection_values(handle, MHD_HEADER_KIND, add_header, &request.headers);
@@ -266,15 +268,15 @@ MHD_Result Front::send(Exchange& exchange, MHD_Connection* handle) {
   }
   exchange.connection->phase = response.stream ? Phase::streaming : Phase::sending;
   exchange.connection->since = seconds_now();
-  MHD_Response* made =
-      response.stream
-          ? stream_response(exchange, handle)
-          : MHD_create_response_from_buffer(response.body.size(), response.body.data(),
-                                            MHD_RESPMEM_MUST_COPY);
+  MHD_Response* made = response.stream
+                           ? stream_response(exchange, handle)
+                           : MHD_create_response_from_buffer(
+                                 response.body.size(), response.body.data(), MHD_RESPMEM_MUST_COPY);
   for (const auto& [name, value] : response.headers) {
     MHD_add_response_header(made, name.c_str(), value.c_str());
   }
-  const MHD_Result result = MHD_queue_response(handle, static_cast<unsigned>(response.status), made);
+  const MHD_Result result =
+      MHD_queue_response(handle, static_cast<unsigned>(response.status), made);
   MHD_destroy_response(made);
   return result;
 }

@@ -1,5 +1,5 @@
-/* The HTTP library's side: connections in, requests to the console, responses and event streams out. All of it happens
- * in run(), in the only thread there is. */
+/* The HTTP library's side: connections in, requests to the console, responses and event streams
+ out. All of it happens * in run(), in the only thread there is. */
 #pragma once
 
 #include <microhttpd.h>
@@ -59,8 +59,8 @@ class Front {
     bool has_ended = false;
   };
 
-  MHD_Result serve(Exchange& exchange, MHD_Connection* handle, const char* method, const char* path,
-                   const char* data, std::size_t* size);
+  MHD_Result serve(Exchange& exchange, MHD_Connection* handle, const char* method, const char* data,
+                   std::size_t* size);
   Response early_refusal(const Exchange& exchange) const;
   void settle(std::uint64_t id, Response response);
   MHD_Result send(Exchange& exchange, MHD_Connection* handle);

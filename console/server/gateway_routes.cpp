@@ -18,9 +18,8 @@ Call call_of(Operation operation, std::string input = {}, std::string argument =
 
 /* The texts of a packet, and nothing nested. */
 bool is_packet(const Json& body) {
-  return body.is_object() && std::all_of(body.begin(), body.end(), [](const Json& value) {
-    return value.is_primitive();
-  });
+  return body.is_object() && std::all_of(body.begin(), body.end(),
+                                         [](const Json& value) { return value.is_primitive(); });
 }
 
 /* The session or token, for whoever may confirm. */
@@ -30,7 +29,8 @@ std::string identity_of(const Caller& caller) {
 
 Response applied(Console& console, const std::string& identity, bool waits, const Answer& answer) {
   // An apply that changes nothing waits for nothing.
-  const bool is_pending = waits && Json::parse(answer.output, nullptr, false).contains("confirm_within");
+  const bool is_pending =
+      waits && Json::parse(answer.output, nullptr, false).contains("confirm_within");
   if (is_pending) {
     console.confirmer = identity;
   }
@@ -45,7 +45,8 @@ Response read_settings(Console& /*console*/, const Request& request, const Calle
   return ask(call_of(Operation::settings), {0},
              [known = header(request, "if-none-match")](const Answer& answer) {
                const std::string etag = etag_of(answer.output);
-               Response response = known == etag ? Response{304, {}, {}, {}, {}, {}} : pass_on(answer);
+               Response response =
+                   known == etag ? Response{304, {}, {}, {}, {}, {}} : pass_on(answer);
                response.headers.emplace_back("ETag", etag);
                return response;
              });
@@ -64,6 +65,15 @@ Response read_health(Console& /*console*/, const Request& /*request*/, const Cal
   return ask(call_of(Operation::health), {0, 3});
 }
 
+/* As Prometheus reads it. */
+Response read_metrics(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {
+  return ask(call_of(Operation::metrics), {0}, [](const Answer& answer) {
+    Response response = pass_on(answer);
+    response.headers = {{"Content-Type", "text/plain; version=0.0.4; charset=utf-8"}};
+    return response;
+  });
+}
+
 Response explain(Console& /*console*/, const Request& request, const Caller& /*caller*/) {
   const Json body = Json::parse(request.body, nullptr, false);
   if (!is_packet(body) || request.body.size() > largest_packet) {
@@ -74,13 +84,14 @@ Response explain(Console& /*console*/, const Request& request, const Caller& /*c
   return ask(call_of(Operation::explain, line.size() > largest_packet ? "{}" : line), {0});
 }
 
-/* Settings go on as they came, so that l3ctl's line numbers are the client's. l3ctl plan ends with 2 where there are
- * changes. */
+/* Settings go on as they came, so that l3ctl's line numbers are the client's. l3ctl plan ends with
+ 2 where there are * changes. */
 Response plan(Console& /*console*/, const Request& request, const Caller& /*caller*/) {
   return ask(call_of(Operation::plan, request.body), {0, 2});
 }
 
-/* The settings are read once more, so that nothing that somebody has changed meanwhile is overwritten. */
+/* The settings are read once more, so that nothing that somebody has changed meanwhile is
+ overwritten. */
 Response apply(Console& console, const Request& request, const Caller& caller) {
   const std::string known = header(request, "if-match");
   if (known.empty()) {
@@ -88,8 +99,8 @@ Response apply(Console& console, const Request& request, const Caller& caller) {
   }
   const std::string seconds = query_parameter(request, "confirm");
   const bool waits = !seconds.empty();
-  const Call change = call_of(waits ? Operation::apply_with_confirmation : Operation::apply,
-                              request.body, seconds);
+  const Call change =
+      call_of(waits ? Operation::apply_with_confirmation : Operation::apply, request.body, seconds);
   if (!command_line(change)) {
     return problem(422, "confirm_seconds", "confirm has to be from 1 to 3600 seconds");
   }
@@ -143,8 +154,9 @@ Response restore(Console& console, const Request& request, const Caller& caller)
 Response stream_events(Console& /*console*/, const Request& request, const Caller& caller) {
   Response response;
   response.headers = {{"Content-Type", "text/event-stream"}};
-  response.stream = EventStream{std::strtoull(header(request, "last-event-id").c_str(), nullptr, 10),
-                                caller.session, caller.token};
+  response.stream =
+      EventStream{std::strtoull(header(request, "last-event-id").c_str(), nullptr, 10),
+                  caller.session, caller.token};
   return response;
 }
 

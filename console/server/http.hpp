@@ -1,4 +1,5 @@
-/* A request and its response, without a type of the HTTP library: what handles them can be tested and fuzzed alone. */
+/* A request and its response, without a type of the HTTP library: what handles them can be tested
+ and fuzzed alone. */
 #pragma once
 
 #include <cstdint>

@@ -111,7 +111,8 @@ int open_socket(const std::string& place) {
 std::string text_of_address(const void* address) {
   std::array<char, INET6_ADDRSTRLEN> text{};
   if (static_cast<const sockaddr*>(address)->sa_family == AF_INET) {
-    inet_ntop(AF_INET, &static_cast<const sockaddr_in*>(address)->sin_addr, text.data(), text.size());
+    inet_ntop(AF_INET, &static_cast<const sockaddr_in*>(address)->sin_addr, text.data(),
+              text.size());
     return text.data();
   }
   const in6_addr& six = static_cast<const sockaddr_in6*>(address)->sin6_addr;

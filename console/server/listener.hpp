@@ -11,7 +11,8 @@ struct Listener {
   int port = 0;
 };
 
-/* The socket that was handed over by LISTEN_FDS, or a new one at `place`. Throws std::runtime_error. */
+/* The socket that was handed over by LISTEN_FDS, or a new one at `place`. Throws
+ std::runtime_error. */
 Listener open_listener(const std::string& place);
 
 /* An address as text, with IPv4 in IPv6 as IPv4. `address` is a sockaddr. */

@@ -1,4 +1,5 @@
-/* l3-console: prepares as root what the server needs, starts the broker, gives up all rights, and serves. */
+/* l3-console: prepares as root what the server needs, starts the broker, gives up all rights, and
+ serves. */
 #include <fcntl.h>
 #include <gnutls/gnutls.h>
 #include <ifaddrs.h>
@@ -155,8 +156,7 @@ int run(const Options& options) {
   const Listener listener = open_listener(options.listen);
   Certificate certificate;
   if (!options.is_plain) {
-    certificate =
-        load_or_make_certificate(options.state, names_for_certificate(options, listener));
+    certificate = load_or_make_certificate(options.state, names_for_certificate(options, listener));
   }
   OurNames names{{}, listener.port, !options.is_plain};
   for (const std::string& name : options.names) {

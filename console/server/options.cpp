@@ -36,7 +36,20 @@ std::string beside_us(const std::string& name) {
   return own.substr(0, own.rfind('/') + 1) + name;
 }
 
-enum Number { listen = 1, name, state, user, root, l3ctl, broker, plain, first, list, version, usage };
+enum Number {
+  listen = 1,
+  name,
+  state,
+  user,
+  root,
+  l3ctl,
+  broker,
+  plain,
+  first,
+  list,
+  version,
+  usage
+};
 
 constexpr std::array<option, 13> known = {{
     {"listen", required_argument, nullptr, listen},

@@ -58,8 +58,8 @@ bool is_our_name(const std::string& host, const Request& request, const OurNames
 bool is_our_host(const Request& request, const OurNames& ours) {
   const std::string text = lower_case(header(request, "host"));
   const HostAndPort parts = split(text);
-  return !parts.host.empty() && is_our_port(parts.port, ours) &&
-         (text.back() != ':') && is_our_name(parts.host, request, ours);
+  return !parts.host.empty() && is_our_port(parts.port, ours) && (text.back() != ':') &&
+         is_our_name(parts.host, request, ours);
 }
 
 bool is_same_origin(const Request& request, const OurNames& ours, bool is_needed) {

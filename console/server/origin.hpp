@@ -8,14 +8,16 @@
 
 namespace console {
 
-/* Under which names clients may ask for us. The address that they have connected to is always one. */
+/* Under which names clients may ask for us. The address that they have connected to is always one.
+ */
 struct OurNames {
   std::vector<std::string> names; /* host names in lower case */
   int port = 443;
   bool is_encrypted = true;
 };
 
-/* The Host header has one of our names and our port: a name of somebody else that leads here is DNS rebinding. */
+/* The Host header has one of our names and our port: a name of somebody else that leads here is DNS
+ rebinding. */
 bool is_our_host(const Request& request, const OurNames& ours);
 
 /* The browser says that a page of ours asks. `is_needed`: a request that says nothing does not. */

@@ -25,8 +25,8 @@ Json value_at(const Json& settings, std::string_view path) {
     const bool is_index = path.front() == '[';
     const std::size_t end = is_index ? path.find(']') : path.find_first_of(".[");
     const std::string step(path.substr(is_index ? 1 : 0, is_index ? end - 1 : end));
-    path.remove_prefix(std::min(end == std::string_view::npos ? end : end + (is_index ? 1 : 0),
-                                path.size()));
+    path.remove_prefix(
+        std::min(end == std::string_view::npos ? end : end + (is_index ? 1 : 0), path.size()));
     path.remove_prefix(!path.empty() && path.front() == '.' ? 1 : 0);
     const auto index = is_index ? std::strtoul(step.c_str(), nullptr, 10) : 0;
     if (is_index) {
@@ -48,7 +48,8 @@ std::optional<long> take_number(std::string_view& text) {
   return number;
 }
 
-/* "standard input:3: mac_filter.enabled: 1 is not allowed" in its parts; nothing where the line is about no settings. */
+/* "standard input:3: mac_filter.enabled: 1 is not allowed" in its parts; nothing where the line is
+ about no settings. */
 std::optional<Json> fault_of(std::string_view message, const Json& settings) {
   constexpr std::string_view source = "standard input:";
   if (!starts_with(message, source)) {
@@ -150,14 +151,15 @@ Response problem_of(const Answer& answer, const std::string& sent) {
   }
   // Its last line, where it is an error; a refused rule comes with a result of its own.
   const Json output = Json::parse(answer.output, nullptr, false);
-  const bool is_error = output.is_object() && output.contains("error") && output["error"].is_string();
+  const bool is_error =
+      output.is_object() && output.contains("error") && output["error"].is_string();
   const std::string error = is_error ? output["error"].get<std::string>() : std::string();
   const Json settings = Json::parse(sent, nullptr, false);
   Json faults = Json::array();
   Json messages = is_error ? output.value("messages", Json::array()) : Json::array();
   for (const Json& message : messages) {
-    if (auto fault = message.is_string() ? fault_of(message.get<std::string>(), settings)
-                                         : std::nullopt) {
+    if (auto fault =
+            message.is_string() ? fault_of(message.get<std::string>(), settings) : std::nullopt) {
       faults.push_back(std::move(*fault));
     }
   }

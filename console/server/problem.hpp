@@ -15,8 +15,8 @@ Response problem(int status, std::string_view code, const std::string& detail);
 Response problem_for_now(int status, std::string_view code, const std::string& detail,
                          std::int64_t seconds);
 
-/* What l3ctl's answer to a call becomes where it is no success: the messages, and for wrong settings the line, path
- * and value of each. `sent` is the settings' text. */
+/* What l3ctl's answer to a call becomes where it is no success: the messages, and for wrong
+ settings the line, path * and value of each. `sent` is the settings' text. */
 Response problem_of(const Answer& answer, const std::string& sent);
 
 }  // namespace console

@@ -42,7 +42,7 @@ bool is_empty_directory(const std::string& path) {
 
 void enter_root(const std::string& root) {
   check(mkdir(root.c_str(), 0755) == 0 || errno == EEXIST, root);
-  struct stat found{};
+  struct stat found {};
   check(lstat(root.c_str(), &found) == 0, root);
   if (!S_ISDIR(found.st_mode) || found.st_uid != 0 || (found.st_mode & 022) != 0 ||
       !is_empty_directory(root)) {
@@ -104,20 +104,59 @@ void give_up_rights(const std::string& user, const std::string& root) {
 }
 
 void restrict_system_calls() {
-  static constexpr std::array allowed = {
-      SCMP_SYS(read),          SCMP_SYS(write),        SCMP_SYS(readv),        SCMP_SYS(writev),
-      SCMP_SYS(recvfrom),      SCMP_SYS(sendto),       SCMP_SYS(recvmsg),      SCMP_SYS(sendmsg),
-      SCMP_SYS(recv),          SCMP_SYS(send),         SCMP_SYS(accept),       SCMP_SYS(accept4),
-      SCMP_SYS(close),         SCMP_SYS(shutdown),     SCMP_SYS(poll),         SCMP_SYS(ppoll),
-      SCMP_SYS(epoll_wait),    SCMP_SYS(epoll_pwait),  SCMP_SYS(epoll_ctl),    SCMP_SYS(fcntl),
-      SCMP_SYS(fcntl64),       SCMP_SYS(getsockname),  SCMP_SYS(getpeername),  SCMP_SYS(getsockopt),
-      SCMP_SYS(setsockopt),    SCMP_SYS(munmap),       SCMP_SYS(mremap),       SCMP_SYS(madvise),
-      SCMP_SYS(brk),           SCMP_SYS(clock_gettime), SCMP_SYS(clock_gettime64), SCMP_SYS(gettimeofday),
-      SCMP_SYS(time),          SCMP_SYS(getrandom),    SCMP_SYS(futex),        SCMP_SYS(rt_sigreturn),
-      SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigaction), SCMP_SYS(restart_syscall), SCMP_SYS(exit),
-      SCMP_SYS(exit_group),    SCMP_SYS(pread64),      SCMP_SYS(pwrite64),     SCMP_SYS(fdatasync),
-      SCMP_SYS(flock),         SCMP_SYS(getpid),       SCMP_SYS(gettid),       SCMP_SYS(tgkill),
-      SCMP_SYS(fstat),         SCMP_SYS(getrusage),            SCMP_SYS(sigreturn),    SCMP_SYS(_llseek),      SCMP_SYS(lseek)};
+  static constexpr std::array allowed = {SCMP_SYS(read),
+                                         SCMP_SYS(write),
+                                         SCMP_SYS(readv),
+                                         SCMP_SYS(writev),
+                                         SCMP_SYS(recvfrom),
+                                         SCMP_SYS(sendto),
+                                         SCMP_SYS(recvmsg),
+                                         SCMP_SYS(sendmsg),
+                                         SCMP_SYS(recv),
+                                         SCMP_SYS(send),
+                                         SCMP_SYS(accept),
+                                         SCMP_SYS(accept4),
+                                         SCMP_SYS(close),
+                                         SCMP_SYS(shutdown),
+                                         SCMP_SYS(poll),
+                                         SCMP_SYS(ppoll),
+                                         SCMP_SYS(epoll_wait),
+                                         SCMP_SYS(epoll_pwait),
+                                         SCMP_SYS(epoll_ctl),
+                                         SCMP_SYS(fcntl),
+                                         SCMP_SYS(fcntl64),
+                                         SCMP_SYS(getsockname),
+                                         SCMP_SYS(getpeername),
+                                         SCMP_SYS(getsockopt),
+                                         SCMP_SYS(setsockopt),
+                                         SCMP_SYS(munmap),
+                                         SCMP_SYS(mremap),
+                                         SCMP_SYS(madvise),
+                                         SCMP_SYS(brk),
+                                         SCMP_SYS(clock_gettime),
+                                         SCMP_SYS(clock_gettime64),
+                                         SCMP_SYS(gettimeofday),
+                                         SCMP_SYS(time),
+                                         SCMP_SYS(getrandom),
+                                         SCMP_SYS(futex),
+                                         SCMP_SYS(rt_sigreturn),
+                                         SCMP_SYS(rt_sigprocmask),
+                                         SCMP_SYS(rt_sigaction),
+                                         SCMP_SYS(restart_syscall),
+                                         SCMP_SYS(exit),
+                                         SCMP_SYS(exit_group),
+                                         SCMP_SYS(pread64),
+                                         SCMP_SYS(pwrite64),
+                                         SCMP_SYS(fdatasync),
+                                         SCMP_SYS(flock),
+                                         SCMP_SYS(getpid),
+                                         SCMP_SYS(gettid),
+                                         SCMP_SYS(tgkill),
+                                         SCMP_SYS(fstat),
+                                         SCMP_SYS(getrusage),
+                                         SCMP_SYS(sigreturn),
+                                         SCMP_SYS(_llseek),
+                                         SCMP_SYS(lseek)};
   scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ERRNO(EPERM));
   bool is_good = filter != nullptr;
   for (const int call : allowed) {
@@ -126,8 +165,9 @@ void restrict_system_calls() {
   }
   // Memory, but none that can be run.
   for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)}) {
-    is_good = is_good && (call < 0 || seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 1,
-                                                       SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0)) == 0);
+    is_good =
+        is_good && (call < 0 || seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 1,
+                                                 SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0)) == 0);
   }
   is_good = is_good && seccomp_load(filter) == 0;
   seccomp_release(filter);

@@ -14,7 +14,8 @@ Response front_page(Console& /*console*/, const Request& /*request*/, const Call
   response.headers = {{"Content-Type", "text/html; charset=utf-8"}};
   response.body =
       "<!doctype html><html lang=\"en\"><title>l3-console</title>"
-      "<h1>l3-console</h1><p>The API is at <code>/api/v1</code>; l3-console(8) describes it.</p></html>\n";
+      "<h1>l3-console</h1><p>The API is at <code>/api/v1</code>; l3-console(8) describes "
+      "it.</p></html>\n";
   return response;
 }
 
@@ -31,6 +32,7 @@ constexpr std::array table = {
     Route{"GET", "/api/v1/status", Need::read, read_status},
     Route{"GET", "/api/v1/rules", Need::read, read_rules},
     Route{"GET", "/api/v1/health", Need::read, read_health},
+    Route{"GET", "/api/v1/metrics", Need::read, read_metrics},
     Route{"GET", "/api/v1/events", Need::read, stream_events},
     Route{"POST", "/api/v1/explain", Need::read, explain},
     Route{"POST", "/api/v1/plan", Need::plan, plan},

@@ -10,7 +10,8 @@ namespace console {
 /* 256 bits of the kernel's random numbers in hexadecimal. */
 std::string random_secret();
 
-/* A password to be typed once: five groups of four letters and digits, none of which looks like another. */
+/* A password to be typed once: five groups of four letters and digits, none of which looks like
+ another. */
 std::string random_password();
 
 /* In hexadecimal. */

@@ -59,7 +59,8 @@ std::optional<State> state_of(const std::string& text) {
     if (!scope) {
       return std::nullopt;
     }
-    state.tokens.push_back({text_in(one, "id"), text_in(one, "name"), text_in(one, "hash"), *scope});
+    state.tokens.push_back(
+        {text_in(one, "id"), text_in(one, "name"), text_in(one, "hash"), *scope});
   }
   return state;
 }

@@ -18,6 +18,7 @@ note = {"words": sys.argv[1:], "uid": os.getuid(), "environment": sorted(os.envi
 with open("/tmp/runs", "a") as runs: runs.write(json.dumps(note) + "\\n")
 print(sent, end="")
 """
+NO_JSON = ("backup", "metrics")
 # Operation -> the only command lines that it may run, with the argument that they need.
 ALLOWED = {
     "settings": (["export"], b"", False),
@@ -32,6 +33,7 @@ ALLOWED = {
     "explain": (["explain", "--batch", "-"], b"", True),
     "backup": (["backup", "-"], b"", False),
     "restore": (["restore", "-"], b"", True),
+    "metrics": (["metrics"], b"", False),
 }
 
 
@@ -66,7 +68,7 @@ class BrokerTest(unittest.TestCase):
             sent = b"{}" if takes_input else b""
             self.as_server(lambda broker: broker.call(name, argument, b"", sent).output == sent)
             run = self.runs()[-1]
-            self.assertEqual(run["words"], words + ([] if name == "backup" else ["--json"]))
+            self.assertEqual(run["words"], words + ([] if name in NO_JSON else ["--json"]))
             self.assertEqual((run["uid"], run["environment"]), (0, ["LC_ALL", "PATH"]))
             # The three of every program, and the folder that it looks at.
             self.assertEqual(run["descriptors"], 4)
@@ -105,7 +107,7 @@ class BrokerTest(unittest.TestCase):
     def test_random_bytes_run_nothing_but_the_table(self):
         seed = int(time.time())
         draw = random.Random(seed)
-        lines = [words + ["--json"] for words, _, _ in ALLOWED.values()] + [["backup", "-"]]
+        lines = [words + ["--json"] for words, _, _ in ALLOWED.values()] + [["backup", "-"], ["metrics"]]
         for _ in range(40):
             data = bytearray(b"".join(frame(draw.randrange(20), draw.randbytes(draw.randrange(3)), b"", draw.randbytes(draw.randrange(20)))
                                       for _ in range(draw.randrange(1, 6))))

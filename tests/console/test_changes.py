@@ -1,0 +1,115 @@
+"""Settings through the console: read, planned, applied, confirmed and taken back."""
+import base64
+import json
+import unittest
+
+from console import Client, ConsoleTest, until
+from gateway import CONFIGURATION
+
+DEVICE = {"mac_filter": {"enabled": True, "mode": "black-list", "devices": [{"mac": "02:00:00:00:00:0a", "active": "all day"}]}}
+
+
+class Changes(ConsoleTest):
+    def test_settings_have_an_etag(self):
+        first = self.client.get("settings")
+        self.assertEqual(first.status, 200)
+        self.assertEqual(self.client.get("settings", If_None_Match=first.headers["ETag"]).status, 304)
+        self.assertEqual(self.client.apply(DEVICE).status, 200)
+        second = self.client.get("settings")
+        self.assertNotEqual(first.headers["ETag"], second.headers["ETag"])
+        self.assertEqual(second.json["mac_filter"]["devices"], DEVICE["mac_filter"]["devices"])
+        self.assert_problem(self.client.apply({"mac_filter": {"enabled": False}}, etag=first.headers["ETag"]), 412, "settings_changed")
+        self.assert_problem(self.client.post("apply", DEVICE), 428, "if_match_required")
+        self.assertEqual(self.client.get("settings").json, second.json)
+        self.assertEqual(self.client.post("apply", {"vpn_pass_through": True}, If_Match="*").status, 200)
+
+    def test_a_change_elsewhere_is_noticed(self):
+        etag = self.client.get("settings").headers["ETag"]
+        self.assertEqual(self.apply('{"vpn_pass_through": true}').status, 0)
+        self.assert_problem(self.client.apply(DEVICE, etag=etag), 412, "settings_changed")
+
+    def test_plan_changes_nothing(self):
+        answer = self.client.post("plan", DEVICE)
+        self.assertEqual(answer.status, 200, answer)
+        self.assertIn("fields", answer.json)
+        self.assertNotEqual(answer.json["fields"], [])
+        self.assertEqual(self.client.get("settings").json["mac_filter"]["devices"], [])
+
+    def test_wrong_settings_are_named_by_line_path_and_value(self):
+        text = '{\n "mac_filter": {\n  "enabled": 1}, "colour": 7\n}'
+        for path in ("plan", "apply"):
+            answer = self.client.apply(text, path=path)
+            errors = self.assert_problem(answer, 422, "settings_invalid").json["errors"]
+            self.assertEqual([(one["line"], one["path"], one["value"]) for one in errors],
+                             [(3, "mac_filter.enabled", 1), (3, "colour", 7)])  # fmt: skip
+            self.assertIn("must be true or false", errors[0]["message"])
+        self.assertEqual(self.client.post("plan", '{"a":').json["errors"][0]["line"], 1)
+        self.assertEqual(self.client.post("plan", '{"vpn_pass_through": true, "vpn_pass_through": true}').status, 422)
+        devices = [{"mac": f"02:00:00:00:00:{number:02x}"} for number in range(11)]
+        answer = self.client.post("plan", {"mac_filter": {"enabled": True, "mode": "black-list", "devices": devices}})
+        self.assertEqual(self.assert_problem(answer, 422, "settings_invalid").json["errors"][0]["path"], "mac_filter.devices")
+
+    def test_confirmation_is_for_the_session_that_applied(self):
+        other = Client()
+        other.log_in()
+        answer = self.client.apply(DEVICE, "apply?confirm=60")
+        self.assertEqual(answer.status, 202, answer)
+        self.assertEqual(answer.json["confirm_within"], 60)
+        self.assertEqual(self.client.get("status").json["confirmation"]["state"], "waiting")
+        self.assert_problem(other.apply({"vpn_pass_through": True}), 409, "confirmation_pending")
+        self.assert_problem(other.post("confirm"), 403, "not_yours")
+        self.assertEqual(self.client.post("confirm").status, 200)
+        self.assertIsNone(self.client.get("status").json["confirmation"])
+        self.assertEqual(self.client.get("settings").json["mac_filter"]["enabled"], True)
+        self.assert_problem(self.client.post("confirm"), 409, "nothing_pending")
+
+    def test_any_session_may_take_a_change_back(self):
+        other = Client()
+        other.log_in()
+        self.assertEqual(self.client.apply(DEVICE, "apply?confirm=60").status, 202)
+        self.assertEqual(other.post("revert").status, 200)
+        self.assertEqual(self.client.get("settings").json["mac_filter"]["devices"], [])
+        self.assert_problem(other.post("revert"), 409, "nothing_pending")
+
+    def test_without_a_confirmation_the_old_settings_come_back(self):
+        self.assertEqual(self.client.apply(DEVICE, "apply?confirm=1").status, 202)
+        self.assertTrue(until(lambda: self.client.get("settings").json["mac_filter"]["devices"] == []))
+
+    def test_seconds_out_of_bounds(self):
+        for seconds in ("0", "3601", "x", "1;id", "-5", "%31"):
+            self.assert_problem(self.client.apply(DEVICE, f"apply?confirm={seconds}"), 422, "confirm_seconds")
+        self.assertEqual(self.client.get("settings").json["mac_filter"]["devices"], [])
+
+    def test_a_refused_rule(self):
+        self.refuse("iptables -A forward_ext_mac -i br0 -m mac --mac-source 02:00:00:00:00:0a"
+                    " -m time --timestart 0:0 --timestop 23:59 -j DROP")  # fmt: skip
+        settings = {"firewall": {"enabled": True}, **DEVICE}
+        answer = self.client.apply(settings)
+        self.refuse()
+        self.assertIn("mac_filter", self.assert_problem(answer, 422, "rule_refused").json["failed_rules"][0]["setting"])
+        self.assertEqual(self.client.get("settings").json["mac_filter"]["devices"], [])
+
+    def test_backup_and_restore(self):
+        before = CONFIGURATION.read_bytes()
+        backup = self.client.get("backup").json
+        self.assertEqual(base64.b64decode(backup["backup"]), before)
+        self.client.apply(DEVICE)
+        self.assertEqual(self.client.post("restore", backup).status, 200)
+        self.assertEqual(self.client.get("settings").json["mac_filter"]["devices"], [])
+        for wrong in ({"backup": ""}, {"backup": "!"}, {"backup": 1}, {}, [], {"backup": base64.b64encode(b"x" * 70000).decode()}):
+            self.assert_problem(self.client.post("restore", wrong), 422, "body")
+        answer = self.client.post("restore", {"backup": base64.b64encode(b"not a backup").decode()})
+        self.assertGreaterEqual(answer.status, 409, answer)
+        self.assertEqual(self.client.get("settings").json["mac_filter"]["devices"], [])
+
+    def test_explain(self):
+        packet = {"from": "lan", "to": "wan", "protocol": "tcp", "source": "192.168.1.10", "destination": "203.0.113.2", "destination_port": 443}
+        self.assertEqual(self.client.post("explain", packet).json["outcome"], "accepted")
+        self.assertEqual(self.client.post("explain", json.dumps(packet, indent=1)).status, 200)
+        self.assertEqual(self.client.post("explain", {**packet, "from": "mars"}).status, 422)
+        for wrong in ("[]", "x", '{"a": {}}', '{"a": [1]}', json.dumps({"a": "x" * 5000})):
+            self.assert_problem(self.client.post("explain", wrong), 422, "body")
+
+
+if __name__ == "__main__":
+    unittest.main()
