@@ -1,6 +1,9 @@
 /* l3-console-broker: runs l3ctl as root for the console's server, which has no rights, as the table
- of operations * allows and not otherwise. * *   l3-console-broker L3CTL     with the server's
- socket as standard input * * Ends when the server is gone and what it asked for has been done. */
+ * of operations allows and not otherwise.
+ *
+ *   l3-console-broker L3CTL     with the server's socket as standard input
+ *
+ * Ends when the server is gone and what it asked for has been done. */
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>

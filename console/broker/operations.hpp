@@ -1,5 +1,5 @@
 /* The fixed table of what the broker does as root for a server that has no rights: which l3ctl
- command line, with * which argument and which bounds. Everything else is refused. */
+ * command line, with which argument and which bounds. Everything else is refused. */
 #pragma once
 
 #include <cstddef>

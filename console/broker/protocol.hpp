@@ -1,5 +1,5 @@
 /* What server and broker write to each other over their socket pair: a header of fixed size, then
- its texts. Both run * on one machine, so numbers are in its byte order. */
+ * its texts. Both run on one machine, so numbers are in its byte order. */
 #pragma once
 
 #include <cstdint>

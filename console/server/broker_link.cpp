@@ -88,7 +88,7 @@ void BrokerLink::receive() {
 }
 
 /* A read that began before a change has ended may have seen the state before it: whoever asks from
- now on must not * join it. */
+ * now on must not join it. */
 void BrokerLink::finish(const Answer& answer) {
   const auto found = std::find_if(pending_.begin(), pending_.end(), [&](const Pending& one) {
     return one.id == answer.id && one.is_sent;

@@ -21,7 +21,7 @@ class Events {
   void hurry() { next_ = 0; }
 
   /* The stream's text after an event, and the number of its last event. A listener that has missed
-   some, or is new, * gets all that is known instead. */
+   * some, or is new, gets all that is known instead. */
   [[nodiscard]] std::string text_after(std::uint64_t& last) const;
   [[nodiscard]] std::uint64_t last() const { return last_; }
 

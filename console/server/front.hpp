@@ -1,5 +1,5 @@
 /* The HTTP library's side: connections in, requests to the console, responses and event streams
- out. All of it happens * in run(), in the only thread there is. */
+ * out. All of it happens in run(), in the only thread there is. */
 #pragma once
 
 #include <microhttpd.h>

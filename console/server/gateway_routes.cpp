@@ -85,7 +85,7 @@ Response explain(Console& /*console*/, const Request& request, const Caller& /*c
 }
 
 /* Settings go on as they came, so that l3ctl's line numbers are the client's. l3ctl plan ends with
- 2 where there are * changes. */
+ * 2 where there are changes. */
 Response plan(Console& /*console*/, const Request& request, const Caller& /*caller*/) {
   return ask(call_of(Operation::plan, request.body), {0, 2});
 }

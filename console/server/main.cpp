@@ -86,7 +86,7 @@ int start_broker(const Options& options) {
     throw std::runtime_error("fork");
   }
   if (pid == 0) {
-    setsid();
+    setpgid(0, 0);
     dup2(fds[1], STDIN_FILENO);
     execl(options.broker.c_str(), options.broker.c_str(), options.l3ctl.c_str(), nullptr);
     _exit(127);

@@ -16,7 +16,7 @@ Response problem_for_now(int status, std::string_view code, const std::string& d
                          std::int64_t seconds);
 
 /* What l3ctl's answer to a call becomes where it is no success: the messages, and for wrong
- settings the line, path * and value of each. `sent` is the settings' text. */
+ * settings the line, path and value of each. `sent` is the settings' text. */
 Response problem_of(const Answer& answer, const std::string& sent);
 
 }  // namespace console

@@ -6,7 +6,7 @@
 namespace console {
 
 /* The user's rights, an empty root, and limits of resources. Throws std::runtime_error where any of
- it fails: the * server does not run with more. */
+ * it fails: the server does not run with more. */
 void give_up_rights(const std::string& user, const std::string& root);
 
 /* From now on only the system calls that serving needs. */

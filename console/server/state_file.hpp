@@ -1,6 +1,6 @@
 /* The state in one file that is opened before the server gives up its rights. Two slots of fixed
- size take turns, so * that a power cut leaves the old state or the new one, and a full disk does
- not matter. */
+ * size take turns, so that a power cut leaves the old state or the new one, and a full disk does
+ * not matter. */
 #pragma once
 
 #include <string>

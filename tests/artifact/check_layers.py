@@ -70,11 +70,7 @@ CALLS = {
 }
 # Only here may a chain's flush be written out.
 CHAINS = ("-t filter -F ", "src/firewall/base/chains.hpp")
-<<<<<<< HEAD
-TOPS = ("include", "src", "platform", "settings", "executor", "management", "transaction", "l3ctl")
-=======
-TOPS = ("include", "src", "platform", "settings", "executor", "management", "l3ctl", "console")
->>>>>>> 0293805 (Add the console's broker and server: REST over TLS without any rights, l3ctl by a fixed table)
+TOPS = ("include", "src", "platform", "settings", "executor", "management", "transaction", "l3ctl", "console")
 PUBLIC_MAY_USE = {"stdint.h", "stddef.h"}
 # How commands are called is only known above these.
 WITHOUT_COMMANDS = ("management/", "settings/", "executor/")
