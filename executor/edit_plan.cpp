@@ -100,7 +100,7 @@ class ChainPlan {
         plan.edits.push_back(*edit);
       }
     } else {
-      add_deletions(plan.edits);
+      add_deletions(plan);
       add_additions(plan);
     }
     plan.changes.push_back(change);
@@ -223,9 +223,7 @@ class ChainPlan {
     RuleEdit edit = *entry.edit;
     edit.operation = operation;
     edit.rest = rule_words(*entry.edit);
-    if (operation == 'I') {
-      edit.rest.insert(edit.rest.begin(), std::to_string(place + 1));
-    }
+    edit.place = operation == 'I' ? place + 1 : 0;
     edit.counters = is_zero(entry.counters) ? "" : entry.counters;
     return edit;
   }
@@ -239,8 +237,20 @@ class ChainPlan {
     }
   }
 
-  void add_deletions(std::vector<RuleEdit>& edits) const {
+  /* Whether a deletion by its text finds the rule. ip6tables on the legacy backend takes a rule that was made
+   * with "-p all" for another than one without, and saves both alike. */
+  [[nodiscard]] bool is_found_by_text(const SavedRule& rule) const {
+    return !is_flushed_ || family_of(table_) == Family::ipv4 ||
+           rule.text.find(" -p ") != std::string::npos;
+  }
+
+  /* From the end, so that the places of the others hold. */
+  void add_deletions(EditPlan& plan) {
     for (std::size_t place = 0; place < old_.size(); ++place) {
+      deletes_by_place_ =
+          deletes_by_place_ || (!is_old_kept_[place] && !is_found_by_text(old_[place]));
+    }
+    for (std::size_t place = old_.size(); place-- > 0;) {
       if (is_old_kept_[place]) {
         continue;
       }
@@ -251,14 +261,15 @@ class ChainPlan {
         edit.rest.push_back(word.text);
       }
       edit.line = table_.tool + ' ' + restore_line(edit);
-      edits.push_back(std::move(edit));
+      edit.place = deletes_by_place_ ? place + 1 : 0;
+      plan.edits.push_back(std::move(edit));
     }
   }
 
   void add_additions(EditPlan& plan) const {
     const auto last_kept = std::find(is_kept_.rbegin(), is_kept_.rend(), true);
     const auto tail = static_cast<std::size_t>(is_kept_.rend() - last_kept);
-    bool is_placed = false;
+    bool is_placed = deletes_by_place_;
     for (std::size_t place = 0; place < entries_.size(); ++place) {
       if (!is_kept_[place]) {
         const bool is_appended = place >= tail;
@@ -278,6 +289,7 @@ class ChainPlan {
   std::string chain_;
   bool exists_;
   bool is_flushed_ = false;
+  bool deletes_by_place_ = false;
   Rules old_;
   std::vector<Entry> entries_;
   std::vector<const RuleEdit*> asked_;

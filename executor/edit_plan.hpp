@@ -6,7 +6,7 @@
  * read, in memory, and each chain is compared with what it was:
  *
  *   equal                        nothing is edited
- *   few rules differ             they alone are deleted, by their text, and inserted or appended
+ *   few rules differ             they alone are deleted, by their text where they can be, and inserted or appended
  *   as many as the chain has     the chain is flushed and filled, as it was asked for
  *
  * A rule that stood in the chain before keeps its counters, also if it is made anew. The chain has the same
@@ -40,8 +40,8 @@ struct ChainChange {
 struct EditPlan {
   std::vector<RuleEdit> edits; /* empty where nothing differs */
   std::vector<ChainChange> changes;
-  /* Chains in which a rule was inserted by its place, and the keys that they must have then: another
-   * program may have moved the place since the read. */
+  /* Chains in which a rule is inserted or deleted by its place, and the keys that they must have then:
+   * another program may have moved the place since the read. */
   std::map<std::string, std::vector<std::string>> placed;
 };
 

@@ -152,6 +152,12 @@ bool may_change_rules(std::string_view line) {
 
 std::string restore_line(const RuleEdit& edit) {
   std::string text = std::string("-") + edit.operation + ' ' + edit.chain;
+  if (edit.place > 0) {
+    text += ' ' + std::to_string(edit.place);
+  }
+  if (edit.place > 0 && edit.operation == 'D') {
+    return text;
+  }
   bool is_match_string = false;
   for (const std::string& word : edit.rest) {
     if (is_match_string && !is_plain_word(word) && !word.empty()) {

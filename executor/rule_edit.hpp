@@ -28,6 +28,7 @@ struct RuleEdit {
   std::vector<std::string> rest; /* what follows the chain's name */
   std::string line;              /* all of it, as it was given */
   std::string counters = {};     /* "[12:840]", which the rule starts with; empty for zero */
+  std::size_t place = 0;         /* of an insertion, or of a rule to delete, from 1; 0 for none */
 };
 
 /* One table's rules, written to a file. */

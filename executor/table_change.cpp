@@ -201,6 +201,7 @@ void TableChange::add(const RuleEdit& edit) {
   Edited& edited = edited_[edit.chain];
   RuleEdit as_rule = edit;
   as_rule.operation = 'A';
+  as_rule.place = 0;
   switch (edit.operation) {
     case 'N':
       edited.is_created = edited.is_created || find(before_, edit.chain) == nullptr;

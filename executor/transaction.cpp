@@ -38,11 +38,8 @@ ProcessResult look_for(const RuleEdit& edit) {
 
 /* Whether the edits fail, or mean something else, if the chains were edited since they were read. */
 bool depends_on_read(Edits edits) {
-  return std::any_of(edits.begin(), edits.end(), [](const RuleEdit& edit) {
-    return edit.operation == 'D' ||
-           (edit.operation == 'I' && !edit.rest.empty() &&
-            edit.rest[0].find_first_not_of("0123456789") == std::string::npos);
-  });
+  return std::any_of(edits.begin(), edits.end(),
+                     [](const RuleEdit& edit) { return edit.operation == 'D' || edit.place > 0; });
 }
 
 bool has_keys(const SavedChains& chains, const std::string& name,

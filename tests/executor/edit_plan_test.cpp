@@ -74,6 +74,23 @@ TEST(EditPlan, RemovedRulesAreDeletedByTheirText) {
             "-D own -j LOG --log-prefix \"a \\\"\\\\b\"\n");
 }
 
+TEST(EditPlan, AnIpv6RuleWithoutAProtocolIsDeletedByItsPlace) {
+  const executor::Table filter6 = {"ip6tables", "filter"};
+  const std::string rules = ":own - [0:0]\n" + a + "[0:0] -A own -s ::1/128 -j x\n" + b + c +
+                            "[0:0] -A own -p tcp -j y\nCOMMIT\n";
+  std::vector<executor::RuleEdit> asked;
+  for (const std::string& line : filled("ABC")) {
+    asked.push_back(executor::rule_edit("ip6tables " + line).value());
+  }
+  const auto made = executor::plan_edits(asked, *executor::saved_chains(filter6, rules)).value();
+  ASSERT_EQ(made.edits.size(), 2U);
+  EXPECT_EQ(restore_line(made.edits[0]), "-D own 5");
+  EXPECT_EQ(restore_line(made.edits[1]), "-D own 2");
+  // A rollback looks for the rule itself.
+  EXPECT_EQ(made.edits[1].rest, (std::vector<std::string>{"-s", "::1/128", "-j", "x"}));
+  EXPECT_EQ(made.placed.at("own").size(), 3U);
+}
+
 TEST(EditPlan, ARuleInAnotherOrderKeepsItsCounters) {
   EXPECT_EQ(edits(a + b + c, filled("BCA")), "-D own -j A\n[1:10] -A own -j A\n");
   EXPECT_EQ(edits(a + b + c + d, filled("CABD")), "-D own -j C\n[3:30] -I own 1 -j C\n");

@@ -103,6 +103,32 @@ class Leaks(LabCase):
         self.assertGreater(self._leaked(2, *_APART), 0)
 
 
+class Counters(LabCase):
+    _PORTS = ["5000", "6001", "6002", "6003", "6004", "6005"]
+
+    def _apply(self, section: str, ends: dict, ports: list[str], *options: str):
+        entries = [{"direction": "upstream", "protocol": "udp", "destination_ports": port, **ends} for port in ports]
+        _apply({section: {"enabled": True, "rules": entries}}, *options)
+
+    def test_rules_that_stay_keep_what_they_have_counted(self):
+        for section, family, probe, ends in (
+            ("ip_filter", 4, "udp from lan to wan port 5000", {}),
+            ("ip6_filter", 6, "udp6 from lan to wan port 5000", {"source": hosts.LAN.v6, "destination": hosts.WAN.v6}),
+        ):
+            rule = rules.Rule("forward_ext_us_ip", "dpt:5000", family)
+            self._apply(section, ends, self._PORTS)
+            self.assertFalse(self.send(probe).passed)
+            counted = rule.packets()
+            self.assertGreater(counted, 0)
+            for ports in ([*self._PORTS, "7000"], ["7001", *self._PORTS], self._PORTS[:4], ["6009", "5000", *self._PORTS[2:]]):
+                with self.subTest(family=family, ports=ports):
+                    self._apply(section, ends, ports)
+                    self.assertEqual(rule.packets(), counted)
+            # Line by line every rule begins anew: so this would see it.
+            self._apply(section, ends, self._PORTS, *_APART)
+            self.assertEqual(rule.packets(), 0)
+
+
 class Kills(LabCase):
     def _partial(self, kills: int, *options: str) -> tuple[int, int]:
         """Ends a change at a random moment, again and again: how often a change was under way, and how often
