@@ -91,7 +91,10 @@ class Leaks(LabCase):
         leaked = 0
         for number in range(changes):
             before = self._flood.sent
-            _apply(_lists(6100 + 100 * number), *options)
+            # All other rules change, or one of them.
+            wanted = _lists(6100 + 100 * (number // 2))
+            wanted["ip_filter"]["rules"][number % 49]["destination_ports"] = str(5900 + number)
+            _apply(wanted, *options)
             self.assertGreater(self._flood.sent - before, 50, "no flood to speak of")
             leaked += self._flood.arrived()
         return leaked
