@@ -71,6 +71,31 @@ Case set_case(const Filter<Region>& filter, int32_t entries) {
           [filter, image] { return filter.set(&image); }};
 }
 
+/* One entry more than `entries`, one of them changed in the middle, and one deleted there. Where the list is
+ * full, the last one is added. */
+void add_one_entry_cases(std::vector<Case>& all, const Filter<l3_ip_filter>& filter,
+                         int32_t entries) {
+  const l3_ip_filter list = filter.image(entries);
+  const int32_t middle = entries / 2;
+  l3_ip_filter changed = list;
+  changed.entries[middle].protocol = list.entries[middle].protocol == 6 ? 17 : 6;
+  l3_ip_filter shorter = list;
+  for (int32_t place = middle; place + 1 < entries; ++place) {
+    shorter.entries[place] = list.entries[place + 1];
+  }
+  shorter.entries[entries - 1] = {};
+  shorter.count = static_cast<uint32_t>(entries - 1);
+  const int32_t more = entries < most_entries ? entries + 1 : entries;
+  const auto add = [&](const char* step, const l3_ip_filter& from, const l3_ip_filter& to) {
+    all.push_back({std::string(filter.name) + " " + step + " " + std::to_string(entries),
+                   [filter, from] { run_with([&] { *filter.stored = from; }); },
+                   [filter, to] { return filter.set(&to); }});
+  };
+  add("add one to", filter.image(more - 1), filter.image(more));
+  add("change one of", list, changed);
+  add("delete one of", list, shorter);
+}
+
 template <typename Region>
 Case unchanged_case(const Filter<Region>& filter) {
   Region image = filter.image(most_entries);
@@ -113,6 +138,10 @@ std::vector<Case> cases() {
   l3_fw_rules& v4 = fw_rules_table;
   l3_fw6_rules& v6 = fw6_rules_table;
   add_filter<l3_ip_filter>(all, {"ip_filter", ip_filter, gl3_web_set_firewall_cfg, &v4.ip_filter});
+  for (const int32_t entries : {1, 10, most_entries}) {
+    add_one_entry_cases(all, {"ip_filter", ip_filter, gl3_web_set_firewall_cfg, &v4.ip_filter},
+                        entries);
+  }
   add_filter<l3_ip6_filter>(all,
                             {"ip6_filter", ip6_filter, gl3_web_set_firewall6_cfg, &v6.ip_filter});
   add_filter<l3_url_filter>(all, {"url_filter", url_filter, gl3_web_set_url_cfg, &v4.url_filter});

@@ -1,9 +1,10 @@
 /*
- * bench_transaction CASE: the case's call with the executor that makes all rule edits at once, as l3ctl
- * does it, from its own start to its end.
+ * bench_transaction CASE [refill]: the case's call with the executor that makes all rule edits at once, as
+ * l3ctl does it, from its own start to its end; or with chains flushed and filled whatever they hold.
  */
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "cases.hpp"
 #include "executor/system.hpp"
@@ -11,11 +12,12 @@
 
 namespace {
 
-int run(const bench::Case& one) {
+int run(const bench::Case& one, bool refills) {
   // A boot finds nothing in memory; every other call what is stored.
   if (one.name.rfind("boot", 0) != 0) {
     bench::load_stored();
   }
+  executor::system_executor().set_refills(refills);
   executor::system_executor().set_mode(executor::Mode::transaction);
   const bool called = one.call() == 0;
   const bool made = executor::system_executor().commit();
@@ -34,11 +36,12 @@ int main(int count, char** arguments) {
   }
   const std::vector<bench::Case> all = bench::cases();
   const auto found = std::find_if(all.begin(), all.end(), [&](const bench::Case& one) {
-    return count == 2 && one.name == arguments[1];
+    return count >= 2 && one.name == arguments[1];
   });
-  if (found == all.end()) {
-    fputs("usage: bench_transaction CASE\n", stderr);
+  const bool refills = count == 3 && std::strcmp(arguments[2], "refill") == 0;
+  if (found == all.end() || (count != 2 && !refills)) {
+    fputs("usage: bench_transaction CASE [refill]\n", stderr);
     return 2;
   }
-  return run(*found);
+  return run(*found, refills);
 }

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <list>
 #include <utility>
 
-#include "executor/sequence_diff.hpp"
+#include "executor/common_places.hpp"
 #include "executor/words.hpp"
 
 namespace executor {
@@ -130,48 +131,37 @@ class ChainPlan {
     return exists_;
   }
 
-  [[nodiscard]] bool is_same(std::size_t old_place, std::size_t place) const {
-    const Entry& entry = entries_[place];
-    return entry.old ? *entry.old == old_place
-                     : !survives_[old_place] && entry.key == old_[old_place].key &&
-                           old_gaps_[old_place] == gaps_[place];
-  }
-
-  /* Notes which rules no edit removed. They stay: another takes the place of a removed one only where none of
-   * them comes between. */
-  void find_survivors() {
-    survives_.assign(old_.size(), false);
-    std::size_t gap = 0;
-    for (const Entry& entry : entries_) {
-      if (entry.old) {
-        survives_[*entry.old] = true;
-        ++gap;
-      }
-      gaps_.push_back(gap);
-    }
-    gap = 0;
-    for (const bool survives : survives_) {
-      gap += survives ? 1 : 0;
-      old_gaps_.push_back(gap);
-    }
+  /* What is compared: a rule that no edit removed is equal to itself alone, which its number says. Another
+   * takes the place of a removed one only where none of those comes between. */
+  static std::string token(bool survives, std::size_t& survivors, const std::string& key) {
+    survivors += survives ? 1 : 0;
+    return std::to_string(survivors) + (survives ? "" : '\n' + key);
   }
 
   /* Finds the rules that stay where they are, from the end: of equal rules the first are then deleted. */
   void match() {
-    find_survivors();
-    is_kept_.assign(entries_.size(), false);
-    is_old_kept_.assign(old_.size(), false);
-    const std::size_t last_old = old_.size() - 1;
-    const std::size_t last = entries_.size() - 1;
-    const auto steps = sequence_diff(
-        old_.size(), entries_.size(), DiffOrder::removed_first,
-        [&](std::size_t i, std::size_t k) { return is_same(last_old - i, last - k); }, most_pairs);
-    for (const DiffStep& step : steps) {
-      if (step.kind == DiffStep::Kind::kept) {
-        kept_.emplace_back(last_old - step.before, last - step.after);
-        is_old_kept_[last_old - step.before] = true;
-        is_kept_[last - step.after] = true;
+    survives_.assign(old_.size(), 0);
+    is_old_kept_.assign(old_.size(), 0);
+    is_kept_.assign(entries_.size(), 0);
+    std::vector<std::string> after;
+    std::vector<std::string> before;
+    std::size_t survivors = 0;
+    for (const Entry& entry : entries_) {
+      if (entry.old) {
+        survives_[*entry.old] = 1;
       }
+      after.push_back(token(entry.old.has_value(), survivors, entry.key));
+    }
+    survivors = 0;
+    for (std::size_t place = 0; place < old_.size(); ++place) {
+      before.push_back(token(survives_[place] != 0, survivors, old_[place].key));
+    }
+    std::reverse(before.begin(), before.end());
+    std::reverse(after.begin(), after.end());
+    for (const auto& [old_place, place] : common_places(before, after, most_pairs)) {
+      kept_.emplace_back(old_.size() - 1 - old_place, entries_.size() - 1 - place);
+      is_old_kept_[kept_.back().first] = 1;
+      is_kept_[kept_.back().second] = 1;
     }
   }
 
@@ -180,9 +170,9 @@ class ChainPlan {
   [[nodiscard]] bool is_deletable() const {
     std::set<std::string> kept;
     for (std::size_t place = 0; place < old_.size(); ++place) {
-      if (is_old_kept_[place]) {
+      if (is_old_kept_[place] != 0) {
         kept.insert(old_[place].key);
-      } else if (survives_[place] || kept.contains(old_[place].key)) {
+      } else if (survives_[place] != 0 || kept.contains(old_[place].key)) {
         return false;
       }
     }
@@ -196,12 +186,12 @@ class ChainPlan {
     }
     std::multimap<std::string, std::string> left;
     for (std::size_t place = 0; place < old_.size(); ++place) {
-      if (!is_old_kept_[place]) {
+      if (is_old_kept_[place] == 0) {
         left.emplace(old_[place].key, old_[place].counters);
       }
     }
     for (std::size_t place = 0; place < entries_.size(); ++place) {
-      const auto found = is_kept_[place] ? left.end() : left.find(entries_[place].key);
+      const auto found = is_kept_[place] != 0 ? left.end() : left.find(entries_[place].key);
       if (found != left.end()) {
         entries_[place].counters = found->second;
         left.erase(found);
@@ -212,7 +202,7 @@ class ChainPlan {
   /* Whether a rule that is made anew has counters. */
   [[nodiscard]] bool carries_counters() const {
     for (std::size_t place = 0; place < entries_.size(); ++place) {
-      if (!is_kept_[place] && !is_zero(entries_[place].counters)) {
+      if (is_kept_[place] == 0 && !is_zero(entries_[place].counters)) {
         return true;
       }
     }
@@ -248,10 +238,10 @@ class ChainPlan {
   void add_deletions(EditPlan& plan) {
     for (std::size_t place = 0; place < old_.size(); ++place) {
       deletes_by_place_ =
-          deletes_by_place_ || (!is_old_kept_[place] && !is_found_by_text(old_[place]));
+          deletes_by_place_ || (is_old_kept_[place] == 0 && !is_found_by_text(old_[place]));
     }
     for (std::size_t place = old_.size(); place-- > 0;) {
-      if (is_old_kept_[place]) {
+      if (is_old_kept_[place] != 0) {
         continue;
       }
       RuleEdit edit{.table = table_, .operation = 'D', .chain = chain_, .rest = {}, .line = {}};
@@ -267,11 +257,11 @@ class ChainPlan {
   }
 
   void add_additions(EditPlan& plan) const {
-    const auto last_kept = std::find(is_kept_.rbegin(), is_kept_.rend(), true);
+    const auto last_kept = std::find(is_kept_.rbegin(), is_kept_.rend(), 1);
     const auto tail = static_cast<std::size_t>(is_kept_.rend() - last_kept);
     bool is_placed = deletes_by_place_;
     for (std::size_t place = 0; place < entries_.size(); ++place) {
-      if (!is_kept_[place]) {
+      if (is_kept_[place] == 0) {
         const bool is_appended = place >= tail;
         is_placed = is_placed || (!is_appended && place > 0);
         plan.edits.push_back(addition(entries_[place], is_appended ? 'A' : 'I', place));
@@ -293,11 +283,9 @@ class ChainPlan {
   Rules old_;
   std::vector<Entry> entries_;
   std::vector<const RuleEdit*> asked_;
-  std::vector<bool> survives_;        /* old rules that no edit removed */
-  std::vector<std::size_t> old_gaps_; /* how many of them stand up to an old rule */
-  std::vector<std::size_t> gaps_;     /* the same of the entries */
-  std::vector<bool> is_old_kept_;     /* old rules that stay in place */
-  std::vector<bool> is_kept_;         /* the same of the entries */
+  std::vector<bool> survives_;    /* old rules that no edit removed */
+  std::vector<char> is_old_kept_; /* old rules that stay in place */
+  std::vector<char> is_kept_;     /* the same of the entries */
   std::vector<std::pair<std::size_t, std::size_t>> kept_;
 };
 
@@ -306,7 +294,7 @@ class ChainPlan {
 std::optional<EditPlan> plan_edits(std::span<const RuleEdit> edits, const SavedChains& now,
                                    PlanOptions options) {
   EditPlan plan;
-  std::vector<ChainPlan> chains;
+  std::list<ChainPlan> chains;
   for (const RuleEdit& edit : edits) {
     auto chain = std::find_if(chains.begin(), chains.end(),
                               [&](const ChainPlan& one) { return one.chain() == edit.chain; });

@@ -19,7 +19,7 @@ void Executor::set_mode(Mode mode) {
   mode_ = mode;
   transaction_.reset();
   if (mode == Mode::transaction) {
-    transaction_.emplace(runner_, snapshots_, on_refusal_);
+    transaction_.emplace(runner_, snapshots_, on_refusal_, refills_);
   }
 }
 

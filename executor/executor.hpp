@@ -46,6 +46,9 @@ class Executor {
   /* What a transaction does at a refused edit; `stop` unless set. The edits that it holds stay. */
   void set_on_refusal(OnRefusal on_refusal);
 
+  /* Whether a transaction flushes and fills chains whatever they hold, as a yardstick; not unless set. */
+  void set_refills(bool refills) { refills_ = refills; }
+
   /* In the mode execute too, a table is read before the first line that may change it. */
   void keep_snapshots() { keeps_snapshots_ = true; }
 
@@ -86,6 +89,7 @@ class Executor {
   pid_t owner_;
   OnRefusal on_refusal_ = OnRefusal::stop;
   bool keeps_snapshots_ = false;
+  bool refills_ = false;
   bool expects_canary_ = false;
   std::vector<std::string> recorded_;
   LineRunner runner_;

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "executor/common_places.hpp"
 #include "executor/rule.hpp"
-#include "executor/sequence_diff.hpp"
 
 namespace executor {
 
@@ -26,15 +26,14 @@ const Rules& rules_of(const SavedChain* chain) {
 
 /* The places of equal rules, in order. */
 Matches common(const Rules& one, const Rules& other) {
-  Matches matches;
-  for (const DiffStep& step :
-       sequence_diff(one.size(), other.size(), DiffOrder::removed_first,
-                     [&](std::size_t i, std::size_t k) { return one[i].key == other[k].key; })) {
-    if (step.kind == DiffStep::Kind::kept) {
-      matches.emplace_back(step.before, step.after);
-    }
+  std::vector<std::string> keys[2];
+  for (const SavedRule& rule : one) {
+    keys[0].push_back(rule.key);
   }
-  return matches;
+  for (const SavedRule& rule : other) {
+    keys[1].push_back(rule.key);
+  }
+  return common_places(keys[0], keys[1]);
 }
 
 std::uint64_t packets(const SavedRule& rule) {

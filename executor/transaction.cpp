@@ -198,7 +198,7 @@ bool Transaction::restore_least(Edits edits) {
   const Table& table = edits.front().table;
   const std::set<std::string> names = chains_of(edits);
   const auto now = saved_chains(table, snapshots_.current_rules(table), &names);
-  const auto plan = now ? plan_edits(edits, *now) : std::nullopt;
+  const auto plan = now ? plan_edits(edits, *now, {.refills = refills_}) : std::nullopt;
   const Edits least = plan ? Edits(plan->edits) : edits;
   if (least.empty()) {
     return true;

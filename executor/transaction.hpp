@@ -24,8 +24,8 @@ namespace executor {
 
 class Transaction {
  public:
-  Transaction(LineRunner& runner, Snapshots& snapshots, OnRefusal on_refusal)
-      : runner_(runner), snapshots_(snapshots), on_refusal_(on_refusal) {}
+  Transaction(LineRunner& runner, Snapshots& snapshots, OnRefusal on_refusal, bool refills)
+      : runner_(runner), snapshots_(snapshots), on_refusal_(on_refusal), refills_(refills) {}
 
   /* Takes one line. Returns its wait status, 0 for one that is held. */
   int take(const char* line);
@@ -64,6 +64,7 @@ class Transaction {
   LineRunner& runner_;
   Snapshots& snapshots_;
   OnRefusal on_refusal_;
+  bool refills_; /* flushed chains are filled, whatever they hold */
   bool is_stopped_ = false;
   std::map<Table, Held> held_;
   std::map<Table, std::set<std::string>> chains_; /* with the edits that are held */

@@ -56,6 +56,7 @@ def competitors_of(folder, case, backend):
     if case:
         made["library"] = [["call", case]]
         made["transaction"] = [["run", BUILD / "bench_transaction", case]]
+        made["refill"] = [["run", BUILD / "bench_transaction", case, "refill"]]
     made["shell script"] = [["run", "sh", lines.write_script(folder)]]
     made["restore"] = [["run", *command] for command, _ in lines.write_restore(folder)]
     made["ferm"] = [others.ferm(folder)]
@@ -98,6 +99,7 @@ def measure_case(case, backend, fullest):
     return {
         "competitors": found | timing.summary(samples),
         "pairs": timing.pair_ratios(samples, "library"),
+        "beside refill": timing.pair_ratios(samples, "transaction", "refill") if "refill" in samples else [],
         "absent": absent,
         "memory": peaks,
         "commands": len(lines.read(folder)),

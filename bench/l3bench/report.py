@@ -1,9 +1,11 @@
 """The tables of a run, in Markdown, which reads well on a terminal too."""
 
+import statistics
+
 from l3bench import instructions, loading, targets, timing
 
 BACKENDS = ("legacy", "nft")
-COMPETITORS = ("library", "shell script", "transaction", "restore", "nft", "ferm")
+COMPETITORS = ("library", "shell script", "transaction", "refill", "restore", "nft", "ferm")
 
 
 def table(heads, rows):
@@ -193,6 +195,25 @@ def _setting_in_words(results):
             f"are left for all that l3ctl does itself.\n")  # fmt: skip
 
 
+def one_entry(results):
+    """One entry of a list that is added, changed or deleted, in ms, by everything that can; those that load a whole rule
+    set of their own making last."""
+    names = ("baseline", "transaction", "refill", "restore", "nft")
+    others = ("ufw", "shorewall", "firewalld")
+    rows = []
+    for backend in BACKENDS:
+        made = results.get(backend, {}).get("managers", {})
+        for case, measured in results.get(backend, {}).get("cases", {}).items():
+            if " one " not in case:
+                continue
+            found = measured["competitors"]
+            cells = [_ms(found[name]["ms"]) if name in found else "-" for name in names]
+            whole = [made.get(name, {}).get(case) for name in others]
+            cells += [_ms(one["ms"]) if isinstance(one, dict) else "-" for one in whole]
+            rows.append([f"{case}, {backend}", *cells, f"{statistics.median(measured['beside refill']):.2f}"])
+    return table(["one entry, ms", *names, *others, "transaction / refill"], rows)
+
+
 def kinds(cases):
     """The calls, each once, whatever the number of entries."""
     return dict.fromkeys(case.rpartition(" ")[0] for case in cases)
@@ -257,6 +278,7 @@ def everything(results):
             parts.append((f"Memory, {backend} backend", memory(result)))
     parts.append(("l3ctl", whole_settings(results)))
     parts.append(("One changed setting", one_setting(results)))
+    parts.append(("One entry", one_entry(results)))
     parts.append(("Packets leaked", update_gap(results)))
     parts.append(("One command", parts_of_a_command(results)))
     parts.append(("Growth", growth(results)))

@@ -23,9 +23,25 @@ def _one_port_changed(folder):
     return path
 
 
+def _one_entry_of_each_filter_changed(folder):
+    settings = json.loads(SETTINGS.read_text())
+    settings["ip_filter"]["rules"][0]["destination_ports"] = "26"
+    settings["url_filter"]["entries"][0]["host"] = "changed.example.org"
+    settings["mac_filter"]["devices"][0]["mac"] = "02:00:00:00:09:99"
+    settings["dhcp_filter"]["devices"][0] = "02:00:00:00:09:98"
+    settings["ip6_filter"]["rules"][0]["destination_ports"] = "26"
+    settings["mac6_filter"]["devices"][0]["mac"] = "02:00:00:00:09:99"
+    settings["acl"]["entries"][0]["sources"] = "192.168.1.2"
+    settings["captive_portal"]["destinations"][-1] = "192.0.2.81"
+    path = folder / "each.json"
+    path.write_text(json.dumps(settings))
+    return path
+
+
 def _settings(folder):
-    """{name: words for l3ctl} that change one setting each."""
+    """{name: words for l3ctl} that change one setting each; then one entry of each filter."""
     return {
+        targets.EACH_FILTER: ("apply", _one_entry_of_each_filter_changed(folder)),
         "apply it with one port changed": ("apply", _one_port_changed(folder)),
         "url-filter add": ("url-filter", "add", "chat.example.org"),
         "anti port scan off": ("port-scan", "off"),
