@@ -168,15 +168,18 @@ class ChainPlan {
   /* Whether deletions by text remove what is not kept: one hits the first of several equal rules. In a list
    * that is too long to be compared even rules that stay are not found. */
   [[nodiscard]] bool is_deletable() const {
-    std::set<std::string> kept;
     for (std::size_t place = 0; place < old_.size(); ++place) {
-      if (is_old_kept_[place] != 0) {
-        kept.insert(old_[place].key);
-      } else if (survives_[place] != 0 || kept.contains(old_[place].key)) {
+      if (is_old_kept_[place] == 0 && (survives_[place] != 0 || has_kept_equal_before(place))) {
         return false;
       }
     }
     return true;
+  }
+
+  [[nodiscard]] bool has_kept_equal_before(std::size_t place) const {
+    return std::any_of(kept_.begin(), kept_.end(), [&](const auto& kept) {
+      return kept.first < place && old_[kept.first].key == old_[place].key;
+    });
   }
 
   /* Every rule of before that comes again keeps what it has counted: where it stands, or else in order. */
@@ -184,17 +187,14 @@ class ChainPlan {
     for (const auto& [old_place, place] : kept_) {
       entries_[place].counters = old_[old_place].counters;
     }
-    std::multimap<std::string, std::string> left;
-    for (std::size_t place = 0; place < old_.size(); ++place) {
-      if (is_old_kept_[place] == 0) {
-        left.emplace(old_[place].key, old_[place].counters);
-      }
-    }
+    std::vector<char> is_taken = is_old_kept_;
     for (std::size_t place = 0; place < entries_.size(); ++place) {
-      const auto found = is_kept_[place] != 0 ? left.end() : left.find(entries_[place].key);
-      if (found != left.end()) {
-        entries_[place].counters = found->second;
-        left.erase(found);
+      for (std::size_t old = 0; is_kept_[place] == 0 && old < old_.size(); ++old) {
+        if (is_taken[old] == 0 && old_[old].key == entries_[place].key) {
+          is_taken[old] = 1;
+          entries_[place].counters = old_[old].counters;
+          break;
+        }
       }
     }
   }
@@ -268,7 +268,8 @@ class ChainPlan {
       }
     }
     if (is_placed && is_flushed_) {
-      std::vector<std::string>& keys = plan.placed[chain_];
+      std::vector<std::string>& keys =
+          plan.placed.emplace_back(chain_, std::vector<std::string>()).second;
       for (const Entry& entry : entries_) {
         keys.push_back(entry.key);
       }

@@ -16,10 +16,10 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "executor/rule_edit.hpp"
@@ -42,7 +42,7 @@ struct EditPlan {
   std::vector<ChainChange> changes;
   /* Chains in which a rule is inserted or deleted by its place, and the keys that they must have then:
    * another program may have moved the place since the read. */
-  std::map<std::string, std::vector<std::string>> placed;
+  std::vector<std::pair<std::string, std::vector<std::string>>> placed;
 };
 
 struct PlanOptions {

@@ -88,7 +88,7 @@ TEST(EditPlan, AnIpv6RuleWithoutAProtocolIsDeletedByItsPlace) {
   EXPECT_EQ(restore_line(made.edits[1]), "-D own 2");
   // A rollback looks for the rule itself.
   EXPECT_EQ(made.edits[1].rest, (std::vector<std::string>{"-s", "::1/128", "-j", "x"}));
-  EXPECT_EQ(made.placed.at("own").size(), 3U);
+  EXPECT_EQ(made.placed.at(0).second.size(), 3U);
 }
 
 TEST(EditPlan, ARuleInAnotherOrderKeepsItsCounters) {
@@ -178,7 +178,7 @@ TEST(EditPlan, ItSaysWhatBecomesOfEachChain) {
 TEST(EditPlan, PlacesAreCheckedWhereTheyDependOnTheRead) {
   EXPECT_TRUE(plan(a + b, filled("ABC")).value().placed.empty());
   EXPECT_TRUE(plan(a + b, filled("CAB")).value().placed.empty());
-  EXPECT_EQ(plan(a + b, filled("ACB")).value().placed.at("own").size(), 3U);
+  EXPECT_EQ(plan(a + b, filled("ACB")).value().placed.at(0).second.size(), 3U);
 }
 
 TEST(EditPlan, TenThousandRulesOfOthersAreNoHindrance) {
