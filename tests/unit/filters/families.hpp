@@ -3,7 +3,6 @@
 
 #include <initializer_list>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -11,7 +10,7 @@
 
 namespace families {
 
-using Renames = std::vector<std::pair<std::string_view, std::string_view>>;
+using Renames = std::vector<std::pair<std::string, std::string>>;
 
 /* The text with every first name replaced by its second one. */
 inline std::string renamed(std::string text, const Renames& renames) {
@@ -31,8 +30,8 @@ std::string in_family(std::initializer_list<harness::Lines> parts) {
 }
 
 template <typename Family>
-void fail_command(const std::string& command) {
-  harness::fail_command(renamed(command, Family::renames()));
+void fail_command(const std::string& command, int exit_code = 1) {
+  harness::fail_command(renamed(command, Family::renames()), exit_code);
 }
 
 struct Name {
