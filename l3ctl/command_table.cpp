@@ -16,6 +16,7 @@ constexpr Command table[] = {
     {"status", add_status_command, shows, nullptr},
     {"version", add_version_command, shows, nullptr},
     {"init", add_init_command, changes, "the packet filter refused a rule; all other rules stand"},
+    {"clock", add_clock_command, changes, rules_refused},
     {"reset", add_reset_command, changes, rules_refused},
     {"level", add_level_command, changes, rules_refused},
     {"firewall", add_firewall_command, changes, rules_refused},

@@ -15,6 +15,7 @@ void add_show_command(CLI::App& app, Context& context);
 void add_export_command(CLI::App& app, Context& context);
 void add_status_command(CLI::App& app, Context& context);
 void add_version_command(CLI::App& app, Context& context);
+void add_clock_command(CLI::App& app, Context& context);
 void add_init_command(CLI::App& app, Context& context);
 void add_reset_command(CLI::App& app, Context& context);
 void add_level_command(CLI::App& app, Context& context);

@@ -39,6 +39,7 @@ struct Remedy {
     confirm,
     revert,
     confirm_in_time, /* confirm or revert, while there is time */
+    shift_spans,     /* by the clock of their zone, and at every boot and hour */
     picture,         /* the operation that draws the rules */
     one_build,       /* install program and library from one build */
   };

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "settings/local_span.hpp"
 #include "settings/sections.hpp"
 
 namespace settings {
@@ -35,18 +36,20 @@ class Warner {
 
 /* Spans that mean something else than they seem to; the packet filter takes both. */
 template <typename Filter>
-void warn_of_spans(Warner& warner, const char* section, const char* list, const Filter& filter) {
+void warn_of_spans(Warner& warner, const char* section, const char* list, const Filter& filter,
+                   std::optional<int> offset) {
   const auto entries = used_entries(filter);
   for (size_t i = 0; i < entries.size(); ++i) {
-    const TimeSpan span{entries[i].start_hour, entries[i].start_minute, entries[i].stop_hour,
-                        entries[i].stop_minute};
+    const TimeSpan stored = span_of(entries[i]);
+    const TimeSpan span = offset ? to_local(stored, *offset) : stored;
     const std::string path = item_path(std::string(section) + "." + list, i) + ".active";
     const int start = span.start_hour * 60 + span.start_minute;
     const int stop = span.stop_hour >= 24 ? 23 * 60 + 59 : span.stop_hour * 60 + span.stop_minute;
     if (start == stop) {
       warner.warn(path, "starts where it ends, which is the whole day");
     } else if (start > stop) {
-      warner.warn(path, "goes past midnight, UTC, into the next day");
+      warner.warn(path, offset ? "goes past midnight into the next day"
+                               : "goes past midnight, UTC, into the next day");
     }
   }
 }
@@ -241,7 +244,7 @@ void warn_of_access(Warner& warner, const l3_acl& acl) {
 
 }  // namespace
 
-std::vector<Problem> warn_ineffective(const Settings& settings) {
+std::vector<Problem> warn_ineffective(const Settings& settings, std::optional<int> span_offset) {
   Warner warner;
   if (settings.ip_filter) {
     warn_of_upstream_accepts(warner, settings);
@@ -251,15 +254,15 @@ std::vector<Problem> warn_ineffective(const Settings& settings) {
     warn_of_closed_directions(warner, "ip6_filter", "IPv6", *settings.ip6_filter);
   }
   if (settings.url_filter) {
-    warn_of_spans(warner, "url_filter", "entries", *settings.url_filter);
+    warn_of_spans(warner, "url_filter", "entries", *settings.url_filter, span_offset);
     warn_of_empty_url_filter(warner, *settings.url_filter);
   }
   if (settings.mac_filter) {
-    warn_of_spans(warner, "mac_filter", "devices", *settings.mac_filter);
+    warn_of_spans(warner, "mac_filter", "devices", *settings.mac_filter, span_offset);
     warn_of_empty_mac_filter(warner, "mac_filter", "IPv4", *settings.mac_filter);
   }
   if (settings.mac6_filter) {
-    warn_of_spans(warner, "mac6_filter", "devices", *settings.mac6_filter);
+    warn_of_spans(warner, "mac6_filter", "devices", *settings.mac6_filter, span_offset);
     warn_of_empty_mac_filter(warner, "mac6_filter", "IPv6", *settings.mac6_filter);
   }
   if (settings.dhcp_filter) {

@@ -17,18 +17,18 @@ void read_device(l3_mac_entry& entry, const Source& source) {
   if (object.text("mac", mac_parser(source.problems), mac, Need::required)) {
     std::copy(mac.begin(), mac.end(), entry.mac);
   }
-  read_time_span(object, entry);
+  read_time_span(object, entry, source.problems.span_offset);
   object.bytes("reserved", entry.mac_reserved);
   object.end();
 }
 
-Json write_device(const l3_mac_entry& entry) {
+Json write_device(const l3_mac_entry& entry, std::optional<int> offset_minutes) {
   Json object;
   if (entry.mac_enable == 0) {
     object["enabled"] = false;
   }
   object["mac"] = mac_text(entry.mac);
-  object["active"] = written_time_span(entry);
+  object["active"] = written_time_span(entry, offset_minutes);
   write_unless_zero(object, "reserved", entry.mac_reserved);
   return object;
 }
@@ -48,7 +48,7 @@ void read_filter(const Source& source, std::optional<l3_mac_filter>& out) {
   out = filter;
 }
 
-Json write_filter(const std::optional<l3_mac_filter>& filter) {
+Json write_filter(const std::optional<l3_mac_filter>& filter, std::optional<int> offset_minutes) {
   if (!filter) {
     return nullptr;
   }
@@ -58,7 +58,7 @@ Json write_filter(const std::optional<l3_mac_filter>& filter) {
   object["mode"] = filter->mac_black_white == 1 ? "white-list" : "black-list";
   object["devices"] = Json::array();
   for (const l3_mac_entry& entry : used_entries(*filter)) {
-    object["devices"].push_back(write_device(entry));
+    object["devices"].push_back(write_device(entry, offset_minutes));
   }
   return object;
 }
@@ -70,7 +70,7 @@ void read_mac_filter(const Source& source, Settings& settings) {
 }
 
 Json write_mac_filter(const Settings& settings) {
-  return write_filter(settings.mac_filter);
+  return write_filter(settings.mac_filter, span_offset(settings));
 }
 
 void read_mac6_filter(const Source& source, Settings& settings) {
@@ -78,7 +78,7 @@ void read_mac6_filter(const Source& source, Settings& settings) {
 }
 
 Json write_mac6_filter(const Settings& settings) {
-  return write_filter(settings.mac6_filter);
+  return write_filter(settings.mac6_filter, span_offset(settings));
 }
 
 }  // namespace settings

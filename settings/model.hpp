@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "l3_advance/records.h"
+#include "settings/time_zone.hpp"
 
 namespace settings {
 
@@ -12,6 +13,7 @@ enum class SecurityLevel : uint8_t { off = 0, low = 1, high = 2 };
 
 /* The settings of a text; a section that it leaves out is empty. */
 struct Settings {
+  std::optional<TimeZone> time_zone; /* of spans in words; those in the regions are in UTC */
   std::optional<bool> firewall;
   std::optional<SecurityLevel>
       security_level; /* never written: expressed by the next two switches */
@@ -29,5 +31,12 @@ struct Settings {
   std::optional<bool> route_qos_enabled;
   std::optional<l3_qos_rules> route_qos_rules;
 };
+
+/* The minutes that the clock of spans in words is ahead of UTC; nothing where they are in UTC. */
+inline std::optional<int> span_offset(const Settings& settings) {
+  return settings.time_zone && !settings.time_zone->is_utc()
+             ? std::optional(settings.time_zone->offset_minutes)
+             : std::nullopt;
+}
 
 }  // namespace settings

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,9 @@ class Problems {
   explicit Problems(Origin origin) : origin_(origin) {}
 
   [[nodiscard]] Origin origin() const { return origin_; }
+
+  /* The minutes that the clock of the text's spans is ahead of UTC; nothing for spans in UTC. */
+  std::optional<int> span_offset;
 
   void refuse(size_t line, const std::string& path, const std::string& what) {
     errors.push_back({.line = line, .path = path, .what = what});

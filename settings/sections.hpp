@@ -24,6 +24,8 @@ inline auto mac_parser(const Problems& problems) {
 }
 
 /* Readers fill in their part of the settings; writers return null for a part that is not there. */
+void read_time_zone(const Source& source, const TimeZone& stored, Settings& settings);
+Json write_time_zone(const Settings& settings);
 void read_firewall(const Source& source, Settings& settings);
 Json write_firewall(const Settings& settings);
 void read_security_level(const Source& source, Settings& settings);

@@ -11,11 +11,13 @@ namespace {
 
 struct Section {
   const char* name;
-  void (*read)(const Source& source, Settings& settings);
-  Json (*write)(const Settings& settings); /* none for a section that others imply */
+  void (*read)(const Source& source, Settings& settings); /* null for the time zone */
+  Json (*write)(const Settings& settings);                /* none for a section that others imply */
 };
 
 constexpr Section known_sections[] = {
+    // The zone is read first, since the spans of lists are in it.
+    {"time_zone", nullptr, write_time_zone},
     {"firewall", read_firewall, write_firewall},
     {"security_level", read_security_level, nullptr},
     {"port_scan_protection", read_port_scan_protection, write_port_scan_protection},
@@ -63,15 +65,27 @@ std::string on_many_lines(const Json& value, const std::string& indent) {
                            : "[" + members + "\n" + indent + "]";
 }
 
+void find_time_zone(Object& object, const TimeZone& stored, Problems& problems,
+                    Settings& settings) {
+  if (const Node* node = object.find("time_zone")) {
+    read_time_zone({*node, "time_zone", problems}, stored, settings);
+  }
+  Settings words;
+  words.time_zone = settings.time_zone.value_or(stored);
+  problems.span_offset = span_offset(words);
+}
+
 }  // namespace
 
-Reading read(std::string_view text, Origin origin) {
+Reading read(std::string_view text, Origin origin, const TimeZone& stored) {
   Problems problems(origin);
   Reading reading;
   if (const auto document = parse_document(text, problems)) {
     Object object(*document, "", problems);
+    find_time_zone(object, stored, problems, reading.settings);
     for (const Section& section : known_sections) {
-      if (const Node* node = object.find(section.name)) {
+      if (const Node* node = object.find(section.name);
+          node != nullptr && section.read != nullptr) {
         section.read({*node, section.name, problems}, reading.settings);
       }
     }
@@ -80,7 +94,7 @@ Reading read(std::string_view text, Origin origin) {
     }
     object.end();
     if (problems.errors.empty()) {
-      for (Problem& warning : warn_ineffective(reading.settings)) {
+      for (Problem& warning : warn_ineffective(reading.settings, problems.span_offset)) {
         warning.line = line_of_path(*document, warning.path);
         problems.warnings.push_back(std::move(warning));
       }

@@ -21,12 +21,14 @@ struct Reading {
 };
 
 /* Reads a whole text. `origin` is `stored` for what write() made of stored settings: it may hold
- * entries that are refused from people and harm nothing. */
-Reading read(std::string_view text, Origin origin = Origin::input);
+ * entries that are refused from people and harm nothing. Spans are in the text's time zone, or, where
+ * it names none, in the stored one. */
+Reading read(std::string_view text, Origin origin = Origin::input, const TimeZone& stored = {});
 
 /* Writes the sections that are there, or of these only the named ones where any is named, in a fixed
  * order, as text that read() takes. A stored value that read() would refuse is written as it is,
- * so that it can be seen and mended. */
+ * so that it can be seen and mended. Spans are in the settings' time zone, also where that is not
+ * written. */
 std::string write(const Settings& settings, const std::vector<std::string>& only = {});
 
 /* The sections of a settings text, in the order in which write() puts them. */

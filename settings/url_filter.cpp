@@ -28,18 +28,18 @@ void read_entry(l3_url_entry& entry, const Source& source) {
   object.flag("enabled", enabled);
   entry.url_enable = enabled ? 1 : 0;
   read_host(object, entry);
-  read_time_span(object, entry);
+  read_time_span(object, entry, source.problems.span_offset);
   object.number("reserved", entry.url_reserved);
   object.end();
 }
 
-Json write_entry(const l3_url_entry& entry) {
+Json write_entry(const l3_url_entry& entry, std::optional<int> offset_minutes) {
   Json object;
   if (entry.url_enable == 0) {
     object["enabled"] = false;
   }
   object["host"] = std::string(entry.url, strnlen(entry.url, sizeof entry.url));
-  object["active"] = written_time_span(entry);
+  object["active"] = written_time_span(entry, offset_minutes);
   write_unless_zero(object, "reserved", entry.url_reserved);
   return object;
 }
@@ -71,7 +71,7 @@ Json write_url_filter(const Settings& settings) {
   object["mode"] = filter.url_black_white == 0 ? "black-list" : "white-list";
   object["entries"] = Json::array();
   for (const l3_url_entry& entry : used_entries(filter)) {
-    object["entries"].push_back(write_entry(entry));
+    object["entries"].push_back(write_entry(entry, span_offset(settings)));
   }
   return object;
 }

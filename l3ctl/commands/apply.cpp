@@ -13,6 +13,7 @@
 #include "l3ctl/views/problem_report.hpp"
 #include "management/change/change.hpp"
 #include "management/change/confirmation.hpp"
+#include "management/store/time_zone_file.hpp"
 #include "management/system/text.hpp"
 
 namespace l3ctl {
@@ -40,10 +41,15 @@ bool sets_only_portal(const settings::Settings& wanted, int confirm_within) {
 
 /* `confirm_within` is in seconds; 0 where nobody has to confirm. */
 int apply_file(const Context& context, const SettingsFile& file, int confirm_within) {
+  const settings::TimeZone zone = stored_time_zone();
   const settings::Settings wanted = read_settings_file(file);
   Change change(context, sets_only_portal(wanted, confirm_within)
                              ? Preconditions{.allow_unsafe_text = true}
                              : sound_state);
+  if (!same_zone(zone, *change.stored().time_zone)) {
+    throw Error("the time zone of spans has changed meanwhile; nothing was changed",
+                ErrorKind::busy);
+  }
   warn_of_change(change.stored(), with_changes(change.stored(), wanted), wanted);
   const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
   if (waits) {
@@ -78,7 +84,8 @@ void add_apply_command(CLI::App& app, Context& context) {
   command->footer(
       "A section that FILE leaves out stays as it is; one that says what is stored already is not "
       "set\n"
-      "again. Time spans are in UTC; \"all day\", and an end of 24:00, end at 23:59, which leaves "
+      "again. Time spans are in time_zone, or else in UTC. In UTC, \"all day\", and an end of "
+      "24:00, end at 23:59, which leaves "
       "the\n"
       "day's last minute open.");
   auto file = add_settings_file_options(*command);

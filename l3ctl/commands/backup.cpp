@@ -17,9 +17,11 @@
 #include "management/store/paths.hpp"
 #include "management/store/setters.hpp"
 #include "management/store/stored_check.hpp"
+#include "management/store/time_zone_file.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/atomic_file.hpp"
 #include "management/system/escape.hpp"
+#include "settings/stored_file/span_lists.hpp"
 
 namespace l3ctl {
 
@@ -49,6 +51,52 @@ void refuse_stored_file_as_target(const std::string& file) {
   }
 }
 
+std::string in_words(const settings::TimeZone& zone) {
+  return "UTC" + settings::offset_text(zone.offset_minutes) + " (" + zone.name + ")";
+}
+
+/* The time spans in a backup are in UTC at the offset of now. */
+void write_zone_of_backup(const std::string& backup, const settings::TimeZone& zone) {
+  const std::string path = zone_file_of(backup);
+  std::error_code error;
+  // One of an older backup under this name would be taken for this one's.
+  if (!zone.is_utc() || std::filesystem::exists(path, error)) {
+    write_zone_file({zone, std::nullopt}, path);
+  }
+}
+
+void note_lost_zone(const settings::TimeZone& zone) {
+  if (!zone.is_utc()) {
+    inform("note: standard output has no room for the time zone: the spans are at " +
+           in_words(zone));
+  }
+}
+
+/* The zone of a backup with its offset of now, and its spans shifted to that. */
+settings::TimeZone shift_backup(const settings::TimeZone& zone, std::string& image) {
+  const auto offset = settings::offset_now(zone.name);
+  if (!offset.value) {
+    inform("warning: the time zone of the backup is not known here (it must be " + offset.allowed +
+           "): its spans stay at " + in_words(zone));
+    return zone;
+  }
+  image = settings::with_shifted_spans(std::move(image), zone.offset_minutes, *offset.value);
+  return {zone.name, *offset.value};
+}
+
+/* What becomes the zone of the stored spans with a backup; nothing where that stays as it is. */
+std::optional<settings::TimeZone> zone_of_backup(const std::string& file, std::string& image) {
+  const auto beside = file == "-" ? std::nullopt : read_zone_file(zone_file_of(file));
+  if (beside) {
+    return beside->zone.is_utc() ? settings::TimeZone() : shift_backup(beside->zone, image);
+  }
+  if (const settings::TimeZone stored = time_zone_to_show(); !stored.is_utc()) {
+    inform("note: the backup comes without its time zone, so its spans are taken to be at " +
+           in_words(stored));
+  }
+  return std::nullopt;
+}
+
 int backup(const Context& context, const Copy& copy) {
   refuse_stored_file_as_target(copy.file);
   if (context.json && copy.file == "-") {
@@ -63,11 +111,13 @@ int backup(const Context& context, const Copy& copy) {
     throw Error("no backup was made; --force makes one all the same", ErrorKind::stored_damaged);
   }
   if (copy.file == "-") {
+    note_lost_zone(stored_time_zone());
     std::cout << bytes;
     return exit_done;
   }
   remove_stale_temporaries_of(copy.file);
   write_atomically(copy.file, bytes);
+  write_zone_of_backup(copy.file, stored_time_zone());
   note_change_made();
   const std::string done =
       "backup: " + std::to_string(bytes.size()) + " bytes written to " + copy.file;
@@ -151,9 +201,14 @@ void bring_in_line(Change& change) {
 }
 
 int restore(const Context& context, const Copy& copy) {
-  const std::string image = checked_image(copy);
+  std::string image = checked_image(copy);
+  const auto zone = zone_of_backup(copy.file, image);
   Change change(context, Preconditions{.allow_damaged = true, .allow_unsafe_text = true});
   write_atomically(configuration_path, image);
+  if (zone) {
+    change.call("time_zone",
+                [&] { return zone->is_utc() ? remove_time_zone() : store_time_zone(*zone); });
+  }
   if (copy.file_only) {
     return report(context, change,
                   "restore: the file is in place; its rules come with the next start");
@@ -169,6 +224,10 @@ void add_backup_command(CLI::App& app, Context& context) {
   CLI::App* command =
       app.add_subcommand("backup", "Copy what is stored into a file, byte for byte");
   auto copy = std::make_shared<Copy>();
+  command->footer(
+      "Where time_zone is set, FILE.time_zone beside it says of which zone and offset its time "
+      "spans\n"
+      "are.");
   command->add_option("FILE", copy->file, "Where to; - is standard output")->required();
   command->add_flag("--force", copy->force, "Also when what is stored is torn");
   command->callback(
@@ -180,7 +239,9 @@ void add_restore_command(CLI::App& app, Context& context) {
       "restore", "Check a backup of either byte order, put it in place and follow it");
   command->footer(
       "Programs of the device that have loaded the old settings would store them again with their\n"
-      "next change: restart them.");
+      "next change: restart them. FILE.time_zone, which a backup has where time_zone was set, "
+      "comes\n"
+      "back too: the local hours of its time spans stay what they were.");
   auto copy = std::make_shared<Copy>();
   command->add_option("FILE", copy->file, "The backup; - is standard input")->required();
   command->add_flag("--force", copy->force, "Also when it is torn or implausible");

@@ -11,10 +11,13 @@
 #include "l3_advance/vpn_pass_through.h"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "management/change/begun_shift.hpp"
 #include "management/change/change.hpp"
+#include "management/change/clock_shift.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/change/confirmation_timer.hpp"
 #include "management/change/start_again.hpp"
+#include "management/store/setters.hpp"
 #include "management/store/unsafe_text.hpp"
 
 namespace l3ctl {
@@ -37,6 +40,20 @@ void roll_back_unconfirmed(const Context& context, bool of_this_boot) {
   }
   try {
     roll_back_if_overdue(context);
+  } catch (const Error& error) {
+    complain(error.what());
+  }
+}
+
+/* Start-up has made the rules of the spans as they are stored. Nothing keeps a gateway from its start. */
+void shift_at_start(const Context& context) {
+  try {
+    const ClockState state = clock_state();
+    if (!state.problem.empty()) {
+      inform("warning: " + state.problem + ": time spans are left as they are");
+    } else if (state.is_due()) {
+      shift_in_own_process(context);
+    }
   } catch (const Error& error) {
     complain(error.what());
   }
@@ -88,6 +105,7 @@ int init(const Context& context, bool again) {
   const int status = start_up(context, std::move(lock));
   // Rules of settings that were not confirmed must not stay, also where the old ones cannot be stored.
   roll_back_unconfirmed(context, false);
+  shift_at_start(context);
   return status;
 }
 
@@ -112,6 +130,7 @@ int reset(const Context& context, bool is_sure) {
   }
   Change change(context, Preconditions{.allow_damaged = true, .allow_unsafe_text = true});
   change.call("reset", gl3_web_set_firewall_default);
+  change.call("time_zone", remove_time_zone);
   return report(context, change, "reset: factory state");
 }
 

@@ -84,13 +84,14 @@ std::string entry_path(const Json& document, size_t number) {
 
 /* Reads a section with stored entries and, at `new_entry`, one that is added; people may write less than
  * can be stored. */
-settings::Reading read_section(const Json& document, const std::string& new_entry) {
+settings::Reading read_section(const Json& document, const std::string& new_entry,
+                               const settings::TimeZone& zone) {
   const std::string text = document.dump(-1, ' ', true, Json::error_handler_t::replace);
-  settings::Reading reading = settings::read(text, settings::Origin::stored);
+  settings::Reading reading = settings::read(text, settings::Origin::stored, zone);
   if (new_entry.empty()) {
     return reading;
   }
-  for (settings::Problem& error : settings::read(text).errors) {
+  for (settings::Problem& error : settings::read(text, settings::Origin::input, zone).errors) {
     if (error.path.starts_with(new_entry) && !holds(reading.errors, error)) {
       reading.errors.push_back(std::move(error));
     }
@@ -100,10 +101,11 @@ settings::Reading read_section(const Json& document, const std::string& new_entr
 
 /* The document as settings; its faults are printed and end the command. Warned about is only what the
  * change brings, and once where it brings that to both families: `told` grows by it. */
-settings::Settings checked(const Json& before, const Json& document, const std::string& new_entry,
-                           std::vector<std::string>& told) {
-  const auto old_warnings = settings::read(before.dump(), settings::Origin::stored).warnings;
-  const settings::Reading reading = read_section(document, new_entry);
+settings::Settings checked(const Change& change, const Json& before, const Json& document,
+                           const std::string& new_entry, std::vector<std::string>& told) {
+  const settings::TimeZone& zone = *change.stored().time_zone;
+  const auto old_warnings = settings::read(before.dump(), settings::Origin::stored, zone).warnings;
+  const settings::Reading reading = read_section(document, new_entry, zone);
   std::vector<std::string> new_words;
   for (const settings::Problem& warning : reading.warnings) {
     if (!holds(old_warnings, warning) &&
@@ -231,7 +233,7 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
     Json& entries = entries_of(document.front());
     entries.push_back(entry);
     const std::string path = entry_path(document, entries.size() - 1);
-    wanted.push_back({&list, checked(before, document, path, told)});
+    wanted.push_back({&list, checked(change, before, document, path, told)});
     warn_of_twin(wanted.back());
     places += (places.empty() ? "" : ", ") + std::string(list.section) + " entry " +
               std::to_string(entries.size() - 1);
@@ -254,7 +256,7 @@ int delete_entry(const Context& context, const Filter& filter, Lists lists,
     Json document = before;
     const size_t found = erase_from(filter, entries_of(document.front()), which);
     if (found != 0) {
-      wanted.push_back({&list, checked(before, document, "", told)});
+      wanted.push_back({&list, checked(change, before, document, "", told)});
       deleted += found;
     }
   }

@@ -15,6 +15,7 @@
 #include "management/rules/live_bindings.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
+#include "management/store/time_zone_file.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
@@ -41,8 +42,9 @@ struct Question {
 /* The stored settings as words say them: what words cannot say, nobody can promise anything of. */
 Settings stored_settings() {
   warn_of_stored_damage();
-  const std::string text = settings::write(stored_or_defaults());
-  const settings::Reading reading = settings::read(text, settings::Origin::stored);
+  const Settings stored = stored_or_defaults();
+  const settings::Reading reading =
+      settings::read(settings::write(stored), settings::Origin::stored, *stored.time_zone);
   for (const settings::Problem& error : reading.errors) {
     complain(to_text(error, "stored"));
   }
@@ -129,8 +131,10 @@ void note_missing_mac(const settings::Packet& packet, const Verdict& verdict, No
 /* What the settings' own check has to say of those that the packet passed: a rule that matches
  * nothing is the usual reason why one that should stop it does not. */
 void add_warnings(const Verdict& verdict, const Settings& settings, Notes& notes) {
-  const std::string text = settings::write(settings);
-  for (const settings::Problem& warning : settings::read(text, settings::Origin::stored).warnings) {
+  const settings::Reading reading =
+      settings::read(settings::write(settings), settings::Origin::stored,
+                     settings.time_zone.value_or(settings::TimeZone()));
+  for (const settings::Problem& warning : reading.warnings) {
     for (const settings::Step& step : verdict.passed) {
       if (!warning.locks_out && warning.path.starts_with(step.setting + ".")) {
         notes.push_back(to_text(warning));
@@ -186,7 +190,7 @@ void explain_batch(const Gateway& gateway, const std::string& file) {
       throw Error(where + "is no JSON", ErrorKind::invalid_input);
     }
     try {
-      settings::Packet packet = packet_of(words, Naming::keys);
+      settings::Packet packet = packet_of(words, Naming::keys, span_offset(gateway.settings));
       answers += json_text(as_json(verdict_at(gateway, packet)), -1);
     } catch (const Error& failure) {
       throw Error(where + failure.what(), failure.kind());
@@ -198,10 +202,16 @@ void explain_batch(const Gateway& gateway, const std::string& file) {
 int explain(const Context& context, const Question& question) {
   // The words are looked at first: a slip there is told at once.
   const bool is_batch = !question.batch.empty();
-  settings::Packet packet =
-      is_batch ? settings::Packet() : packet_of(question.packet, Naming::options);
+  Settings words;
+  words.time_zone = time_zone_to_show();
+  settings::Packet packet = is_batch
+                                ? settings::Packet()
+                                : packet_of(question.packet, Naming::options, span_offset(words));
   const Settings stored = stored_settings();
   Gateway gateway{question.settings.empty() ? stored : with_file(stored, question.settings), {}};
+  if (!is_batch) {
+    packet = packet_of(question.packet, Naming::options, span_offset(gateway.settings));
+  }
   Notes notes;
   gateway.bindings = bindings_now(stored, gateway.settings, notes);
   if (is_batch) {
@@ -238,7 +248,8 @@ constexpr struct {
     {"--tcp-flags", "tcp_flags", "Flags such as SYN or PSH+ACK; SYN unless said"},
     {"--mac", "mac", "The sender's hardware address"},
     {"--dns-name", "dns_name", "The name that a DNS query asks for; implies udp to port 53"},
-    {"--time", "time", "HH:MM or HH:MM:SS in UTC; now unless said"},
+    {"--time", "time",
+     "HH:MM or HH:MM:SS in the time_zone of the settings, or UTC; now unless said"},
 };
 
 }  // namespace

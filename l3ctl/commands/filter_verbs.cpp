@@ -13,6 +13,7 @@
 #include "management/store/sections.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
+#include "settings/stored_file/span_lists.hpp"
 
 namespace l3ctl {
 
@@ -31,13 +32,17 @@ Lists chosen_lists(const Filter& filter, const Choice& choice) {
   return filter.lists.subspan(choice.ipv4 ? 0 : 1, 1);
 }
 
-int list(const Context& context, const Lists& lists) {
+int list(const Context& context, const Lists& lists, bool in_utc) {
   warn_of_stored_damage();
-  const settings::Settings stored = stored_or_defaults();
+  settings::Settings stored = stored_or_defaults();
+  if (in_utc) {
+    write_in_utc(stored);
+  }
   std::vector<std::string> sections;
   for (const FilterList& one : lists) {
     sections.emplace_back(one.section);
   }
+  sections = with_zone(stored, sections);
   std::cout << (context.json ? settings::write(stored, sections) : text_view(stored, sections));
   return exit_done;
 }
@@ -80,6 +85,19 @@ int enable(const Context& context, const Filter& filter, const Lists& lists, boo
   return report(context, change, std::string(filter.command) + (on ? ": on" : ": off"));
 }
 
+void add_list_verb(CLI::App& command, Context& context, const Filter& filter,
+                   const std::shared_ptr<Choice>& choice) {
+  CLI::App* verb = command.add_subcommand("list", "Show the entries");
+  const auto in_utc = settings::has_spans(filter.lists.front().section)
+                          ? add_utc_option(*verb)
+                          : std::make_shared<bool>(false);
+  verb->callback([&context, filter, choice, in_utc] {
+    context.action = [&context, filter, choice, in_utc] {
+      return list(context, chosen_lists(filter, *choice), *in_utc);
+    };
+  });
+}
+
 /* The verbs that name an entry, with the words or the name as it is told. */
 void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
                      const std::shared_ptr<Choice>& choice) {
@@ -95,7 +113,7 @@ void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
               "\n\nThe keys stand in docs/settings.md" +
               (std::string_view(filter.example).find("active=") == std::string_view::npos
                    ? "."
-                   : "; time spans (active) are in UTC."));
+                   : "; time spans (active) are in time_zone, or UTC."));
   add->callback([&context, filter, choice, words] {
     context.action = [&context, filter, choice, words] {
       return add_entry(context, filter, chosen_lists(filter, *choice), *words);
@@ -133,8 +151,7 @@ void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
       };
     });
   };
-  add_verb("list", "Show the entries",
-           [](const Context& c, const Filter&, const Lists& lists) { return list(c, lists); });
+  add_list_verb(*command, context, filter, choice);
   add_entry_verbs(*command, context, filter, choice);
   add_verb("on", "Apply the list whenever the firewall is on",
            [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, true); });

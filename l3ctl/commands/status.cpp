@@ -8,6 +8,7 @@
 
 #include "l3_advance/version.h"
 #include "l3ctl/commands.hpp"
+#include "l3ctl/views/clock_report.hpp"
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/json_output.hpp"
 #include "management/change/confirmation.hpp"
@@ -16,6 +17,7 @@
 #include "management/store/sections.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/stored_settings.hpp"
+#include "management/store/time_zone_file.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/platform_info.hpp"
 #include "management/system/redirect_output.hpp"
@@ -80,6 +82,12 @@ Json bound_to() {
   }
 }
 
+/* The gateway's clock; null where no zone is set, or none can be read. */
+Json time_zone() {
+  const settings::Settings zone{.time_zone = time_zone_to_show()};
+  return span_offset(zone) ? clock_as_json(clock_state()) : Json();
+}
+
 Json status() {
   warn_of_stored_damage();
   const Settings stored = stored_or_defaults();
@@ -100,7 +108,8 @@ Json status() {
        {{"enabled", *stored.route_qos_enabled}, {"rules", stored.route_qos_rules->RulesNum}}},
       {"saved_rules",
        {{"ipv4", is_saved("/ztcfg/firewall.conf")}, {"ipv6", is_saved("/ztcfg/firewall6.conf")}}},
-      {"confirmation", confirmation()}};
+      {"confirmation", confirmation()},
+      {"time_zone", time_zone()}};
 }
 
 void print_line(const std::string& name, const std::string& value) {
@@ -187,6 +196,9 @@ void print_status(const Json& view) {
   const auto yes_no = [](const Json& value) { return value.get<bool>() ? "yes" : "no"; };
   print_line("saved_rules",
              std::string("IPv4 ") + yes_no(saved["ipv4"]) + ", IPv6 " + yes_no(saved["ipv6"]));
+  if (!view["time_zone"].is_null()) {
+    print_line("local_time", clock_in_words(clock_state()));
+  }
   if (!view["confirmation"].is_null()) {
     print_line("confirmation", confirmation_in_words(view["confirmation"]));
   }

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "l3ctl/context.hpp"
+#include "settings/local_span.hpp"
 #include "settings/values.hpp"
 
 namespace l3ctl {
@@ -209,7 +210,7 @@ uint8_t tcp_flags_of(const Words& words) {
 }
 
 /* "HH:MM", taken in its middle, or "HH:MM:SS"; the present second unless said. */
-uint32_t second_of(const Words& words) {
+uint32_t second_of(const Words& words, std::optional<int> offset) {
   if (!words.has("time")) {
     return static_cast<uint32_t>(std::time(nullptr) % 86400);
   }
@@ -220,9 +221,10 @@ uint32_t second_of(const Words& words) {
   const auto minute = is_clock ? number(text.substr(3, 2), 59) : std::nullopt;
   const auto second = has_seconds ? number(text.substr(6), 59) : std::optional<uint32_t>(30);
   if (!hour || !minute || !second) {
-    words.refuse_value("time", "a time in UTC such as \"18:30\" or \"18:30:59\"");
+    words.refuse_value("time", std::string(offset ? "a local time" : "a time in UTC") +
+                                   " such as \"18:30\" or \"18:30:59\"");
   }
-  return *hour * 3600 + *minute * 60 + *second;
+  return settings::local_second(*hour * 3600 + *minute * 60 + *second, -offset.value_or(0));
 }
 
 void read_way(const Words& words, Packet& packet) {
@@ -282,7 +284,7 @@ std::string packet_choices(const std::string& key) {
   return list.empty() ? "TEXT" : list + "}";
 }
 
-Packet packet_of(const Json& json, Naming naming) {
+Packet packet_of(const Json& json, Naming naming, std::optional<int> span_offset) {
   const Words words(json, naming);
   require_all(words);
   Packet packet;
@@ -290,7 +292,7 @@ Packet packet_of(const Json& json, Naming naming) {
   read_addresses(words, packet);
   read_protocol(words, packet);
   packet.established = words.flag("established");
-  packet.second = second_of(words);
+  packet.second = second_of(words, span_offset);
   if (words.has("dns_name")) {
     packet.dns_name = words.text("dns_name");
   }

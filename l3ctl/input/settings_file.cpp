@@ -5,6 +5,7 @@
 #include "l3ctl/input/read_input.hpp"
 #include "l3ctl/usage_error.hpp"
 #include "management/change/apply.hpp"
+#include "management/store/time_zone_file.hpp"
 #include "settings/stored_file/stored_file.hpp"
 
 namespace l3ctl {
@@ -67,7 +68,7 @@ settings::Reading read_settings(const std::string& file, const std::string& cons
                     file + "\" puts it in place; " + consequence,
                 ErrorKind::invalid_input);
   }
-  settings::Reading reading = settings::read(text);
+  settings::Reading reading = settings::read(text, settings::Origin::input, stored_time_zone());
   print_problems(reading, input_name(file), consequence);
   return reading;
 }

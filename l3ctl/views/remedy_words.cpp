@@ -64,6 +64,7 @@ constexpr struct {
     {Kind::revert, "\"l3ctl confirm --revert\" restores the old settings"},
     {Kind::confirm_in_time,
      "\"l3ctl confirm\" keeps the new settings, \"l3ctl confirm --revert\" restores the old ones"},
+    {Kind::shift_spans, "\"l3ctl clock\" shifts them; run it at every boot and every hour"},
     {Kind::picture, "\"l3ctl rules --svg\""},
     {Kind::one_build, "install l3ctl and the library from one build"},
 };

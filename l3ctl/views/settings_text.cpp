@@ -6,6 +6,7 @@
 #include "l3ctl/views/colour.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/text.hpp"
+#include "settings/stored_file/span_lists.hpp"
 
 namespace l3ctl {
 
@@ -132,6 +133,28 @@ std::string section_text(const std::string& name, const Json& section) {
 }
 
 }  // namespace
+
+std::vector<std::string> with_zone(const settings::Settings& settings,
+                                   std::vector<std::string> sections) {
+  const auto is_local = [&](const std::string& name) { return settings::has_spans(name); };
+  if (settings.time_zone && !settings.time_zone->name.empty() &&
+      std::any_of(sections.begin(), sections.end(), is_local)) {
+    sections.emplace_back("time_zone");
+  }
+  return sections;
+}
+
+std::shared_ptr<bool> add_utc_option(CLI::App& command) {
+  auto in_utc = std::make_shared<bool>(false);
+  command.add_flag("--utc", *in_utc, "Time spans in UTC, whatever time_zone is set");
+  return in_utc;
+}
+
+void write_in_utc(settings::Settings& settings) {
+  if (span_offset(settings)) {
+    settings.time_zone = settings::TimeZone{"UTC", 0};
+  }
+}
 
 std::string text_view(const settings::Settings& settings,
                       const std::vector<std::string>& sections) {

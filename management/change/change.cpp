@@ -16,12 +16,14 @@
 #include "executor/system.hpp"
 #include "l3_advance/l3_advance.h"
 #include "l3_advance/platform.h"
+#include "management/change/begun_shift.hpp"
 #include "management/change/confirmation_timer.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/error.hpp"
 #include "management/remedy.hpp"
 #include "management/rules/expected_rules.hpp"
 #include "management/store/stored_check.hpp"
+#include "management/store/time_zone_file.hpp"
 #include "management/store/unsafe_text.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/find_tool.hpp"
@@ -48,6 +50,7 @@ void refuse_damage() {
   std::string damage;
   try {
     damage = stored_damage();
+    read_zone_file();
   } catch (const Error& error) {
     throw Error(std::string(error.what()) + "; nothing was changed");
   }
@@ -60,6 +63,7 @@ void refuse_damage() {
 Lock lock_for_change(const Options& options, const Preconditions& accepted) {
   if (!accepted.allow_pending) {
     roll_back_if_overdue(options);
+    complete_begun_shift(options);
   }
   return Lock(options);
 }

@@ -58,6 +58,11 @@ void write_settings(const Settings& settings, Json& words, Json& bytes) {
       bytes[section.key] = settings::hex_text(section.image(settings));
     }
   }
+  if (settings.time_zone) {
+    // The offset of the stored spans belongs to it, which no settings text says.
+    bytes["time_zone"] = {{"name", settings.time_zone->name},
+                          {"offset_minutes", settings.time_zone->offset_minutes}};
+  }
 }
 
 Settings read_settings(const Json& words, const Json& bytes) {
@@ -73,6 +78,11 @@ Settings read_settings(const Json& words, const Json& bytes) {
     if (!image || !section.set_image(reading.settings, *image)) {
       fail_damaged(std::string("stored_bytes.") + section.key + " is no image of the section");
     }
+  }
+  if (bytes.contains("time_zone")) {
+    const Json& zone = bytes["time_zone"];
+    reading.settings.time_zone = {zone.at("name").get<std::string>(),
+                                  zone.at("offset_minutes").get<int>()};
   }
   // What comes back must not hold what a shell could run.
   const std::string unsafe =

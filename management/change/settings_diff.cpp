@@ -96,6 +96,10 @@ Json in_words(const Settings& settings) {
   return Json::parse(settings::write(settings));
 }
 
+Json zone_in_words(const Settings& settings) {
+  return span_offset(settings) ? settings.time_zone->name : "UTC";
+}
+
 bool is_told(const std::vector<FieldChange>& changes, const std::string& section) {
   return std::any_of(changes.begin(), changes.end(), [&](const FieldChange& change) {
     return change.path == section || change.path.starts_with(section + ".");
@@ -105,14 +109,19 @@ bool is_told(const std::vector<FieldChange>& changes, const std::string& section
 }  // namespace
 
 std::vector<FieldChange> settings_diff(const Settings& stored, const Settings& wanted) {
-  const Settings after = level_as_switches(wanted);
+  Settings after = level_as_switches(wanted);
   Settings before = stored;
+  std::vector<FieldChange> changes;
+  if (after.time_zone && section_named("time_zone").differs(after, stored)) {
+    changes.push_back({"time_zone", zone_in_words(stored), zone_in_words(after)});
+  }
   for (const Section& section : sections()) {
     if (!section.is_wanted(after)) {
       section.leave_out(before);
     }
   }
-  std::vector<FieldChange> changes;
+  // Both sides in one zone: a span that stays as it is in UTC is no change.
+  before.time_zone = after.time_zone = after.time_zone ? after.time_zone : stored.time_zone;
   compare("", in_words(before), in_words(after), changes);
   for (const Section& section : sections()) {
     if (section.is_wanted(after) && section.differs(after, stored) &&

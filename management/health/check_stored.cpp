@@ -7,6 +7,7 @@
 #include <iterator>
 #include <optional>
 
+#include "management/change/clock_shift.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/error.hpp"
 #include "management/health/health.hpp"
@@ -138,7 +139,8 @@ bool has_spans(const Region& region) {
 
 /* What the settings' own check warns of: a rule that matches no packet, say. */
 void look_at_warnings(Findings& findings, const settings::Settings& stored) {
-  const auto warnings = settings::read(settings::write(stored), settings::Origin::stored).warnings;
+  const auto warnings =
+      settings::read(settings::write(stored), settings::Origin::stored, *stored.time_zone).warnings;
   for (size_t i = 0; i < std::min(warnings.size(), few_findings); ++i) {
     findings.push_back({State::warning, "settings", to_text(warnings[i]),
                         warnings[i].locks_out
@@ -155,12 +157,54 @@ void look_at_warnings(Findings& findings, const settings::Settings& stored) {
   }
 }
 
+/* A clock that was never set, and the zone of time spans. Returns whether that is all there is to say of the clock. */
+bool check_time_zone(Findings& findings, bool is_used) {
+  const ClockState state = clock_state();
+  const std::string spans = "UTC" + settings::offset_text(state.zone.offset_minutes);
+  const bool has_zone = !state.zone.is_utc();
+  if (!state.is_set && (is_used || has_zone)) {
+    findings.push_back({State::problem, "clock", "was never set, so time spans mean other hours",
+                        "set it, by NTP for one; until then time spans are left as they are"});
+    return true;
+  }
+  if (!has_zone) {
+    return false;
+  }
+  if (!state.offset_now) {
+    findings.push_back({State::problem, "clock", state.problem,
+                        "install the zone's file, or set time_zone to a POSIX string; until then "
+                        "time spans stay at " +
+                            spans});
+  } else if (state.is_due()) {
+    findings.push_back({State::problem,
+                        "clock",
+                        "time spans are still at " + spans + ", and " + state.zone.name +
+                            " is at UTC" + settings::offset_text(*state.offset_now),
+                        "",
+                        {{Remedy::Kind::shift_spans}}});
+  } else {
+    findings.push_back(
+        {State::ok, "clock", "time spans follow " + state.zone.name + " (" + spans + ")", ""});
+  }
+  return true;
+}
+
 void check_clock(Findings& findings, const settings::Settings& stored) {
   const std::time_t now = std::time(nullptr);
-  std::tm local = {};
-  localtime_r(&now, &local);
   const bool is_used = has_spans(*stored.url_filter) || has_spans(*stored.mac_filter) ||
                        has_spans(*stored.mac6_filter);
+  try {
+    if (check_time_zone(findings, is_used)) {
+      return;
+    }
+  } catch (const Error& failure) {
+    findings.push_back({State::problem, time_zone_path,
+                        without_path(failure.what(), time_zone_path),
+                        "remove it, then set time_zone again"});
+    return;
+  }
+  std::tm local = {};
+  localtime_r(&now, &local);
   if (local.tm_gmtoff == 0) {
     findings.push_back({State::ok, "clock", "runs in UTC, as time spans do", ""});
     return;

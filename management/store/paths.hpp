@@ -10,6 +10,8 @@ inline constexpr char saved_rules_path[] = "/ztcfg/firewall.conf";
 inline constexpr char saved_rules6_path[] = "/ztcfg/firewall6.conf";
 /* An apply that waits for its confirmation. */
 inline constexpr char pending_path[] = "/ztcfg/l3ctl.pending";
+/* The zone and the offset of the stored time spans. */
+inline constexpr char time_zone_path[] = "/ztcfg/l3ctl.time_zone";
 /* While the flag is there, start-up migrates the old file. */
 inline constexpr char migration_flag[] = "/ztcfg/v1_to_v2.flag";
 inline constexpr char old_path[] = "/ztcfg/l3_advance.conf";

@@ -7,6 +7,8 @@
 
 #include "l3_advance/l3_advance.h"
 #include "management/store/setters.hpp"
+#include "management/store/time_zone_file.hpp"
+#include "settings/local_span.hpp"
 #include "settings/sections.hpp"
 
 namespace management {
@@ -66,6 +68,22 @@ constexpr Section stored_section(const char* name, Set set) {
     }
     std::memcpy(&place, image.data(), image.size());
     return true;
+  };
+  return row;
+}
+
+/* A list whose entries have spans. In local time two spans can be the same that UTC tells apart: 23:59 is also what a
+ * stored end of 24:00 comes to. */
+template <auto Member>
+constexpr Section with_spans(Section row) {
+  row.differs = [](const Settings& wanted, const Settings& stored) {
+    auto a = *(wanted.*Member);
+    auto b = *(stored.*Member);
+    if (span_offset(stored)) {
+      settings::unify_spans(a.entries);
+      settings::unify_spans(b.entries);
+    }
+    return !same(a, b);
   };
   return row;
 }
@@ -205,7 +223,23 @@ constexpr Section security_level() {
   return row;
 }
 
+/* Lies beside the records. */
+constexpr Section time_zone() {
+  Section row = section<&Settings::time_zone>(
+      "time_zone", [](const Settings& wanted) { return store_time_zone(*wanted.time_zone); });
+  row.differs = [](const Settings& wanted, const Settings& stored) {
+    return !same_zone(*wanted.time_zone, stored.time_zone.value_or(settings::TimeZone()));
+  };
+  row.load = [](Settings& stored) {
+    stored.time_zone = time_zone_to_show();
+    return 0;
+  };
+  row.set_default = [](Settings& settings) { settings.time_zone = time_zone_to_show(); };
+  return row;
+}
+
 constexpr Section table[] = {
+    time_zone(),
     // The master switch first: everything that follows makes rules only while it is on.
     security_level(),
     switch_section<&Settings::firewall, gl3_web_get_fw_status, false>(
@@ -226,12 +260,15 @@ constexpr Section table[] = {
         "ip_filter", &ip_rules),
     region_section<&Settings::ip6_filter, gl3_web_get_firewall6_cfg, gl3_web_set_firewall6_cfg>(
         "ip6_filter", &ip6_rules),
-    region_section<&Settings::url_filter, gl3_web_get_url_cfg, gl3_web_set_url_cfg>("url_filter",
-                                                                                    &url_entries),
-    region_section<&Settings::mac_filter, gl3_web_get_mac_cfg, gl3_web_set_mac_cfg>("mac_filter",
-                                                                                    &mac_devices),
-    region_section<&Settings::mac6_filter, gl3_web_get_mac6_cfg, gl3_web_set_mac6_cfg>(
-        "mac6_filter", &mac6_devices),
+    with_spans<&Settings::url_filter>(
+        region_section<&Settings::url_filter, gl3_web_get_url_cfg, gl3_web_set_url_cfg>(
+            "url_filter", &url_entries)),
+    with_spans<&Settings::mac_filter>(
+        region_section<&Settings::mac_filter, gl3_web_get_mac_cfg, gl3_web_set_mac_cfg>(
+            "mac_filter", &mac_devices)),
+    with_spans<&Settings::mac6_filter>(
+        region_section<&Settings::mac6_filter, gl3_web_get_mac6_cfg, gl3_web_set_mac6_cfg>(
+            "mac6_filter", &mac6_devices)),
     region_section<&Settings::acl, gl3_web_get_acl_cfg, gl3_web_set_acl_cfg>("acl", &acl_entries),
     region_section<&Settings::captive_portal, gl3_web_get_caporl_cfg, gl3_web_set_caporl_cfg>(
         "captive_portal", &portal_destinations),

@@ -43,9 +43,10 @@ struct Section {
   void (*leave_out)(settings::Settings& wanted);
   /* Puts the wanted section in place of the stored one. */
   void (*overlay)(settings::Settings& stored, const settings::Settings& wanted);
-  /* The rest is null for the security level, which is stored as its two switches. */
+  /* Null for the security level, which is stored as its two switches. */
   int32_t (*load)(settings::Settings& stored);
   void (*set_default)(settings::Settings& settings);
+  /* Null also for the time zone, which is stored beside the records. */
   Bytes (*image)(const settings::Settings& settings);
   bool (*set_image)(settings::Settings& settings, const Bytes& image);
   const SectionList* list; /* null where the section holds none */

@@ -1,8 +1,14 @@
 #include "management/store/setters.hpp"
 
+#include <unistd.h>
+
 #include <string>
 
 #include "l3_advance/l3_advance.h"
+#include "management/error.hpp"
+#include "management/store/paths.hpp"
+#include "management/store/time_zone_file.hpp"
+#include "management/system/atomic_file.hpp"
 #include "management/system/platform_info.hpp"
 
 namespace management {
@@ -23,6 +29,28 @@ int32_t bind_long_wan_name() {
 }
 
 }  // namespace
+
+int32_t store_time_zone(const settings::TimeZone& zone) {
+  try {
+    write_zone_file({zone, std::nullopt});
+    return 0;
+  } catch (const Error& error) {
+    notify(error.what(), Severity::error);
+    return -1;
+  }
+}
+
+int32_t remove_time_zone() {
+  try {
+    if (access(time_zone_path, F_OK) == 0) {
+      remove_durably(time_zone_path);
+    }
+    return 0;
+  } catch (const Error& error) {
+    notify(error.what(), Severity::error);
+    return -1;
+  }
+}
 
 int32_t set_firewall(bool on) {
   const int32_t result = gl3_web_set_fw_status(on ? 1 : 0);

@@ -21,8 +21,9 @@ namespace management {
 
 namespace {
 
-/* The files that the library's calls write. */
-constexpr const char* staged_paths[] = {configuration_path, saved_rules_path, saved_rules6_path};
+/* The files that setting a section writes. */
+constexpr const char* staged_paths[] = {configuration_path, saved_rules_path, saved_rules6_path,
+                                        time_zone_path};
 
 /* Far more than any of them holds, rules of other programs included. */
 constexpr size_t largest_file = size_t{16} << 20;

@@ -17,7 +17,8 @@ namespace management {
 
 namespace {
 
-constexpr const char* stored_paths[] = {configuration_path, saved_rules_path, saved_rules6_path};
+constexpr const char* stored_paths[] = {configuration_path, saved_rules_path, saved_rules6_path,
+                                        time_zone_path};
 constexpr int32_t gre = 47;
 
 /* A file that is there but cannot be read would come back empty, or not at all. */

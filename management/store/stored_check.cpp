@@ -68,7 +68,8 @@ const char* name_of(StoredFinding::Kind kind) {
 }
 
 void require_regular_store() {
-  for (const char* file : {configuration_path, saved_rules_path, saved_rules6_path, pending_path}) {
+  for (const char* file :
+       {configuration_path, saved_rules_path, saved_rules6_path, pending_path, time_zone_path}) {
     try {
       require_regular_file(file);
     } catch (const Error& error) {

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "settings/local_span.hpp"
 #include "settings/simulation/filters.hpp"
 
 namespace settings {
@@ -102,14 +103,18 @@ std::string clock_text(uint32_t second) {
 
 /* Why an entry does not count, though it names the packet; empty where it does. */
 template <typename Entry>
-std::string why_resting(const Entry& entry, bool is_enabled, uint32_t second) {
+std::string why_resting(const Entry& entry, bool is_enabled, uint32_t second,
+                        std::optional<int> offset) {
   if (!is_enabled) {
     return "is disabled";
   }
-  const TimeSpan span = {entry.start_hour, entry.start_minute, entry.stop_hour, entry.stop_minute};
-  return is_active(span, second)
-             ? ""
-             : "rests at " + clock_text(second) + " UTC (active " + time_span_text(span) + ")";
+  const TimeSpan span = span_of(entry);
+  if (is_active(span, second)) {
+    return "";
+  }
+  const uint32_t shown = local_second(second, offset.value_or(0));
+  return "rests at " + clock_text(shown) + (offset ? "" : " UTC") + " (active " +
+         time_span_text(offset ? to_local(span, *offset) : span) + ")";
 }
 
 /* Only the first is told of. */
@@ -158,7 +163,8 @@ Finding simulate_url_filter(const Packet& packet, const Settings& settings) {
     if (!name_matches(packet.dns_name, name)) {
       continue;
     }
-    const std::string why = why_resting(entry, entry.url_enable != 0, packet.second);
+    const std::string why =
+        why_resting(entry, entry.url_enable != 0, packet.second, span_offset(settings));
     if (why.empty()) {
       return match_of(white_list, item_path("url_filter.entries", i));
     }
@@ -184,7 +190,8 @@ Finding simulate_mac_filter(const Packet& packet, const Settings& settings) {
     if (!is_from(packet, entry.mac)) {
       continue;
     }
-    const std::string why = why_resting(entry, entry.mac_enable != 0, packet.second);
+    const std::string why =
+        why_resting(entry, entry.mac_enable != 0, packet.second, span_offset(settings));
     if (why.empty()) {
       return match_of(white_list, item_path(section + ".devices", i));
     }

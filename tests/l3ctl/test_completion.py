@@ -80,7 +80,7 @@ class Completion(Gateway):
         self.assertEqual(self.complete("zsh", "l3ctl", "apply", ""), ["FILES"])
 
     def test_both_shells_offer_the_values_that_are_known(self):
-        sections = list(json.loads(self.l3ctl("export").out))
+        sections = ["time_zone", *json.loads(self.l3ctl("export").out)]
         for words, values in ((["level", ""], ["off", "low", "high"]), (["level", "h"], ["high"]),
                               (["completion", ""], ["bash", "zsh"]), (["show", ""], sections),
                               (["--json", "show", "url_filter", "route"], ["route_qos"]),

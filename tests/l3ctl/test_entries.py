@@ -153,7 +153,7 @@ class Entries(Gateway):
         self.assertEqual([device["mac"] for device in self.entries("mac_filter", "devices")], ["02:00:00:00:00:02"])
 
     def test_help_speaks_of_spans_and_modes_where_they_are_told(self):
-        self.assertIn("time spans (active) are in UTC", self.l3ctl("url-filter", "add", "--help").out)
+        self.assertIn("time spans (active) are in time_zone, or UTC", self.l3ctl("url-filter", "add", "--help").out)
         self.assertNotIn("time spans", self.l3ctl("ip-filter", "add", "--help").out)
         self.assertIn('"l3ctl apply" sets it', self.l3ctl("mac-filter", "--help").out)
 

@@ -53,6 +53,7 @@ RUNS = {
     "rules": ("rules", ["rules"]),
     "check": ("check", ["check"]),
     "doctor": ("doctor", ["doctor"]),
+    "clock": ("clock", ["clock"]),
     "reset": ("change", ["reset", "--yes"]),
 }
 MORE_RUNS = {

@@ -87,7 +87,7 @@ class Show(Gateway):
     def test_an_unknown_section(self):
         outcome = self.l3ctl("show", "nothing")
         self.assertEqual((outcome.status, outcome.out), (2, ""))
-        self.assertIn("\"nothing\" is not one of firewall, ", outcome.err)
+        self.assertIn("\"nothing\" is not one of time_zone, firewall, ", outcome.err)
 
     def test_a_file_that_cannot_be_read(self):
         CONFIGURATION.mkdir()

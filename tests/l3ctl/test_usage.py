@@ -22,11 +22,16 @@ RULES = "012345"  # status 3: the packet filter refused a rule
 CHANGES = "01245"
 READS = "012"
 
+# A span in a zone that is an hour ahead of UTC, and the note of a time when it was not.
+LOCAL_SPAN = """{"time_zone": "AAA-1",
+    "url_filter": {"enabled": true, "entries": [{"host": "example.com", "active": "08:00-21:30"}]}}"""
+SHIFT_IS_DUE = '{"time_zone": "AAA-1", "offset_minutes": 0}'
+
 # Every command and verb that does something: its arguments, and the statuses that it can end with.
 COMMANDS = {
     "apply": ("-", RULES), "plan": ("-", "0125"), "diff": ("-", "012"), "confirm": ("--revert", CHANGES),
     "show": ("", READS), "export": ("", READS), "status": ("", READS), "version": ("", READS),
-    "init": ("", RULES), "reset": ("--yes", RULES), "level": ("high", RULES),
+    "init": ("", RULES), "clock": ("", RULES), "reset": ("--yes", RULES), "level": ("high", RULES),
     "firewall status": ("", READS), "firewall on": ("", RULES), "firewall off": ("", RULES),
     "portal status": ("", READS), "portal on": ("", RULES), "portal off": ("", RULES),
     "port-scan status": ("", READS), "port-scan on": ("", RULES), "port-scan off": ("", RULES),
@@ -97,7 +102,7 @@ class UsageErrors(Gateway):
                 ("show url_filtr", 'SECTION: "url_filtr" is not known; did you mean "url_filter"?'),
                 ("export --section mac-filtr", '--section: "mac-filtr" is not known; did you mean "mac_filter"?')):
             self.assert_outcome(self.l3ctl(*line.split()), 2, err=f"l3ctl: {told}\n")
-        self.assertIn("\"x\" is not one of firewall, port_scan_protection, ", self.l3ctl("show", "x").err)
+        self.assertIn("\"x\" is not one of time_zone, firewall, port_scan_protection, ", self.l3ctl("show", "x").err)
 
 
 class OtherWords(Gateway):
@@ -172,6 +177,9 @@ class Help(Gateway):
                     self.l3ctl(name, "off" if path.endswith(" on") else "on")
                 if path == "restore":
                     self.assertEqual(self.l3ctl("backup", "/tmp/stored.dat").status, 0)
+                if path == "clock":
+                    self.assertEqual(self.apply(LOCAL_SPAN).status, 0)
+                    Path("/ztcfg/l3ctl.time_zone").write_text(SHIFT_IS_DUE)
                 for tool in PACKET_FILTER:
                     self.hook(tool, REFUSING)
                 outcome = self.l3ctl(*path.split(), *arguments.split(), stdin=settings["portal"])
@@ -194,6 +202,8 @@ class Help(Gateway):
         with open("/run/l3ctl.lock", "w", encoding="ascii") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
             for path, (arguments, statuses) in COMMANDS.items():
+                if path == "clock":
+                    Path("/ztcfg/l3ctl.time_zone").write_text(SHIFT_IS_DUE)
                 outcome = self.l3ctl("--lock-timeout", "0", *path.split(), *arguments.split(), stdin="{}")
                 # No confirmation is pending; doctor makes a finding of the lock.
                 self.assertEqual(outcome.status == 5, "5" in statuses, (path, outcome.status, outcome.err))
