@@ -29,6 +29,7 @@ if(TARGET l3ctl)
           DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _l3ctl COMPONENT tools)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/fleet/monitoring DESTINATION ${CMAKE_INSTALL_DATADIR}/l3_advance COMPONENT tools
           PATTERN "*.test.yml" EXCLUDE)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/packaging/systemd/ DESTINATION lib/systemd/system COMPONENT tools)
   # What all of it was made of; a build without the programs has no such list. Whoever builds l3ctl gets it too, so
   # that it can be installed.
   find_package(Python3 COMPONENTS Interpreter)

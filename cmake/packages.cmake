@@ -46,5 +46,11 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 control library.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libl3-advance (= ${PROJECT_VERSION}), iptables")
+# Zones by name; POSIX strings need no files.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "tzdata")
+foreach(script postinst prerm postrm)
+  list(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/${script})
+endforeach()
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 
 include(CPack)
