@@ -17,6 +17,15 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/l3_advance.pc.in ${CMAKE_BINARY_DIR}/
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance-config.cmake ${CMAKE_BINARY_DIR}/l3_advance-config-version.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance COMPONENT devel)
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
+if(TARGET l3_transaction)
+  install(TARGETS l3_transaction LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT transaction)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-transaction RENAME copyright
+          COMPONENT transaction)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/l3_transaction.pc.in ${CMAKE_BINARY_DIR}/l3_transaction.pc @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/l3_transaction.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
+  install(FILES ${CMAKE_BINARY_DIR}/l3_transaction.o DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT devel)
+  install(FILES ${PROJECT_SOURCE_DIR}/man/l3_transaction.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT devel)
+endif()
 if(TARGET l3ctl)
   install(TARGETS l3ctl RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/schema DESTINATION ${CMAKE_INSTALL_DATADIR}/l3_advance COMPONENT tools

@@ -1,4 +1,4 @@
-# Debian packages: `cpack --config build/release/CPackConfig.cmake` writes three .deb files.
+# Debian packages: `cpack --config build/release/CPackConfig.cmake` writes a .deb file for each package.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME l3-advance)
 set(CPACK_PACKAGE_VENDOR "The l3_advance maintainers")
@@ -12,6 +12,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL library devel)
 if(TARGET l3ctl)
   list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+if(TARGET l3_transaction)
+  list(APPEND CPACK_COMPONENTS_ALL transaction)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -39,6 +42,18 @@ set(CPACK_COMPONENT_DEVEL_DESCRIPTION
     "Headers, pkg-config and CMake package files.")
 set(CPACK_DEBIAN_DEVEL_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS "libl3-advance (= ${PROJECT_VERSION})")
+if(TARGET l3_transaction)
+  string(APPEND CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS ", libl3-transaction (= ${PROJECT_VERSION})")
+endif()
+
+set(CPACK_DEBIAN_TRANSACTION_PACKAGE_NAME libl3-transaction)
+set(CPACK_COMPONENT_TRANSACTION_DESCRIPTION
+    "Transactions for programs that call the layer-3 control library: all rules of
+a change are made at once, or everything is rolled back.")
+set(CPACK_DEBIAN_TRANSACTION_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_TRANSACTION_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TRANSACTION_PACKAGE_DEPENDS "libl3-advance (= ${PROJECT_VERSION}), iptables")
+set(CPACK_DEBIAN_TRANSACTION_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/debian/triggers)
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME l3ctl)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION

@@ -133,7 +133,8 @@ void wait_for_starter() {
 
 /* What an inherited descriptor leads to stays in use as long as the timer lives. */
 void leave_caller() {
-  close_range(STDERR_FILENO + 1, ~0U, 0);
+  // Older C libraries, among them musl 1.2.3, have no function for it.
+  syscall(SYS_close_range, STDERR_FILENO + 1, ~0U, 0);
   if (chdir("/") != 0) {
     notify("the timer cannot leave its working folder", Severity::error);
   }
