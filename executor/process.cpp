@@ -200,7 +200,10 @@ void Process::start(const std::vector<std::string>& words, int input, int output
 }
 
 Process::~Process() {
-  static_cast<void>(wait());
+  // Its output is not read: that takes memory, and nobody asked for it.
+  if (process_ != -1 && starter_ == getpid()) {
+    static_cast<void>(wait_status(process_));
+  }
   for (const int file : {input_, output_, errors_, report_}) {
     close_if_open(file);
   }

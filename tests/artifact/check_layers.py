@@ -44,8 +44,7 @@ for number, part in enumerate(MANAGEMENT):
 # The library's own commands name the chains and jumps that are the gateway's.
 INCLUDES["management/rules"].append("src/firewall/base/chain_tree.hpp")
 # The transactions of other programs take what needs no JSON, and print nothing.
-INCLUDES["transaction"] = [INTERFACE, "executor", "management/error.hpp", "management/system", "management/store",
-                           "management/rules/rule.hpp"]
+INCLUDES["transaction"] = [INTERFACE, "executor", "management/error.hpp", "management/system", "management/store"]
 for part in ("views", "input"):
     INCLUDES[f"l3ctl/{part}"] = [*INCLUDES["l3ctl"], "l3ctl/context.hpp", "l3ctl/answer.hpp", "l3ctl/usage_error.hpp"]
 # main hands these words to the management layer.

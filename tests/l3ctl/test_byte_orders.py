@@ -5,8 +5,8 @@ from pathlib import Path
 from gateway import BYTE_ORDER, CONFIGURATION, FW, FW6, Gateway
 
 DATA = Path(__file__).parent.parent / "data"
-TEXT = (DATA / "household.json").read_text()
-FILE = (DATA / f"golden-household-{BYTE_ORDER}-endian.dat").read_bytes()
+TEXT = (DATA / "sample.json").read_text()
+FILE = (DATA / f"golden-sample-{BYTE_ORDER}-endian.dat").read_bytes()
 # The security level, which each record holds and settings leave alone.
 LEVELS = (FW + 6164, FW6 + 8564)
 

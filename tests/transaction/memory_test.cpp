@@ -3,6 +3,7 @@
 #include <new>
 
 #include "gateway.hpp"
+#include "l3_advance/platform.h"
 
 namespace {
 
@@ -38,6 +39,27 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
+
+// A platform that allocates nothing: a host's own failures are not the library's to catch.
+extern "C" {
+
+static uint8_t vpn_state = 0;
+
+int32_t grm_l3_advance_get_vpn_pass_through(uint8_t* state) {
+  *state = vpn_state;
+  return 0;
+}
+
+int32_t grm_l3_advance_set_vpn_pass_through(uint8_t state) {
+  vpn_state = state;
+  return 0;
+}
+
+int32_t gpon_l3_control_vpn_pass_through(int32_t, uint8_t) {
+  return 0;
+}
+
+}  // extern "C"
 
 TEST_F(Memory, AnyAllocationMayFail) {
   const char* sample = std::getenv("L3_TEST_FULL");
