@@ -1,5 +1,6 @@
 #include "console/server/front.hpp"
 
+#include <poll.h>
 #include <time.h>
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace {
 
 constexpr std::size_t largest_body = 256 * 1024;
 constexpr std::size_t largest_headers = 8 * 1024;
-constexpr std::size_t most_streams = 4;
+constexpr std::ptrdiff_t most_streams = 4;
 constexpr std::int64_t heartbeat = 15;
 
 MHD_Result add_header(void* to, enum MHD_ValueKind /*kind*/, const char* name, const char* value) {
@@ -165,9 +166,7 @@ void Front::tick() {
   const std::int64_t now = seconds_now();
   connections_.end_slow(now);
   events_.tick(now, !streams_.empty());
-  for (Stream& stream : streams_) {
-    stream.has_ended = stream.has_ended || !console_->is_live(stream.of, now);
-  }
+  end_streams(now);
   if (now >= next_heartbeat_) {
     next_heartbeat_ = now + heartbeat;
     for (Stream& stream : streams_) {
@@ -262,7 +261,7 @@ void Front::settle(std::uint64_t id, Response response) {
 
 MHD_Result Front::send(Exchange& exchange, MHD_Connection* handle) {
   Response& response = exchange.response;
-  if (response.stream && streams_.size() >= most_streams) {
+  if (response.stream && !has_place_for_stream()) {
     response = problem_for_now(503, "too_many_streams", "there are four event streams already", 15);
     add_usual_headers(response);
   }
@@ -310,6 +309,27 @@ ssize_t Front::read_stream(Stream& stream, char* to, std::size_t most) {
   std::memcpy(to, stream.unsent.data(), count);
   stream.unsent.erase(0, count);
   return static_cast<ssize_t>(count);
+}
+
+/* Those whose session has ended or whose listener has gone: nothing is read from a connection that
+ * waits for events, so its end has to be looked for. */
+void Front::end_streams(std::int64_t now) {
+  for (Stream& stream : streams_) {
+    const auto* info = MHD_get_connection_info(stream.handle, MHD_CONNECTION_INFO_CONNECTION_FD);
+    pollfd peer{info->connect_fd, POLLRDHUP, 0};
+    const bool is_gone = poll(&peer, 1, 0) > 0;
+    stream.has_ended = stream.has_ended || is_gone || !console_->is_live(stream.of, now);
+    if (stream.has_ended) {
+      resume(stream);
+    }
+  }
+}
+
+bool Front::has_place_for_stream() {
+  end_streams(seconds_now());
+  return std::count_if(streams_.begin(), streams_.end(), [](const Stream& stream) {
+           return !stream.has_ended;
+         }) < most_streams;
 }
 
 void Front::wake_streams() {

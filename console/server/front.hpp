@@ -66,6 +66,8 @@ class Front {
   MHD_Result send(Exchange& exchange, MHD_Connection* handle);
   MHD_Response* stream_response(const Exchange& exchange, MHD_Connection* handle);
   ssize_t read_stream(Stream& stream, char* to, std::size_t most);
+  void end_streams(std::int64_t now);
+  bool has_place_for_stream();
   void wake_streams();
   static void resume(Stream& stream);
 
