@@ -54,6 +54,16 @@ if(TARGET l3ctl)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/l3ctl RENAME copyright
           COMPONENT tools)
 endif()
+if(TARGET l3-console)
+  install(TARGETS l3-console RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT console)
+  install(TARGETS l3-console-broker RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT console)
+  install(FILES ${PROJECT_SOURCE_DIR}/man/l3-console.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT console)
+  install(FILES ${PROJECT_SOURCE_DIR}/console/openapi.yaml DESTINATION ${CMAKE_INSTALL_DATADIR}/l3_advance/console
+          COMPONENT console)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/packaging/systemd/ DESTINATION lib/systemd/system COMPONENT console)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/l3-advance-console
+          RENAME copyright COMPONENT console)
+endif()
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-advance RENAME copyright
         COMPONENT library)

@@ -16,6 +16,9 @@ endif()
 if(TARGET l3_transaction)
   list(APPEND CPACK_COMPONENTS_ALL transaction)
 endif()
+if(TARGET l3-console)
+  list(APPEND CPACK_COMPONENTS_ALL console)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
@@ -67,5 +70,16 @@ foreach(script postinst prerm postrm)
   list(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/${script})
 endforeach()
 set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
+
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_NAME l3-advance-console)
+set(CPACK_COMPONENT_CONSOLE_DESCRIPTION
+    "The web console: a server without any rights, and its broker, which
+runs l3ctl as a fixed table allows.")
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_DEPENDS "l3ctl (= ${PROJECT_VERSION}), passwd")
+set(console_scripts ${PROJECT_SOURCE_DIR}/packaging/debian-console)
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_CONTROL_EXTRA
+    "${console_scripts}/postinst;${console_scripts}/prerm;${console_scripts}/postrm")
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 include(CPack)

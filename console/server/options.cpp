@@ -22,18 +22,24 @@ constexpr const char* help =
     "  --user USER           Whose rights are left (l3console)\n"
     "  --root DIRECTORY      An empty directory to be the root of (/run/l3-console)\n"
     "  --l3ctl FILE          The program that does the work (beside this one)\n"
-    "  --broker FILE         The program that runs it (beside this one)\n"
+    "  --broker FILE         The program that runs it (../libexec/l3-console-broker)\n"
     "  --plain-http          Without TLS: everyone in the network can read the password\n"
     "  --first-password      Make a new first password, print it and end\n"
     "  --routes              Print method and path of every route and end\n"
     "  --version, --help\n";
 
-/* A program of the same directory. */
-std::string beside_us(const std::string& name) {
+/* Our own directory, as it is built or installed. */
+std::string own_directory() {
   std::array<char, 4096> path{};
   const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
   const std::string own(path.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
-  return own.substr(0, own.rfind('/') + 1) + name;
+  return own.substr(0, own.rfind('/') + 1);
+}
+
+/* Nobody starts the broker by hand, so it is installed beside no other program. */
+std::string default_broker() {
+  const std::string installed = own_directory() + "../libexec/l3-console-broker";
+  return access(installed.c_str(), X_OK) == 0 ? installed : own_directory() + "l3-console-broker";
 }
 
 enum Number {
@@ -81,8 +87,8 @@ void set_text(Options& options, int number, const char* value) {
 
 Options parse_options(int argc, char** argv) {
   Options options;
-  options.l3ctl = beside_us("l3ctl");
-  options.broker = beside_us("l3-console-broker");
+  options.l3ctl = own_directory() + "l3ctl";
+  options.broker = default_broker();
   int number = 0;
   while ((number = getopt_long(argc, argv, "", known.data(), nullptr)) != -1) {
     if (number == usage || number == version) {

@@ -240,7 +240,8 @@ class Start(unittest.TestCase):
         self.assertIn("--help", self.fails("--wrong"))
         self.assertIn("word", self.fails("word"))
         # The checkout may be closed to other users.
-        shutil.copy(CONSOLE, "/tmp/l3-console")
+        for program in (CONSOLE, CONSOLE + "-broker"):
+            shutil.copy(program, "/tmp")
         nobody = {"program": "/tmp/l3-console", "user": 65534, "group": 65534, "extra_groups": []}
         Path("/tmp/own").mkdir(exist_ok=True)
         os.chown("/tmp/own", 65534, 65534)
