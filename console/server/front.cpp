@@ -327,9 +327,8 @@ void Front::end_streams(std::int64_t now) {
 
 bool Front::has_place_for_stream() {
   end_streams(seconds_now());
-  return std::count_if(streams_.begin(), streams_.end(), [](const Stream& stream) {
-           return !stream.has_ended;
-         }) < most_streams;
+  return std::count_if(streams_.begin(), streams_.end(),
+                       [](const Stream& stream) { return !stream.has_ended; }) < most_streams;
 }
 
 void Front::wake_streams() {

@@ -49,7 +49,7 @@ def faults_of_response(method, path, response):
     elif str(response.status) in operation["responses"]:
         described = resolved(operation["responses"][str(response.status)])
     elif response.status >= 400:
-        described = resolved(operation["responses"]["default"])
+        described = resolved(operation["responses"].get("default", {"$ref": "#/components/responses/problem"}))
     else:
         return [f"{response.status} is not described"]
     content = described.get("content", {})

@@ -65,7 +65,7 @@ class Faults(ConsoleTest):
         self.assert_problem(self.client.get("status"), 500, "l3ctl_failed")
 
     def test_equal_reads_share_one_l3ctl(self):
-        write_program("open('/tmp/count', 'a').write('x'); time.sleep(1); print('{}')")
+        write_program("open('/tmp/count', 'a').write('x'); time.sleep(3); print('{}')")
         Path("/tmp/count").write_text("")
         with ThreadPoolExecutor(5) as pool:
             answers = list(pool.map(lambda _: self.client.get("status").status, range(5)))
@@ -86,7 +86,7 @@ class Faults(ConsoleTest):
 
     def test_the_server_is_killed_in_an_apply(self):
         """The change is made as a whole, and its confirmation still has to come."""
-        for _ in range(3):
+        for _ in range(2):
             if self.server.process.poll() is not None:
                 self.setUp()
             broker = self.server.broker()
