@@ -12,6 +12,11 @@ options:
     - The settings; a section that is left out stays as it is.
     type: dict
     suboptions:
+      time_zone:
+        description:
+        - 'The zone of time spans: an IANA name that has a file on the gateway, a POSIX TZ string, or UTC. Without it spans
+          are in the zone that is set, or in UTC.'
+        type: str
       firewall:
         description:
         - 'The master switch: rules exist only while it is on.'
@@ -253,7 +258,7 @@ options:
                 required: true
               active:
                 description:
-                - A daily span in UTC. An end of 24:00 becomes 23:59.
+                - A daily span in time_zone, or else in UTC, where an end of 24:00 becomes 23:59.
                 - Left out, it is C(all day).
                 type: str
               enabled:
@@ -297,7 +302,7 @@ options:
                 required: true
               active:
                 description:
-                - A daily span in UTC. An end of 24:00 becomes 23:59.
+                - A daily span in time_zone, or else in UTC, where an end of 24:00 becomes 23:59.
                 - Left out, it is C(all day).
                 type: str
               enabled:
@@ -341,7 +346,7 @@ options:
                 required: true
               active:
                 description:
-                - A daily span in UTC. An end of 24:00 becomes 23:59.
+                - A daily span in time_zone, or else in UTC, where an end of 24:00 becomes 23:59.
                 - Left out, it is C(all day).
                 type: str
               enabled:

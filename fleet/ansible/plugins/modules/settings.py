@@ -17,8 +17,8 @@ options:
     description: The sections that are set; all that are there, if left out.
     type: list
     elements: str
-    choices: [firewall, security_level, port_scan_protection, ipsec_pass_through, vpn_pass_through, ip_filter, ip6_filter,
-      url_filter, mac_filter, mac6_filter, dhcp_filter, acl, captive_portal, route_qos]
+    choices: [time_zone, firewall, security_level, port_scan_protection, ipsec_pass_through, vpn_pass_through, ip_filter,
+      ip6_filter, url_filter, mac_filter, mac6_filter, dhcp_filter, acl, captive_portal, route_qos]
 extends_documentation_fragment:
   - l3_advance.gateway.config
   - l3_advance.gateway.change

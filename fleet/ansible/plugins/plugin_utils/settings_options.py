@@ -4,7 +4,8 @@
 from __future__ import annotations
 
 CONFIG = {'type': 'dict',
- 'options': {'firewall': {'type': 'dict', 'options': {'enabled': {'type': 'bool', 'required': True}}},
+ 'options': {'time_zone': {'type': 'str'},
+             'firewall': {'type': 'dict', 'options': {'enabled': {'type': 'bool', 'required': True}}},
              'security_level': {'type': 'str', 'choices': ['off', 'low', 'high']},
              'port_scan_protection': {'type': 'bool'},
              'ipsec_pass_through': {'type': 'bool'},
@@ -112,7 +113,8 @@ CONFIG = {'type': 'dict',
              'route_qos': {'type': 'dict',
                            'options': {'enabled': {'type': 'bool', 'required': True},
                                        'rules': {'type': 'str'}}}}}
-SECTIONS = ['firewall',
+SECTIONS = ['time_zone',
+ 'firewall',
  'security_level',
  'port_scan_protection',
  'ipsec_pass_through',
