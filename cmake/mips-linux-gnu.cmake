@@ -11,7 +11,5 @@ set(L3_EMULATOR qemu-mips -L /usr/mips-linux-gnu)
 
 # The ABI allows pages of 64 KiB and the linker pads for them; kernels of such devices use 4 KiB.
 set(L3_PAGE_SIZE 4096 CACHE STRING "")
-# Its linker knows no relative relocations, and only says so in a warning.
-set(L3_HAS_RELR OFF CACHE BOOL "")
 # The linker leaves the GOT writable here: RELRO would guard the 39 words of a table, for up to a page.
 set(L3_RELRO OFF CACHE BOOL "")

@@ -19,7 +19,7 @@ L3CTL_CONF_OPTS += -DL3_FORTIFY=OFF
 endif
 
 ifeq ($(BR2_mips),y)
-L3CTL_CONF_OPTS += -DL3_PAGE_SIZE=4096 -DL3_RELRO=OFF -DL3_HAS_RELR=OFF
+L3CTL_CONF_OPTS += -DL3_PAGE_SIZE=4096 -DL3_RELRO=OFF
 endif
 
 # The library itself is l3-advance's.
