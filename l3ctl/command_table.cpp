@@ -37,6 +37,8 @@ constexpr Command table[] = {
     {"record", add_record_command, changes, nullptr},
     {"restore-rules", add_restore_rules_command, changes, rules_refused},
     {"explain", add_explain_command, shows, nullptr},
+    {"devices", add_devices_command, changes, nullptr},
+    {"blocked", add_blocked_command, shows, nullptr},
     {"completion", add_completion_command, shows, nullptr},
     {"rules", add_rules_command, waits, nullptr},
     {"check", add_check_command, waits, "the kernel's rules are not those of the settings"},

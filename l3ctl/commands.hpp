@@ -41,6 +41,8 @@ void add_inspect_command(CLI::App& app, Context& context);
 void add_backup_command(CLI::App& app, Context& context);
 void add_restore_command(CLI::App& app, Context& context);
 void add_completion_command(CLI::App& app, Context& context);
+void add_devices_command(CLI::App& app, Context& context);
+void add_blocked_command(CLI::App& app, Context& context);
 void add_rules_command(CLI::App& app, Context& context);
 void add_check_command(CLI::App& app, Context& context);
 void add_doctor_command(CLI::App& app, Context& context);

@@ -10,7 +10,7 @@ namespace {
 /* A device is its address alone, or an object where its spare members are in use. */
 void read_device(l3_dhcp_entry& entry, const Source& source) {
   MacAddress mac{};
-  const auto parse = mac_parser(source.problems);
+  const auto parse = source.problems.mac_parser();
   if (source.node.kind == Node::Kind::object) {
     Object object(source.node, source.path, source.problems);
     object.text("mac", parse, mac, Need::required);

@@ -14,7 +14,7 @@ void read_device(l3_mac_entry& entry, const Source& source) {
   object.flag("enabled", enabled);
   entry.mac_enable = enabled ? 1 : 0;
   MacAddress mac{};
-  if (object.text("mac", mac_parser(source.problems), mac, Need::required)) {
+  if (object.text("mac", source.problems.mac_parser(), mac, Need::required)) {
     std::copy(mac.begin(), mac.end(), entry.mac);
   }
   read_time_span(object, entry, source.problems.span_offset);

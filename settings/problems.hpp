@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "settings/values.hpp"
+
 namespace settings {
 
 struct Problem {
@@ -35,12 +37,18 @@ inline std::string to_text(const Problem& problem, const std::string& source) {
 /* Where settings come from: from people, or from what is stored. */
 enum class Origin : uint8_t { input, stored };
 
+/* Reads the hardware address that a text says, or stands for. */
+using ParseMac = Parsed<MacAddress> (*)(std::string_view text);
+
 /* Collects problems, so that everything is reported at once. */
 class Problems {
  public:
-  explicit Problems(Origin origin) : origin_(origin) {}
+  explicit Problems(Origin origin, ParseMac parse_mac = settings::parse_mac)
+      : origin_(origin), mac_parser_(origin == Origin::stored ? parse_stored_mac : parse_mac) {}
 
   [[nodiscard]] Origin origin() const { return origin_; }
+  /* The parser of hardware addresses for settings of this origin. */
+  [[nodiscard]] ParseMac mac_parser() const { return mac_parser_; }
 
   /* The minutes that the clock of the text's spans is ahead of UTC; nothing for spans in UTC. */
   std::optional<int> span_offset;
@@ -61,6 +69,7 @@ class Problems {
 
  private:
   Origin origin_;
+  ParseMac mac_parser_;
 };
 
 }  // namespace settings

@@ -18,11 +18,6 @@ struct Source {
   Problems& problems;
 };
 
-/* The parser of hardware addresses for settings of this origin. */
-inline auto mac_parser(const Problems& problems) {
-  return problems.origin() == Origin::stored ? parse_stored_mac : parse_mac;
-}
-
 /* Readers fill in their part of the settings; writers return null for a part that is not there. */
 void read_time_zone(const Source& source, const TimeZone& stored, Settings& settings);
 Json write_time_zone(const Settings& settings);

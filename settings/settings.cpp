@@ -77,8 +77,8 @@ void find_time_zone(Object& object, const TimeZone& stored, Problems& problems,
 
 }  // namespace
 
-Reading read(std::string_view text, Origin origin, const TimeZone& stored) {
-  Problems problems(origin);
+Reading read(std::string_view text, Origin origin, const TimeZone& stored, ParseMac parse_mac) {
+  Problems problems(origin, parse_mac);
   Reading reading;
   if (const auto document = parse_document(text, problems)) {
     Object object(*document, "", problems);

@@ -22,8 +22,10 @@ struct Reading {
 
 /* Reads a whole text. `origin` is `stored` for what write() made of stored settings: it may hold
  * entries that are refused from people and harm nothing. Spans are in the text's time zone, or, where
- * it names none, in the stored one. */
-Reading read(std::string_view text, Origin origin = Origin::input, const TimeZone& stored = {});
+ * it names none, in the stored one. `parse_mac` reads what stands where people write a hardware
+ * address. */
+Reading read(std::string_view text, Origin origin = Origin::input, const TimeZone& stored = {},
+             ParseMac parse_mac = settings::parse_mac);
 
 /* Writes the sections that are there, or of these only the named ones where any is named, in a fixed
  * order, as text that read() takes. A stored value that read() would refuse is written as it is,

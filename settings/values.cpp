@@ -39,6 +39,25 @@ std::optional<uint8_t> hex_pair(std::string_view pair) {
   return static_cast<uint8_t>(*high << 4 | *low);
 }
 
+/* Six pairs of hexadecimal digits, joined by ":", by "-" or by nothing. */
+std::optional<MacAddress> six_pairs(std::string_view text) {
+  const bool is_joined = text.size() == 17;
+  const char joint = is_joined ? text[2] : ':';
+  if ((!is_joined && text.size() != 12) || (joint != ':' && joint != '-')) {
+    return std::nullopt;
+  }
+  MacAddress mac{};
+  const size_t step = is_joined ? 3 : 2;
+  for (size_t i = 0; i < mac.size(); ++i) {
+    const auto byte = hex_pair(text.substr(step * i, 2));
+    if (!byte || (is_joined && i < 5 && text[step * i + 2] != joint)) {
+      return std::nullopt;
+    }
+    mac[i] = *byte;
+  }
+  return mac;
+}
+
 /* A decimal number without sign, blanks or leading zeros, of at most `highest`. */
 std::optional<uint32_t> decimal(std::string_view text, uint32_t highest) {
   if (text.empty() || text.size() > 5 || (text.size() > 1 && text[0] == '0')) {
@@ -202,22 +221,11 @@ std::string ports_text(Ports ports) {
 }
 
 Parsed<MacAddress> parse_stored_mac(std::string_view text) {
-  constexpr const char* allowed =
-      "a hardware address of six pairs such as \"02:00:00:00:00:01\", not all of them zero";
-  if (text.size() != 17) {
-    return {{}, allowed};
-  }
-  MacAddress mac{};
-  for (size_t i = 0; i < mac.size(); ++i) {
-    const auto byte = hex_pair(text.substr(3 * i, 2));
-    if (!byte || (i < 5 && text[3 * i + 2] != ':')) {
-      return {{}, allowed};
-    }
-    mac[i] = *byte;
-  }
-  // No device has it, and as an entry it would look like one that was not written.
-  if (mac == MacAddress{}) {
-    return {{}, allowed};
+  const auto mac = six_pairs(text);
+  // No device has the one that is all zero, and as an entry it would look like one that was not written.
+  if (!mac || *mac == MacAddress{}) {
+    return {{},
+            "a hardware address of six pairs such as \"02:00:00:00:00:01\", not all of them zero"};
   }
   return {mac, {}};
 }
@@ -229,6 +237,10 @@ const char* group_of(std::span<const uint8_t, 6> mac) {
   return std::all_of(mac.begin(), mac.end(), [](uint8_t byte) { return byte == 0xFF; })
              ? "broadcast"
              : "multicast";
+}
+
+bool looks_like_mac(std::string_view text) {
+  return six_pairs(text).has_value();
 }
 
 Parsed<MacAddress> parse_mac(std::string_view text) {

@@ -63,10 +63,13 @@ Parsed<std::string> parse_destination(std::string_view text);
 Parsed<Ports> parse_ports(std::string_view text);
 std::string ports_text(Ports ports);
 
-/* Six pairs of hexadecimal digits joined by ":", not all zero: the address of one device. */
+/* Six pairs of hexadecimal digits joined by ":", by "-" or by nothing, not all zero: the address of one
+ * device. */
 Parsed<MacAddress> parse_mac(std::string_view text);
 /* Takes broadcast and multicast addresses too, which stored entries may hold. */
 Parsed<MacAddress> parse_stored_mac(std::string_view text);
+/* Whether a text has the form of a hardware address, of a device or not. */
+bool looks_like_mac(std::string_view text);
 /* "broadcast" or "multicast" for an address that no device sends from; null for a device's own. */
 const char* group_of(std::span<const uint8_t, 6> mac);
 std::string mac_text(std::span<const uint8_t, 6> mac);

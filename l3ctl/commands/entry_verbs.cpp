@@ -5,6 +5,7 @@
 
 #include "l3ctl/views/change_report.hpp"
 #include "management/change/change.hpp"
+#include "management/devices/find_device.hpp"
 #include "management/store/sections.hpp"
 
 namespace l3ctl {
@@ -40,6 +41,20 @@ Json value_of(const std::string& key, const std::string& text) {
   return text;
 }
 
+/* The text that settings have for the device which a word means. */
+std::string mac_of(const Filter& filter, const std::string& word) {
+  if (settings::looks_like_mac(word)) {
+    // What is wrong with one is for the check of the whole section to say.
+    const auto stored = settings::parse_stored_mac(word).value;
+    return stored ? settings::mac_text(*stored) : word;
+  }
+  const auto mac = find_device(word);
+  if (!mac.value) {
+    refuse(filter, "\"" + word + "\" is not allowed; it must be " + mac.allowed);
+  }
+  return settings::mac_text(*mac.value);
+}
+
 Json entry_of(const Filter& filter, const std::vector<std::string>& words) {
   Json entry = Json::object();
   for (const std::string& word : words) {
@@ -52,7 +67,8 @@ Json entry_of(const Filter& filter, const std::vector<std::string>& words) {
     if (entry.contains(key)) {
       refuse(filter, "\"" + key + "\" is given twice");
     }
-    entry[key] = value_of(key, is_main ? word : word.substr(equals + 1));
+    const std::string value = is_main ? word : word.substr(equals + 1);
+    entry[key] = key == "mac" ? Json(mac_of(filter, value)) : value_of(key, value);
   }
   return entry;
 }
@@ -247,6 +263,9 @@ int add_entry(const Context& context, const Filter& filter, Lists lists,
 
 int delete_entry(const Context& context, const Filter& filter, Lists lists,
                  const std::string& which) {
+  const bool is_device =
+      filter.main_key != nullptr && filter.main_key == std::string_view("mac") && !is_number(which);
+  const std::string entry_name = is_device ? mac_of(filter, which) : which;
   Change change(context);
   std::vector<WantedSection> wanted;
   std::vector<std::string> told;
@@ -254,7 +273,7 @@ int delete_entry(const Context& context, const Filter& filter, Lists lists,
   for (const FilterList& list : lists) {
     const Json before = stored_section(change, list);
     Json document = before;
-    const size_t found = erase_from(filter, entries_of(document.front()), which);
+    const size_t found = erase_from(filter, entries_of(document.front()), entry_name);
     if (found != 0) {
       wanted.push_back({&list, checked(change, before, document, "", told)});
       deleted += found;

@@ -5,20 +5,15 @@
 #include <sstream>
 
 #include "l3ctl/commands.hpp"
+#include "l3ctl/commands/explain_device.hpp"
+#include "l3ctl/commands/explain_notes.hpp"
+#include "l3ctl/input/gateway_now.hpp"
 #include "l3ctl/input/packet_options.hpp"
 #include "l3ctl/input/read_input.hpp"
-#include "l3ctl/input/settings_file.hpp"
-#include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/json_output.hpp"
-#include "l3ctl/views/problem_report.hpp"
-#include "management/change/apply.hpp"
-#include "management/rules/live_bindings.hpp"
-#include "management/store/stored_check.hpp"
-#include "management/store/stored_settings.hpp"
+#include "l3ctl/views/verdict_words.hpp"
 #include "management/store/time_zone_file.hpp"
 #include "management/system/escape.hpp"
-#include "management/system/platform_info.hpp"
-#include "management/system/redirect_output.hpp"
 #include "settings/simulation/verdict.hpp"
 
 namespace l3ctl {
@@ -26,152 +21,24 @@ namespace l3ctl {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using settings::Outcome;
-using settings::Settings;
 using settings::Verdict;
-using Notes = std::vector<std::string>;
 
 constexpr size_t largest_batch = 1 << 26;
 
 struct Question {
+  DeviceQuestion device;
   Json packet = Json::object();
   std::string settings; /* a file */
   std::string batch;    /* a file */
 };
 
-/* The stored settings as words say them: what words cannot say, nobody can promise anything of. */
-Settings stored_settings() {
-  warn_of_stored_damage();
-  const Settings stored = stored_or_defaults();
-  const settings::Reading reading =
-      settings::read(settings::write(stored), settings::Origin::stored, *stored.time_zone);
-  for (const settings::Problem& error : reading.errors) {
-    complain(to_text(error, "stored"));
-  }
-  if (!reading.errors.empty()) {
-    throw Error("what is stored is more than settings can say, so it cannot be explained");
-  }
-  return reading.settings;
-}
-
-/* What would be stored after the file was applied. */
-Settings with_file(const Settings& stored, const std::string& file) {
-  return with_changes(stored,
-                      read_settings(file, "settings with faults cannot be explained").settings);
-}
-
-const char* outcome_word(Outcome outcome) {
-  switch (outcome) {
-    case Outcome::accepted:
-      return "accepted";
-    case Outcome::dropped:
-      return "dropped";
-    default:
-      return "accepted at first";
-  }
-}
-
-Paint paint_of(Outcome outcome) {
-  return outcome == Outcome::accepted  ? Paint::good
-         : outcome == Outcome::dropped ? Paint::bad
-                                       : Paint::warning;
-}
-
-Json as_json(const Verdict& verdict) {
-  Json passed = Json::array();
-  for (const settings::Step& step : verdict.passed) {
-    passed.push_back({{"setting", step.setting}, {"what", step.what}});
-  }
-  return {{"outcome", outcome_word(verdict.outcome)},
-          {"decided_by", verdict.decided_by.empty() ? Json() : Json(verdict.decided_by)},
-          {"reason", verdict.reason},
-          {"passed", passed}};
-}
-
-/* What the rules are bound to now; a change of the settings that turns something on binds it anew. */
-settings::Bindings bindings_now(const Settings& stored, const Settings& wanted, Notes& notes) {
-  settings::Bindings bindings;
-  try {
-    const LiveBindings live = read_live_bindings();
-    if (live.is_bare) {
-      notes.emplace_back(
-          "none of the gateway's chains is there, so nothing is stopped before "
-          "\"l3ctl init\"");
-      return {};
-    }
-    bindings = for_verdict(live, quietly(internet_wan_name));
-  } catch (const Error& failure) {
-    notes.emplace_back(std::string(failure.what()) + ", so the rules are taken to be bound");
-    return {};
-  }
-  if (*wanted.firewall && !*stored.firewall) {
-    bindings.ip_filter = bindings.acl = bindings.wan_drop = {};
-  }
-  if (*wanted.port_scan_protection && !*stored.port_scan_protection) {
-    bindings.wan_drop = {};
-  }
-  return bindings;
-}
-
-/* A device filter without a device to judge. */
-void note_missing_mac(const settings::Packet& packet, const Verdict& verdict, Notes& notes) {
-  std::vector<settings::Step> met = verdict.passed;
-  met.push_back({verdict.decided_by, verdict.reason});
-  for (const settings::Step& step : met) {
-    const std::string section = step.setting.substr(0, step.setting.find('.'));
-    const bool is_of_devices =
-        section == "mac_filter" || section == "mac6_filter" || section == "dhcp_filter";
-    if (is_of_devices && !packet.mac && step.what.starts_with("not on the ")) {
-      notes.emplace_back("no --mac is given, so " + section +
-                         " is judged as for a device that is on no list");
-    }
-  }
-}
-
-/* What the settings' own check has to say of those that the packet passed: a rule that matches
- * nothing is the usual reason why one that should stop it does not. */
-void add_warnings(const Verdict& verdict, const Settings& settings, Notes& notes) {
-  const settings::Reading reading =
-      settings::read(settings::write(settings), settings::Origin::stored,
-                     settings.time_zone.value_or(settings::TimeZone()));
-  for (const settings::Problem& warning : reading.warnings) {
-    for (const settings::Step& step : verdict.passed) {
-      if (!warning.locks_out && warning.path.starts_with(step.setting + ".")) {
-        notes.push_back(to_text(warning));
-      }
-    }
-  }
-}
-
-/* The verdict is about one query; the same name can be looked up in ways that the filter misses. */
-void note_url_filter_limits(const settings::Packet& packet, const Settings& settings,
-                            Notes& notes) {
-  const bool has_ports =
-      packet.protocol == settings::Protocol::udp || packet.protocol == settings::Protocol::tcp;
-  const bool is_look_up =
-      packet.from == settings::Side::lan && has_ports && packet.destination_port == 53;
-  if (is_look_up && *settings.firewall && settings.url_filter->url_filter_ctrl != 0) {
-    notes.emplace_back(url_filter_limits);
-  }
-}
-
 void print(const Verdict& verdict, const Notes& notes) {
-  std::cout << painted(paint_of(verdict.outcome), outcome_word(verdict.outcome)) << " by "
-            << (verdict.decided_by.empty() ? "no setting" : verdict.decided_by) << ": "
-            << escape(verdict.reason) << '\n';
+  std::cout << verdict_line(verdict) << '\n';
   for (const settings::Step& step : verdict.passed) {
     std::cout << "  passed " << step.setting << ": " << escape(step.what) << '\n';
   }
-  for (const std::string& note : notes) {
-    std::cout << "  " << painted(Paint::warning, "note:") << " " << escape(note) << '\n';
-  }
+  std::cout << notes_text(notes);
 }
-
-/* A gateway as packets meet it. */
-struct Gateway {
-  Settings settings;
-  settings::Bindings bindings;
-};
 
 Verdict verdict_at(const Gateway& gateway, settings::Packet& packet) {
   packet.bindings = gateway.bindings;
@@ -191,7 +58,7 @@ void explain_batch(const Gateway& gateway, const std::string& file) {
     }
     try {
       settings::Packet packet = packet_of(words, Naming::keys, span_offset(gateway.settings));
-      answers += json_text(as_json(verdict_at(gateway, packet)), -1);
+      answers += json_text(verdict_json(verdict_at(gateway, packet)), -1);
     } catch (const Error& failure) {
       throw Error(where + failure.what(), failure.kind());
     }
@@ -200,30 +67,30 @@ void explain_batch(const Gateway& gateway, const std::string& file) {
 }
 
 int explain(const Context& context, const Question& question) {
+  if (!question.device.device.empty()) {
+    return explain_device(context, question.device, question.packet, question.settings);
+  }
   // The words are looked at first: a slip there is told at once.
   const bool is_batch = !question.batch.empty();
-  Settings words;
+  settings::Settings words;
   words.time_zone = time_zone_to_show();
   settings::Packet packet = is_batch
                                 ? settings::Packet()
                                 : packet_of(question.packet, Naming::options, span_offset(words));
-  const Settings stored = stored_settings();
-  Gateway gateway{question.settings.empty() ? stored : with_file(stored, question.settings), {}};
-  if (!is_batch) {
+  Notes notes;
+  const Gateway gateway = gateway_now(question.settings, notes);
+  if (!is_batch && !question.settings.empty()) {
+    // The file may name another zone.
     packet = packet_of(question.packet, Naming::options, span_offset(gateway.settings));
   }
-  Notes notes;
-  gateway.bindings = bindings_now(stored, gateway.settings, notes);
   if (is_batch) {
     explain_batch(gateway, question.batch);
     return exit_done;
   }
   const Verdict verdict = verdict_at(gateway, packet);
-  note_missing_mac(packet, verdict, notes);
-  add_warnings(verdict, gateway.settings, notes);
-  note_url_filter_limits(packet, gateway.settings, notes);
+  add_notes(packet, verdict, gateway.settings, notes);
   if (context.json) {
-    Json answer = as_json(verdict);
+    Json answer = verdict_json(verdict);
     answer["notes"] = notes;
     print_json(answer);
   } else {
@@ -261,14 +128,26 @@ void add_explain_command(CLI::App& app, Context& context) {
   auto* batch = command->add_option(
       "--batch", question->batch,
       "Packets as JSON, one a line, with keys as the options; - is standard input");
+  auto* device = command
+                     ->add_option("DEVICE", question->device.device,
+                                  "A device by name, hardware address or address: its whole day, "
+                                  "or its way to HOST")
+                     ->excludes(batch);
+  command->add_option("HOST", question->device.target,
+                      "HOST[:PORT], a name or an address; port 443 unless said");
   for (const auto& word : packet_options) {
-    command
-        ->add_option_function<std::string>(
-            word.option,
-            [question, key = word.key](const std::string& value) { question->packet[key] = value; },
-            word.help)
-        ->type_name(packet_choices(word.key))
-        ->excludes(batch);
+    auto* option = command
+                       ->add_option_function<std::string>(
+                           word.option,
+                           [question, key = word.key](const std::string& value) {
+                             question->packet[key] = value;
+                           },
+                           word.help)
+                       ->type_name(packet_choices(word.key))
+                       ->excludes(batch);
+    if (is_said_by_device(word.key)) {
+      option->excludes(device);
+    }
   }
   command
       ->add_flag_callback(

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "l3ctl/context.hpp"
+#include "management/devices/find_device.hpp"
 #include "settings/local_span.hpp"
 #include "settings/values.hpp"
 
@@ -297,7 +298,7 @@ Packet packet_of(const Json& json, Naming naming, std::optional<int> span_offset
     packet.dns_name = words.text("dns_name");
   }
   if (words.has("mac")) {
-    const auto mac = settings::parse_mac(words.text("mac"));
+    const auto mac = find_device(words.text("mac"));
     if (!mac.value) {
       words.refuse_value("mac", mac.allowed);
     }

@@ -5,6 +5,7 @@
 #include "l3ctl/input/read_input.hpp"
 #include "l3ctl/usage_error.hpp"
 #include "management/change/apply.hpp"
+#include "management/devices/find_device.hpp"
 #include "management/store/time_zone_file.hpp"
 #include "settings/stored_file/stored_file.hpp"
 
@@ -68,7 +69,8 @@ settings::Reading read_settings(const std::string& file, const std::string& cons
                     file + "\" puts it in place; " + consequence,
                 ErrorKind::invalid_input);
   }
-  settings::Reading reading = settings::read(text, settings::Origin::input, stored_time_zone());
+  settings::Reading reading =
+      settings::read(text, settings::Origin::input, stored_time_zone(), find_named_device);
   print_problems(reading, input_name(file), consequence);
   return reading;
 }

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "l3ctl/context.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/table.hpp"
+#include "management/devices/ethers.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/text.hpp"
 #include "settings/stored_file/span_lists.hpp"
@@ -13,7 +16,6 @@ namespace l3ctl {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Row = std::vector<std::string>;
 
 constexpr size_t name_width = 24;
 
@@ -65,23 +67,28 @@ Row columns_of(const Json& entries) {
   return columns;
 }
 
-/* Rows under each other; the first row is the heading. */
-std::string aligned(const std::vector<Row>& rows) {
-  std::vector<size_t> widths(rows.front().size(), 0);
-  for (const Row& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) {
-      widths[i] = std::max(widths[i], row[i].size());
+/* The name that people gave to a device; empty without one, and where the names cannot be read. */
+std::string name_of(const Json& mac) {
+  static const std::vector<GivenName> names = [] {
+    try {
+      return given_names();
+    } catch (const Error&) {
+      return std::vector<GivenName>();
+    }
+  }();
+  const auto named = std::find_if(names.begin(), names.end(), [&](const GivenName& given) {
+    return settings::mac_text(given.mac) == mac;
+  });
+  return named == names.end() ? "" : named->name;
+}
+
+void add_names(Json& entries) {
+  for (Json& entry : entries) {
+    const std::string name = entry.contains("mac") ? name_of(entry["mac"]) : "";
+    if (!name.empty()) {
+      entry["name"] = name;
     }
   }
-  std::string text;
-  for (const Row& row : rows) {
-    std::string line = "  ";
-    for (size_t i = 0; i < row.size(); ++i) {
-      line += padded(row[i], widths[i] + 2);
-    }
-    text += line.erase(line.find_last_not_of(' ') + 1) + "\n";
-  }
-  return text;
 }
 
 /* The entries with their numbers, counted from 0 as in the paths of messages. */
@@ -94,6 +101,7 @@ std::string table(Json entries, const std::string& list) {
       entry = Json{{list == "destinations" ? "destination" : "mac", entry}};
     }
   }
+  add_names(entries);
   const Row columns = columns_of(entries);
   std::vector<Row> rows{{""}};
   rows[0].insert(rows[0].end(), columns.begin(), columns.end());

@@ -18,7 +18,7 @@ OBJECTS = ROOT / "build/release/src/CMakeFiles/l3_advance.dir"
 
 # Directory -> directories, or files, that it may include from beside itself; the longest match of a path decides.
 INTERFACE = "include/l3_advance"
-MANAGEMENT = ["system", "store", "rules", "change", "health"]  # each uses those before it
+MANAGEMENT = ["system", "devices", "store", "rules", "change", "health"]  # each uses those before it
 INCLUDES = {
     INTERFACE: [],
     "src/firewall/base": [INTERFACE],

@@ -170,7 +170,7 @@ class Explain(Rules):
                 ({"source": "home"}, 'source: "home" is not allowed; it must be an IPv4 or an IPv6 address'),
                 ({"source": "::1"}, 'destination: "203.0.113.2" is not allowed; it must be of the source\'s family'),
                 ({"mac": "02"}, 'mac: "02" is not allowed; it must be a hardware address of six pairs such as '
-                                '"02:00:00:00:00:01", not all of them zero'),
+                                '"02:00:00:00:00:01", not all of them zero, or the name or an address of a device'),
                 ({"time": "24:00"}, 'time: "24:00" is not allowed; it must be a time in UTC such as "18:30" or '
                                     '"18:30:59"'),
                 ({"tcp_flags": "SYN+"}, 'tcp_flags: "SYN+" is not allowed; it must be flags such as "SYN" or '

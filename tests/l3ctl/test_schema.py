@@ -19,6 +19,8 @@ PORTAL = '{"captive_portal": {"enabled": true, "destinations": ["203.0.113.2"]},
 PACKET = ["--from", "lan", "--to", "wan", "--protocol", "tcp", "--source", "192.168.1.20", "--destination",
           "203.0.113.2", "--destination-port", "80"]
 
+TABLET = "02:00:00:00:01:20"
+
 # By command: the schema of its output, and runs that write it, one after the other. "-" reads PORTAL.
 RUNS = {
     "init": ("change", ["init"]),
@@ -49,7 +51,10 @@ RUNS = {
     "inspect": ("inspect", ["inspect"], ["inspect", "--all"]),
     "backup": ("change", ["backup", "/tmp/backup.dat"]),
     "restore": ("change", ["restore", "/ztcfg/l3_advance.dat"]),
-    "explain": ("explain", ["explain", *PACKET], ["explain", *PACKET, "--settings", "-"]),
+    "explain": ("explain", ["explain", *PACKET], ["explain", *PACKET, "--settings", "-"],
+                ["explain", TABLET], ["explain", TABLET, "example.com:80"]),
+    "devices": ("devices", ["devices"]),
+    "blocked": ("devices", ["blocked"]),
     "rules": ("rules", ["rules"]),
     "check": ("check", ["check"]),
     "doctor": ("doctor", ["doctor"]),
@@ -58,6 +63,7 @@ RUNS = {
 }
 MORE_RUNS = {
     "--version": ("program", ["--version"]),
+    "devices name": ("change", ["devices", "name", TABLET, "tablet"]),
     "wan": ("wan", ["wan", "show"]),
     "wan clear": ("change", ["wan", "clear"]),
     "record write": ("change", ["record", "write", "ct-timeout", "300"]),
@@ -172,8 +178,10 @@ PLACES = {
     "url_filter.entries[0].active": ["all day", "00:00-24:00", "24:00-00:00", "8:00-9:00", "08:00-24:01", "23:59-00:00",
                                      "08:60-09:00", "08:00", "08:00-25:00", ""],
     "url_filter.mode": ["black-list", "white-list", ""],
-    "mac_filter.devices[0].mac": ["02:00:00:00:00:0a", "02:00:00:00:00:0A", "02-00-00-00-00-0a", "02:00:00:00:00", "any",
-                                   "00:00:00:00:00:00", "00:00:00:00:00:01", "10:00:00:00:00:00"],
+    "mac_filter.devices[0].mac": ["02:00:00:00:00:0a", "02:00:00:00:00:0A", "02-00-00-00-00-0a", "02:00:00:00:00", "tablet",
+                                   "00:00:00:00:00:00", "00:00:00:00:00:01", "10:00:00:00:00:00", "02000000000A",
+                                   "02-00:00-00-00-0a", "01-00-00-00-00-0a", "010000000000", "000000000000", "a b", "-a",
+                                   "1.2", "a" * 64, "a:b", ""],
     "mac6_filter.devices[0].reserved": ["", "00", "0", "0g", "00" * 6, "00" * 7, 0],
     "dhcp_filter.devices[0]": ["02:00:00:00:00:01", "00:00:00:00:00:00", {"mac": "00:00:00:00:00:00", "flag": 1}, {"mac": "02:00:00:00:00:01"}, {}, "02", 1,
                                {"mac": "02:00:00:00:00:01", "flag": 4294967296}, {"mac": "02:00:00:00:00:01", "x": 1},
@@ -203,6 +211,10 @@ def placed(path, value):
 
 
 class SettingsSchema(Gateway):
+    def setUp(self):
+        super().setUp()
+        Path("/etc/ethers").write_text(TABLET + " tablet\n", encoding="ascii")
+
     def assert_agreement(self, document):
         self.store()
         outcome = self.l3ctl("diff", "-", stdin=json.dumps(document))
@@ -243,7 +255,8 @@ class SettingsSchema(Gateway):
                         self.assert_agreement(document)
 
     def test_what_is_wider_than_the_schema_can_say_is_refused_by_l3ctl(self):
-        for path, value in {"acl.entries[0].sources": "1.2.3.4-1.3.0.0", "ip_filter.rules[0].source_ports": "9-8"}.items():
+        for path, value in {"acl.entries[0].sources": "1.2.3.4-1.3.0.0", "ip_filter.rules[0].source_ports": "9-8",
+                            "mac_filter.devices[0].mac": "of-nobody"}.items():
             document = placed(path, value)
             self.assertEqual(faults("settings", document), [])
             self.assertEqual(self.l3ctl("diff", "-", stdin=json.dumps(document)).status, 1)
