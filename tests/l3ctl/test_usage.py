@@ -48,7 +48,7 @@ COMMANDS = {
     "restore-rules": ("", RULES), "explain": (PACKET, READS), "completion": ("bash", READS),
     "rules": ("", "0125"), "check": ("", "01235"), "inspect": ("", "0123"), "backup": ("/tmp/copy.dat", "012345"),
     "restore": ("/tmp/stored.dat", RULES), "doctor": ("", "0123"), "metrics": ("", "0125"),
-    "help": ("check", READS),
+    "help": ("check", READS), "devices name": ("02:00:00:00:00:01 laptop", CHANGES), "blocked": ("", READS),
 }
 for _filter, _entry in ENTRY.items():
     COMMANDS |= {f"{_filter} {_verb}": (_arguments, _statuses) for _verb, _arguments, _statuses in (
@@ -112,8 +112,8 @@ class OtherWords(Gateway):
         for line in ("--lock-timeout 3 url-filter list", "--force url-filter --one-by-one list", "url-filter list --force",
                      "-q url-filter list", "url-filter list --quiet"):
             self.assert_outcome(self.l3ctl(*line.split()), 0, found)
-        self.assert_outcome(self.l3ctl("mac-filter", "delete", "status"), 2, err=(
-            'l3ctl: mac-filter: no entry "status" ("l3ctl mac-filter list" shows them); nothing was changed\n'))
+        self.assert_outcome(self.l3ctl("url-filter", "delete", "status"), 2, err=(
+            'l3ctl: url-filter: no entry "status" ("l3ctl url-filter list" shows them); nothing was changed\n'))
 
     def test_dashes_and_underscores_mean_the_same(self):
         self.store()
@@ -135,7 +135,8 @@ class OtherWords(Gateway):
             outcome = self.l3ctl(*line.split())
             self.assertEqual((outcome.status, outcome.out), (0, done), line)
         # As the name of an entry they stay what they are.
-        self.assertIn('no entry "enable"', self.l3ctl("mac-filter", "delete", "enable").err)
+        self.assertIn('no entry "enable"', self.l3ctl("url-filter", "delete", "enable").err)
+        self.assertIn('mac-filter: "enable" is not allowed', self.l3ctl("mac-filter", "delete", "enable").err)
 
 
 class Help(Gateway):
