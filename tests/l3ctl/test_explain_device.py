@@ -32,16 +32,16 @@ class ExplainDevice(Home):
     def test_the_whole_day(self):
         outcome = self.l3ctl("explain", "tablet", "--time", "22:00")
         self.assertEqual(outcome.status, 0, outcome.err)
-        lines = [line.split(None, 2) for line in outcome.out.splitlines()]
         self.assertEqual(outcome.out.splitlines()[0],
                          "tablet (02:00:00:00:01:20, 192.168.1.20, fd00:1::20, fe80::20)")
-        text = "\n".join(" ".join(line) for line in lines)
+        text = " ".join(outcome.out.split())
         for part in ("IPv4 00:00-06:00 dropped by mac_filter.devices[0]", "06:00-20:30 accepted by no setting",
                      "20:30-24:00 now dropped by mac_filter.devices[0]", "IPv6 00:00-21:00 accepted by no setting",
                      "21:00-23:59 now dropped by mac6_filter.devices[0]", "23:59-24:00 accepted by no setting",
                      "DHCP all day accepted by no setting"):
             self.assertIn(part, text)
-        self.assertRegex(outcome.out, r"look-up of games\.example\.com +00:00-08:00 +accepted")
+        # At night the MAC filter stops the query too.
+        self.assertRegex(outcome.out, r"look-up of games\.example\.com +00:00-06:00 +dropped by mac_filter\.devices\[0\]")
         self.assertRegex(outcome.out, r" 08:00-21:30 +dropped by url_filter\.entries\[0\]")
 
     def test_the_day_as_json(self):
@@ -52,7 +52,8 @@ class ExplainDevice(Home):
         self.assertEqual(list(day), ["IPv4", "IPv6", "DHCP", "look-up of games.example.com"])
         self.assertEqual([(period["from"], period["to"], period["outcome"]) for period in day["IPv4"]],
                          [("00:00", "06:00", "dropped"), ("06:00", "20:30", "accepted"), ("20:30", "24:00", "dropped")])
-        self.assertEqual(self.explain("tablet", "--time", "12:00")["outcome"], "accepted")
+        self.assertEqual(self.explain("tablet", "--time", "07:00")["outcome"], "accepted")
+        self.assertEqual(self.explain("tablet", "--time", "12:00")["decided_by"], "url_filter.entries[0]")
 
     def test_the_day_agrees_with_verdicts_on_packets(self):
         words = ("--from", "lan", "--to", "wan", "--protocol", "tcp", "--source", "192.168.1.20", "--destination", "198.51.100.9",
