@@ -84,7 +84,8 @@ Json bound_to() {
 
 /* The gateway's clock; null where no zone is set, or none can be read. */
 Json time_zone() {
-  const settings::Settings zone{.time_zone = time_zone_to_show()};
+  settings::Settings zone;
+  zone.time_zone = time_zone_to_show();
   return span_offset(zone) ? clock_as_json(clock_state()) : Json();
 }
 

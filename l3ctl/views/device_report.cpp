@@ -51,8 +51,8 @@ std::string end_text(const Effect& effect, const Now& now) {
   if (!effect.moment.has_end) {
     return "";
   }
-  const uint32_t end = settings::local_second(now.second() + effect.moment.seconds_left,
-                                              now.clock.offset_minutes);
+  const uint32_t end =
+      settings::local_second(now.second() + effect.moment.seconds_left, now.clock.offset_minutes);
   const bool opens = effect.moment.next.outcome != settings::Outcome::dropped;
   return " until " + day_time(end) + " " + now.clock.zone +
          (opens ? "" : ", then " + state_text(effect.moment.next));

@@ -49,6 +49,22 @@ TEST(SettingsDay, TheLastMinuteIsOpenWhereASpanEndsWithTheDay) {
   EXPECT_EQ(told(blocking(entry("all day"))), "0-86341 mac_filter.devices[0]; 86341-86400 ");
 }
 
+TEST(SettingsDay, AnotherClockShowsTheSameDayFromItsOwnMidnight) {
+  const auto day = day_of(packet(), blocking(entry("22:00-06:00")));
+  const auto text = [](const std::vector<settings::Period>& periods) {
+    std::string all;
+    for (const settings::Period& period : periods) {
+      all += std::to_string(period.from) + "-" + std::to_string(period.to) + " " +
+             period.verdict.decided_by + ";";
+    }
+    return all;
+  };
+  EXPECT_EQ(text(settings::at_offset(day, 120)), "0-28801 mac_filter.devices[0];28801-86400 ;");
+  EXPECT_EQ(text(settings::at_offset(day, -60)),
+            "0-18001 mac_filter.devices[0];18001-75600 ;75600-86400 mac_filter.devices[0];");
+  EXPECT_EQ(text(settings::at_offset(day_of(packet(), blocking("")), 345)), "0-86400 ;");
+}
+
 TEST(SettingsDay, EverySecondHasTheVerdictOfItsPeriod) {
   const settings::Settings settings =
       blocking(entry("07:30-09:15") + "," + entry("09:00-12:00") + "," + entry("23:59-00:01"));
