@@ -45,8 +45,8 @@ class ExplainDevice(Home):
         self.assertRegex(outcome.out, r" 08:00-21:30 +dropped by url_filter\.entries\[0\]")
 
     def test_a_day_in_local_time(self):
-        self.assertEqual(self.apply({"time_zone": "HOME-2", "mac_filter": {"enabled": True, "mode": "black-list", "devices": [
-            {"mac": TABLET, "active": "20:00-06:00"}]}}).status, 0)
+        self.assertEqual(self.apply(json.dumps({"time_zone": "HOME-2", "mac_filter": {"enabled": True, "mode": "black-list", "devices": [
+            {"mac": TABLET, "active": "20:00-06:00"}]}})).status, 0)
         text = " ".join(self.l3ctl("explain", "tablet", "--time", "22:00").out.split())
         for part in ("HOME-2", "IPv4 00:00-06:00 dropped by mac_filter.devices[0]", "06:00-20:00 accepted by no setting",
                      "20:00-24:00 now dropped by mac_filter.devices[0]"):

@@ -261,8 +261,8 @@ TEST(SettingsMacFilter, BothListsComeOutAsTheyWentIn) {
 }
 
 TEST(SettingsMacFilter, NothingButSixPairsIsTaken) {
-  for (const char* bad : {"", "02:00:00:00:00", "02:00:00:00:00:01:02", "02-00-00-00-00-01",
-                          "020000000001", "02:00:00:00:00:0g", "2:0:0:0:0:1", " 02:00:00:00:00:01",
+  for (const char* bad : {"", "02:00:00:00:00", "02:00:00:00:00:01:02", "02-00-00:00-00-01",
+                          "02000000000", "02:00:00:00:00:0g", "2:0:0:0:0:1", " 02:00:00:00:00:01",
                           "02:00:00:00:00:01 ", "02:00:00:00:00:1;", "02:00:00:00:00:$1", "any"}) {
     EXPECT_EQ(errors_of(mac("\"mac\": \"" + std::string(bad) + "\"")),
               Messages{"home.json:1: mac_filter.devices[0].mac: \"" + std::string(bad) +
@@ -272,6 +272,13 @@ TEST(SettingsMacFilter, NothingButSixPairsIsTaken) {
       errors_of(mac("\"mac\": \"02:00:00:00:00:01\", \"reserved\": \"00000000000000\"")),
       Messages{"home.json:1: mac_filter.devices[0].reserved: \"00000000000000\" is not allowed; it "
                "must be pairs of hexadecimal digits, at most 6"});
+}
+
+TEST(SettingsMacFilter, DashesCapitalsAndNoSeparatorsAreTaken) {
+  for (const char* words : {"02-00-5E-00-0A-01", "02005e000a01", "02:00:5E:00:0a:01"}) {
+    const settings::Settings read = settings_of(mac("\"mac\": \"" + std::string(words) + "\""));
+    EXPECT_EQ(settings::mac_text(read.mac_filter->entries[0].mac), "02:00:5e:00:0a:01");
+  }
 }
 
 TEST(SettingsMacFilter, AnAddressThatNoDeviceHasIsRefusedOnceAndForAll) {
