@@ -23,6 +23,7 @@ ROUNDS, SECONDS = 31, 2.5
 SLOW_ROUNDS = 3
 # Ranges are in the instruction counts; their commands are like those of the others.
 LEFT_OUT = ("unchanged", "acl_ranges")
+ONE_MORE = "ip_filter add one to 50"
 
 
 def state_after(folder, steps):
@@ -196,7 +197,8 @@ def main():
         print(f"{backend}: foreign rules, and other managers", file=sys.stderr, flush=True)
         result["parts"] = measure_parts(filters[-1])
         result["foreign"] = measure_foreign(filters[min(1, len(filters) - 1)])
-        result["managers"] = measure_managers(backend, filters)
+        # These load a whole rule set whatever changes, so one of the changes of one entry stands for all.
+        result["managers"] = measure_managers(backend, [case for case in filters if " one " not in case or case == ONE_MORE])
     pathlib.Path(output).write_text(json.dumps(result, indent=1))
 
 
