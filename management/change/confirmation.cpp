@@ -10,6 +10,7 @@
 #include "management/error.hpp"
 #include "management/rules/own_jumps.hpp"
 #include "management/store/paths.hpp"
+#include "management/system/journal.hpp"
 
 namespace management {
 
@@ -115,6 +116,7 @@ bool settle_confirmation(const ChangeResult& result) {
 void keep_new_settings(const Pending& pending) {
   remove_pending();
   stop_timer(pending);
+  tell_journal(Event::change_confirmed, "a change was confirmed and stays", {});
 }
 
 std::optional<ConfirmationStatus> confirmation_status() {

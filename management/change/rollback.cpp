@@ -13,6 +13,7 @@
 #include "management/store/setters.hpp"
 #include "management/store/staged_store.hpp"
 #include "management/store/unsafe_text.hpp"
+#include "management/system/journal.hpp"
 
 namespace management {
 
@@ -147,6 +148,15 @@ Problems restore(const Options& options, Lock lock, const Pending& pending) {
   return problems;
 }
 
+std::string reason_of(const Pending& pending) {
+  if (pending.boot != this_boot()) {
+    return "the machine restarted before it was confirmed";
+  }
+  return is_overdue(pending)
+             ? "it was not confirmed within " + std::to_string(pending.seconds) + " s"
+             : "confirm --revert asked for it";
+}
+
 }  // namespace
 
 std::vector<std::string> roll_back(const Options& options, Lock lock, const Pending& pending) {
@@ -158,6 +168,9 @@ std::vector<std::string> roll_back(const Options& options, Lock lock, const Pend
   }
   if (problems.empty()) {
     clear_rollback_failure();
+    const std::string reason = reason_of(pending);
+    tell_journal(Event::change_rolled_back, "a change was rolled back: " + reason,
+                 {{"L3_REASON", reason}});
   } else {
     note_rollback_failure(problems.front());
   }

@@ -2,6 +2,7 @@
 import re
 import socket
 import subprocess
+import time
 from pathlib import Path
 
 from live import FRESH4, Rules
@@ -81,6 +82,38 @@ class Kinds(Journal):
         listening = self.listen(JOURNALD)
         self.assertEqual(self.l3ctl("check").status, 0)
         self.assertEqual(self.messages(listening), [])
+
+
+class Confirmations(Journal):
+    def change(self, seconds):
+        """Returns the journal's socket, with a change pending."""
+        listening = self.listen(JOURNALD)
+        self.assertEqual(self.apply('{"vpn_pass_through": true}', "--confirm", seconds).status, 0)
+        return listening
+
+    def told(self, listening):
+        """The one message that comes."""
+        end = time.monotonic() + 60
+        while not (found := self.messages(listening)):
+            self.assertLess(time.monotonic(), end, "nothing is told")
+            time.sleep(0.05)
+        message, = found
+        self.assert_explained(message)
+        return message
+
+    def test_a_confirmation(self):
+        listening = self.change("60")
+        self.assertEqual(self.l3ctl("confirm").status, 0)
+        self.assertEqual(self.told(listening)["MESSAGE"], "a change was confirmed and stays")
+
+    def test_a_rollback_that_is_asked_for(self):
+        listening = self.change("60")
+        self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
+        message = self.told(listening)
+        self.assertEqual((message["L3_REASON"], message["PRIORITY"]), ("confirm --revert asked for it", "4"))
+
+    def test_a_rollback_by_the_timer(self):
+        self.assertEqual(self.told(self.change("1"))["L3_REASON"], "it was not confirmed within 1 s")
 
 
 class Ways(Journal):
