@@ -298,6 +298,7 @@ options:
               mac:
                 description:
                 - A hardware address, in quotes.
+                - A hardware address, or the name that /etc/ethers has for it.
                 type: str
                 required: true
               active:
@@ -342,6 +343,7 @@ options:
               mac:
                 description:
                 - A hardware address, in quotes.
+                - A hardware address, or the name that /etc/ethers has for it.
                 type: str
                 required: true
               active:

@@ -8,7 +8,7 @@ short_description: Set settings of a gateway, confirmed over a new connection or
 version_added: 1.0.0
 description:
   - Applies settings with l3ctl as a whole; a section that is left out stays as it is.
-  - Opens a new connection and confirms the change by its id. A gateway that can no longer be reached rolls back.
+  - Opens a new connection and confirms the change over it. A gateway that can no longer be reached rolls back.
 options:
   src:
     description: A file of the controller with settings as JSON, in place of C(config).
