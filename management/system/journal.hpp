@@ -13,16 +13,12 @@ namespace management {
 
 /* Each has a message id of its own, which fleet/monitoring/l3ctl.catalog explains. */
 enum class Event : uint8_t {
-  change_made,
-  change_refused,
   change_confirmed,
   change_rolled_back,
   drift_found,
-  login,
-  login_failed,
 };
 
-/* Names such as "L3_WHO", of capital letters, digits and underscores. A field without a value is left out. */
+/* Names such as "L3_REASON", of capital letters, digits and underscores. A field without a value is left out. */
 using JournalFields = std::vector<std::pair<const char*, std::string>>;
 
 /* Message and values are escaped, and cut at 1024 bytes. */
