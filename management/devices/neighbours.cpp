@@ -8,7 +8,6 @@
 #include "executor/process.hpp"
 #include "management/system/find_tool.hpp"
 
-
 namespace management {
 
 namespace {
@@ -54,7 +53,8 @@ std::vector<Neighbour> read_neighbours(std::vector<std::string>& notes) {
     notes.push_back(unread + not_in_path({"ip"}));
     return {};
   }
-  const executor::ProcessResult run = executor::run({"ip", "-j", "-s", "neigh", "show", "dev", home_interface});
+  const executor::ProcessResult run =
+      executor::run({"ip", "-j", "-s", "neigh", "show", "dev", home_interface});
   if (run.exit_status() != 0) {
     notes.push_back(unread + "ip ends with " + std::to_string(run.exit_status()) + ": " +
                     first_line(run.errors));

@@ -4,7 +4,8 @@
 namespace {
 
 constexpr const char* known_sections =
-    "unknown; known here: time_zone, firewall, security_level, port_scan_protection, ipsec_pass_through, "
+    "unknown; known here: time_zone, firewall, security_level, port_scan_protection, "
+    "ipsec_pass_through, "
     "vpn_pass_through, ip_filter, ip6_filter, url_filter, mac_filter, mac6_filter, dhcp_filter, "
     "acl, "
     "captive_portal, route_qos";
@@ -181,8 +182,8 @@ TEST(SettingsDocument, OnlyTheSectionsAskedForAreWritten) {
 
 TEST(SettingsDocument, TheSectionsThatAreWrittenAreListed) {
   EXPECT_EQ(settings::section_names(),
-            (std::vector<std::string>{"time_zone", "firewall", "port_scan_protection", "ipsec_pass_through",
-                                      "vpn_pass_through", "ip_filter", "ip6_filter", "url_filter",
-                                      "mac_filter", "mac6_filter", "dhcp_filter", "acl",
-                                      "captive_portal", "route_qos"}));
+            (std::vector<std::string>{"time_zone", "firewall", "port_scan_protection",
+                                      "ipsec_pass_through", "vpn_pass_through", "ip_filter",
+                                      "ip6_filter", "url_filter", "mac_filter", "mac6_filter",
+                                      "dhcp_filter", "acl", "captive_portal", "route_qos"}));
 }
