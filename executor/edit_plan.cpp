@@ -209,7 +209,7 @@ class ChainPlan {
     return false;
   }
 
-  [[nodiscard]] RuleEdit addition(const Entry& entry, char operation, std::size_t place) const {
+  static RuleEdit addition(const Entry& entry, char operation, std::size_t place) {
     RuleEdit edit = *entry.edit;
     edit.operation = operation;
     edit.rest = rule_words(*entry.edit);

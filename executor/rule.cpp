@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -107,12 +108,24 @@ std::string ports(const std::string& text) {
 
 /* "08:05", with seconds where there are any. */
 std::string clock(const std::string& text) {
-  unsigned hour = 0;
-  unsigned minute = 0;
-  unsigned second = 0;
-  if (std::sscanf(text.c_str(), "%u:%u:%u", &hour, &minute, &second) < 2) {
+  unsigned parts[3] = {};
+  std::size_t count = 0;
+  const char* const end = text.data() + text.size();
+  for (const char* at = text.data(); count < std::size(parts); ++at) {
+    const auto [rest, fault] = std::from_chars(at, end, parts[count]);
+    if (fault != std::errc()) {
+      break;
+    }
+    ++count;
+    at = rest;
+    if (at == end || *at != ':') {
+      break;
+    }
+  }
+  if (count < 2) {
     return text;
   }
+  const auto [hour, minute, second] = parts;
   char shown[40];
   std::snprintf(shown, sizeof shown, second == 0 ? "%02u:%02u" : "%02u:%02u:%02u", hour, minute,
                 second);

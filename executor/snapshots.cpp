@@ -169,7 +169,7 @@ std::string Snapshots::rollback(const Table& table) {
 }
 
 /* Nothing where a read failed that this needs. */
-std::optional<TableChange> Snapshots::change(const Table& table, const Snapshot& snapshot) const {
+std::optional<TableChange> Snapshots::change(const Table& table, const Snapshot& snapshot) {
   auto before = snapshot.rules ? saved_chains(table, *snapshot.rules) : std::nullopt;
   if (!before) {
     return std::nullopt;
@@ -192,7 +192,7 @@ std::optional<TableChange> Snapshots::change(const Table& table, const Snapshot&
 }
 
 /* Returns what could not be undone, in which chains and why; empty when all could. */
-std::string Snapshots::undo(const Table& table, const TableChange& change) const {
+std::string Snapshots::undo(const Table& table, const TableChange& change) {
   std::string problem;
   std::string chains;
   for (int attempt = 0; attempt <= attempts; ++attempt) {

@@ -68,9 +68,8 @@ class Snapshots {
   };
 
   int run_other_line(const char* line);
-  [[nodiscard]] std::optional<TableChange> change(const Table& table,
-                                                  const Snapshot& snapshot) const;
-  [[nodiscard]] std::string undo(const Table& table, const TableChange& change) const;
+  static std::optional<TableChange> change(const Table& table, const Snapshot& snapshot);
+  static std::string undo(const Table& table, const TableChange& change);
 
   LineRunner& runner_;
   std::map<Table, Snapshot> tables_;

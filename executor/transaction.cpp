@@ -232,8 +232,9 @@ bool Transaction::check_places(Edits edits, const EditPlan& plan) {
   const std::set<std::string> names = chains_of(edits);
   const auto now = saved_chains(table, snapshots_.current_rules(table), &names);
   std::vector<RuleEdit> wrong;
-  for (const auto& [chain, keys] : plan.placed) {
-    if (!now || !has_keys(*now, chain, keys)) {
+  for (const auto& placed : plan.placed) {
+    const std::string& chain = placed.first;
+    if (!now || !has_keys(*now, chain, placed.second)) {
       std::copy_if(edits.begin(), edits.end(), std::back_inserter(wrong),
                    [&](const RuleEdit& edit) { return edit.chain == chain; });
     }

@@ -58,7 +58,7 @@ class Session {
   void take_lock(int timeout);
   void start();
   void check_interposed();
-  void load();
+  static void load();
   void keep_records();
   void restore_records();
   bool make(l3_transaction_report& report);
