@@ -83,6 +83,6 @@ def per_rule(cases):
     for name, case in cases.items():
         kind, _, entries = name.rpartition(" ")
         empty = cases.get(kind + " 0")
-        if entries.isdigit() and case["commands"] >= empty["commands"] + 10:
+        if entries.isdigit() and empty is not None and case["commands"] >= empty["commands"] + 10:
             costs[kind] = (case["process"] - empty["process"]) // (case["commands"] - empty["commands"])
     return costs

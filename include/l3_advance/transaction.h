@@ -50,7 +50,7 @@ enum {
 /** Options of a transaction; null stands for the defaults. Set reserved words to zero. */
 typedef struct l3_transaction_options {
   uint32_t lock_timeout; /**< seconds to wait for the lock; 30 by default, 0 does not wait */
-  uint32_t reserved[3];
+  uint32_t reserved[3];  /**< zero */
 } l3_transaction_options;
 
 /** Why a commit failed. Texts are zero-terminated, cut where they are longer, and empty where there is

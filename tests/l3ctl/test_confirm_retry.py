@@ -93,6 +93,7 @@ class Retry(Confirming):
                 self.commands()
                 self.wait_until(lambda: set(FLUSHES) & set(self.commands()), "another attempt")
             REFUSED.unlink()
+            self.assertIn(b"a change was rolled back: ", log.recv(4096))
             self.assertIn(b"settings were not confirmed; the old ones are restored", log.recv(4096))
             self.wait_for_the_timer()
             log.setblocking(False)

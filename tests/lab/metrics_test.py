@@ -2,8 +2,8 @@
 
 import subprocess
 
-from l3lab import device, hosts, rules, words
-from l3lab.prober import PATIENCE_FOR_STOP
+from l3lab import device, hosts, probe_grammar, rules
+from l3lab.prober import STOP_TIMEOUT
 from lab_case import LabCase, prober
 from prometheus_client.parser import text_string_to_metric_families
 
@@ -50,7 +50,7 @@ class Counters(LabCase):
         self.assertEqual(sum(value for (name, _), value in before.items() if name == "l3_entry_packets_total"), 0)
         for probe, times, *_ in _SENT:
             for _ in range(times):
-                words.send(prober(), probe, patience=PATIENCE_FOR_STOP)
+                probe_grammar.send(prober(), probe, timeout=STOP_TIMEOUT)
         after = samples()
         counted = {labels: value for (name, labels), value in after.items() if name == "l3_entry_packets_total" and value}
         self.assertEqual(counted, {tuple(labels): times for _, times, *labels in _SENT})
@@ -60,7 +60,7 @@ class Counters(LabCase):
     def test_what_no_entry_owns_goes_by_section(self):
         device.apply({"mac_filter": {"enabled": True, "mode": "white-list", "devices": [{"mac": hosts.LAN.mac}]}})
         for _ in range(3):
-            words.send(prober(), f"udp frame from {_PHONE} to wan port 5000", patience=PATIENCE_FOR_STOP)
+            probe_grammar.send(prober(), f"udp frame from {_PHONE} to wan port 5000", timeout=STOP_TIMEOUT)
         self.assertEqual(samples()["l3_section_packets_total", ("mac_filter", "ipv4", "drop")], 3)
 
     def test_drift_and_findings_of_the_kernel(self):

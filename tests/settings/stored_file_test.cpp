@@ -225,7 +225,7 @@ TEST(StoredFile, BytesBehindTheEnd) {
 }
 
 TEST(StoredFile, Counts) {
-  EXPECT_EQ(findings_of(with_word(golden(std::string("fresh") + (host + 9)), fw + 4636,
+  EXPECT_EQ(findings_of(with_word(golden(std::string("fresh") + (host + 6)), fw + 4636,
                                   static_cast<uint32_t>(-3))),
             (Messages{"implausible 4667 fw_rules_table.mac_filter.count: -3: a negative count is "
                       "read as no entry"}));
