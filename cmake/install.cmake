@@ -17,13 +17,15 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/l3_advance.pc.in ${CMAKE_BINARY_DIR}/
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance-config.cmake ${CMAKE_BINARY_DIR}/l3_advance-config-version.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/l3_advance COMPONENT devel)
 install(FILES ${CMAKE_BINARY_DIR}/l3_advance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
+# What ./run builds can be installed alone, so these are left out where they were not built.
 if(TARGET l3_transaction)
-  install(TARGETS l3_transaction LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT transaction)
+  install(TARGETS l3_transaction LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT transaction OPTIONAL)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libl3-transaction RENAME copyright
           COMPONENT transaction)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/l3_transaction.pc.in ${CMAKE_BINARY_DIR}/l3_transaction.pc @ONLY)
   install(FILES ${CMAKE_BINARY_DIR}/l3_transaction.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
-  install(FILES ${CMAKE_BINARY_DIR}/l3_transaction.o DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT devel)
+  install(FILES ${CMAKE_BINARY_DIR}/l3_transaction.o DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT devel
+          OPTIONAL)
   install(FILES ${PROJECT_SOURCE_DIR}/man/l3_transaction.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT devel)
 endif()
 if(TARGET l3ctl)
@@ -55,8 +57,8 @@ if(TARGET l3ctl)
           COMPONENT tools)
 endif()
 if(TARGET l3-console)
-  install(TARGETS l3-console RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT console)
-  install(TARGETS l3-console-broker RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT console)
+  install(TARGETS l3-console RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT console OPTIONAL)
+  install(TARGETS l3-console-broker RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR} COMPONENT console OPTIONAL)
   install(FILES ${PROJECT_SOURCE_DIR}/man/l3-console.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT console)
   install(FILES ${PROJECT_SOURCE_DIR}/console/openapi.yaml DESTINATION ${CMAKE_INSTALL_DATADIR}/l3_advance/console
           COMPONENT console)
