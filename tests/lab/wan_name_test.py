@@ -46,6 +46,10 @@ class LongWanName(LabCase):
         super().setUp()
         _rename("wan3", _NAME)
         self.addCleanup(_rename, _NAME, "wan3")
+        # The renamed link was down; its neighbours are asked for their addresses again.
+        for _ in range(10):
+            if self.send(_DOWN_UDP).passed and self.send(_DOWN6).passed:
+                break
 
     def _assert_filters_work(self):
         self.assert_effect(
