@@ -196,7 +196,7 @@ def _setting_in_words(results):
 
 
 def one_entry(results):
-    """One entry of a list that is added, changed or deleted, in ms, by everything that can; those that load a whole rule
+    """One entry of a list that is added, changed or deleted, in ms, by everything that can; managers that load a whole rule
     set of their own making last."""
     names = ("baseline", "transaction", "refill", "restore", "nft")
     others = ("ufw", "shorewall", "firewalld")

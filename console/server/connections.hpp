@@ -41,7 +41,7 @@ class Connections {
   [[nodiscard]] bool has_room_for(const std::string& client) const;
   Connection& add(MHD_Connection* handle, std::int64_t now);
   void remove(Connection& connection);
-  /* Ends those that take too long over a request, or do not read its answer. */
+  /* Ends connections that send a request or read its answer too slowly. */
   void end_slow(std::int64_t now);
 
  private:

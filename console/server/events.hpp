@@ -15,7 +15,7 @@ class Events {
  public:
   explicit Events(BrokerLink& link);
 
-  /* Asks for news where it is time to; nobody asks while nobody listens. */
+  /* Asks l3ctl for news at intervals, while a stream is open. */
   void tick(std::int64_t now, bool has_listeners);
   /* A change has been made by us: its news shall not wait. */
   void hurry() { next_ = 0; }

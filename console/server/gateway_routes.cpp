@@ -90,7 +90,7 @@ Response plan(Console& /*console*/, const Request& request, const Caller& /*call
   return ask(call_of(Operation::plan, request.body), {0, 2});
 }
 
-/* The settings are read once more, so that nothing that somebody has changed meanwhile is
+/* The settings are read once more, so that nothing that another client has changed meanwhile is
  overwritten. */
 Response apply(Console& console, const Request& request, const Caller& caller) {
   const std::string known = header(request, "if-match");

@@ -42,7 +42,7 @@ void print_routes() {
   }
 }
 
-/* Tokens are dropped with the password: who resets it may have lost them to somebody. */
+/* Tokens are dropped with the password: a reset may follow their theft. */
 int make_first_password(StateStore& store) {
   const std::string password = random_password();
   if (!store.write({hash_password(password), true, {}})) {

@@ -36,7 +36,7 @@ std::string own_directory() {
   return own.substr(0, own.rfind('/') + 1);
 }
 
-/* Nobody starts the broker by hand, so it is installed beside no other program. */
+/* The server starts the broker, so it is installed in no directory of PATH. */
 std::string default_broker() {
   const std::string installed = own_directory() + "../libexec/l3-console-broker";
   return access(installed.c_str(), X_OK) == 0 ? installed : own_directory() + "l3-console-broker";

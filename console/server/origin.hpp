@@ -16,7 +16,7 @@ struct OurNames {
   bool is_encrypted = true;
 };
 
-/* The Host header has one of our names and our port: a name of somebody else that leads here is DNS
+/* The Host header has one of our names and our port: a foreign name that leads here is DNS
  rebinding. */
 bool is_our_host(const Request& request, const OurNames& ours);
 
