@@ -27,7 +27,8 @@ _SENT = [
      "ipv4", "drop"),
     ("tcp flags SYN from tablet to wan port 25", 2, "ip_filter",
      f"direction=upstream protocol=tcp source={hosts.TABLET.v4} destination_ports=25", "ipv4", "drop"),
-    ("tcp flags SYN from lan to gateway port 80", 1, "acl",
+    # A SYN would make a listener answer, and the client's own kernel add a RST.
+    ("tcp flags RST from lan to gateway port 80", 1, "acl",
      "service=web from=lan sources=192.168.1.3-192.168.1.10", "ipv4", "accept"),
 ]  # fmt: skip
 
