@@ -14,9 +14,10 @@ namespace console {
 
 namespace {
 
-/* Seconds for a whole request, and for a connection without one. */
-constexpr std::int64_t longest_request = 10;
-constexpr std::int64_t longest_answer = 30;
+/* An answer may take so many times as long as a request. */
+constexpr std::int64_t answer_factor = 3;
+/* Whoever is one too many has this part of the time to ask and be told so. */
+constexpr std::int64_t part_of_too_many = 5;
 /* A listener whose machine is gone is noticed within so many milliseconds. */
 constexpr unsigned longest_unacknowledged = 45000;
 
@@ -34,19 +35,6 @@ std::string local_address_of(int fd) {
   socklen_t size = sizeof own;
   const bool is_known = getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size) == 0;
   return is_known ? text_of_address(&own) : std::string();
-}
-
-std::int64_t limit_of(const Connection& connection) {
-  switch (connection.phase) {
-    case Phase::idle:
-      return connection.is_too_many ? 2 : longest_request;
-    case Phase::receiving:
-      return longest_request;
-    case Phase::sending:
-      return longest_answer;
-    default:
-      return INT64_MAX;
-  }
 }
 
 /* In the middle of a request the HTTP library has no answer: this one goes past it. */
@@ -96,6 +84,20 @@ void Connections::end_slow(std::int64_t now) {
     }
     connection.is_cut = true;
     shutdown(connection.fd, SHUT_RDWR);
+  }
+}
+
+std::int64_t Connections::limit_of(const Connection& connection) const {
+  switch (connection.phase) {
+    case Phase::idle:
+      return connection.is_too_many ? (request_seconds_ + part_of_too_many - 1) / part_of_too_many
+                                    : request_seconds_;
+    case Phase::receiving:
+      return request_seconds_;
+    case Phase::sending:
+      return answer_factor * request_seconds_;
+    default:
+      return INT64_MAX;
   }
 }
 

@@ -37,6 +37,10 @@ struct Connection {
 
 class Connections {
  public:
+  /* `request_seconds` is how long a request may take to arrive, and a connection without one may
+   stand. */
+  explicit Connections(int request_seconds) : request_seconds_(request_seconds) {}
+
   /* Whether a new connection of this address may be accepted at all. */
   [[nodiscard]] bool has_room_for(const std::string& client) const;
   Connection& add(MHD_Connection* handle, std::int64_t now);
@@ -46,7 +50,9 @@ class Connections {
 
  private:
   [[nodiscard]] unsigned count_of(const std::string& client) const;
+  [[nodiscard]] std::int64_t limit_of(const Connection& connection) const;
 
+  std::int64_t request_seconds_;
   std::list<Connection> all_;
 };
 

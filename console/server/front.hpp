@@ -22,7 +22,8 @@ std::int64_t seconds_now();
 
 class Front {
  public:
-  Front(Console& console, BrokerLink& link) : console_(&console), link_(&link), events_(link) {}
+  Front(Console& console, BrokerLink& link, int request_seconds)
+      : console_(&console), link_(&link), events_(link), connections_(request_seconds) {}
   Front(const Front&) = delete;
   Front& operator=(const Front&) = delete;
   ~Front();

@@ -165,7 +165,7 @@ int run(const Options& options) {
   const int signals = signals_fd();
   Console console(names, store);
   BrokerLink link(start_broker(options));
-  Front front(console, link);
+  Front front(console, link, options.request_seconds);
   front.start(listener.fd, options.is_plain ? nullptr : &certificate);
   give_up_rights(options.user, options.root);
   restrict_system_calls();

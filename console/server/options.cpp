@@ -23,6 +23,7 @@ constexpr const char* help =
     "  --root DIRECTORY      An empty directory to be the root of (/run/l3-console)\n"
     "  --l3ctl FILE          The program that does the work (beside this one)\n"
     "  --broker FILE         The program that runs it (../libexec/l3-console-broker)\n"
+    "  --request-seconds N   How long a request may take to arrive, from 1 to 60 (10)\n"
     "  --plain-http          Without TLS: everyone in the network can read the password\n"
     "  --first-password      Make a new first password, print it and end\n"
     "  --routes              Print method and path of every route and end\n"
@@ -50,6 +51,7 @@ enum Number {
   root,
   l3ctl,
   broker,
+  seconds,
   plain,
   first,
   list,
@@ -57,7 +59,7 @@ enum Number {
   usage
 };
 
-constexpr std::array<option, 13> known = {{
+constexpr std::array<option, 14> known = {{
     {"listen", required_argument, nullptr, listen},
     {"name", required_argument, nullptr, name},
     {"state", required_argument, nullptr, state},
@@ -65,6 +67,7 @@ constexpr std::array<option, 13> known = {{
     {"root", required_argument, nullptr, root},
     {"l3ctl", required_argument, nullptr, l3ctl},
     {"broker", required_argument, nullptr, broker},
+    {"request-seconds", required_argument, nullptr, seconds},
     {"plain-http", no_argument, nullptr, plain},
     {"first-password", no_argument, nullptr, first},
     {"routes", no_argument, nullptr, list},
@@ -83,6 +86,20 @@ void set_text(Options& options, int number, const char* value) {
   }
 }
 
+[[noreturn]] void fail(const std::string& message) {
+  std::fprintf(stderr, "l3-console: %s\n", message.c_str());
+  std::exit(2);
+}
+
+int seconds_of(const char* text) {
+  char* end = nullptr;
+  const long value = std::strtol(text, &end, 10);
+  if (*end != '\0' || value < 1 || value > 60) {
+    fail("--request-seconds: \"" + std::string(text) + "\" is not from 1 to 60");
+  }
+  return static_cast<int>(value);
+}
+
 }  // namespace
 
 Options parse_options(int argc, char** argv) {
@@ -96,19 +113,19 @@ Options parse_options(int argc, char** argv) {
       std::exit(0);
     }
     if (number == '?') {
-      std::fputs("l3-console: see --help\n", stderr);
-      std::exit(2);
+      fail("see --help");
     }
     options.is_plain = options.is_plain || number == plain;
     options.first_password = options.first_password || number == first;
     options.routes = options.routes || number == list;
-    if (number <= broker) {
+    if (number == seconds) {
+      options.request_seconds = seconds_of(optarg);
+    } else if (number <= broker) {
       set_text(options, number, optarg);
     }
   }
   if (optind != argc) {
-    std::fprintf(stderr, "l3-console: \"%s\" is no option; see --help\n", argv[optind]);
-    std::exit(2);
+    fail("\"" + std::string(argv[optind]) + "\" is no option; see --help");
   }
   return options;
 }

@@ -14,6 +14,7 @@ struct Options {
   std::string root = "/run/l3-console"; /* an empty directory */
   std::string l3ctl;
   std::string broker;
+  int request_seconds = 10;
   bool is_plain = false;
   bool first_password = false;
   bool routes = false;

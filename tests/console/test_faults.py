@@ -237,6 +237,8 @@ class Start(unittest.TestCase):
                                   ("--broker", "/nowhere", "/nowhere")):  # fmt: skip
             options = [part for pair in {**good, name: value}.items() for part in pair]
             self.assertIn(word, self.fails(*options), (name, value))
+        for seconds in ("0", "61", "-1", "x", "", "1.5"):
+            self.assertIn("--request-seconds", self.fails("--request-seconds", seconds))
         self.assertIn("--help", self.fails("--wrong"))
         self.assertIn("word", self.fails("word"))
         # The checkout may be closed to other users.
