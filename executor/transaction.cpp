@@ -164,8 +164,9 @@ bool Transaction::commit() {
 
 bool Transaction::make_held(const Held& held) {
   const Edits edits(held.edits);
-  return make_edits(edits.first(held.edits_before_save)) && (!held.save || make_save(*held.save)) &&
-         make_edits(edits.subspan(held.edits_before_save));
+  return make_edits(edits.first(held.edits_before_save)) &&
+         (held.save ? make_save(*held.save) : check_places()) &&
+         make_edits(edits.subspan(held.edits_before_save)) && check_places();
 }
 
 bool Transaction::make_edits(Edits edits) {
@@ -207,7 +208,10 @@ bool Transaction::restore_least(Edits edits) {
   snapshots_.add(least);
   const ProcessResult ended = restore(least);
   if (ended.status == 0) {
-    return !plan || plan->placed.empty() || check_places(edits, *plan);
+    if (plan) {
+      unchecked_ = {edits, plan->placed};
+    }
+    return true;
   }
   if (plan && WIFEXITED(ended.status) && depends_on_read(least)) {
     return refill(edits);
@@ -226,20 +230,31 @@ bool Transaction::refill(Edits edits) {
   return ended.status == 0 || stop_or_make_others(edits, refused_line(all, ended));
 }
 
-/* Whether rules that were inserted by their place stand where they belong, or do so now. */
-bool Transaction::check_places(Edits edits, const EditPlan& plan) {
-  const Table& table = edits.front().table;
-  const std::set<std::string> names = chains_of(edits);
-  const auto now = saved_chains(table, snapshots_.current_rules(table), &names);
+/* Checks the rules that were inserted or deleted by their place, and fills their chains again where another
+ * program had moved it. */
+bool Transaction::check_places() {
+  if (unchecked_.chains.empty()) {
+    return true;
+  }
+  const Table& table = unchecked_.edits.front().table;
+  const std::vector<RuleEdit> wrong = misplaced(snapshots_.current_rules(table));
+  return wrong.empty() || refill(wrong);
+}
+
+/* The edits of the chains that do not hold what was asked for, by what a save tool wrote. */
+std::vector<RuleEdit> Transaction::misplaced(std::string_view saved) {
+  const Unchecked asked = std::exchange(unchecked_, {});
+  const Table& table = asked.edits.front().table;
+  const std::set<std::string> names = chains_of(asked.edits);
+  const auto now = saved_chains(table, saved, &names);
   std::vector<RuleEdit> wrong;
-  for (const auto& placed : plan.placed) {
-    const std::string& chain = placed.first;
-    if (!now || !has_keys(*now, chain, placed.second)) {
-      std::copy_if(edits.begin(), edits.end(), std::back_inserter(wrong),
-                   [&](const RuleEdit& edit) { return edit.chain == chain; });
+  for (const auto& [name, keys] : asked.chains) {
+    if (!now || !has_keys(*now, name, keys)) {
+      std::copy_if(asked.edits.begin(), asked.edits.end(), std::back_inserter(wrong),
+                   [&chain = name](const RuleEdit& edit) { return edit.chain == chain; });
     }
   }
-  return wrong.empty() || refill(wrong);
+  return wrong;
 }
 
 bool Transaction::stop_or_make_others(Edits edits, const FailedLine& refused) {
@@ -260,8 +275,18 @@ bool Transaction::stop_or_make_others(Edits edits, const FailedLine& refused) {
   return true;
 }
 
+/* What it reads also shows whether the edits before it did what was asked for. */
 bool Transaction::make_save(const RuleSave& save) {
-  const ProcessResult read = run({save.table.tool + "-save", "-t", save.table.name});
+  const std::vector<std::string> command = {save.table.tool + "-save", "-t", save.table.name};
+  ProcessResult read = run(command);
+  if (!unchecked_.chains.empty()) {
+    if (const auto wrong = misplaced(read.output); !wrong.empty()) {
+      if (!refill(wrong)) {
+        return false;
+      }
+      read = run(command);
+    }
+  }
   const std::string problem = read.status == 0 ? write_file(save.path, read.output) : read.errors;
   if (read.status == 0 && problem.empty()) {
     return true;

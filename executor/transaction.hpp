@@ -42,6 +42,12 @@ class Transaction {
     std::size_t edits_before_save = 0;
   };
 
+  /* Edits of one table that were made, and the chains in which some were made by place (EditPlan::placed). */
+  struct Unchecked {
+    std::span<const RuleEdit> edits;
+    std::vector<std::pair<std::string, std::vector<std::string>>> chains;
+  };
+
   /* Each takes one kind of line, and returns its wait status. */
   int take_edit(const RuleEdit& edit);
   int take_save(const RuleSave& save);
@@ -57,7 +63,8 @@ class Transaction {
   bool make_edits(std::span<const RuleEdit> edits);
   bool restore_least(std::span<const RuleEdit> edits);
   bool refill(std::span<const RuleEdit> edits);
-  bool check_places(std::span<const RuleEdit> edits, const EditPlan& plan);
+  bool check_places();
+  std::vector<RuleEdit> misplaced(std::string_view saved);
   bool make_save(const RuleSave& save);
   bool stop_or_make_others(std::span<const RuleEdit> edits, const FailedLine& refused);
 
@@ -67,6 +74,7 @@ class Transaction {
   bool refills_; /* flushed chains are filled, whatever they hold */
   bool is_stopped_ = false;
   std::map<Table, Held> held_;
+  Unchecked unchecked_; /* between a restore and the next read of its table */
   std::map<Table, std::set<std::string>> chains_; /* with the edits that are held */
 };
 

@@ -29,7 +29,7 @@ def lay_over(backend):
         hide_legacy_tools("/tmp/usr/sbin")
     mount = ["mount", "-t", "overlay", "overlay", "-o"]
     subprocess.run([*mount, f"lowerdir=/tmp/usr:{COMPETITORS}/usr:/usr", "/usr"], check=True)
-    layers = f"lowerdir={COMPETITORS}/etc:/etc,upperdir=/tmp/etc/upper,workdir=/tmp/etc/work,userxattr"
+    layers = f"lowerdir={COMPETITORS}/etc:/host-etc,upperdir=/tmp/etc/upper,workdir=/tmp/etc/work,userxattr"
     subprocess.run([*mount, layers, "/etc"], check=True)
     for folder in ("/var/lib/shorewall", "/var/lock", "/var/log", "/run/dbus"):
         os.makedirs(folder, exist_ok=True)

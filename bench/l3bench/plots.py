@@ -68,7 +68,9 @@ def by_entries(result, kind):
             for competitor, found in measured["competitors"].items():
                 series.setdefault(competitor, []).append((int(entries), found["ms"]))
     for manager, cases in result["managers"].items() if kind == "ip_filter" else ():
-        points = [(int(case.split()[1]), found["ms"]) for case, found in cases.items() if not isinstance(found, str)]
+        # "ip_filter 50", not "ip_filter add one to 50".
+        points = [(int(words[1]), found["ms"]) for words, found in ((case.split(), found) for case, found in cases.items())
+                  if len(words) == 2 and not isinstance(found, str)]  # fmt: skip
         if points:
             series[manager] = points
     return series

@@ -1,6 +1,15 @@
 /* A transaction edits only what differs, and falls back to a flush and refill. */
 #include "transaction_fixture.hpp"
 
+/* The library's lines for a rule more in the middle, and for the file that keeps them. */
+static void insert_and_save() {
+  for (const char* line :
+       {"iptables -F IN", "iptables -A IN -j a", "iptables -A IN -j x", "iptables -A IN -j b",
+        "iptables -A IN -j c", "iptables-save -t filter >/tmp/saved"}) {
+    str_system(line);
+  }
+}
+
 TEST_F(Transaction, OnlyWhatDiffersIsEdited) {
   live("iptables", "[1:10] -A IN -j a\n[2:20] -A IN -j b\n[3:30] -A IN -j c\n");
   for (const char* line : {"iptables -F IN", "iptables -A IN -j a", "iptables -A IN -j c"}) {
@@ -45,6 +54,34 @@ TEST_F(Transaction, APlaceThatOthersHaveMovedIsFollowedByARefill) {
             "iptables-restore --noflush -w 5\n  *filter\n  -I IN 2 -j x\n  COMMIT\n"
             "iptables-restore --noflush -w 5 --counters\n  *filter\n  -F IN\n  [1:10] -A IN -j a\n"
             "  -A IN -j x\n  [2:20] -A IN -j b\n  [3:30] -A IN -j c\n  COMMIT\n");
+}
+
+TEST_F(Transaction, ASaveThatFollowsShowsThatThePlaceWasRight) {
+  live("iptables", "[1:10] -A IN -j a\n[2:20] -A IN -j b\n[3:30] -A IN -j c\n");
+  hook("iptables-restore",
+       "sed -i 's/^.* -A IN -j b$/[0:0] -A IN -j x\\n&/' /tmp/saved-iptables-save\n");
+  insert_and_save();
+  EXPECT_TRUE(ours.commit());
+  const std::string all = content("/tmp/calls");
+  EXPECT_EQ(
+      all,
+      "iptables-save -t filter -c\niptables-restore --noflush -w 5\n  *filter\n  -I IN 2 -j x\n"
+      "  COMMIT\niptables-save -t filter\n");
+}
+
+TEST_F(Transaction, ASaveThatFollowsShowsThatOthersHaveMovedThePlace) {
+  live("iptables", "[1:10] -A IN -j a\n[2:20] -A IN -j b\n[3:30] -A IN -j c\n");
+  hook("iptables-restore",
+       "sed -i -e '/-j x$/d' -e 's/^.* -A IN -j c$/[0:0] -A IN -j x\\n&/' "
+       "/tmp/saved-iptables-save\n");
+  insert_and_save();
+  EXPECT_TRUE(ours.commit());
+  EXPECT_EQ(told(),
+            "iptables-restore --noflush -w 5\n  *filter\n  -I IN 2 -j x\n  COMMIT\n"
+            "iptables-save -t filter\n"
+            "iptables-restore --noflush -w 5 --counters\n  *filter\n  -F IN\n  [1:10] -A IN -j a\n"
+            "  -A IN -j x\n  [2:20] -A IN -j b\n  [3:30] -A IN -j c\n  COMMIT\n"
+            "iptables-save -t filter\n");
 }
 
 TEST_F(Transaction, EditsOfATableThatIsNotUnderstoodAreMadeAsTheyAre) {
