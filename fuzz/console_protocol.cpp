@@ -14,7 +14,8 @@ namespace {
 
 bool is_plain(const std::string& word) {
   return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           std::string_view("-._:[]").find(c) != std::string_view::npos;
   });
 }
 
@@ -30,7 +31,8 @@ void check_call(const console::Call& call) {
   for (std::size_t at = 0; at < row->words.size(); ++at) {
     const bool is_argument = row->words[at] == "@";
     check(is_argument || (*words)[at] == row->words[at], "the table's word", (*words)[at]);
-    check(is_plain((*words)[at]), "nothing but letters, digits and dashes", (*words)[at]);
+    check(is_plain((*words)[at]), "nothing but the characters of names and addresses",
+          (*words)[at]);
     check(!is_argument || (*words)[at][0] != '-', "an argument is no option", (*words)[at]);
   }
 }

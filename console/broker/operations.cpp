@@ -8,6 +8,8 @@ namespace {
 
 constexpr std::size_t largest_settings = 256 * 1024;
 constexpr std::size_t longest_who = 64;
+constexpr std::size_t longest_device = 64;
+constexpr std::size_t longest_host = 270;
 constexpr int seconds_of_a_read = 8;
 constexpr int seconds_of_a_change = 30;
 constexpr int longest_confirmation = 3600;
@@ -19,26 +21,50 @@ const std::vector<OperationRow>& table() {
       {status, "status", {"status"}},
       {rules, "rules", {"rules", "--counters"}},
       {health, "health", {"doctor"}},
-      {plan, "plan", {"plan", "-"}, Argument::none, largest_settings},
-      {apply, "apply", {"apply", "-"}, Argument::none, largest_settings, true},
+      {plan, "plan", {"plan", "-"}, {}, largest_settings},
+      {apply, "apply", {"apply", "-"}, {}, largest_settings, true},
       {apply_with_confirmation,
        "apply-with-confirmation",
        {"apply", "-", "--confirm", "@"},
-       Argument::seconds,
+       {Argument::seconds},
        largest_settings,
        true},
-      {confirm, "confirm", {"confirm"}, Argument::none, 0, true},
-      {revert, "revert", {"confirm", "--revert"}, Argument::none, 0, true},
-      {explain, "explain", {"explain", "--batch", "-"}, Argument::none, 4096},
-      {backup, "backup", {"backup", "-"}, Argument::none, 0, false, false},
-      {restore, "restore", {"restore", "-"}, Argument::none, 64 * 1024, true},
-      {metrics, "metrics", {"metrics"}, Argument::none, 0, false, false},
+      {confirm, "confirm", {"confirm"}, {}, 0, true},
+      {revert, "revert", {"confirm", "--revert"}, {}, 0, true},
+      {explain, "explain", {"explain", "--batch", "-"}, {}, 4096},
+      {backup, "backup", {"backup", "-"}, {}, 0, false, false},
+      {restore, "restore", {"restore", "-"}, {}, 64 * 1024, true},
+      {metrics, "metrics", {"metrics"}, {}, 0, false, false},
+      {devices, "devices", {"devices"}},
+      {blocked, "blocked", {"blocked"}},
+      {explain_device,
+       "explain-device",
+       {"explain", "@", "--settings", "-"},
+       {Argument::device},
+       largest_settings},
+      {explain_way,
+       "explain-way",
+       {"explain", "@", "@", "--settings", "-"},
+       {Argument::device, Argument::host},
+       largest_settings},
   };
   return rows;
 }
 
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
+}
+
+bool is_letter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+/* No option, and nothing that a shell or a terminal would take for more than a name. */
+bool is_name_or_address(std::string_view text) {
+  return !text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), [](char c) {
+    return is_digit(c) || is_letter(c) ||
+           std::string_view("._:-[]").find(c) != std::string_view::npos;
+  });
 }
 
 bool is_seconds(std::string_view text) {
@@ -51,17 +77,33 @@ bool is_seconds(std::string_view text) {
 
 bool is_allowed(Argument kind, std::string_view text) {
   switch (kind) {
-    case Argument::none:
-      return text.empty();
     case Argument::seconds:
       return is_seconds(text);
+    case Argument::device:
+      return text.size() <= longest_device && is_name_or_address(text);
+    case Argument::host:
+      return text.size() <= longest_host && is_name_or_address(text);
   }
   return false;
 }
 
 bool is_word_of_who(char c) {
-  return is_digit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-         std::string_view(" ._:-").find(c) != std::string_view::npos;
+  return is_digit(c) || is_letter(c) || std::string_view(" ._:-").find(c) != std::string_view::npos;
+}
+
+/* Words with one space between; two spaces have an empty word between them. */
+std::vector<std::string_view> split(std::string_view text) {
+  std::vector<std::string_view> words;
+  if (text.empty()) {
+    return words;
+  }
+  for (std::size_t space = text.find(' '); space != std::string_view::npos;
+       space = text.find(' ')) {
+    words.push_back(text.substr(0, space));
+    text.remove_prefix(space + 1);
+  }
+  words.push_back(text);
+  return words;
 }
 
 /* "--who" gets it as a word of its own, but it also ends in the journal and in the history. */
@@ -90,13 +132,18 @@ int seconds_for(const OperationRow& row) {
 
 std::optional<std::vector<std::string>> command_line(const Call& call) {
   const OperationRow* row = find_operation(static_cast<std::uint16_t>(call.operation));
-  if (row == nullptr || !is_allowed(row->argument, call.argument) || !is_who(*row, call.who) ||
-      call.input.size() > row->largest_input) {
+  if (row == nullptr || !is_who(*row, call.who) || call.input.size() > row->largest_input) {
+    return std::nullopt;
+  }
+  const std::vector<std::string_view> given = split(call.argument);
+  if (!std::equal(given.begin(), given.end(), row->arguments.begin(), row->arguments.end(),
+                  [](std::string_view text, Argument kind) { return is_allowed(kind, text); })) {
     return std::nullopt;
   }
   std::vector<std::string> words;
+  auto next = given.begin();
   for (const std::string_view word : row->words) {
-    words.push_back(word == "@" ? call.argument : std::string(word));
+    words.emplace_back(word == "@" ? *next++ : word);
   }
   if (row->answers_json) {
     words.emplace_back("--json");

@@ -27,26 +27,34 @@ enum class Operation : std::uint16_t {
   backup,
   restore,
   metrics,
+  devices,
+  blocked,
+  explain_device,
+  explain_way,
 };
 
-/* What may stand where the command line has the argument. */
-enum class Argument : std::uint8_t { none, seconds };
+/* What may stand at a "@" of the command line. */
+enum class Argument : std::uint8_t {
+  seconds,
+  device, /* a name, a hardware address or an address */
+  host,   /* HOST[:PORT] */
+};
 
 struct OperationRow {
   Operation operation;
   std::string_view name;
-  std::vector<std::string_view> words; /* "@" is where the argument goes */
-  Argument argument = Argument::none;
-  std::size_t largest_input = 0; /* bytes of standard input */
-  bool changes = false;          /* something on the gateway; such a run is told who asks */
+  std::vector<std::string_view> words;
+  std::vector<Argument> arguments = {}; /* one for each "@" among the words */
+  std::size_t largest_input = 0;        /* bytes of standard input */
+  bool changes = false;                 /* something on the gateway; such a run is told who asks */
   bool answers_json = true;
 };
 
 /* What the server sends. */
 struct Call {
   Operation operation = Operation::status;
-  std::string argument;
-  std::string who; /* for the history; only where the operation changes something */
+  std::string argument; /* words with one space between */
+  std::string who;      /* for the history; only where the operation changes something */
   std::string input;
 };
 

@@ -26,7 +26,7 @@ struct AnswerHeader {
 static_assert(sizeof(CallHeader) == 16 && sizeof(AnswerHeader) == 16);
 
 /* No call of the table is larger, whatever its operation. */
-constexpr std::size_t largest_text = 64;
+constexpr std::size_t largest_text = 336;
 constexpr std::size_t largest_input = 256 * 1024;
 
 bool is_sound(const CallHeader& header) {

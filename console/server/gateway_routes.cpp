@@ -22,6 +22,32 @@ bool is_packet(const Json& body) {
                                          [](const Json& value) { return value.is_primitive(); });
 }
 
+std::string text_of(const Json& value) {
+  return value.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+/* {"device", "destination", "settings"}: a device's whole day, or its way to a destination; with
+ * settings as if they were applied. */
+Response explain_device(const Json& body) {
+  const Json none = Json::object();
+  const Json settings = body.value("settings", none);
+  const std::size_t known = 1U + body.count("destination") + body.count("settings");
+  if (body.size() == known && body["device"].is_string() &&
+      body.value("destination", body["device"]).is_string()) {
+    const std::string device = body["device"].get<std::string>();
+    const Call call = body.contains("destination")
+                          ? call_of(Operation::explain_way, text_of(settings),
+                                    device + " " + body["destination"].get<std::string>())
+                          : call_of(Operation::explain_device, text_of(settings), device);
+    if (command_line(call)) {
+      return ask(call, {0});
+    }
+  }
+  return body_fault(
+      "one packet, or {\"device\", \"destination\", \"settings\"} with a name or an address of "
+      "plain letters, of which only the device is needed");
+}
+
 /* The session or token, for whoever may confirm. */
 std::string identity_of(const Caller& caller) {
   return caller.token.empty() ? "session " + caller.session : "token " + caller.token;
@@ -65,6 +91,14 @@ Response read_health(Console& /*console*/, const Request& /*request*/, const Cal
   return ask(call_of(Operation::health), {0, 3});
 }
 
+Response read_devices(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {
+  return ask(call_of(Operation::devices), {0});
+}
+
+Response read_blocked(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {
+  return ask(call_of(Operation::blocked), {0});
+}
+
 /* As Prometheus reads it. */
 Response read_metrics(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {
   return ask(call_of(Operation::metrics), {0}, [](const Answer& answer) {
@@ -76,11 +110,14 @@ Response read_metrics(Console& /*console*/, const Request& /*request*/, const Ca
 
 Response explain(Console& /*console*/, const Request& request, const Caller& /*caller*/) {
   const Json body = Json::parse(request.body, nullptr, false);
+  if (body.is_object() && body.contains("device")) {
+    return explain_device(body);
+  }
   if (!is_packet(body) || request.body.size() > largest_packet) {
     return body_fault("an object that describes one packet");
   }
   // A line for each packet: the text of the client may have several.
-  const std::string line = body.dump(-1, ' ', true, Json::error_handler_t::replace);
+  const std::string line = text_of(body);
   return ask(call_of(Operation::explain, line.size() > largest_packet ? "{}" : line), {0});
 }
 

@@ -9,6 +9,8 @@ Response read_settings(Console& console, const Request& request, const Caller& c
 Response read_status(Console& console, const Request& request, const Caller& caller);
 Response read_rules(Console& console, const Request& request, const Caller& caller);
 Response read_health(Console& console, const Request& request, const Caller& caller);
+Response read_devices(Console& console, const Request& request, const Caller& caller);
+Response read_blocked(Console& console, const Request& request, const Caller& caller);
 Response read_metrics(Console& console, const Request& request, const Caller& caller);
 Response explain(Console& console, const Request& request, const Caller& caller);
 Response plan(Console& console, const Request& request, const Caller& caller);

@@ -32,6 +32,8 @@ constexpr std::array table = {
     Route{"GET", "/api/v1/status", Need::read, read_status},
     Route{"GET", "/api/v1/rules", Need::read, read_rules},
     Route{"GET", "/api/v1/health", Need::read, read_health},
+    Route{"GET", "/api/v1/devices", Need::read, read_devices},
+    Route{"GET", "/api/v1/blocked", Need::read, read_blocked},
     Route{"GET", "/api/v1/metrics", Need::read, read_metrics},
     Route{"GET", "/api/v1/events", Need::read, stream_events},
     Route{"POST", "/api/v1/explain", Need::read, explain},

@@ -8,6 +8,7 @@ import yaml
 
 ROOT = Path(__file__).resolve().parents[2]
 PATH = ROOT / "console/openapi.yaml"
+SCHEMAS = [json.loads(path.read_text()) for path in (ROOT / "schema").glob("*.json")]
 API = yaml.safe_load(PATH.read_text())
 
 
@@ -28,7 +29,9 @@ def faults(part, value):
         schema = json.loads((PATH.parent / part["$ref"]).read_text())
     else:
         schema = {**part, "components": API["components"]}
-    return [f"{error.json_path}: {error.message}" for error in jsonschema.Draft202012Validator(schema).iter_errors(value)]
+    resolver = jsonschema.RefResolver(PATH.as_uri(), schema, store={one["$id"]: one for one in SCHEMAS})
+    validator = jsonschema.Draft202012Validator(schema, resolver=resolver)
+    return [f"{error.json_path}: {error.message}" for error in validator.iter_errors(value)]
 
 
 def operation_of(method, path):

@@ -110,6 +110,41 @@ class Changes(ConsoleTest):
         for wrong in ("[]", "x", '{"a": {}}', '{"a": [1]}', json.dumps({"a": "x" * 5000})):
             self.assert_problem(self.client.post("explain", wrong), 422, "body")
 
+    def test_devices_and_those_that_are_blocked(self):
+        self.assertEqual(self.client.get("devices").json["others"]["ipv4"]["outcome"], "accepted")
+        self.assertEqual(self.client.get("blocked").json["devices"], [])
+        self.assertEqual(self.client.apply({"firewall": {"enabled": True}, **DEVICE}).status, 200)
+        for path in ("devices", "blocked"):
+            [device] = self.client.get(path).json["devices"]
+            self.assertEqual(device["mac"], "02:00:00:00:00:0a")
+            self.assertEqual(device["settings"]["ipv4"]["decided_by"], "mac_filter.devices[0]")
+
+    def test_explain_a_device(self):
+        def ask(**body):
+            return self.client.post("explain", {"device": "02:00:00:00:00:0a", **body})
+
+        draft = {"firewall": {"enabled": True}, **DEVICE}
+        self.assertEqual(ask().json["outcome"], "accepted")
+        self.assertTrue(ask().json["day"])
+        self.assertEqual(ask(settings=draft).json["decided_by"], "mac_filter.devices[0]")
+        for destination in ("203.0.113.2", "example.com:80", "[2001:db8::1]:443"):
+            self.assertEqual(ask(destination=destination).json["outcome"], "accepted")
+            drafted = ask(destination=destination, settings=draft).json
+            # The filter of hardware addresses is one of IPv4.
+            outcome = "accepted" if "[" in destination else "dropped"
+            self.assertEqual((drafted["outcome"], drafted["device"]["mac"]), (outcome, "02:00:00:00:00:0a"))
+            self.assertNotIn("day", drafted)
+        # Nothing of the draft is kept.
+        self.assertEqual(ask().json["outcome"], "accepted")
+        errors = self.assert_problem(ask(settings={"mac_filter": {"enabled": 1}}), 422, "settings_invalid").json["errors"]
+        self.assertEqual([(one["path"], one["value"]) for one in errors], [("mac_filter.enabled", 1)])
+        self.assert_problem(ask(settings=[]), 422, "settings_invalid")
+        self.assertIn("HOST", self.assert_problem(ask(destination="x:y:z"), 422, "refused").json["detail"])
+        self.assertIn("DEVICE", self.assert_problem(ask(device="no-such"), 422, "refused").json["detail"])
+        for wrong in ({"device": "--help"}, {"device": "a b"}, {"device": ""}, {"device": 1}, {"device": "x" * 65}, {"more": "x"},
+                      {"destination": 1}, {"destination": ""}, {"destination": "-x"}, {"destination": "a b"}, {"destination": "a" * 300}):
+            self.assert_problem(ask(**wrong), 422, "body")
+
 
 if __name__ == "__main__":
     unittest.main()

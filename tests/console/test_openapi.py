@@ -38,9 +38,10 @@ class OpenApi(unittest.TestCase):
             bodies += [api.resolved(response) for response in operation["responses"].values()]
             for body in bodies:
                 for media in body.get("content", {}).values():
-                    if "example" in media:
+                    examples = [example["value"] for example in media.get("examples", {}).values()]
+                    for example in examples + ([media["example"]] if "example" in media else []):
                         count += 1
-                        self.assertEqual(api.faults(media["schema"], media["example"]), [], (method, path))
+                        self.assertEqual(api.faults(media["schema"], example), [], (method, path))
             for parameter in map(api.resolved, operation.get("parameters", [])):
                 count += 1
                 self.assertEqual(api.faults(parameter["schema"], parameter["example"]), [], (method, path))
