@@ -8,9 +8,11 @@
 #include <nlohmann/json.hpp>
 
 #include "l3ctl/commands.hpp"
+#include "l3ctl/input/read_input.hpp"
 #include "l3ctl/input/settings_file.hpp"
 #include "l3ctl/views/change_report.hpp"
 #include "l3ctl/views/problem_report.hpp"
+#include "l3ctl/views/settings_text.hpp"
 #include "management/change/change.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/store/time_zone_file.hpp"
@@ -39,13 +41,40 @@ bool sets_only_portal(const settings::Settings& wanted, int confirm_within) {
                        [&](const Section& section) { return section.is_wanted(wanted); }) == 1;
 }
 
+/* `file` is one that "l3ctl export" wrote; empty where the caller does not care. */
+class StoredBefore {
+ public:
+  StoredBefore(const std::string& file, const std::string& settings_file) : file_(file) {
+    if (file == "-" && settings_file == "-") {
+      throw Error("--if-stored: standard input holds the settings; nothing was changed",
+                  ErrorKind::invalid_input);
+    }
+    text_ = file.empty() ? "" : read_input(file, largest);
+  }
+
+  void check(const settings::Settings& stored) const {
+    if (!file_.empty() && text_ != settings::write(stored, with_zone(stored, {}))) {
+      throw Error("what is stored is not what " + input_name(file_) + " says; nothing was changed",
+                  ErrorKind::busy);
+    }
+  }
+
+ private:
+  static constexpr size_t largest = 1 << 20;
+  std::string file_;
+  std::string text_;
+};
+
 /* `confirm_within` is in seconds; 0 where nobody has to confirm. */
-int apply_file(const Context& context, const SettingsFile& file, int confirm_within) {
+int apply_file(const Context& context, const SettingsFile& file, const std::string& if_stored,
+               int confirm_within) {
+  const StoredBefore before(if_stored, file.file);
   const settings::TimeZone zone = stored_time_zone();
   const settings::Settings wanted = read_settings_file(file);
   Change change(context, sets_only_portal(wanted, confirm_within)
                              ? Preconditions{.allow_unsafe_text = true}
                              : sound_state);
+  before.check(change.stored());
   if (!same_zone(zone, *change.stored().time_zone)) {
     throw Error("the time zone of spans has changed meanwhile; nothing was changed",
                 ErrorKind::busy);
@@ -89,15 +118,19 @@ void add_apply_command(CLI::App& app, Context& context) {
       "the\n"
       "day's last minute open.");
   auto file = add_settings_file_options(*command);
+  auto if_stored = std::make_shared<std::string>();
+  command->add_option(
+      "--if-stored", *if_stored,
+      "Only if what is stored is still what this file, an export, says; else status 5");
   auto confirm_within = std::make_shared<int>(0);
   command
       ->add_option(
           "--confirm", *confirm_within,
           "Bring the old settings back unless \"l3ctl confirm\" comes within so many seconds")
       ->check(CLI::Range(1, 86400));
-  command->callback([&context, file, confirm_within] {
-    context.action = [&context, file, confirm_within] {
-      return apply_file(context, *file, *confirm_within);
+  command->callback([&context, file, if_stored, confirm_within] {
+    context.action = [&context, file, if_stored, confirm_within] {
+      return apply_file(context, *file, *if_stored, *confirm_within);
     };
   });
 }

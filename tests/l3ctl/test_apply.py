@@ -5,6 +5,7 @@ import os
 import subprocess
 import time
 import unittest
+from pathlib import Path
 
 from gateway import CONFIGURATION, L3CTL, Gateway, configuration, word
 from test_schema import MORE_RUNS, PORTAL, RUNS
@@ -53,6 +54,26 @@ class Apply(Gateway):
         self.assert_outcome(self.apply(IP_FILTER), 0, "applied: nothing; unchanged: ip_filter\n", IP_FILTER_WARNING)
         self.assertEqual(self.commands(), [])
         self.assertEqual(CONFIGURATION.stat().st_mtime_ns, before.st_mtime_ns)
+
+    def test_only_if_what_was_exported_is_still_stored(self):
+        before = Path("/tmp/before.json")
+        before.write_text(self.l3ctl("export").out)
+        self.assert_outcome(self.apply('{"vpn_pass_through": true}', "--if-stored", str(before)), 0,
+                            "applied: vpn_pass_through; unchanged: nothing\n")  # fmt: skip
+        stored = CONFIGURATION.read_bytes()
+        self.assert_outcome(self.apply(IP_FILTER, "--if-stored", str(before)), 5, "",
+                            IP_FILTER_WARNING + "l3ctl: what is stored is not what /tmp/before.json says; nothing was changed\n")  # fmt: skip
+        self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (stored, []))
+        # Also where nothing would be set.
+        self.assertEqual(self.apply('{"vpn_pass_through": true}', "--if-stored", str(before)).status, 5)
+        before.write_text("")
+        self.assertEqual(self.apply(IP_FILTER, "--if-stored", str(before)).status, 5)
+        before.unlink()
+        outcome = self.apply(IP_FILTER, "--if-stored", str(before))
+        self.assert_outcome(outcome, 2, "", "l3ctl: /tmp/before.json: No such file or directory; nothing was changed\n")
+        outcome = self.apply(IP_FILTER, "--if-stored", "-")
+        self.assert_outcome(outcome, 2, "", "l3ctl: --if-stored: standard input holds the settings; nothing was changed\n")
+        self.assertEqual(CONFIGURATION.read_bytes(), stored)
 
     def test_sections_that_are_not_given_stay(self):
         self.store(firewall=True)
