@@ -27,7 +27,10 @@ void check_call(const console::Call& call) {
   const console::OperationRow* row =
       console::find_operation(static_cast<std::uint16_t>(call.operation));
   check(row != nullptr && call.input.size() <= row->largest_input, "input within its bounds");
-  check(words->size() == row->words.size() + (row->answers_json ? 1 : 0), "as many words");
+  check(call.stored.empty() || row->compares, "only where it is compared");
+  check(words->size() ==
+            row->words.size() + (call.stored.empty() ? 0 : 2) + (row->answers_json ? 1 : 0),
+        "as many words");
   for (std::size_t at = 0; at < row->words.size(); ++at) {
     const bool is_argument = row->words[at] == "@";
     check(is_argument || (*words)[at] == row->words[at], "the table's word", (*words)[at]);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -39,16 +40,31 @@ void set_nonblocking(const Descriptor& descriptor) {
   fcntl(descriptor.get(), F_SETFL, O_NONBLOCK);
 }
 
-/* In the child: nothing of the broker but the three pipes is left to l3ctl. */
-[[noreturn]] void become(const std::vector<std::string>& words, int in, int out, int err) {
+/* A file in memory, and none for an empty text. */
+bool open_stored(const std::string& text, Descriptor& file) {
+  if (text.empty()) {
+    return true;
+  }
+  file = Descriptor(memfd_create("stored", MFD_CLOEXEC));
+  return write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+/* In the child: nothing of the broker but these descriptors is left to l3ctl, as 0 and on. */
+[[noreturn]] void become(const std::vector<std::string>& words,
+                         const std::array<int, stored_fd + 1>& descriptors) {
   std::vector<char*> arguments;
   for (const std::string& word : words) {
     arguments.push_back(const_cast<char*>(word.c_str()));
   }
   arguments.push_back(nullptr);
   setpgid(0, 0);
-  if (dup2(in, STDIN_FILENO) == -1 || dup2(out, STDOUT_FILENO) == -1 ||
-      dup2(err, STDERR_FILENO) == -1 || syscall(SYS_close_range, 3U, ~0U, 0U) != 0) {
+  unsigned next = 0;
+  for (const int descriptor : descriptors) {
+    if (descriptor != -1 && dup2(descriptor, static_cast<int>(next++)) == -1) {
+      _exit(not_found);
+    }
+  }
+  if (syscall(SYS_close_range, next, ~0U, 0U) != 0) {
     _exit(not_found);
   }
   sigset_t none;
@@ -85,21 +101,22 @@ void Descriptor::close() {
   }
 }
 
-Child::Child(std::uint32_t id, const std::vector<std::string>& words, std::string input,
-             int seconds)
-    : input_(std::move(input)), deadline_(milliseconds_now() + seconds * std::int64_t{1000}) {
-  answer_.id = id;
+Child::Child(const NumberedCall& numbered, const std::vector<std::string>& words, int seconds)
+    : input_(numbered.call.input), deadline_(milliseconds_now() + seconds * std::int64_t{1000}) {
+  answer_.id = numbered.id;
   answer_.outcome = Outcome::not_started;
   has_ended_ = true;
   Pipe in;
   Pipe out;
   Pipe err;
-  if (!open_pipe(in) || !open_pipe(out) || !open_pipe(err)) {
+  Descriptor stored;
+  if (!open_pipe(in) || !open_pipe(out) || !open_pipe(err) ||
+      !open_stored(numbered.call.stored, stored)) {
     return;
   }
   pid_ = fork();
   if (pid_ == 0) {
-    become(words, in.read.get(), out.write.get(), err.write.get());
+    become(words, {in.read.get(), out.write.get(), err.write.get(), stored.get()});
   }
   if (pid_ == -1) {
     return;

@@ -35,8 +35,8 @@ class Descriptor {
 
 class Child {
  public:
-  /* Starts `words` in a process group of its own. */
-  Child(std::uint32_t id, const std::vector<std::string>& words, std::string input, int seconds);
+  /* Starts `words` for a call, in a process group of its own. */
+  Child(const NumberedCall& numbered, const std::vector<std::string>& words, int seconds);
   Child(Child&&) = default;
   Child& operator=(Child&&) = default;
 

@@ -109,7 +109,7 @@ void Broker::begin(const NumberedCall& numbered) {
   }
   const OperationRow* row = find_operation(static_cast<std::uint16_t>(numbered.call.operation));
   words->insert(words->begin(), l3ctl_);
-  children_.emplace_back(numbered.id, *words, numbered.call.input, seconds_for(*row));
+  children_.emplace_back(numbered, *words, seconds_for(*row));
   if (children_.back().has_ended()) {
     answer(children_.back().take_answer());
     children_.pop_back();

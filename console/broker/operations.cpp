@@ -7,6 +7,7 @@ namespace console {
 namespace {
 
 constexpr std::size_t largest_settings = 256 * 1024;
+constexpr std::size_t largest_stored = 256 * 1024;
 constexpr std::size_t longest_who = 64;
 constexpr std::size_t longest_device = 64;
 constexpr std::size_t longest_host = 270;
@@ -22,12 +23,14 @@ const std::vector<OperationRow>& table() {
       {rules, "rules", {"rules", "--counters"}},
       {health, "health", {"doctor"}},
       {plan, "plan", {"plan", "-"}, {}, largest_settings},
-      {apply, "apply", {"apply", "-"}, {}, largest_settings, true},
+      {apply, "apply", {"apply", "-"}, {}, largest_settings, true, true, true},
       {apply_with_confirmation,
        "apply-with-confirmation",
        {"apply", "-", "--confirm", "@"},
        {Argument::seconds},
        largest_settings,
+       true,
+       true,
        true},
       {confirm, "confirm", {"confirm"}, {}, 0, true},
       {revert, "revert", {"confirm", "--revert"}, {}, 0, true},
@@ -132,7 +135,8 @@ int seconds_for(const OperationRow& row) {
 
 std::optional<std::vector<std::string>> command_line(const Call& call) {
   const OperationRow* row = find_operation(static_cast<std::uint16_t>(call.operation));
-  if (row == nullptr || !is_who(*row, call.who) || call.input.size() > row->largest_input) {
+  if (row == nullptr || !is_who(*row, call.who) || call.input.size() > row->largest_input ||
+      call.stored.size() > (row->compares ? largest_stored : 0)) {
     return std::nullopt;
   }
   const std::vector<std::string_view> given = split(call.argument);
@@ -144,6 +148,9 @@ std::optional<std::vector<std::string>> command_line(const Call& call) {
   auto next = given.begin();
   for (const std::string_view word : row->words) {
     words.emplace_back(word == "@" ? *next++ : word);
+  }
+  if (!call.stored.empty()) {
+    words.insert(words.end(), {"--if-stored", std::string(stored_file)});
   }
   if (row->answers_json) {
     words.emplace_back("--json");

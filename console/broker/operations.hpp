@@ -48,6 +48,7 @@ struct OperationRow {
   std::size_t largest_input = 0;        /* bytes of standard input */
   bool changes = false;                 /* something on the gateway; such a run is told who asks */
   bool answers_json = true;
+  bool compares = false; /* with what was stored when the settings were read */
 };
 
 /* What the server sends. */
@@ -56,10 +57,15 @@ struct Call {
   std::string argument; /* words with one space between */
   std::string who;      /* for the history; only where the operation changes something */
   std::string input;
+  std::string stored; /* as the operation "settings" answered it; empty where it may be anything */
 };
 
 std::span<const OperationRow> operations();
 const OperationRow* find_operation(std::uint16_t number);
+
+/* Where a run of l3ctl finds what was stored. */
+inline constexpr int stored_fd = 3;
+inline constexpr std::string_view stored_file = "/proc/self/fd/3";
 
 /* Seconds that an operation may take before it is ended. */
 int seconds_for(const OperationRow& row);

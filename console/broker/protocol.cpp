@@ -13,6 +13,7 @@ struct CallHeader {
   std::uint16_t who_size;
   std::uint16_t reserved; /* zero */
   std::uint32_t input_size;
+  std::uint32_t stored_size;
 };
 
 struct AnswerHeader {
@@ -23,7 +24,7 @@ struct AnswerHeader {
   std::uint32_t errors_size;
 };
 
-static_assert(sizeof(CallHeader) == 16 && sizeof(AnswerHeader) == 16);
+static_assert(sizeof(CallHeader) == 20 && sizeof(AnswerHeader) == 16);
 
 /* No call of the table is larger, whatever its operation. */
 constexpr std::size_t largest_text = 336;
@@ -31,7 +32,8 @@ constexpr std::size_t largest_input = 256 * 1024;
 
 bool is_sound(const CallHeader& header) {
   return header.reserved == 0 && header.argument_size <= largest_text &&
-         header.who_size <= largest_text && header.input_size <= largest_input;
+         header.who_size <= largest_text && header.input_size <= largest_input &&
+         header.stored_size <= largest_input;
 }
 
 bool is_sound(const AnswerHeader& header) {
@@ -40,7 +42,8 @@ bool is_sound(const AnswerHeader& header) {
 }
 
 std::size_t size_of_texts(const CallHeader& header) {
-  return std::size_t{header.argument_size} + header.who_size + header.input_size;
+  return std::size_t{header.argument_size} + header.who_size + header.input_size +
+         header.stored_size;
 }
 
 std::size_t size_of_texts(const AnswerHeader& header) {
@@ -55,10 +58,15 @@ std::string bytes_of(const Header& header) {
 }
 
 NumberedCall message_of(const CallHeader& header, const char* texts) {
-  NumberedCall message{header.id, {static_cast<Operation>(header.operation), {}, {}, {}}};
-  message.call.argument.assign(texts, header.argument_size);
-  message.call.who.assign(texts + header.argument_size, header.who_size);
-  message.call.input.assign(texts + header.argument_size + header.who_size, header.input_size);
+  NumberedCall message{header.id, {static_cast<Operation>(header.operation), {}, {}, {}, {}}};
+  const auto take = [&texts](std::size_t size) {
+    texts += size;
+    return std::string(texts - size, size);
+  };
+  message.call.argument = take(header.argument_size);
+  message.call.who = take(header.who_size);
+  message.call.input = take(header.input_size);
+  message.call.stored = take(header.stored_size);
   return message;
 }
 
@@ -107,8 +115,9 @@ std::string frame_of(const NumberedCall& numbered) {
   return bytes_of(CallHeader{numbered.id, static_cast<std::uint16_t>(call.operation),
                              static_cast<std::uint16_t>(call.argument.size()),
                              static_cast<std::uint16_t>(call.who.size()), 0,
-                             static_cast<std::uint32_t>(call.input.size())}) +
-         call.argument + call.who + call.input;
+                             static_cast<std::uint32_t>(call.input.size()),
+                             static_cast<std::uint32_t>(call.stored.size())}) +
+         call.argument + call.who + call.input + call.stored;
 }
 
 std::string frame_of(const Answer& answer) {

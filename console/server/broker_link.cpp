@@ -21,7 +21,7 @@ bool is_change(const Call& call) {
 
 bool is_equal(const Call& one, const Call& other) {
   return one.operation == other.operation && one.argument == other.argument &&
-         one.input == other.input;
+         one.input == other.input && one.stored == other.stored;
 }
 
 }  // namespace

@@ -56,7 +56,7 @@ void Events::tick(std::int64_t now, bool has_listeners) {
   next_ = now + interval;
   const auto ask = [this](Operation operation, void (Events::*take)(const std::string&)) {
     ++waiting_;
-    link_->ask({operation, {}, {}, {}}, [this, take](const Answer& answer) {
+    link_->ask({operation, {}, {}, {}, {}}, [this, take](const Answer& answer) {
       --waiting_;
       if (answer.outcome == Outcome::ended && answer.status == 0) {
         (this->*take)(answer.output);

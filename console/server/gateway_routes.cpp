@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t largest_packet = 4096;
 
 Call call_of(Operation operation, std::string input = {}, std::string argument = {}) {
-  return {operation, std::move(argument), {}, std::move(input)};
+  return {operation, std::move(argument), {}, std::move(input), {}};
 }
 
 /* The texts of a packet, and nothing nested. */
@@ -127,8 +127,8 @@ Response plan(Console& /*console*/, const Request& request, const Caller& /*call
   return ask(call_of(Operation::plan, request.body), {0, 2});
 }
 
-/* The settings are read once more, so that nothing that another client has changed meanwhile is
- overwritten. */
+/* The settings are read once more, and l3ctl sets the new ones only if they are still stored: nothing
+ * that anyone has changed meanwhile is overwritten. */
 Response apply(Console& console, const Request& request, const Caller& caller) {
   const std::string known = header(request, "if-match");
   if (known.empty()) {
@@ -149,7 +149,9 @@ Response apply(Console& console, const Request& request, const Caller& caller) {
     if (known != "*" && known != etag_of(answer.output)) {
       return problem(412, "settings_changed", "the settings have changed since they were read");
     }
-    return ask_for_change(console, caller, change, [=, &console](const Answer& made) {
+    Call checked = change;
+    checked.stored = known == "*" ? "" : answer.output;
+    return ask_for_change(console, caller, checked, [=, &console](const Answer& made) {
       return applied(console, identity_of(caller), waits, made);
     });
   });

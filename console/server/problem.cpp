@@ -84,6 +84,9 @@ Kind kind_of(const Answer& answer, const std::string& error, bool has_faults) {
   if (has_faults) {
     return {422, "settings_invalid"};
   }
+  if (answer.status == busy && error.find("what is stored is not what") != std::string::npos) {
+    return {412, "settings_changed"};
+  }
   if (answer.status == busy) {
     const bool waits = error.find("confirm") != std::string::npos;
     return waits ? Kind{409, "confirmation_pending"} : Kind{409, "busy"};

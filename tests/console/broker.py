@@ -8,7 +8,7 @@ from pathlib import Path
 BROKER = os.environ["L3_CONSOLE_BROKER"]
 PROGRAM = Path("/tmp/l3ctl")
 
-CALL = struct.Struct("=IHHHHI")
+CALL = struct.Struct("=IHHHHII")
 ANSWER = struct.Struct("=IHHII")
 OUTCOMES = ("ended", "refused", "not_started", "too_slow", "too_long", "crashed", "gone")
 OPERATIONS = ("settings", "status", "rules", "health", "plan", "apply", "apply-with-confirmation", "confirm", "revert",
@@ -16,10 +16,10 @@ OPERATIONS = ("settings", "status", "rules", "health", "plan", "apply", "apply-w
               "explain-way")  # fmt: skip
 
 
-def frame(operation, argument=b"", who=b"", sent=b"", number=1):
+def frame(operation, argument=b"", who=b"", sent=b"", number=1, stored=b""):
     if isinstance(operation, str):
         operation = OPERATIONS.index(operation) + 1
-    return CALL.pack(number, operation, len(argument), len(who), 0, len(sent)) + argument + who + sent
+    return CALL.pack(number, operation, len(argument), len(who), 0, len(sent), len(stored)) + argument + who + sent + stored
 
 
 class Answer:

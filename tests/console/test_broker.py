@@ -90,6 +90,16 @@ class BrokerTest(unittest.TestCase):
             # The three of every program, and the folder that it looks at.
             self.assertEqual(run["descriptors"], 4)
 
+    def test_what_was_stored_is_a_file_of_the_run(self):
+        write_program("print(sys.argv[1:], sys.stdin.read(), open('/proc/self/fd/3').read(), len(os.listdir('/proc/self/fd')))")
+        stored = "x" * 262144
+        with Broker() as broker:
+            for operation, argument, words in (("apply", b"", []), ("apply-with-confirmation", b"60", ["--confirm", "60"])):
+                answer = broker.call(operation, argument, sent=b"{}", stored=stored.encode())
+                self.assertEqual(answer.output.decode(), f"{['apply', '-', *words, '--if-stored', '/proc/self/fd/3', '--json']} {{}} {stored} 5\n")
+            for operation in ("plan", "restore", "status", "confirm"):
+                self.assertEqual(broker.call(operation, stored=b"x").outcome, "refused")
+
     def test_calls_outside_the_table(self):
         refused = [(number, b"", b"", b"") for number in (0, len(OPERATIONS) + 1, 99, 65535)]
         refused += [(name, b"60", b"", b"") for name, (_, argument, _) in ALLOWED.items() if not argument]
@@ -112,7 +122,7 @@ class BrokerTest(unittest.TestCase):
         self.assertEqual(self.runs(), [])
 
     def test_sizes_out_of_bounds_end_the_connection(self):
-        for bytes_ in (frame("apply", b"1" * 337), frame("apply", b"", b"a" * 337), frame("plan", sent=b"x" * (262145)),
+        for bytes_ in (frame("apply", b"1" * 337), frame("apply", b"", b"a" * 337), frame("plan", sent=b"x" * 262145), frame("apply", stored=b"x" * 262145),
                        frame("status")[:10] + b"\1\0" + frame("status")[12:]):
             def attempt(broker, bytes_=bytes_):
                 try:

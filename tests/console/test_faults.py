@@ -38,6 +38,14 @@ class Faults(ConsoleTest):
         hand_on()
         super().setUp()
 
+    def test_a_change_between_the_comparison_and_the_apply(self):
+        PROGRAM.write_text(f'#!/bin/sh\ncase "$*" in apply*) echo \'{{"vpn_pass_through": true}}\' | {L3CTL} apply - ;; esac >&2\nexec {L3CTL} "$@"\n')
+        settings = {"mac_filter": {"enabled": True, "mode": "black-list", "devices": [{"mac": "02:00:00:00:00:0a"}]}}
+        self.assert_problem(self.client.apply(settings), 412, "settings_changed")
+        stored = self.client.get("settings").json
+        self.assertEqual((stored["vpn_pass_through"], stored["mac_filter"]["devices"]), (True, []))
+        self.assertEqual(self.client.apply(settings, etag="*").status, 200)
+
     def test_l3ctl_is_missing(self):
         PROGRAM.unlink()
         self.assert_problem(self.client.get("status"), 504, "l3ctl_missing")
