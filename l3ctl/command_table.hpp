@@ -17,12 +17,21 @@ enum class Effect : uint8_t {
   changes,  /* settings or rules; its verbs that list or show only read */
 };
 
+/* What a command that changes something offers besides. */
+enum class Offers : uint8_t {
+  nothing, /* it changes no settings and no rules */
+  who,     /* a name for the history */
+  dry_run, /* and a dry run: what it changes is stored nowhere */
+  all,     /* and a rollback unless it is confirmed */
+};
+
 struct Command {
   const char* name;
   AddCommand add;
   Effect effect;
   /* What exit status 3 of this command means; null where it never ends so. */
   const char* status_three;
+  Offers offers = Offers::all;
 };
 
 /* All commands, in the order of the help. */

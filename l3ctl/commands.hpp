@@ -11,6 +11,8 @@ void add_apply_command(CLI::App& app, Context& context);
 void add_plan_command(CLI::App& app, Context& context);
 void add_diff_command(CLI::App& app, Context& context);
 void add_confirm_command(CLI::App& app, Context& context);
+void add_history_command(CLI::App& app, Context& context);
+void add_undo_command(CLI::App& app, Context& context);
 void add_show_command(CLI::App& app, Context& context);
 void add_export_command(CLI::App& app, Context& context);
 void add_status_command(CLI::App& app, Context& context);

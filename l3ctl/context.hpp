@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "management/error.hpp"
 #include "management/options.hpp"
@@ -44,6 +45,9 @@ inline void refuse_json(const Context& context, const std::string& command) {
 
 /* "l3ctl: message" on standard error: an error, or what explains it. */
 void complain(const std::string& message);
+
+/* All of these so far, those that --quiet leaves out too. */
+const std::vector<std::string>& reported_messages();
 
 /* The same for a warning, a note or progress: not with --quiet. */
 void inform(const std::string& message);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -20,6 +21,7 @@
 #include "management/system/escape.hpp"
 #include "management/system/find_tool.hpp"
 #include "management/system/redirect_output.hpp"
+#include "management/system/text.hpp"
 #include "platform/linux/platform_linux.hpp"
 
 namespace l3ctl {
@@ -67,10 +69,59 @@ std::unique_ptr<CLI::App> make_parser(Context& context) {
       ->capture_default_str();
   app->require_subcommand(1);
   app->fallthrough();
-  for (const Command& command : commands()) {
-    command.add(*app, context);
-  }
   return app;
+}
+
+/* What every command that changes something offers. */
+void add_change_options(CLI::App& command, Context& context, Offers offers) {
+  command.add_option("--who", context.who, "Who asks for the change, for the history");
+  command.add_option("--origin", context.origin, "What passes it on, for the history")->group("");
+  if (offers == Offers::dry_run || offers == Offers::all) {
+    command.add_flag("--dry-run", context.dry_run,
+                     "Show what it would do, as plan does, and do nothing");
+  }
+  if (offers == Offers::all) {
+    command
+        .add_option(
+            "--confirm", context.confirm_within,
+            "Bring the old settings back unless \"l3ctl confirm\" comes within so many seconds")
+        ->check(CLI::Range(1, 86400));
+  }
+}
+
+void add_command(CLI::App& app, Context& context, const Command& command) {
+  if (find_command(app, command.name) == nullptr) {
+    command.add(app, context);
+    if (command.effect == Effect::changes && command.offers != Offers::nothing) {
+      add_change_options(*app.get_subcommand(command.name), context, command.offers);
+    }
+  }
+}
+
+void add_all_commands(CLI::App& app, Context& context) {
+  for (const Command& command : commands()) {
+    add_command(app, context, command);
+  }
+}
+
+/* A start takes half the time with no other commands than the words name. Help, and words that name none, need all. */
+void add_commands(CLI::App& app, Context& context, const std::vector<std::string>& words) {
+  const auto all = commands();
+  const auto is_named = [&](const char* name) {
+    return std::any_of(words.begin(), words.end(),
+                       [&](const std::string& word) { return is_same_word(word, name); });
+  };
+  if (is_named("help") || is_named("--help") || is_named("-h") || is_named("completion") ||
+      std::none_of(all.begin(), all.end(),
+                   [&](const Command& command) { return is_named(command.name); })) {
+    add_all_commands(app, context);
+    return;
+  }
+  for (const Command& command : all) {
+    if (is_named(command.name)) {
+      add_command(app, context, command);
+    }
+  }
 }
 
 /* Set by --quiet, which holds for messages of every depth. */
@@ -102,15 +153,16 @@ void print_failure(const Context& context, const char* message) {
 }
 
 /* How the chosen command ends on a wrong command line or wrong settings. */
-ExitStatus wrong_input_status(const CLI::App& app) {
+ExitStatus wrong_input_status(const CLI::App& app, bool is_dry_run) {
   const auto chosen = app.get_subcommands();
-  return !chosen.empty() && has_own_statuses(*chosen.front()) ? exit_failed : exit_wrong_input;
+  return is_dry_run || (!chosen.empty() && has_own_statuses(*chosen.front())) ? exit_failed
+                                                                              : exit_wrong_input;
 }
 
-ExitStatus exit_status_of(ErrorKind kind, const CLI::App& app) {
+ExitStatus exit_status_of(ErrorKind kind, const CLI::App& app, bool is_dry_run) {
   switch (kind) {
     case ErrorKind::invalid_input:
-      return wrong_input_status(app);
+      return wrong_input_status(app, is_dry_run);
     case ErrorKind::stored_damaged:
       return exit_implausible;
     case ErrorKind::busy:
@@ -122,7 +174,8 @@ ExitStatus exit_status_of(ErrorKind kind, const CLI::App& app) {
 }
 
 /* Returns the exit status with which the program ends at once, or -1. */
-int parse(CLI::App& app, std::vector<std::string> words) {
+int parse(CLI::App& app, Context& context, std::vector<std::string> words) {
+  add_commands(app, context, words);
   replace_other_words(app, words);
   app.failure_message([&words](const CLI::App* parser, const CLI::Error& error) {
     return "l3ctl: " + usage_error_message(*parser, error, words) + "\n";
@@ -132,6 +185,10 @@ int parse(CLI::App& app, std::vector<std::string> words) {
     std::vector<std::string> reversed(words.rbegin(), words.rend());
     app.parse(std::move(reversed));
   } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0) {
+      // The message names the word that is closest to an unknown one.
+      add_all_commands(app, context);
+    }
     if (app.exit(error) == 0) {
       return exit_done;
     }
@@ -139,19 +196,33 @@ int parse(CLI::App& app, std::vector<std::string> words) {
     if (app.count("--json") != 0) {
       print_failure_as_json(usage_error_message(app, error, words), {});
     }
-    return wrong_input_status(app);
+    const bool is_dry_run = std::find(words.begin(), words.end(), "--dry-run") != words.end();
+    return wrong_input_status(app, is_dry_run);
   }
   return -1;
+}
+
+/* For the history: who runs this program, and how. */
+void describe_caller(Context& context, const std::vector<std::string>& words) {
+  for (const char* name : {"SUDO_USER", "USER"}) {
+    const char* user = std::getenv(name);
+    context.who = context.who.empty() && user != nullptr ? user : context.who;
+  }
+  context.who = context.who.empty() ? "user " + std::to_string(getuid()) : context.who;
+  context.origin = context.origin.empty() ? "l3ctl" : context.origin;
+  context.command = joined(words, " ");
 }
 
 int run(Context& context, int argc, char** argv) {
   // Leaked on purpose: to destroy the parser takes time, and the process ends next.
   static CLI::App* const app = make_parser(context).release();
-  const int status = parse(*app, {argv + std::min(argc, 1), argv + argc});
+  const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  const int status = parse(*app, context, words);
   if (status != -1) {
     return status;
   }
   is_quiet = context.quiet;
+  describe_caller(context, words);
   if (!context.verbose) {
     hold_library_output();
   }
@@ -159,11 +230,15 @@ int run(Context& context, int argc, char** argv) {
     return context.action();
   } catch (const Error& error) {
     print_failure(context, error.what());
-    return exit_status_of(error.kind(), *app);
+    return exit_status_of(error.kind(), *app, context.dry_run);
   }
 }
 
 }  // namespace
+
+const std::vector<std::string>& reported_messages() {
+  return messages();
+}
 
 void complain(const std::string& message) {
   messages().push_back(message);

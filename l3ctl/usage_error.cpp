@@ -125,7 +125,12 @@ const CLI::App* find_command(const CLI::App& parent, const std::string& word) {
 
 void replace_other_words(const CLI::App& app, std::vector<std::string>& words) {
   const CLI::App* command = &app;
-  for (std::string& word : words) {
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (words[i].find('=') != std::string::npos && !words[i].starts_with('-') &&
+        find_verb(*command, "mode") != nullptr) {
+      words.insert(words.begin() + static_cast<std::ptrdiff_t>(i), "mode");
+    }
+    std::string& word = words[i];
     if (verbs_of(*command).empty()) {
       return;
     }
@@ -136,6 +141,10 @@ void replace_other_words(const CLI::App& app, std::vector<std::string>& words) {
       word = "--help";
     }
   }
+}
+
+bool is_same_word(const std::string& word, const std::string& name) {
+  return with_dashes(word) == name;
 }
 
 CLI::Validator one_of(const std::vector<std::string>& allowed) {

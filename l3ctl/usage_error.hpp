@@ -32,4 +32,7 @@ std::string unknown_word_message(const std::string& word, const CLI::App& comman
 std::string usage_error_message(const CLI::App& app, const CLI::Error& error,
                                 const std::vector<std::string>& words);
 
+/* Whether a word of the command line is this name; underscores count as dashes. */
+bool is_same_word(const std::string& word, const std::string& name);
+
 }  // namespace l3ctl

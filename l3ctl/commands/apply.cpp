@@ -14,7 +14,6 @@
 #include "l3ctl/views/problem_report.hpp"
 #include "l3ctl/views/settings_text.hpp"
 #include "management/change/change.hpp"
-#include "management/change/confirmation.hpp"
 #include "management/store/time_zone_file.hpp"
 #include "management/system/text.hpp"
 
@@ -65,13 +64,11 @@ class StoredBefore {
   std::string text_;
 };
 
-/* `confirm_within` is in seconds; 0 where nobody has to confirm. */
-int apply_file(const Context& context, const SettingsFile& file, const std::string& if_stored,
-               int confirm_within) {
+int apply_file(const Context& context, const SettingsFile& file, const std::string& if_stored) {
   const StoredBefore before(if_stored, file.file);
   const settings::TimeZone zone = stored_time_zone();
   const settings::Settings wanted = read_settings_file(file);
-  Change change(context, sets_only_portal(wanted, confirm_within)
+  Change change(context, sets_only_portal(wanted, context.confirm_within)
                              ? Preconditions{.allow_unsafe_text = true}
                              : sound_state);
   before.check(change.stored());
@@ -80,29 +77,11 @@ int apply_file(const Context& context, const SettingsFile& file, const std::stri
                 ErrorKind::busy);
   }
   warn_of_change(change.stored(), with_changes(change.stored(), wanted), wanted);
-  const bool waits = confirm_within > 0 && changes_something(wanted, change.stored());
-  if (waits) {
-    begin_confirmation(context, change, wanted, confirm_within);
-  }
   const Applied applied = apply_in_order(change, wanted, show_progress);
-  nlohmann::ordered_json members{{"applied", applied.set}, {"unchanged", applied.unchanged}};
-  if (waits) {
-    members["confirm_within"] = confirm_within;
-  }
-  if (waits && change.make()) {
-    restart_confirmation(change);
-  }
-  const ChangeResult result = change.finish();
-  // Before a word is printed: the reader may be gone.
-  const bool is_pending = waits && settle_confirmation(result);
-  const int status = print_result(
-      context, result,
-      "applied: " + names_of(applied.set) + "; unchanged: " + names_of(applied.unchanged), members);
-  if (is_pending) {
-    inform("\"l3ctl confirm\" within " + std::to_string(confirm_within) +
-           " s keeps these settings; otherwise the old ones come back");
-  }
-  return status;
+  const nlohmann::ordered_json members{{"applied", applied.set}, {"unchanged", applied.unchanged}};
+  return report(context, change,
+                "applied: " + names_of(applied.set) + "; unchanged: " + names_of(applied.unchanged),
+                members);
 }
 
 }  // namespace
@@ -122,16 +101,8 @@ void add_apply_command(CLI::App& app, Context& context) {
   command->add_option(
       "--if-stored", *if_stored,
       "Only if what is stored is still what this file, an export, says; else status 5");
-  auto confirm_within = std::make_shared<int>(0);
-  command
-      ->add_option(
-          "--confirm", *confirm_within,
-          "Bring the old settings back unless \"l3ctl confirm\" comes within so many seconds")
-      ->check(CLI::Range(1, 86400));
-  command->callback([&context, file, if_stored, confirm_within] {
-    context.action = [&context, file, if_stored, confirm_within] {
-      return apply_file(context, *file, *if_stored, *confirm_within);
-    };
+  command->callback([&context, file, if_stored] {
+    context.action = [&context, file, if_stored] { return apply_file(context, *file, *if_stored); };
   });
 }
 

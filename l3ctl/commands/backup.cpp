@@ -122,8 +122,11 @@ int backup(const Context& context, const Copy& copy) {
   const std::string done =
       "backup: " + std::to_string(bytes.size()) + " bytes written to " + copy.file;
   if (context.json) {
-    const Json result = {
-        {"done", done}, {"failed", Json::array()}, {"failed_rules", Json::array()}};
+    const Json result = {{"done", done},
+                         {"id", nullptr},
+                         {"failed", Json::array()},
+                         {"failed_rules", Json::array()},
+                         {"messages", reported_messages()}};
     print_json(result);
   } else if (!context.quiet) {
     std::cout << escape(done) << '\n';

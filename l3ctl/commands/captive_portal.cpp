@@ -35,13 +35,13 @@ const char* clear_note(const Settings& before) {
                "destination";
 }
 
-constexpr Filter captive_portal = {.command = "captive-portal",
-                                   .help = "Where web requests of LAN clients may go",
-                                   .main_key = "destination",
-                                   .example = "203.0.113.0/24",
-                                   .lists = captive_portal_lists,
-                                   .reset = gl3_web_set_caporl_table_default,
-                                   .clear_note = clear_note};
+const Filter captive_portal = {.command = "captive-portal",
+                               .help = "Where web requests of LAN clients may go",
+                               .main_key = "destination",
+                               .example = "203.0.113.0/24",
+                               .lists = captive_portal_lists,
+                               .reset = gl3_web_set_caporl_table_default,
+                               .clear_note = clear_note};
 
 int show_portal(const Context& context) {
   warn_of_stored_damage();

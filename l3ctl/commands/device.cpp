@@ -16,6 +16,7 @@
 #include "management/change/clock_shift.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/change/confirmation_timer.hpp"
+#include "management/change/rollback.hpp"
 #include "management/change/start_again.hpp"
 #include "management/store/setters.hpp"
 #include "management/store/unsafe_text.hpp"
@@ -91,7 +92,9 @@ int start_up_again(const Context& context, Lock lock) {
 }
 
 int init(const Context& context, bool again) {
-  roll_back_unconfirmed(context, true);
+  if (!context.dry_run) {
+    roll_back_unconfirmed(context, true);
+  }
   Lock lock(context);
   if (is_started()) {
     if (!again) {
@@ -103,9 +106,11 @@ int init(const Context& context, bool again) {
     return start_up_again(context, std::move(lock));
   }
   const int status = start_up(context, std::move(lock));
-  // Rules of settings that were not confirmed must not stay, also where the old ones cannot be stored.
-  roll_back_unconfirmed(context, false);
-  shift_at_start(context);
+  if (!context.dry_run) {
+    // Rules of settings that were not confirmed must not stay, also where the old ones cannot be stored.
+    roll_back_unconfirmed(context, false);
+    shift_at_start(context);
+  }
   return status;
 }
 
@@ -125,7 +130,7 @@ void confirm() {
 }
 
 int reset(const Context& context, bool is_sure) {
-  if (!is_sure) {
+  if (!is_sure && !context.dry_run) {
     confirm();
   }
   Change change(context, Preconditions{.allow_damaged = true, .allow_unsafe_text = true});

@@ -14,12 +14,13 @@ constexpr FilterList dhcp_lists[] = {
     {.section = "dhcp_filter", .remove_all = gl3_web_remove_all_dhcp_rule},
 };
 
-constexpr Filter dhcp_filter = {.command = "dhcp-filter",
-                                .help = "Which devices get an address from the gateway",
-                                .main_key = "mac",
-                                .example = "02:00:00:00:00:01",
-                                .lists = dhcp_lists,
-                                .reset = gl3_web_set_dhcp_table_default};
+const Filter dhcp_filter = {.command = "dhcp-filter",
+                            .help = "Which devices get an address from the gateway",
+                            .main_key = "mac",
+                            .example = "02:00:00:00:00:01",
+                            .lists = dhcp_lists,
+                            .reset = gl3_web_set_dhcp_table_default,
+                            .modes = {"mode"}};
 
 }  // namespace
 

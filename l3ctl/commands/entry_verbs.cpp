@@ -1,12 +1,17 @@
 #include "l3ctl/commands/entry_verbs.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <utility>
 
+#include "l3ctl/commands/entry_words.hpp"
 #include "l3ctl/views/change_report.hpp"
 #include "management/change/change.hpp"
-#include "management/devices/find_device.hpp"
 #include "management/store/sections.hpp"
+#include "management/system/text.hpp"
 
 namespace l3ctl {
 
@@ -21,57 +26,6 @@ struct WantedSection {
   const FilterList* list;
   settings::Settings settings;
 };
-
-[[noreturn]] void refuse(const Filter& filter, const std::string& message) {
-  throw Error(std::string(filter.command) + ": " + message + "; nothing was changed",
-              ErrorKind::invalid_input);
-}
-
-/* Numbers and switches of the settings are not in quotes there. */
-Json value_of(const std::string& key, const std::string& text) {
-  if (key == "enabled" && (text == "true" || text == "false")) {
-    return text == "true";
-  }
-  const bool is_number =
-      !text.empty() && text.size() < 10 &&
-      std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-  if ((key == "index" || key == "flag" || key == "reserved") && is_number) {
-    return std::stoi(text);
-  }
-  return text;
-}
-
-/* The text that settings have for the device which a word means. */
-std::string mac_of(const Filter& filter, const std::string& word) {
-  if (settings::looks_like_mac(word)) {
-    // What is wrong with one is for the check of the whole section to say.
-    const auto stored = settings::parse_stored_mac(word).value;
-    return stored ? settings::mac_text(*stored) : word;
-  }
-  const auto mac = find_device(word);
-  if (!mac.value) {
-    refuse(filter, "\"" + word + "\" is not allowed; it must be " + mac.allowed);
-  }
-  return settings::mac_text(*mac.value);
-}
-
-Json entry_of(const Filter& filter, const std::vector<std::string>& words) {
-  Json entry = Json::object();
-  for (const std::string& word : words) {
-    const size_t equals = word.find('=');
-    const bool is_main = equals == std::string::npos;
-    if (is_main && (filter.main_key == nullptr || entry.contains(filter.main_key))) {
-      refuse(filter, "\"" + word + "\" is not KEY=VALUE");
-    }
-    const std::string key = is_main ? filter.main_key : word.substr(0, equals);
-    if (entry.contains(key)) {
-      refuse(filter, "\"" + key + "\" is given twice");
-    }
-    const std::string value = is_main ? word : word.substr(equals + 1);
-    entry[key] = key == "mac" ? Json(mac_of(filter, value)) : value_of(key, value);
-  }
-  return entry;
-}
 
 /* The list of the entries in a section, under whatever name it has there. */
 Json& entries_of(Json& section) {
@@ -174,14 +128,19 @@ void note_what_is_off(const Filter& filter, const Change& change, const Json& do
   }
 }
 
-/* The same entry twice has no effect but that deleting one leaves the other. */
-void warn_of_twin(const WantedSection& wanted) {
-  Json section = Json::parse(settings::write(wanted.settings, {wanted.list->section}));
+/* The place of an entry that says the same as the last one, of which deleting one would leave the other. */
+std::optional<size_t> twin_of_last(const FilterList& list, const settings::Settings& settings) {
+  Json section = Json::parse(settings::write(settings, {list.section}));
   const Json& entries = entries_of(section.front());
   const auto twin = std::find(entries.begin(), entries.end() - 1, entries.back());
-  if (twin != entries.end() - 1) {
-    inform("warning: " + std::string(wanted.list->section) + " entry " +
-           std::to_string(twin - entries.begin()) + " says the same");
+  return twin == entries.end() - 1 ? std::nullopt : std::optional<size_t>(twin - entries.begin());
+}
+
+void refuse_full_list(const Filter& filter, const FilterList& list, size_t entries) {
+  const size_t capacity = section_named(list.section).list->capacity;
+  if (entries > capacity) {
+    refuse(filter, std::string(list.section) + " is full: it holds " + std::to_string(capacity) +
+                       " entries, and would have " + std::to_string(entries));
   }
 }
 
@@ -206,86 +165,250 @@ bool is_number(const std::string& which) {
 }
 
 /* The entries of one number in two lists have nothing to do with each other. */
-void refuse_two_of_a_number(const Filter& filter, const std::string& which,
-                            const std::vector<WantedSection>& wanted) {
-  if (wanted.size() > 1 && is_number(which)) {
-    refuse(filter, std::string("both ") + wanted[0].list->section + " and " +
-                       wanted[1].list->section + " have an entry " + which +
-                       ": --ipv4 or --ipv6 says which");
+void refuse_two_of_a_number(const Filter& filter, const Lists& lists, const std::string& which) {
+  if (is_number(which)) {
+    refuse(filter, std::string("both ") + lists[0].section + " and " + lists[1].section +
+                       " have an entry " + which + ": --ipv4 or --ipv6 says which");
   }
 }
 
-/* Deletes what `which` says; the number of deleted entries. */
-size_t erase_from(const Filter& filter, Json& entries, const std::string& which) {
-  const size_t before = entries.size();
-  if (is_number(which)) {
-    const size_t number = std::stoul(which);
-    if (number < before) {
-      entries.erase(number);
+/* The places of the entries that `which` means, by number or by the value of the main key. */
+std::vector<size_t> places_of(const Filter& filter, const Json& entries, const std::string& which) {
+  std::vector<size_t> places;
+  for (size_t i = 0; i < entries.size(); ++i) {
+    if (is_number(which) ? std::stoul(which) == i
+                         : filter.main_key != nullptr && has_value(filter, entries[i], which)) {
+      places.push_back(i);
     }
-  } else if (filter.main_key != nullptr) {
-    entries.erase(
-        std::remove_if(entries.begin(), entries.end(),
-                       [&](const Json& entry) { return has_value(filter, entry, which); }),
-        entries.end());
   }
-  return before - entries.size();
+  return places;
+}
+
+/* An entry's name as the settings have it: its number, or the value of the main key. */
+std::string entry_name(const Filter& filter, const std::string& which) {
+  const bool is_device =
+      filter.main_key != nullptr && filter.main_key == std::string_view("mac") && !is_number(which);
+  return is_device ? mac_of(filter, which) : which;
+}
+
+[[noreturn]] void refuse_missing(const Filter& filter, const std::string& which) {
+  refuse(filter, "no entry \"" + which + "\" (\"l3ctl " + filter.command + " list\" shows them)");
 }
 
 }  // namespace
 
-int add_entry(const Context& context, const Filter& filter, Lists lists,
-              const std::vector<std::string>& words) {
-  const Json entry = entry_of(filter, words);
-  const Lists named = lists;
-  lists = lists_for(filter, lists, entry);
-  Change change(context);
-  std::vector<WantedSection> wanted;
-  std::string places;
-  std::vector<std::string> told;
-  for (const FilterList& list : lists) {
-    const Json before = stored_section(change, list);
-    Json document = before;
-    Json& entries = entries_of(document.front());
-    entries.push_back(entry);
-    const std::string path = entry_path(document, entries.size() - 1);
-    wanted.push_back({&list, checked(change, before, document, path, told)});
-    warn_of_twin(wanted.back());
-    places += (places.empty() ? "" : ", ") + std::string(list.section) + " entry " +
-              std::to_string(entries.size() - 1);
-    if (wanted.size() == 1) {
-      note_what_is_off(filter, change, document);
+namespace {
+
+/* A list while entries are added to it. */
+struct Growing {
+  const FilterList* list;
+  Json before;
+  Json document;
+  settings::Settings settings;
+  bool has_grown = false;
+};
+
+/* Adds one entry, unless the list has it already. Returns what became of it. */
+std::string grow(const Filter& filter, const Change& change, Growing& growing, const Json& entry,
+                 std::vector<std::string>& told) {
+  Json longer = growing.document;
+  Json& entries = entries_of(longer.front());
+  entries.push_back(entry);
+  const size_t place = entries.size() - 1;
+  const std::string section = growing.list->section;
+  settings::Reading reading =
+      read_section(longer, entry_path(longer, place), *change.stored().time_zone);
+  if (reading.errors.empty()) {
+    if (const auto twin = twin_of_last(*growing.list, reading.settings)) {
+      inform("note: " + section + " entry " + std::to_string(*twin) +
+             " says the same, so it is not added");
+      return "";
     }
   }
-  note_one_family(filter, named, entry);
-  return set_all(context, change, wanted, std::string(filter.command) + ": added as " + places);
+  refuse_full_list(filter, *growing.list, entries.size());
+  growing.settings = checked(change, growing.document, longer, entry_path(longer, place), told);
+  growing.document = std::move(longer);
+  growing.has_grown = true;
+  return section + " entry " + std::to_string(place);
 }
 
-int delete_entry(const Context& context, const Filter& filter, Lists lists,
-                 const std::string& which) {
-  const bool is_device =
-      filter.main_key != nullptr && filter.main_key == std::string_view("mac") && !is_number(which);
-  const std::string entry_name = is_device ? mac_of(filter, which) : which;
+/* The lists that get an entry of these, each once. */
+std::vector<Growing> growing_lists(const Filter& filter, const Change& change, const Lists& lists,
+                                   const std::vector<Json>& entries) {
+  std::vector<Growing> result;
+  for (const FilterList& list : lists) {
+    if (std::any_of(entries.begin(), entries.end(), [&](const Json& entry) {
+          const Lists chosen = lists_for(filter, lists, entry);
+          return &list >= chosen.data() && &list < chosen.data() + chosen.size();
+        })) {
+      const Json stored = stored_section(change, list);
+      result.push_back({&list, stored, stored, change.stored()});
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+int add_entries(const Context& context, const Filter& filter, Lists lists,
+                const std::vector<std::string>& words) {
+  const std::vector<Json> entries = entries_of_words(filter, words);
+  Change change(context);
+  std::vector<Growing> all = growing_lists(filter, change, lists, entries);
+  std::vector<std::string> places;
+  std::vector<std::string> told;
+  for (const Json& entry : entries) {
+    const Lists chosen = lists_for(filter, lists, entry);
+    for (Growing& growing : all) {
+      if (growing.list < chosen.data() || growing.list >= chosen.data() + chosen.size()) {
+        continue;
+      }
+      if (std::string place = grow(filter, change, growing, entry, told); !place.empty()) {
+        places.push_back(std::move(place));
+      }
+    }
+    note_one_family(filter, lists, entry);
+  }
+  note_what_is_off(filter, change, all.front().document);
+  std::vector<WantedSection> wanted;
+  for (const Growing& growing : all) {
+    if (growing.has_grown) {
+      wanted.push_back({growing.list, growing.settings});
+    }
+  }
+  return set_all(context, change, wanted,
+                 std::string(filter.command) +
+                     (places.empty() ? ": nothing to add" : ": added as " + joined(places)));
+}
+
+int delete_entries(const Context& context, const Filter& filter, Lists lists,
+                   std::vector<std::string> names) {
+  for (std::string& name : names) {
+    name = entry_name(filter, name);
+  }
   Change change(context);
   std::vector<WantedSection> wanted;
   std::vector<std::string> told;
+  std::set<std::string> found;
   size_t deleted = 0;
   for (const FilterList& list : lists) {
     const Json before = stored_section(change, list);
     Json document = before;
-    const size_t found = erase_from(filter, entries_of(document.front()), entry_name);
-    if (found != 0) {
+    Json& entries = entries_of(document.front());
+    // Numbers are those of the list as it is shown now.
+    std::set<size_t, std::greater<>> places;
+    for (const std::string& which : names) {
+      const std::vector<size_t> meant = places_of(filter, entries, which);
+      if (!meant.empty() && !found.insert(which).second) {
+        refuse_two_of_a_number(filter, lists, which);
+      }
+      places.insert(meant.begin(), meant.end());
+    }
+    for (const size_t place : places) {
+      entries.erase(place);
+    }
+    if (!places.empty()) {
       wanted.push_back({&list, checked(change, before, document, "", told)});
-      deleted += found;
+      deleted += places.size();
     }
   }
-  refuse_two_of_a_number(filter, which, wanted);
-  if (deleted == 0) {
-    refuse(filter, "no entry \"" + which + "\" (\"l3ctl " + filter.command + " list\" shows them)");
+  for (const std::string& which : names) {
+    if (!found.contains(which)) {
+      refuse_missing(filter, which);
+    }
   }
   return set_all(context, change, wanted,
                  std::string(filter.command) + ": deleted " + std::to_string(deleted) +
                      (deleted == 1 ? " entry" : " entries"));
+}
+
+namespace {
+
+/* Puts the values into the entry; KEY= takes a key out. */
+void merge(Json& entry, const Json& values, const Filter& filter) {
+  if (!entry.is_object()) {
+    entry = Json{{filter.main_key, entry}};
+  }
+  for (const auto& [key, value] : values.items()) {
+    if (value == "") {
+      entry.erase(key);
+    } else {
+      entry[key] = value;
+    }
+  }
+}
+
+/* The one entry of the list that is meant; nothing where there is none. */
+std::optional<size_t> place_of_one(const Filter& filter, const FilterList& list,
+                                   const Json& entries, const std::string& which) {
+  const std::vector<size_t> places = places_of(filter, entries, which);
+  if (places.size() > 1) {
+    std::vector<std::string> numbers;
+    for (const size_t place : places) {
+      numbers.push_back(std::to_string(place));
+    }
+    refuse(filter, std::string(list.section) + " has several entries \"" + which +
+                       "\": give the number, one of " + joined(numbers));
+  }
+  return places.empty() ? std::nullopt : std::optional(places.front());
+}
+
+}  // namespace
+
+int set_entry(const Context& context, const Filter& filter, Lists lists,
+              const std::vector<std::string>& words) {
+  const std::string which = entry_name(filter, words.front());
+  Json values = entry_of(filter, {words.begin() + 1, words.end()});
+  if (filter.complete != nullptr) {
+    filter.complete(values);
+  }
+  Change change(context);
+  std::vector<WantedSection> wanted;
+  std::vector<std::string> told;
+  std::vector<std::string> places;
+  for (const FilterList& list : lists) {
+    const Json before = stored_section(change, list);
+    Json document = before;
+    Json& entries = entries_of(document.front());
+    if (const auto place = place_of_one(filter, list, entries, which)) {
+      merge(entries[*place], values, filter);
+      wanted.push_back(
+          {&list, checked(change, before, document, entry_path(document, *place), told)});
+      places.push_back(std::string(list.section) + " entry " + std::to_string(*place));
+    }
+  }
+  if (wanted.empty()) {
+    refuse_missing(filter, which);
+  }
+  if (wanted.size() > 1) {
+    refuse_two_of_a_number(filter, lists, which);
+  }
+  return set_all(context, change, wanted, std::string(filter.command) + ": set " + joined(places));
+}
+
+int set_modes(const Context& context, const Filter& filter, Lists lists,
+              const std::vector<std::string>& words) {
+  Json values = Json::object();
+  for (const std::string& word : words) {
+    const size_t equals = word.find('=');
+    const std::string key =
+        equals == std::string::npos ? filter.modes.front() : word.substr(0, equals);
+    if (std::find(filter.modes.begin(), filter.modes.end(), key) == filter.modes.end()) {
+      refuse(filter, "\"" + key + "\" is no mode; it must be " +
+                         joined({filter.modes.begin(), filter.modes.end()}, " or "));
+    }
+    values[key] = word.substr(equals == std::string::npos ? 0 : equals + 1);
+  }
+  Change change(context);
+  std::vector<WantedSection> wanted;
+  std::vector<std::string> told;
+  for (const FilterList& list : lists) {
+    const Json before = stored_section(change, list);
+    Json document = before;
+    document.front().update(values);
+    wanted.push_back({&list, checked(change, before, document, "", told)});
+  }
+  return set_all(context, change, wanted, std::string(filter.command) + ": " + joined(words));
 }
 
 }  // namespace l3ctl

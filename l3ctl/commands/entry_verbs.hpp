@@ -1,4 +1,4 @@
-/* The verbs of a filter's command that change one entry: add and delete. */
+/* The verbs of a filter's command that change entries or the mode: add, delete, set, mode. */
 #pragma once
 
 #include <string>
@@ -9,13 +9,22 @@
 
 namespace l3ctl {
 
-/* Adds to every list the entry that words such as "host=example.com" describe; a word without "="
- * is the value of the filter's main key. Nothing is changed unless all lists can take it. */
-int add_entry(const Context& context, const Filter& filter, std::span<const FilterList> lists,
+/* Adds to every list the entries that words such as "host=example.com" describe; a word without "=" is the value of
+ * the filter's main key. An entry that is there already is not added. Nothing is changed unless all lists can take
+ * all. */
+int add_entries(const Context& context, const Filter& filter, Lists lists,
+                const std::vector<std::string>& words);
+
+/* Deletes from every list the entries of these numbers, or those with these values of the main key. */
+int delete_entries(const Context& context, const Filter& filter, Lists lists,
+                   const std::vector<std::string>& names);
+
+/* Changes keys of the entry that the first word names; the others are KEY=VALUE. */
+int set_entry(const Context& context, const Filter& filter, Lists lists,
               const std::vector<std::string>& words);
 
-/* Deletes from every list the entry of that number, or those with that value of the main key. */
-int delete_entry(const Context& context, const Filter& filter, std::span<const FilterList> lists,
-                 const std::string& which);
+/* Sets the modes of the lists: "white-list", or "upstream=white-list" where there are two. */
+int set_modes(const Context& context, const Filter& filter, Lists lists,
+              const std::vector<std::string>& words);
 
 }  // namespace l3ctl

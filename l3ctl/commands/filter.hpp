@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "settings/settings.hpp"
 
@@ -26,6 +29,10 @@ struct Filter {
   const char* on_note = nullptr;     /* what to know about a filter that is switched on */
   /* What to know once the lists are cleared; null where there is nothing. */
   const char* (*clear_note)(const settings::Settings& before) = nullptr;
+  /* The keys of its modes; none where it has no mode. */
+  std::vector<std::string> modes = {};
+  /* Puts what people may write besides into an entry as settings have it. */
+  void (*complete)(nlohmann::ordered_json& entry) = nullptr;
 };
 
 using Lists = std::span<const FilterList>;

@@ -1,5 +1,6 @@
 #include "l3ctl/commands/filter_verbs.hpp"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -7,6 +8,7 @@
 
 #include "l3ctl/commands/entry_verbs.hpp"
 #include "l3ctl/views/change_report.hpp"
+#include "l3ctl/views/hits_view.hpp"
 #include "l3ctl/views/problem_report.hpp"
 #include "l3ctl/views/settings_text.hpp"
 #include "management/change/change.hpp"
@@ -32,7 +34,7 @@ Lists chosen_lists(const Filter& filter, const Choice& choice) {
   return filter.lists.subspan(choice.ipv4 ? 0 : 1, 1);
 }
 
-int list(const Context& context, const Lists& lists, bool in_utc) {
+int list(const Context& context, const Lists& lists, bool in_utc, bool has_counters) {
   warn_of_stored_damage();
   settings::Settings stored = stored_or_defaults();
   if (in_utc) {
@@ -42,8 +44,17 @@ int list(const Context& context, const Lists& lists, bool in_utc) {
   for (const FilterList& one : lists) {
     sections.emplace_back(one.section);
   }
-  sections = with_zone(stored, sections);
-  std::cout << (context.json ? settings::write(stored, sections) : text_view(stored, sections));
+  if (!has_counters || !context.json) {
+    const auto shown = with_zone(stored, sections);
+    std::cout << (context.json ? settings::write(stored, shown) : text_view(stored, shown));
+  }
+  if (has_counters) {
+    std::vector<Hits> hits = hits_by_setting(compare_rules(context));
+    std::erase_if(hits, [&](const Hits& one) {
+      return std::find(sections.begin(), sections.end(), one.section) == sections.end();
+    });
+    print_hits(context, hits);
+  }
   return exit_done;
 }
 
@@ -91,47 +102,68 @@ void add_list_verb(CLI::App& command, Context& context, const Filter& filter,
   const auto in_utc = settings::has_spans(filter.lists.front().section)
                           ? add_utc_option(*verb)
                           : std::make_shared<bool>(false);
-  verb->callback([&context, filter, choice, in_utc] {
-    context.action = [&context, filter, choice, in_utc] {
-      return list(context, chosen_lists(filter, *choice), *in_utc);
+  auto has_counters = std::make_shared<bool>(false);
+  verb->add_flag("--counters", *has_counters,
+                 "Packets and bytes that the rules of each entry have met, too");
+  verb->callback([&context, filter, choice, in_utc, has_counters] {
+    context.action = [&context, filter, choice, in_utc, has_counters] {
+      return list(context, chosen_lists(filter, *choice), *in_utc, *has_counters);
     };
   });
 }
 
-/* The verbs that name an entry, with the words or the name as it is told. */
+/* A verb that takes words. */
+template <typename Action>
+CLI::App* add_words_verb(CLI::App& command, Context& context, const Filter& filter,
+                         const std::shared_ptr<Choice>& choice, const char* name, const char* help,
+                         const std::string& words_help, Action action) {
+  CLI::App* verb = command.add_subcommand(name, help);
+  auto words = std::make_shared<std::vector<std::string>>();
+  verb->add_option("WORD", *words, words_help)->required();
+  verb->callback([&context, filter, choice, words, action] {
+    context.action = [&context, filter, choice, words, action] {
+      return action(context, filter, chosen_lists(filter, *choice), *words);
+    };
+  });
+  return verb;
+}
+
+/* The verbs that name entries, with the words or the name as it is told. */
 void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
                      const std::shared_ptr<Choice>& choice) {
-  CLI::App* add = command.add_subcommand("add", "Add an entry at the end of the list");
-  auto words = std::make_shared<std::vector<std::string>>();
-  add->add_option("WORD", *words,
-                  filter.main_key == nullptr
-                      ? std::string("KEY=VALUE, with the keys of the settings file")
-                      : std::string("The entry's ") + filter.main_key +
-                            ", and KEY=VALUE with other keys of the settings file")
-      ->required();
-  add->footer(std::string("Example:\n  l3ctl ") + filter.command + " add " + filter.example +
-              "\n\nThe keys stand in docs/settings.md" +
-              (std::string_view(filter.example).find("active=") == std::string_view::npos
-                   ? "."
-                   : "; time spans (active) are in time_zone, or UTC."));
-  add->callback([&context, filter, choice, words] {
-    context.action = [&context, filter, choice, words] {
-      return add_entry(context, filter, chosen_lists(filter, *choice), *words);
-    };
-  });
-  CLI::App* remove = command.add_subcommand("delete", "Delete an entry");
-  auto which = std::make_shared<std::string>();
-  remove
-      ->add_option("ENTRY", *which,
-                   filter.main_key == nullptr
-                       ? std::string("Its number in the list")
-                       : std::string("Its number in the list, or its ") + filter.main_key)
-      ->required();
-  remove->callback([&context, filter, choice, which] {
-    context.action = [&context, filter, choice, which] {
-      return delete_entry(context, filter, chosen_lists(filter, *choice), *which);
-    };
-  });
+  const std::string main_key = filter.main_key == nullptr ? "" : filter.main_key;
+  const std::string name =
+      main_key.empty() ? "number in the list" : "number in the list, or its " + main_key;
+  const bool has_spans = std::string_view(filter.example).find("active=") != std::string_view::npos;
+  const std::string keys = std::string("\n\nThe keys stand in docs/settings.md") +
+                           (has_spans ? "; time spans (active) are in time_zone, or UTC." : ".");
+  add_words_verb(command, context, filter, choice, "add", "Add entries at the end of the list",
+                 main_key.empty() ? "KEY=VALUE, with the keys of the settings file"
+                                  : "The entry's " + main_key +
+                                        ", and KEY=VALUE with other keys of the settings file",
+                 add_entries)
+      ->footer(std::string("Example:\n  l3ctl ") + filter.command + " add " + filter.example +
+               "\n\nThe word \"and\" separates several entries" +
+               (main_key.empty()
+                    ? "."
+                    : "; several " + main_key + " words side by side get the same\nkeys.") +
+               " An entry that is there already is not added again." + keys);
+  add_words_verb(command, context, filter, choice, "delete", "Delete entries", "Its " + name,
+                 delete_entries);
+  add_words_verb(command, context, filter, choice, "set", "Change keys of one entry",
+                 "Its " + name + ", then KEY=VALUE; KEY= takes a key out",
+                 [](auto&&... arguments) { return set_entry(arguments...); })
+      ->get_option("WORD")
+      ->expected(2, 100);
+  if (!filter.modes.empty()) {
+    add_words_verb(command, context, filter, choice, "mode",
+                   "Make it a black list (what it lists is blocked) or a white list (all else is)",
+                   filter.modes.size() == 1 ? "black-list or white-list"
+                                            : "DIRECTION=black-list or DIRECTION=white-list",
+                   set_modes)
+        ->footer("\"l3ctl " + std::string(filter.command) + " " + filter.modes.front() +
+                 "=white-list\" is the same in one word.");
+  }
 }
 
 }  // namespace
@@ -158,12 +190,9 @@ void add_filter_command(CLI::App& app, Context& context, const Filter& filter) {
   add_verb(
       "off", "Keep the list without applying it",
       [](const Context& c, const Filter& f, const Lists& l) { return enable(c, f, l, false); });
-  add_verb("clear", "Remove all entries; mode (see \"l3ctl apply\") and switch stay", clear);
+  add_verb("clear", "Remove all entries; mode and switch stay", clear);
   add_verb("reset", "Factory state: no entries, mode and switch as on a new gateway",
            [](const Context& c, const Filter& f, const Lists&) { return reset(c, f); });
-  command->footer(
-      "Whether a list is black or white (\"mode\", where it has one) is said in a settings file:\n"
-      "\"l3ctl apply\" sets it.");
 }
 
 }  // namespace l3ctl

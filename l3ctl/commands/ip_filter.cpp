@@ -19,12 +19,13 @@ constexpr FilterList ip_lists[] = {
      .clear = [](Settings& s) { s.ip6_filter->count = 0; }},
 };
 
-constexpr Filter ip_filter = {.command = "ip-filter",
-                              .help = "Forwarded traffic by protocol, addresses and ports",
-                              .main_key = nullptr,
-                              .example = "direction=upstream protocol=tcp destination_ports=25",
-                              .lists = ip_lists,
-                              .reset = gl3_web_set_ip_table_default};
+const Filter ip_filter = {.command = "ip-filter",
+                          .help = "Forwarded traffic by protocol, addresses and ports",
+                          .main_key = nullptr,
+                          .example = "direction=upstream protocol=tcp destination_ports=25",
+                          .lists = ip_lists,
+                          .reset = gl3_web_set_ip_table_default,
+                          .modes = {"upstream", "downstream"}};
 
 }  // namespace
 

@@ -19,12 +19,13 @@ constexpr FilterList mac_lists[] = {
      .clear = [](Settings& s) { s.mac6_filter->count = 0; }},
 };
 
-constexpr Filter mac_filter = {.command = "mac-filter",
-                               .help = "Forwarded traffic of LAN devices, by daily time span",
-                               .main_key = "mac",
-                               .example = "02:00:00:00:00:01 active=22:00-06:00",
-                               .lists = mac_lists,
-                               .reset = gl3_web_set_mac_table_default};
+const Filter mac_filter = {.command = "mac-filter",
+                           .help = "Forwarded traffic of LAN devices, by daily time span",
+                           .main_key = "mac",
+                           .example = "02:00:00:00:00:01 active=22:00-06:00",
+                           .lists = mac_lists,
+                           .reset = gl3_web_set_mac_table_default,
+                           .modes = {"mode"}};
 
 }  // namespace
 

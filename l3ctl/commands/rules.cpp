@@ -1,16 +1,20 @@
 /* l3ctl rules: the chains as they stand in the kernel. l3ctl check: whether they follow the settings. */
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <ctime>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "executor/process.hpp"
 #include "l3ctl/commands.hpp"
 #include "l3ctl/views/colour.hpp"
+#include "l3ctl/views/hits_view.hpp"
 #include "l3ctl/views/json_output.hpp"
 #include "l3ctl/views/rules_view.hpp"
 #include "management/store/stored_check.hpp"
@@ -28,6 +32,9 @@ struct Look {
   bool is_watching = false;
   int seconds = 2;
   std::optional<std::string> picture; /* a file */
+  size_t top = 0;                     /* 0 for all settings */
+  bool since_last = false;
+  bool is_by_setting = false;
 };
 
 std::string drawn(const std::string& picture) {
@@ -124,6 +131,15 @@ int show_rules(const Context& context, const Look& look) {
     return watch(context, look);
   }
   const RuleComparison comparison = compare_rules(context);
+  if (look.is_by_setting) {
+    std::vector<Hits> hits = hits_by_setting(comparison);
+    if (look.since_last) {
+      hits = hits_since_last(std::move(hits));
+    }
+    hits.resize(look.top == 0 ? hits.size() : std::min(look.top, hits.size()));
+    print_hits(context, hits);
+    return exit_done;
+  }
   std::cout << (context.json ? json_text(rules_json(comparison))
                              : rules_tree(comparison, {look.has_counters, nullptr}));
   return exit_done;
@@ -172,13 +188,28 @@ void add_rules_command(CLI::App& app, Context& context) {
           ->expected(0, 1)
           ->type_name("[SECONDS]")
           ->check(CLI::Range(1, 3600));
+  auto* top = command
+                  ->add_option("--top", look->top,
+                               "No chains, but the N (10) settings whose rules met most packets")
+                  ->expected(0, 1)
+                  ->type_name("[N]")
+                  ->check(CLI::Range(1, 1000))
+                  ->excludes(watching);
+  auto* since_last = command
+                         ->add_flag("--since-last", look->since_last,
+                                    "The same, of the packets since --since-last was given last")
+                         ->excludes(watching);
   command
       ->add_option("--svg", look->picture,
                    "Draw a picture into FILE instead, by dot of Debian's graphviz; - is standard "
                    "output")
       ->type_name("FILE")
-      ->excludes(watching);
-  command->callback([&context, look, watching] {
+      ->excludes(watching)
+      ->excludes(top)
+      ->excludes(since_last);
+  command->callback([&context, look, watching, top] {
+    look->is_by_setting = top->count() > 0 || look->since_last;
+    look->top = top->count() > 0 && look->top == 0 ? 10 : look->top;
     look->is_watching = watching->count() > 0;
     context.action = [&context, look] { return show_rules(context, *look); };
   });

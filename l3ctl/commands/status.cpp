@@ -13,6 +13,7 @@
 #include "l3ctl/views/json_output.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/rules/live_bindings.hpp"
+#include "management/store/history.hpp"
 #include "management/store/paths.hpp"
 #include "management/store/sections.hpp"
 #include "management/store/stored_check.hpp"
@@ -66,10 +67,18 @@ Json confirmation() {
   if (!pending) {
     return nullptr;
   }
-  return {{"seconds_left", pending->seconds_left},
+  return {{"id", pending->id.empty() ? Json() : Json(pending->id)},
+          {"seconds_left", pending->seconds_left},
           {"timer", pending->timer},
           {"state", state_name(pending->state)},
           {"reason", pending->reason.empty() ? Json() : Json(pending->reason)}};
+}
+
+/* A change that was rolled back, and nothing has changed since. */
+Json last_rolled_back() {
+  const auto rollback = last_rollback();
+  return rollback ? Json{{"id", rollback->id}, {"time", rollback->time}, {"why", rollback->why}}
+                  : Json();
 }
 
 /* The interfaces that the lists' rules are bound to; null where the packet filter does not tell. */
@@ -110,6 +119,7 @@ Json status() {
       {"saved_rules",
        {{"ipv4", is_saved("/ztcfg/firewall.conf")}, {"ipv6", is_saved("/ztcfg/firewall6.conf")}}},
       {"confirmation", confirmation()},
+      {"rolled_back", last_rolled_back()},
       {"time_zone", time_zone()}};
 }
 
@@ -202,6 +212,11 @@ void print_status(const Json& view) {
   }
   if (!view["confirmation"].is_null()) {
     print_line("confirmation", confirmation_in_words(view["confirmation"]));
+  }
+  if (const Json& rollback = view["rolled_back"]; !rollback.is_null()) {
+    print_line("rolled_back", "change " + rollback["id"].get<std::string>() + " at " +
+                                  rollback["time"].get<std::string>() + ": " +
+                                  escape(rollback["why"].get<std::string>()));
   }
 }
 

@@ -17,13 +17,14 @@ constexpr FilterList url_lists[] = {
      .clear = [](Settings& s) { s.url_filter->count = 0; }},
 };
 
-constexpr Filter url_filter = {.command = "url-filter",
-                               .help = "Look-ups of host names, by daily time span",
-                               .main_key = "host",
-                               .example = "games.example.com active=08:00-21:30",
-                               .lists = url_lists,
-                               .reset = gl3_web_set_url_table_default,
-                               .on_note = url_filter_limits};
+const Filter url_filter = {.command = "url-filter",
+                           .help = "Look-ups of host names, by daily time span",
+                           .main_key = "host",
+                           .example = "games.example.com active=08:00-21:30",
+                           .lists = url_lists,
+                           .reset = gl3_web_set_url_table_default,
+                           .on_note = url_filter_limits,
+                           .modes = {"mode"}};
 
 }  // namespace
 

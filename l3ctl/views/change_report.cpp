@@ -7,6 +7,7 @@
 #include "l3ctl/answer.hpp"
 #include "l3ctl/views/colour.hpp"
 #include "l3ctl/views/json_output.hpp"
+#include "l3ctl/views/plan_report.hpp"
 #include "management/system/escape.hpp"
 #include "management/system/redirect_output.hpp"
 
@@ -65,6 +66,10 @@ int print_failure(const ChangeResult& result) {
   if (!result.not_restored.empty()) {
     return exit_failed;
   }
+  if (result.plan) {
+    complain("the library reports a failure, so would the change; nothing was changed");
+    return exit_failed;
+  }
   const std::string rest = result.on_failure == OnFailure::continue_
                                ? "all else is done"
                                : "everything is as it was before";
@@ -80,6 +85,9 @@ int print_failure(const ChangeResult& result) {
 
 int print_result(const Context& context, const ChangeResult& result, const std::string& done,
                  const Json& members) {
+  if (result.plan && result.is_done) {
+    return print_plan(context, *result.plan);
+  }
   survive_lost_answer();
   if (result.is_done) {
     note_change_made();
@@ -90,13 +98,22 @@ int print_result(const Context& context, const ChangeResult& result, const std::
   if (context.json) {
     Json object{{"done", result.is_done ? Json(done) : Json()}};
     if (result.is_done || result.on_failure == OnFailure::continue_) {
+      object["id"] = result.id.empty() ? Json() : Json(result.id);
       object.update(members);
+    }
+    if (result.is_pending) {
+      object["confirm_within"] = context.confirm_within;
     }
     object["failed"] = result.failed;
     object["failed_rules"] = failed_rules(result);
+    object["messages"] = reported_messages();
     print_json(object);
   } else if (result.is_done && !context.quiet) {
     std::cout << painted_words(escape(done)) << '\n';
+  }
+  if (result.is_pending) {
+    inform("\"l3ctl confirm\" within " + std::to_string(context.confirm_within) +
+           " s keeps these settings; otherwise the old ones come back");
   }
   return result.is_done ? exit_done : print_failure(result);
 }

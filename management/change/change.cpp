@@ -17,11 +17,14 @@
 #include "l3_advance/l3_advance.h"
 #include "l3_advance/platform.h"
 #include "management/change/begun_shift.hpp"
+#include "management/change/confirmation.hpp"
 #include "management/change/confirmation_timer.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/error.hpp"
 #include "management/remedy.hpp"
 #include "management/rules/expected_rules.hpp"
+#include "management/store/history.hpp"
+#include "management/store/settings_record.hpp"
 #include "management/store/stored_check.hpp"
 #include "management/store/time_zone_file.hpp"
 #include "management/store/unsafe_text.hpp"
@@ -59,8 +62,12 @@ void refuse_damage() {
   }
 }
 
-/* What was not confirmed in time is rolled back before anything else changes. */
+/* What was not confirmed in time is rolled back before anything else changes. A dry run looks between changes of
+ * others. */
 Lock lock_for_change(const Options& options, const Preconditions& accepted) {
+  if (options.dry_run) {
+    return Lock::shared(options);
+  }
   if (!accepted.allow_pending) {
     roll_back_if_overdue(options);
     complete_begun_shift(options);
@@ -71,6 +78,15 @@ Lock lock_for_change(const Options& options, const Preconditions& accepted) {
 void notify_remains(const std::vector<std::string>& problems) {
   for (const std::string& problem : problems) {
     notify("cannot put back what was before: " + problem, Severity::error);
+  }
+}
+
+/* Throws nothing: another error is on its way. What is pending still is for the timer. */
+void end_or_leave_to_timer(bool is_restored) {
+  try {
+    is_restored ? end_confirmation() : leave_to_timer();
+  } catch (const Error& error) {
+    notify(error.what(), Severity::error);
   }
 }
 
@@ -91,12 +107,16 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   if (!accepted.allow_pending) {
     refuse_while_pending();
   }
+  if (options.dry_run) {
+    plan_.emplace();
+  }
   if (!accepted.allow_damaged && !options.force) {
     refuse_damage();
   } else {
     warn_of_stored_damage();
   }
   remove_stale_temporaries();
+  make_room_for_change();
   signals_.block();
   // Stored files hold private data, and saved rules are executed: root-only, also what tools write.
   umask(077);
@@ -104,6 +124,7 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
     snapshot_.emplace(platform_calls);
   }
   stored_ = load_stored();
+  before_ = stored_;
   if (!accepted.allow_unsafe_text) {
     reject_unsafe_text(stored_);
   }
@@ -113,7 +134,15 @@ Change::Change(const Options& options, Lock lock, const Preconditions& accepted,
   } else {
     executor::system_executor().set_on_refusal(executor::OnRefusal::continue_);
   }
+  id_ = new_change_id();
+  if (options.confirm_within > 0 && !options.dry_run) {
+    begin_confirmation(options, id_, stored_);
+    is_waited_for_ = true;
+  }
   make_rules();
+  if (plan_) {
+    plan_->start();
+  }
 }
 
 Change::Change(const Options& options, const Preconditions& accepted)
@@ -122,7 +151,10 @@ Change::Change(const Options& options, const Preconditions& accepted)
 Change::~Change() {
   // What an exception ends has not been reported.
   if (std::uncaught_exceptions() > exceptions_ && on_failure_ == OnFailure::rollback) {
-    rollback();
+    const bool is_restored = rollback();
+    if (is_waited_for_) {
+      end_or_leave_to_timer(is_restored);
+    }
   }
   executor::system_executor().set_mode(executor::Mode::execute);
   // A signal that waited ends the program next; what was reported must be out by then.
@@ -134,6 +166,10 @@ void Change::record_rules() {
 }
 
 void Change::make_rules() const {
+  if (plan_) {
+    record_rules();
+    return;
+  }
   executor::system_executor().set_mode(options_.one_by_one ? executor::Mode::execute
                                                            : executor::Mode::transaction);
 }
@@ -153,15 +189,7 @@ std::vector<std::string> Change::restore_all() {
   return problems;
 }
 
-ChangeResult Change::finish() {
-  ChangeResult result{.is_done = make(),
-                      .on_failure = on_failure_,
-                      .failed = failed_,
-                      .failed_rules = {},
-                      .not_restored = {}};
-  if (!result.is_done && on_failure_ == OnFailure::rollback) {
-    result.not_restored = restore_all();
-  }
+void Change::add_failures(ChangeResult& result) const {
   std::vector<std::string> lines;
   for (const executor::FailedLine& failed : executor::system_executor().failed_lines()) {
     lines.push_back(failed.line);
@@ -172,10 +200,68 @@ ChangeResult Change::finish() {
     result.failed_rules.push_back(
         {(origin++)->path, failed.line, outcome(failed.status), first_line(failed.message)});
   }
+}
+
+/* The time begins once the rules are made. Where that cannot be noted, the change is rolled back, and fails. */
+void Change::confirm_or_roll_back(const settings::Settings& after) {
+  try {
+    is_waited_for_ = complete_confirmation(options_, before_, after);
+  } catch (const Error& error) {
+    is_waited_for_ = false;
+    const bool is_restored = rollback();
+    is_restored ? end_confirmation() : leave_to_timer();
+    throw Error(std::string(error.what()) +
+                (is_restored ? "; everything is as it was before" : "; the change failed"));
+  }
+}
+
+/* What was done stays done, whatever becomes of its note. */
+void Change::note_success(ChangeResult& result) {
+  settings::Settings after;
+  try {
+    after = load_stored();
+  } catch (const Error& error) {
+    notify(std::string("warning: ") + error.what() + "; the change is not in the history");
+    result.is_pending = is_waited_for_;
+    return;
+  }
+  if (is_waited_for_) {
+    confirm_or_roll_back(after);
+    result.is_pending = is_waited_for_;
+  }
+  if (holds_any(differing_sections(before_, after))) {
+    result.id = id_;
+  }
+  add_to_history(options_, id_, before_, after);
+}
+
+ChangeResult Change::finish() {
+  ChangeResult result;
+  result.on_failure = on_failure_;
+  if (plan_) {
+    result.failed = failed_;
+    result.is_done = failed_.empty();
+    result.plan = plan_->finish(before_);
+    return result;
+  }
+  result.is_done = make();
+  result.failed = failed_;
+  if (!result.is_done && on_failure_ == OnFailure::rollback) {
+    result.not_restored = restore_all();
+    if (is_waited_for_) {
+      result.not_restored.empty() ? end_confirmation() : leave_to_timer();
+    }
+  } else if (has_history_) {
+    note_success(result);
+  }
+  add_failures(result);
   return result;
 }
 
 bool Change::make() {
+  if (plan_) {
+    return failed_.empty();
+  }
   const bool is_made = quietly([] { return executor::system_executor().commit(); });
   return is_made && failed_.empty() && executor::system_executor().failed_lines().empty();
 }

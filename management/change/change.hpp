@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "management/change/plan.hpp"
 #include "management/options.hpp"
 #include "management/store/store_snapshot.hpp"
 #include "management/store/stored_settings.hpp"
@@ -51,6 +52,9 @@ struct ChangeResult {
   std::vector<std::string> failed; /* calls for which the library reports a failure */
   std::vector<FailedRule> failed_rules;
   std::vector<std::string> not_restored; /* what the rollback could not restore */
+  std::string id;                        /* empty where no setting was changed */
+  bool is_pending = false;               /* it is rolled back unless it is confirmed */
+  std::optional<Plan> plan;              /* of a dry run, where nothing was done */
 };
 
 class Change {
@@ -69,6 +73,10 @@ class Change {
 
   /* Loads again, after the file was replaced. */
   void load() { stored_ = load_stored(); }
+
+  /* What is stored now counts as what was stored before, and nothing of this change is noted in the history. */
+  void begin_anew() { before_ = load_stored(); }
+  void leave_out_of_history() { has_history_ = false; }
 
   /* Calls the library; a result of 0 is success. A failure is noted for the result. */
   template <typename Call>
@@ -105,6 +113,9 @@ class Change {
   static void record_rules();
   void make_rules() const;
   std::vector<std::string> restore_all();
+  void note_success(ChangeResult& result);
+  void confirm_or_roll_back(const settings::Settings& after);
+  void add_failures(ChangeResult& result) const;
 
   const Options& options_;
   OnFailure on_failure_;
@@ -112,7 +123,12 @@ class Change {
   BlockSignals signals_; /* outlives the lock: a process that a signal stops must not hold it */
   Lock lock_;
   std::optional<StoreSnapshot> snapshot_;
+  std::optional<PlanRecorder> plan_;
+  settings::Settings before_;
   settings::Settings stored_;
+  std::string id_;
+  bool has_history_ = true;
+  bool is_waited_for_ = false; /* the timer of the confirmation runs */
   std::vector<std::string> failed_;
 };
 

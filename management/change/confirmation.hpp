@@ -9,22 +9,27 @@
 #include <optional>
 #include <string>
 
-#include "management/change/change.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/options.hpp"
 
 namespace management {
 
 /* Notes the old settings and starts the timer, for a change that holds the lock and has changed nothing yet. */
-void begin_confirmation(const Options& options, const Change& change,
-                        const settings::Settings& requested, int seconds);
+void begin_confirmation(const Options& options, const std::string& id,
+                        const settings::Settings& stored);
 
-/* Starts the time anew, once the rules are made. Where that cannot be noted, the change is rolled back, and fails. */
-void restart_confirmation(Change& change);
+/* Once the rules are made: starts the time anew, with the old settings of the sections that changed. Returns whether a
+ * confirmation is pending: without any such section it is over. */
+bool complete_confirmation(const Options& options, const settings::Settings& before,
+                           const settings::Settings& after);
 
-/* After a change that ended so: a rollback that left nothing to restore ends the confirmation; one that did not
- * succeed is left to the timer, at once. Returns whether a confirmation is pending. */
-bool settle_confirmation(const ChangeResult& result);
+/* Gives so many seconds from now on. */
+void extend_confirmation(Pending pending, int seconds);
+
+/* After a change that failed: a rollback that left nothing to restore ends the confirmation; one that did not succeed
+ * is left to the timer, at once. */
+void end_confirmation();
+void leave_to_timer();
 
 /* Keeps the new settings: nothing is pending any more. */
 void keep_new_settings(const Pending& pending);
@@ -38,6 +43,7 @@ enum class ConfirmationState : uint8_t {
 };
 
 struct ConfirmationStatus {
+  std::string id; /* of the change */
   ConfirmationState state = ConfirmationState::waiting;
   int64_t seconds_left = 0;
   bool timer = false; /* whether the timer lives */
@@ -46,9 +52,5 @@ struct ConfirmationStatus {
 
 /* Nothing where no confirmation is pending. */
 std::optional<ConfirmationStatus> confirmation_status();
-
-/* Start-up, before any rule is made: stores the old settings of a change that was not confirmed when the machine went
- * down. Notifies of what it did; nothing of it keeps a gateway from its start. Returns whether settings were set. */
-bool restore_after_restart(Change& change);
 
 }  // namespace management

@@ -36,6 +36,8 @@ constexpr char own_program[] = "/proc/self/exe";
  * down, and unconfirmed settings must not be there when it comes up. */
 constexpr int stop_signal = SIGUSR1;
 constexpr int hurry_signal = SIGTERM;
+/* The deadline has moved. */
+constexpr int wake_signal = SIGUSR2;
 
 /* Seconds between attempts: doubled after each, up to the largest. */
 constexpr int first_delay = 1;
@@ -46,6 +48,7 @@ sigset_t timer_signals() {
   sigemptyset(&signals);
   sigaddset(&signals, stop_signal);
   sigaddset(&signals, hurry_signal);
+  sigaddset(&signals, wake_signal);
   return signals;
 }
 
@@ -79,20 +82,21 @@ int make_timer_file() {
   return file;
 }
 
-std::vector<std::string> own_command(const Options& options, const char* what) {
+std::vector<std::string> own_command(const Options& options, const std::vector<std::string>& what) {
   std::vector<std::string> words = {own_program, "--lock-timeout",
                                     std::to_string(options.lock_timeout)};
   if (options.one_by_one) {
     words.emplace_back("--one-by-one");
   }
-  words.insert(words.end(), {"confirm", what});
+  words.emplace_back("confirm");
+  words.insert(words.end(), what.begin(), what.end());
   return words;
 }
 
 /* In a session of its own, with three descriptors and no signal handling of the caller. No signal reaches it before it
  * is ready. Returns an error number. */
 int spawn_timer(pid_t& process, const Options& options, int input, int timer_file) {
-  const std::vector<std::string> words = own_command(options, "--wait");
+  const std::vector<std::string> words = own_command(options, {"--wait"});
   std::vector<char*> arguments;
   for (const std::string& word : words) {
     arguments.push_back(const_cast<char*>(word.c_str()));
@@ -163,8 +167,9 @@ std::string last_message(const executor::ProcessResult& run) {
 
 /* One attempt, in a process of its own. Returns why it failed, empty where it did not. */
 std::string attempt(const Options& options, bool is_hurried) {
-  const executor::ProcessResult run =
-      executor::run(own_command(options, is_hurried ? "--revert" : "--roll-back"));
+  const executor::ProcessResult run = executor::run(own_command(
+      options, is_hurried ? std::vector<std::string>{"--revert", "--why", "the machine went down"}
+                          : std::vector<std::string>{"--roll-back"}));
   if (run.status == 0) {
     return "";
   }
@@ -330,6 +335,10 @@ void stop_timer(const Pending& pending) {
   signal_timer(pending.timer, stop_signal);
 }
 
+void wake_timer(const Pending& pending) {
+  signal_timer(pending.timer, wake_signal);
+}
+
 void hurry_timer(const Pending& pending) {
   signal_timer(pending.timer, hurry_signal);
 }
@@ -339,7 +348,7 @@ bool roll_back_if_overdue(const Options& options) {
   if (!pending || !is_overdue(*pending)) {
     return false;
   }
-  const executor::ProcessResult run = executor::run(own_command(options, "--roll-back"));
+  const executor::ProcessResult run = executor::run(own_command(options, {"--roll-back"}));
   if (run.status != 0) {
     throw Error("an apply was not confirmed in time, and rolling it back failed: " +
                 rollback_failure().value_or("the rollback ended with status " +

@@ -39,6 +39,9 @@ bool timer_lives();
 /* Tells the timer that nothing is pending any more. A process is only signalled once it is proved to be the timer. */
 void stop_timer(const Pending& pending);
 
+/* Makes it look at the deadline again, which may be earlier now. */
+void wake_timer(const Pending& pending);
+
 /* Tells the timer to roll back now, whatever its deadline is. */
 void hurry_timer(const Pending& pending);
 

@@ -11,17 +11,14 @@
 #include "management/error.hpp"
 #include "management/remedy.hpp"
 #include "management/store/paths.hpp"
-#include "management/store/sections.hpp"
-#include "management/store/unsafe_text.hpp"
+#include "management/store/settings_record.hpp"
 #include "management/system/atomic_file.hpp"
-#include "settings/values.hpp"
 
 namespace management {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-using settings::Settings;
 
 /* Several times what the largest settings take. */
 constexpr size_t largest_file = 512 * 1024;
@@ -29,68 +26,6 @@ constexpr size_t largest_file = 512 * 1024;
 [[noreturn]] void fail_damaged(const std::string& why) {
   throw Error(std::string(pending_path) + " is damaged: " + why +
               "; to keep the settings that are stored now, remove the file");
-}
-
-/* The settings as their text, where reading that gives the section back byte for byte. */
-std::optional<std::string> in_words(const Settings& alone, const Section& section) {
-  const std::string text = settings::write(alone);
-  const settings::Reading reading = settings::read(text, settings::Origin::stored);
-  const bool is_same = reading.errors.empty() && section.is_wanted(reading.settings) &&
-                       section.image(reading.settings) == section.image(alone);
-  return is_same ? std::optional(text) : std::nullopt;
-}
-
-/* Fills `words` with what settings JSON can express exactly, and `bytes` with the images of the rest. */
-void write_settings(const Settings& settings, Json& words, Json& bytes) {
-  for (const Section& section : sections()) {
-    if (section.image == nullptr || !section.is_wanted(settings)) {
-      continue;
-    }
-    Settings alone;
-    section.overlay(alone, settings);
-    if (alone.route_qos_rules) {
-      // The rules are written beside their switch alone.
-      alone.route_qos_enabled = settings.route_qos_enabled;
-    }
-    if (const auto text = in_words(alone, section)) {
-      words.update(Json::parse(*text), true);
-    } else {
-      bytes[section.key] = settings::hex_text(section.image(settings));
-    }
-  }
-  if (settings.time_zone) {
-    // The offset of the stored spans belongs to it, which no settings text says.
-    bytes["time_zone"] = {{"name", settings.time_zone->name},
-                          {"offset_minutes", settings.time_zone->offset_minutes}};
-  }
-}
-
-Settings read_settings(const Json& words, const Json& bytes) {
-  settings::Reading reading = settings::read(words.dump(), settings::Origin::stored);
-  if (!reading.errors.empty()) {
-    fail_damaged(to_text(reading.errors.front()));
-  }
-  for (const Section& section : sections()) {
-    if (section.set_image == nullptr || !bytes.contains(section.key)) {
-      continue;
-    }
-    const auto image = settings::parse_hex(bytes[section.key].get<std::string>()).value;
-    if (!image || !section.set_image(reading.settings, *image)) {
-      fail_damaged(std::string("stored_bytes.") + section.key + " is no image of the section");
-    }
-  }
-  if (bytes.contains("time_zone")) {
-    const Json& zone = bytes["time_zone"];
-    reading.settings.time_zone = {zone.at("name").get<std::string>(),
-                                  zone.at("offset_minutes").get<int>()};
-  }
-  // What comes back must not hold what a shell could run.
-  const std::string unsafe =
-      reading.settings.captive_portal ? find_unsafe_text(reading.settings) : std::string();
-  if (!unsafe.empty()) {
-    fail_damaged(unsafe);
-  }
-  return std::move(reading.settings);
 }
 
 Json write_jumps(const JumpSnapshot& jumps) {
@@ -133,27 +68,31 @@ std::optional<Pending> read_pending() {
   }
   try {
     const Json json = Json::parse(text);
-    return Pending{json.at("boot").get<std::string>(),
+    return Pending{json.value("id", ""),
+                   json.at("boot").get<std::string>(),
                    json.at("timer").get<pid_t>(),
                    json.at("seconds").get<int>(),
                    json.at("deadline").get<int64_t>(),
-                   read_settings(json.at("old_settings"), json.at("stored_bytes")),
+                   settings_of({json.at("old_settings"), json.at("stored_bytes")}),
                    read_jumps(json.at("jumps"))};
   } catch (const Json::exception&) {
     fail_damaged("it is no note of a pending confirmation");
+  } catch (const Error&) {
+    throw;
+  } catch (const std::runtime_error& fault) {
+    fail_damaged(fault.what());
   }
 }
 
 void write_pending(const Pending& pending) {
-  Json words = Json::object();
-  Json bytes = Json::object();
-  write_settings(pending.old_settings, words, bytes);
-  write_atomically(pending_path, Json{{"boot", pending.boot},
+  const SettingsRecord record = record_of(pending.old_settings);
+  write_atomically(pending_path, Json{{"id", pending.id},
+                                      {"boot", pending.boot},
                                       {"timer", pending.timer},
                                       {"seconds", pending.seconds},
                                       {"deadline", pending.deadline},
-                                      {"old_settings", words},
-                                      {"stored_bytes", bytes},
+                                      {"old_settings", record.words},
+                                      {"stored_bytes", record.bytes},
                                       {"jumps", write_jumps(pending.jumps)}}
                                      .dump(-1, ' ', true, Json::error_handler_t::replace));
 }

@@ -17,6 +17,7 @@
 namespace management {
 
 struct Pending {
+  std::string id;       /* of the change */
   std::string boot;     /* from this_boot() */
   pid_t timer = 0;      /* the process that rolls back; trusted only after verification */
   int seconds = 0;      /* time for the confirmation */

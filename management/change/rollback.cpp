@@ -10,6 +10,7 @@
 #include "management/error.hpp"
 #include "management/remedy.hpp"
 #include "management/rules/own_jumps.hpp"
+#include "management/store/history.hpp"
 #include "management/store/setters.hpp"
 #include "management/store/staged_store.hpp"
 #include "management/store/unsafe_text.hpp"
@@ -131,12 +132,14 @@ bool rebuild(const Pending& pending, Problems& problems) {
   }
 }
 
-Problems restore(const Options& options, Lock lock, const Pending& pending) {
+Problems restore(const Options& options, Lock lock, const Pending& pending,
+                 const std::string& why) {
   refuse_before_start_up(pending);
   Problems problems;
   const bool was_rebuilt = rebuild(pending, problems);
   StagedStore stage;
   Change change(options, std::move(lock), anything_stored, OnFailure::continue_);
+  change.leave_out_of_history();
   restore_settings(change, pending, was_rebuilt, problems);
   add_failures(change.finish(), problems);
   for (std::string& problem : stage.commit()) {
@@ -144,6 +147,7 @@ Problems restore(const Options& options, Lock lock, const Pending& pending) {
   }
   if (problems.empty()) {
     remove_pending();
+    add_rollback_to_history(pending.id, why);
   }
   return problems;
 }
@@ -159,10 +163,11 @@ std::string reason_of(const Pending& pending) {
 
 }  // namespace
 
-std::vector<std::string> roll_back(const Options& options, Lock lock, const Pending& pending) {
+std::vector<std::string> roll_back(const Options& options, Lock lock, const Pending& pending,
+                                   const std::string& why) {
   Problems problems;
   try {
-    problems = restore(options, std::move(lock), pending);
+    problems = restore(options, std::move(lock), pending, why);
   } catch (const Error& error) {
     problems.emplace_back(error.what());
   }
@@ -175,6 +180,29 @@ std::vector<std::string> roll_back(const Options& options, Lock lock, const Pend
     note_rollback_failure(problems.front());
   }
   return problems;
+}
+
+bool restore_after_restart(Change& change) {
+  try {
+    const auto pending = read_pending();
+    if (!pending || pending->boot == this_boot()) {
+      return false;
+    }
+    change.without_rules(
+        [&] { apply_in_order(change, pending->old_settings, [](const char*, size_t, size_t) {}); });
+    if (changes_something(pending->old_settings, load_stored())) {
+      throw Error("not all of them could be stored");
+    }
+    remove_pending();
+    add_rollback_to_history(pending->id, "the machine restarted before the change was confirmed");
+    change.begin_anew();
+    notify("the machine went down before an apply was confirmed: the old settings are back");
+  } catch (const Error& error) {
+    notify(std::string("an apply was not confirmed, and the old settings are not back: ") +
+               error.what(),
+           Severity::error);
+  }
+  return true;
 }
 
 }  // namespace management

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "management/change/change.hpp"
 #include "management/change/pending_confirmation.hpp"
 #include "management/options.hpp"
 #include "management/system/lock.hpp"
@@ -12,8 +13,12 @@
 namespace management {
 
 /* Restores the old settings, their files and their rules, and removes what is pending. Returns what could not be
- * restored, nothing after a whole rollback; then the confirmation stays pending, and the same call tries again. */
+ * restored, nothing after a whole rollback, which the history gets with `why`; otherwise the confirmation stays pending, and the same call tries again. */
 [[nodiscard]] std::vector<std::string> roll_back(const Options& options, Lock lock,
-                                                 const Pending& pending);
+                                                 const Pending& pending, const std::string& why);
+
+/* Start-up, before any rule is made: stores the old settings of a change that was not confirmed when the machine went
+ * down. Notifies of what it did; nothing of it keeps a gateway from its start. Returns whether settings were set. */
+bool restore_after_restart(Change& change);
 
 }  // namespace management

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "executor/sequence_diff.hpp"
-#include "management/change/apply.hpp"
+#include "management/store/sections.hpp"
 
 namespace management {
 

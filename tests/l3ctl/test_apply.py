@@ -98,9 +98,16 @@ class Apply(Gateway):
         self.store(firewall=True)
         outcome = self.apply(IP_FILTER, "--json")
         self.assertEqual(outcome.status, 0)
-        self.assertEqual(json.loads(outcome.out),
-                         {"done": "applied: ip_filter; unchanged: nothing", "applied": ["ip_filter"],
-                          "unchanged": [], "failed": [], "failed_rules": []})
+        output = json.loads(outcome.out)
+        self.assertRegex(output.pop("id"), "^[0-9a-f]{16}$")
+        self.assertEqual(output, {"done": "applied: ip_filter; unchanged: nothing", "applied": ["ip_filter"],
+                                  "unchanged": [], "failed": [], "failed_rules": [], "messages": []})
+
+    def test_warnings_are_in_the_json_too(self):
+        outcome = self.apply('{"mac_filter": {"enabled": true, "mode": "white-list"}, "firewall": {"enabled": true}}', "--json")
+        messages = json.loads(outcome.out)["messages"]
+        self.assertNotEqual(messages, [])
+        self.assertEqual(outcome.err, "".join(f"l3ctl: {message}\n" for message in messages))
 
     def test_switches_and_services(self):
         self.store(firewall=True)
@@ -218,7 +225,9 @@ class Failures(Gateway):
             "failed_rules": [{"setting": "ip_filter.rules[1]",
                               "line": "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT",
                               "outcome": "ended with 1",
-                              "message": "iptables: Too many links"}]})
+                              "message": "iptables: Too many links"}],
+            "messages": ['ip_filter.rules[1]: "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT" ended with 1: '
+                         "iptables: Too many links", "ip_filter: the library reports a failure"]})
 
     def test_missing_chains_are_explained(self):
         self.store()

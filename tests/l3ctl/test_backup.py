@@ -42,8 +42,8 @@ class Backup(Copies):
                             '{"error":"a backup to standard output leaves no room for --json","messages":[]}\n',
                             "l3ctl: a backup to standard output leaves no room for --json\n")
         outcome = self.l3ctl("backup", str(BACKUP), "--json")
-        self.assertEqual(json.loads(outcome.out), {"done": f"backup: 15019 bytes written to {BACKUP}", "failed": [],
-                                                   "failed_rules": []})
+        self.assertEqual(json.loads(outcome.out), {"done": f"backup: 15019 bytes written to {BACKUP}", "id": None,
+                                                   "failed": [], "failed_rules": [], "messages": []})
 
     def test_without_a_stored_file(self):
         self.assert_outcome(self.l3ctl("backup", str(BACKUP)), 1, "",

@@ -56,7 +56,7 @@ class Completion(Gateway):
 
     def test_bash_offers_the_verbs_of_a_command_and_what_fits_of_them(self):
         self.assertEqual(self.complete("bash", "l3ctl", "url-filter", ""),
-                         ["list", "add", "delete", "on", "off", "clear", "reset"])
+                         ["list", "add", "delete", "set", "mode", "on", "off", "clear", "reset"])
         self.assertEqual(self.complete("bash", "l3ctl", "--json", "access", "telnet", "a"), ["allow"])
         self.assertEqual(self.complete("bash", "l3ctl", "record", "read", "ct"), ["ct-timeout"])
 

@@ -53,7 +53,8 @@ class Confirm(Confirming):
         self.wait_for_the_timer()
         self.assertGreaterEqual(time.monotonic() - before, 1)
         self.assert_old_settings_are_back()
-        self.assert_outcome(self.l3ctl("confirm"), 1, "", NOTHING_PENDING)
+        outcome = self.l3ctl("confirm")
+        self.assertEqual((outcome.status, outcome.out, outcome.err.endswith(NOTHING_PENDING)), (1, "", True))
 
     def test_revert(self):
         self.apply(PORTAL, "--confirm", "3600")
@@ -127,7 +128,8 @@ class Confirm(Confirming):
         outcome = self.apply(PORTAL, "--confirm", "60", "--json")
         self.assertEqual(json.loads(outcome.out)["confirm_within"], 60)
         self.assertEqual(json.loads(self.l3ctl("confirm", "--json").out),
-                         {"done": "confirm: the new settings stay", "failed": [], "failed_rules": []})
+                         {"done": "confirm: the new settings stay", "id": json.loads(outcome.out)["id"], "failed": [],
+                          "failed_rules": [], "messages": []})
 
     def test_status_shows_a_pending_confirmation(self):
         self.assertIsNone(json.loads(self.l3ctl("status", "--json").out)["confirmation"])
@@ -135,6 +137,7 @@ class Confirm(Confirming):
         self.apply(PORTAL, "--confirm", "3600")
         waits = json.loads(self.l3ctl("status", "--json").out)["confirmation"]
         self.assertTrue(3500 < waits.pop("seconds_left") <= 3600, waits)
+        self.assertRegex(waits.pop("id"), "^[0-9a-f]{16}$")
         self.assertEqual(waits, {"timer": True, "state": "waiting", "reason": None})
         self.assertRegex(self.l3ctl("status").out,
                          r'\nconfirmation            pending: rollback in 3[56]\d\d s unless "l3ctl confirm" keeps the settings\n')

@@ -115,7 +115,9 @@ class Overdue(Confirming):
 
     def test_it_is_reported(self):
         self.make_overdue()
-        self.assertEqual(self.confirmation(), {"seconds_left": 0, "timer": False, "state": "timer_gone", "reason": None})
+        confirmation = self.confirmation()
+        self.assertRegex(confirmation.pop("id"), "^[0-9a-f]{16}$")
+        self.assertEqual(confirmation, {"seconds_left": 0, "timer": False, "state": "timer_gone", "reason": None})
         self.assertIn("confirmation            overdue, and the timer is gone: the next change rolls back first\n",
                       self.l3ctl("status").out)
         self.assertEqual([state for state, _ in self.doctor_says()], ["problem"])

@@ -128,17 +128,19 @@ class Entries(Gateway):
                             'ip_filter.rules[0].direction: "sideways" is not allowed; it must be '
                             '"upstream" or "downstream"', nothing)
         self.assert_refused(("acl", "add", "web"), f'acl: "web" is not KEY=VALUE; {nothing}')
-        self.assert_refused(("mac-filter", "add", MAC, "active"), f'mac-filter: "active" is not KEY=VALUE; {nothing}')
+        self.assert_refused(("mac-filter", "add", MAC, "active"),
+                            'mac_filter.devices[1].mac: "active" is not allowed; it must be a hardware address of '
+                            'six pairs such as "02:00:00:00:00:01", not all of them zero', nothing)
         self.assert_refused(("url-filter", "add", "a", "host=b"), f'url-filter: "host" is given twice; {nothing}')
 
-    def test_the_same_entry_twice_is_warned_about(self):
+    def test_the_same_entry_twice_is_not_added(self):
         self.switch_on("url-filter")
         self.l3ctl("url-filter", "add", "example.com")
         self.assert_outcome(self.l3ctl("url-filter", "add", "example.com", "active=08:00-09:00"), 0,
                             out="url-filter: added as url_filter entry 1\n")
         self.assert_outcome(self.l3ctl("url-filter", "add", "example.com"), 0,
-                            out="url-filter: added as url_filter entry 2\n",
-                            err="l3ctl: warning: url_filter entry 0 says the same\n")
+                            out="url-filter: nothing to add\n",
+                            err="l3ctl: note: url_filter entry 0 says the same, so it is not added\n")
 
     def test_a_number_that_both_families_have_needs_one_of_them(self):
         for number in (1, 2):
@@ -155,7 +157,7 @@ class Entries(Gateway):
     def test_help_speaks_of_spans_and_modes_where_they_are_told(self):
         self.assertIn("time spans (active) are in time_zone, or UTC", self.l3ctl("url-filter", "add", "--help").out)
         self.assertNotIn("time spans", self.l3ctl("ip-filter", "add", "--help").out)
-        self.assertIn('"l3ctl apply" sets it', self.l3ctl("mac-filter", "--help").out)
+        self.assertIn("or a white list", self.l3ctl("mac-filter", "--help").out)
 
     def test_one_entry_too_many_is_refused_and_nothing_changes(self):
         for number in range(10):
@@ -164,8 +166,8 @@ class Entries(Gateway):
         before = CONFIGURATION.read_bytes()
         outcome = self.l3ctl("dhcp-filter", "add", "02:00:00:00:01:00")
         self.assertEqual((outcome.status, outcome.out), (2, ""))
-        self.assertIn("dhcp_filter.devices", outcome.err)
-        self.assertTrue(outcome.err.endswith("l3ctl: nothing was changed\n"))
+        self.assertIn("dhcp_filter is full: it holds 10 entries", outcome.err)
+        self.assertTrue(outcome.err.endswith("nothing was changed\n"))
         self.assertEqual((CONFIGURATION.read_bytes(), self.commands()), (before, []))
 
     def test_deleting_what_is_not_there_is_refused(self):
@@ -176,8 +178,10 @@ class Entries(Gateway):
 
     def test_json_says_what_was_done(self):
         self.switch_on("dhcp-filter")
-        self.assertEqual(json.loads(self.l3ctl("--json", "dhcp-filter", "add", MAC).out),
-                         {"done": "dhcp-filter: added as dhcp_filter entry 0", "failed": [], "failed_rules": []})
+        output = json.loads(self.l3ctl("--json", "dhcp-filter", "add", MAC).out)
+        self.assertRegex(output.pop("id"), "^[0-9a-f]{16}$")
+        self.assertEqual(output, {"done": "dhcp-filter: added as dhcp_filter entry 0", "failed": [], "failed_rules": [],
+                                  "messages": []})
 
 
 if __name__ == "__main__":

@@ -24,11 +24,13 @@ TABLET = "02:00:00:00:01:20"
 # By command: the schema of its output, and runs that write it, one after the other. "-" reads PORTAL.
 RUNS = {
     "init": ("change", ["init"]),
-    "plan": ("plan", ["plan", "-"], ["plan", "-", "--section", "vpn_pass_through"]),
+    "plan": ("plan", ["plan", "-"], ["plan", "-", "--section", "vpn_pass_through"], ["ipsec", "off", "--dry-run"]),
     "diff": ("diff", ["diff", "-"]),
     "apply": ("apply", ["apply", "-", "--confirm", "60"]),
     "status": ("status", ["status"]),
-    "confirm": ("change", ["confirm"]),
+    "confirm": ("change", ["confirm", "--extend", "60"], ["confirm"]),
+    "history": ("history", ["history"], ["history", "1"]),
+    "undo": ("change", ["undo"]),
     "show": ("settings", ["show"], ["show", "acl"]),
     "export": ("settings", ["export"], ["export", "--section", "firewall"]),
     "version": ("version", ["version"]),
@@ -62,6 +64,7 @@ RUNS = {
     "reset": ("change", ["reset", "--yes"]),
 }
 MORE_RUNS = {
+    "rules by setting": ("hits", ["rules", "--top"], ["rules", "--since-last"], ["acl", "list", "--counters"]),
     "--version": ("program", ["--version"]),
     "devices name": ("change", ["devices", "name", TABLET, "tablet"]),
     "wan": ("wan", ["wan", "show"]),

@@ -196,7 +196,9 @@ class IpFilter(Gateway):
             "done": None, "failed": ["ip_filter"],
             "failed_rules": [{"setting": "ip_filter", "line": "iptables -t filter -F forward_ext_us_ip",
                               "outcome": "ended with 1",
-                              "message": "iptables: Too many links"}]})
+                              "message": "iptables: Too many links"}],
+            "messages": ['ip_filter: "iptables -t filter -F forward_ext_us_ip" ended with 1: iptables: Too many links',
+                         "ip_filter: the library reports a failure"]})
 
     def test_a_verb_is_needed(self):
         self.assertEqual(self.l3ctl("ip-filter").status, 2)

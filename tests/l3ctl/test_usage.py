@@ -17,6 +17,10 @@ esac
 ENTRY = {"ip-filter": "direction=upstream protocol=tcp", "acl": "from=lan service=web sources=any",
          "url-filter": "example.com", "mac-filter": "02:00:00:00:00:01",
          "dhcp-filter": "02:00:00:00:00:01", "captive-portal": "203.0.113.2"}
+EDIT = {"ip-filter": "0 protocol=udp", "acl": "0 service=ping", "url-filter": "0 active=08:00-09:00",
+        "mac-filter": "02:00:00:00:00:01 active=08:00-09:00", "dhcp-filter": "0 mac=02:00:00:00:00:02",
+        "captive-portal": "0 destination=203.0.113.3"}
+MODE = {"ip-filter": "upstream=white-list", "url-filter": "white-list", "mac-filter": "white-list", "dhcp-filter": "white-list"}
 PACKET = "--from lan --to wan --protocol tcp --source 192.168.1.20 --destination 203.0.113.2 --destination-port 80"
 RULES = "012345"  # status 3: the packet filter refused a rule
 CHANGES = "01245"
@@ -30,6 +34,7 @@ SHIFT_IS_DUE = '{"time_zone": "AAA-1", "offset_minutes": 0}'
 # Every command and verb that does something: its arguments, and the statuses that it can end with.
 COMMANDS = {
     "apply": ("-", RULES), "plan": ("-", "0125"), "diff": ("-", "012"), "confirm": ("--revert", CHANGES),
+    "history": ("", READS), "undo": ("", RULES),
     "show": ("", READS), "export": ("", READS), "status": ("", READS), "version": ("", READS),
     "init": ("", RULES), "clock": ("", RULES), "reset": ("--yes", RULES), "level": ("high", RULES),
     "firewall status": ("", READS), "firewall on": ("", RULES), "firewall off": ("", RULES),
@@ -54,6 +59,9 @@ for _filter, _entry in ENTRY.items():
     COMMANDS |= {f"{_filter} {_verb}": (_arguments, _statuses) for _verb, _arguments, _statuses in (
         ("list", "", READS), ("add", _entry, RULES), ("on", "", RULES), ("off", "", RULES), ("clear", "", RULES),
         ("delete", _entry if _filter == "mac-filter" else "0", RULES), ("reset", "", RULES))}
+    COMMANDS[f"{_filter} set"] = (EDIT[_filter], RULES)
+    if _filter in MODE:
+        COMMANDS[f"{_filter} mode"] = (MODE[_filter], RULES)
 # Their status 3 is the result of a check, not a refused rule.
 CHECKS = {"check", "inspect", "backup", "doctor"}
 
@@ -170,7 +178,7 @@ class Help(Gateway):
                             "portal": '{"captive_portal": {"enabled": true, "destinations": ["203.0.113.2"]}}'}
                 self.assertEqual(self.apply(settings["firewall"]).status, 0)
                 name = path.split()[0]
-                if path.endswith(" delete"):
+                if path.endswith((" delete", " set")):
                     self.assertEqual(self.l3ctl(name, "add", *ENTRY[name].split()).status, 0)
                 if path == "confirm":
                     self.assertEqual(self.apply(settings["portal"], "--confirm", "60").status, 0)
