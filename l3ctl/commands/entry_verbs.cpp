@@ -282,9 +282,10 @@ int add_entries(const Context& context, const Filter& filter, Lists lists,
 }
 
 int delete_entries(const Context& context, const Filter& filter, Lists lists,
-                   std::vector<std::string> names) {
-  for (std::string& name : names) {
-    name = entry_name(filter, name);
+                   const std::vector<std::string>& words) {
+  std::vector<std::string> names;
+  for (const std::string& word : words) {
+    names.push_back(entry_name(filter, word));
   }
   Change change(context);
   std::vector<WantedSection> wanted;

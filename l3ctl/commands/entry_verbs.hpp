@@ -17,7 +17,7 @@ int add_entries(const Context& context, const Filter& filter, Lists lists,
 
 /* Deletes from every list the entries of these numbers, or those with these values of the main key. */
 int delete_entries(const Context& context, const Filter& filter, Lists lists,
-                   const std::vector<std::string>& names);
+                   const std::vector<std::string>& words);
 
 /* Changes keys of the entry that the first word names; the others are KEY=VALUE. */
 int set_entry(const Context& context, const Filter& filter, Lists lists,
