@@ -104,16 +104,21 @@ void add_all_commands(CLI::App& app, Context& context) {
   }
 }
 
-/* A start takes half the time with no other commands than the words name. Help, and words that name none, need all. */
+/* A start takes half the time with no other commands than the words name. Help, and words that name none, need all;
+ * --version needs none. */
 void add_commands(CLI::App& app, Context& context, const std::vector<std::string>& words) {
   const auto all = commands();
   const auto is_named = [&](const char* name) {
     return std::any_of(words.begin(), words.end(),
                        [&](const std::string& word) { return is_same_word(word, name); });
   };
+  const bool names_none = std::none_of(
+      all.begin(), all.end(), [&](const Command& command) { return is_named(command.name); });
+  if (names_none && is_named("--version")) {
+    return;
+  }
   if (is_named("help") || is_named("--help") || is_named("-h") || is_named("completion") ||
-      std::none_of(all.begin(), all.end(),
-                   [&](const Command& command) { return is_named(command.name); })) {
+      names_none) {
     add_all_commands(app, context);
     return;
   }

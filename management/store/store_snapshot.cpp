@@ -78,7 +78,9 @@ void remove_stale_temporaries() {
   for (const char* path : stored_paths) {
     remove_stale_temporaries_of(path);
   }
-  remove_stale_temporaries_of(pending_path);
+  for (const char* path : {pending_path, history_path, time_zone_path}) {
+    remove_stale_temporaries_of(path);
+  }
 }
 
 StoreSnapshot::StoreSnapshot(const PlatformCalls& platform)

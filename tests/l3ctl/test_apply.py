@@ -101,7 +101,9 @@ class Apply(Gateway):
         output = json.loads(outcome.out)
         self.assertRegex(output.pop("id"), "^[0-9a-f]{16}$")
         self.assertEqual(output, {"done": "applied: ip_filter; unchanged: nothing", "applied": ["ip_filter"],
-                                  "unchanged": [], "failed": [], "failed_rules": [], "messages": []})
+                                  "unchanged": [], "failed": [], "failed_rules": [],
+                                  "messages": ["warning: standard input:4: ip_filter.downstream: a white list drops the answers "
+                                               "to the LAN's own connections too, unless a rule accepts them"]})
 
     def test_warnings_are_in_the_json_too(self):
         outcome = self.apply('{"mac_filter": {"enabled": true, "mode": "white-list"}, "firewall": {"enabled": true}}', "--json")
@@ -226,7 +228,9 @@ class Failures(Gateway):
                               "line": "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT",
                               "outcome": "ended with 1",
                               "message": "iptables: Too many links"}],
-            "messages": ['ip_filter.rules[1]: "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT" ended with 1: '
+            "messages": ["warning: standard input:4: ip_filter.downstream: a white list drops the answers to the LAN's own "
+                         "connections too, unless a rule accepts them",
+                         'ip_filter.rules[1]: "iptables -A forward_ext_ds_ip -p udp -s 203.0.113.53 -j ACCEPT" ended with 1: '
                          "iptables: Too many links", "ip_filter: the library reports a failure"]})
 
     def test_missing_chains_are_explained(self):

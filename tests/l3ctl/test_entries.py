@@ -129,8 +129,10 @@ class Entries(Gateway):
                             '"upstream" or "downstream"', nothing)
         self.assert_refused(("acl", "add", "web"), f'acl: "web" is not KEY=VALUE; {nothing}')
         self.assert_refused(("mac-filter", "add", MAC, "active"),
-                            'mac_filter.devices[1].mac: "active" is not allowed; it must be a hardware address of '
-                            'six pairs such as "02:00:00:00:00:01", not all of them zero', nothing)
+                            'mac-filter: "active" is not allowed; it must be a hardware address of six pairs such as '
+                            '"02:00:00:00:00:01", not all of them zero, or the name or an address of a device: none is '
+                            'known by this one (the neighbour table was not read: ip ends with 1: Cannot find device "br0"); '
+                            + nothing)
         self.assert_refused(("url-filter", "add", "a", "host=b"), f'url-filter: "host" is given twice; {nothing}')
 
     def test_the_same_entry_twice_is_not_added(self):

@@ -140,6 +140,7 @@ class Together(Transaction):
         CONFIGURATION.unlink()
         (STORE / "firewall.conf").unlink()
         (STORE / "firewall6.conf").unlink()
+        (STORE / "l3ctl.history").unlink()
         self.assertEqual(self.apply(json.dumps(json.loads(TWO_LISTS) | {"firewall": {"enabled": True}})).status, 3)
         self.assertEqual(os.listdir(STORE), [])
 
@@ -303,7 +304,7 @@ class Together(Transaction):
     def test_a_firewall_that_is_switched_off_saves_nothing(self):
         self.assert_outcome(self.l3ctl("firewall", "off"), 0, "firewall: off\n")
         self.assertEqual(self.restores(), ["ip6tables-restore: 3", "iptables-restore: 11"])
-        self.assertEqual(sorted(os.listdir(STORE)), ["l3_advance.dat"])
+        self.assertEqual(sorted(os.listdir(STORE)), ["l3_advance.dat", "l3ctl.history"])
         self.assertEqual(CONFIGURATION.read_bytes(), configuration())
 
 
@@ -318,7 +319,7 @@ class Modes(Transaction):
             self.assertEqual(self.apply(json.dumps(change)).status, 0)
             made = [*STORE.iterdir(), PLATFORM, *PLATFORM.iterdir(), Path("/run/l3ctl.lock")]
             self.assertEqual({path.name for path in made if path.parent == STORE},
-                             {"l3_advance.dat", "firewall.conf", "firewall6.conf"})
+                             {"l3_advance.dat", "l3ctl.history", "firewall.conf", "firewall6.conf"})
             self.assertEqual([str(path) for path in made if path.stat().st_mode & 0o077], [])
 
     def test_a_saved_file_keeps_its_mode(self):

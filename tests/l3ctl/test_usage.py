@@ -178,7 +178,7 @@ class Help(Gateway):
                             "portal": '{"captive_portal": {"enabled": true, "destinations": ["203.0.113.2"]}}'}
                 self.assertEqual(self.apply(settings["firewall"]).status, 0)
                 name = path.split()[0]
-                if path.endswith((" delete", " set")):
+                if path.endswith((" delete", " set")) and name in ENTRY:
                     self.assertEqual(self.l3ctl(name, "add", *ENTRY[name].split()).status, 0)
                 if path == "confirm":
                     self.assertEqual(self.apply(settings["portal"], "--confirm", "60").status, 0)
