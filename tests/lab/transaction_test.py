@@ -39,8 +39,9 @@ def _apply(wanted: dict, *options: str) -> subprocess.CompletedProcess:
 
 
 def _state() -> tuple:
-    """The rules of both families, and the stored files without their time stamps."""
+    """The rules of both families, and the stored files without their time stamps and the history."""
     files = device.stored_files()
+    files.pop("l3ctl.history", None)
     for name in ("firewall.conf", "firewall6.conf"):
         files[name] = rules.normalised(files[name].decode()).encode()
     return rules.saved(4), rules.saved(6), files
