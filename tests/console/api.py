@@ -8,7 +8,9 @@ import yaml
 
 ROOT = Path(__file__).resolve().parents[2]
 PATH = ROOT / "console/openapi.yaml"
-SCHEMAS = [json.loads(path.read_text()) for path in (ROOT / "schema").glob("*.json")]
+# By their places, which references are relative to, and not by their "$id", a URN.
+SCHEMAS = {path.as_uri(): {key: value for key, value in json.loads(path.read_text()).items() if key != "$id"}
+           for path in (ROOT / "schema").glob("*.json")}
 API = yaml.safe_load(PATH.read_text())
 
 
@@ -26,10 +28,12 @@ def resolved(part):
 def faults(part, value):
     """What a value has that a schema does not allow, as texts."""
     if part.get("$ref", "").startswith("../"):
-        schema = json.loads((PATH.parent / part["$ref"]).read_text())
+        place = (PATH.parent / part["$ref"]).resolve().as_uri()
+        schema = SCHEMAS[place]
     else:
+        place = PATH.as_uri()
         schema = {**part, "components": API["components"]}
-    resolver = jsonschema.RefResolver(PATH.as_uri(), schema, store={one["$id"]: one for one in SCHEMAS})
+    resolver = jsonschema.RefResolver(place, schema, store=SCHEMAS)
     validator = jsonschema.Draft202012Validator(schema, resolver=resolver)
     return [f"{error.json_path}: {error.message}" for error in validator.iter_errors(value)]
 
