@@ -53,6 +53,7 @@ bool open_stored(const std::string& text, Descriptor& file) {
 [[noreturn]] void become(const std::vector<std::string>& words,
                          const std::array<int, stored_fd + 1>& descriptors) {
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string& word : words) {
     arguments.push_back(const_cast<char*>(word.c_str()));
   }

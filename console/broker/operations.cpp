@@ -6,8 +6,8 @@ namespace console {
 
 namespace {
 
-constexpr std::size_t largest_settings = 256 * 1024;
-constexpr std::size_t largest_stored = 256 * 1024;
+constexpr std::size_t largest_settings = std::size_t{256} * 1024;
+constexpr std::size_t largest_stored = std::size_t{256} * 1024;
 constexpr std::size_t longest_who = 64;
 constexpr std::size_t longest_device = 64;
 constexpr std::size_t longest_host = 270;
@@ -36,7 +36,7 @@ const std::vector<OperationRow>& table() {
       {revert, "revert", {"confirm", "--revert"}, {}, 0, true},
       {explain, "explain", {"explain", "--batch", "-"}, {}, 4096},
       {backup, "backup", {"backup", "-"}, {}, 0, false, false},
-      {restore, "restore", {"restore", "-"}, {}, 64 * 1024, true},
+      {restore, "restore", {"restore", "-"}, {}, std::size_t{64} * 1024, true},
       {metrics, "metrics", {"metrics"}, {}, 0, false, false},
       {devices, "devices", {"devices"}},
       {blocked, "blocked", {"blocked"}},

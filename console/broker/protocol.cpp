@@ -28,7 +28,7 @@ static_assert(sizeof(CallHeader) == 20 && sizeof(AnswerHeader) == 16);
 
 /* No call of the table is larger, whatever its operation. */
 constexpr std::size_t largest_text = 336;
-constexpr std::size_t largest_input = 256 * 1024;
+constexpr std::size_t largest_input = std::size_t{256} * 1024;
 
 bool is_sound(const CallHeader& header) {
   return header.reserved == 0 && header.argument_size <= largest_text &&

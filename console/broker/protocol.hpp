@@ -33,8 +33,8 @@ struct Answer {
   std::string errors; /* its standard error */
 };
 
-inline constexpr std::size_t largest_output = 2 * 1024 * 1024;
-inline constexpr std::size_t largest_errors = 64 * 1024;
+inline constexpr std::size_t largest_output = std::size_t{2} * 1024 * 1024;
+inline constexpr std::size_t largest_errors = std::size_t{64} * 1024;
 
 /* Frames of a stream of bytes. */
 template <typename Message>
@@ -55,7 +55,7 @@ class Frames {
 using CallFrames = Frames<NumberedCall>;
 using AnswerFrames = Frames<Answer>;
 
-std::string frame_of(const NumberedCall& call);
+std::string frame_of(const NumberedCall& numbered);
 std::string frame_of(const Answer& answer);
 
 }  // namespace console

@@ -18,7 +18,7 @@ namespace console {
 namespace {
 
 constexpr std::string_view own_name = "l3-console";
-constexpr std::time_t day = 24 * 60 * 60;
+constexpr std::time_t day = std::time_t{24} * 60 * 60;
 constexpr std::time_t lifetime = 397 * day;
 /* A clock that was never set says 1970: no certificate is made for before this day (2026-01-01). */
 constexpr std::time_t earliest = 1767225600;
@@ -40,7 +40,7 @@ Crt new_crt() {
 
 /* Empty where there is none. */
 std::string read_file(const std::string& path) {
-  std::string text(64 * 1024, '\0');
+  std::string text(std::size_t{64} * 1024, '\0');
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   const ssize_t size = fd == -1 ? 0 : read(fd, text.data(), text.size());
   if (fd != -1) {

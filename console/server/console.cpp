@@ -11,7 +11,7 @@ namespace console {
 
 namespace {
 
-constexpr std::size_t largest_body = 256 * 1024;
+constexpr std::size_t largest_body = std::size_t{256} * 1024;
 
 /* Only what is here may be fetched, run or framed. Trusted Types: no text becomes markup or code.
  */

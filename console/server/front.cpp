@@ -14,8 +14,8 @@ namespace console {
 
 namespace {
 
-constexpr std::size_t largest_body = 256 * 1024;
-constexpr std::size_t largest_headers = 8 * 1024;
+constexpr std::size_t largest_body = std::size_t{256} * 1024;
+constexpr std::size_t largest_headers = std::size_t{8} * 1024;
 constexpr std::ptrdiff_t most_streams = 4;
 constexpr std::int64_t heartbeat = 15;
 
@@ -177,7 +177,7 @@ void Front::tick() {
 }
 
 /* What is refused before its body is read. */
-Response Front::early_refusal(const Exchange& exchange) const {
+Response Front::early_refusal(const Exchange& exchange) {
   const Request& request = exchange.request;
   if (exchange.connection->is_too_many) {
     return problem_for_now(503, "too_many_connections", "there are too many connections", 5);

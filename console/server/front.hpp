@@ -62,7 +62,7 @@ class Front {
 
   MHD_Result serve(Exchange& exchange, MHD_Connection* handle, const char* method, const char* data,
                    std::size_t* size);
-  Response early_refusal(const Exchange& exchange) const;
+  static Response early_refusal(const Exchange& exchange);
   void settle(std::uint64_t id, Response response);
   MHD_Result send(Exchange& exchange, MHD_Connection* handle);
   MHD_Response* stream_response(const Exchange& exchange, MHD_Connection* handle);

@@ -16,8 +16,8 @@ struct Session {
   bool must_change_password = false;
 };
 
-inline constexpr std::int64_t idle_limit = 15 * 60;
-inline constexpr std::int64_t absolute_limit = 12 * 60 * 60;
+inline constexpr std::int64_t idle_limit = std::int64_t{15} * 60;
+inline constexpr std::int64_t absolute_limit = std::int64_t{12} * 60 * 60;
 
 class Sessions {
  public:

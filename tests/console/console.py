@@ -175,8 +175,8 @@ class ConsoleTest(Gateway):
         assert client.send("PUT", "password", {"current": first, "new": PASSWORD}).status == 204
 
     @classmethod
-    def start(cls):
-        environment = {"PATH": f"{TOOLS}:/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}
+    def start(cls, **variables):
+        environment = {"PATH": f"{TOOLS}:/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8", **variables}
         return Server(*cls.options, l3ctl=cls.l3ctl_program, environment=environment)
 
     @classmethod

@@ -243,6 +243,22 @@ class LogIn(ConsoleTest):
         self.assertEqual(self.client.get("status").status, 200)
         self.assertEqual(Client().log_in().status, 201)
 
+    def test_what_is_written_to_the_log(self):
+        """Whoever logs in, fails to, and makes or deletes a token; no secret."""
+        begun = len(self.server.log.read_text())
+        client = Client(source="127.0.0.8")
+        client.log_in("wrong secret")
+        client.log_in()
+        made = client.post("tokens", {"name": "watch", "scope": "read"}).json
+        client.send("DELETE", "tokens/" + made["id"])
+        for old, new in ((PASSWORD, "a quite new password"), ("a quite new password", PASSWORD)):
+            client.send("PUT", "password", {"current": old, "new": new})
+        client.send("DELETE", "session")
+        self.assertEqual(self.server.log.read_text()[begun:].splitlines(),
+                         [f"l3-console: {what} from 127.0.0.8" for what in
+                          ("wrong password", "log-in", "token made: watch", "token deleted", "password changed", "password changed",
+                           "log-out")])  # fmt: skip
+
     def test_what_is_no_log_in(self):
         for body in ("", "x", [], {}, {"password": 1}, {"password": "x", "user": "y"}, json.dumps({"password": "x"})[:-1], "[" * 100000):
             self.assert_problem(Client().post("session", body), 422, "body")

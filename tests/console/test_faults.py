@@ -12,6 +12,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from broker import write_program
+from clock_case import FAKE_CLOCK
 from console import CONSOLE, HOST, PASSWORD, PORT, STATE, Client, ConsoleTest, context, make_first_password, until
 from gateway import L3CTL
 
@@ -202,6 +203,21 @@ class State(ConsoleTest):
         certificate.unlink()
         type(self).server = self.start()
         self.assertNotEqual(certificate.read_bytes(), ours)
+
+    def test_a_clock_that_was_never_set(self):
+        """Log-in, sessions and changes need no date, and the certificate is good once there is one."""
+        certificate = STATE / "certificate.pem"
+        self.assertEqual(self.server.stop(), 0)
+        certificate.unlink()
+        type(self).server = self.start(LD_PRELOAD=str(FAKE_CLOCK), FAKE_TIME="60")
+        dates = subprocess.run(["openssl", "x509", "-noout", "-dates", "-in", certificate], capture_output=True, text=True, check=True).stdout
+        self.assertEqual(dates, "notBefore=Dec 31 00:00:00 2025 GMT\nnotAfter=Feb  1 00:00:00 2027 GMT\n")
+        self.assertEqual((self.client.log_in().status, self.client.get("status").status), (201, 200))
+        self.assertEqual(self.client.apply({"vpn_pass_through": True}, "apply?confirm=60").status, 202)
+        self.assertEqual(self.client.post("confirm").status, 200)
+        kept = certificate.read_bytes()
+        self.restart()
+        self.assertEqual(certificate.read_bytes(), kept)
 
     def test_what_is_made_for_tls(self):
         text = subprocess.run(["openssl", "x509", "-noout", "-text", "-in", STATE / "certificate.pem"], capture_output=True, text=True, check=True).stdout
