@@ -4,23 +4,16 @@
 #include "console/server/account_routes.hpp"
 #include "console/server/console.hpp"
 #include "console/server/gateway_routes.hpp"
+#include "console/server/page.hpp"
 
 namespace console {
 
 namespace {
 
-Response front_page(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {
-  Response response;
-  response.headers = {{"Content-Type", "text/html; charset=utf-8"}};
-  response.body =
-      "<!doctype html><html lang=\"en\"><title>l3-console</title>"
-      "<h1>l3-console</h1><p>The API is at <code>/api/v1</code>; l3-console(8) describes "
-      "it.</p></html>\n";
-  return response;
-}
-
 constexpr std::array table = {
-    Route{"GET", "/", Need::nothing, front_page},
+    Route{"GET", "/", Need::nothing, page_file},
+    Route{"GET", "/app.css", Need::nothing, page_file},
+    Route{"GET", "/app.js", Need::nothing, page_file},
     Route{"POST", "/api/v1/session", Need::nothing, log_in},
     Route{"GET", "/api/v1/session", Need::identity, show_session},
     Route{"DELETE", "/api/v1/session", Need::identity, log_out},
