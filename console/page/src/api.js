@@ -41,17 +41,20 @@ async function answerOf(method, path, body, headers) {
   }
 }
 
+function parsed(text, status) {
+  try {
+    return JSON.parse(text);
+  } catch {
+    throw new Problem({ code: "not_json", status, detail: text.slice(0, 200) });
+  }
+}
+
 /* Sends a request. The answer has the JSON as `body`. */
 export async function request(method, path, body, headers) {
   const { response, text } = await answerOf(method, path, body, headers);
   if (state.link.lostAt !== null) update({ link: { lostAt: null } });
   noteClock(response);
-  let json = null;
-  try {
-    json = text ? JSON.parse(text) : null;
-  } catch {
-    throw new Problem({ code: "not_json", status: response.status, detail: text.slice(0, 200) });
-  }
+  const json = text ? parsed(text, response.status) : null;
   if (response.ok) return { status: response.status, body: json, etag: response.headers.get("ETag") };
   if (response.status === 401 && json?.code === "log_in") sessionEnded();
   throw new Problem(json ?? { code: "not_json", status: response.status, detail: "" });

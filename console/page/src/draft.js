@@ -14,8 +14,9 @@ export function stored() {
   return state.loaded.settings;
 }
 
+/* Nothing before those of the gateway have come, for a draft alone says not what is so. */
 export function settings() {
-  return state.draft ? state.draft.settings : stored();
+  return stored() && (state.draft?.settings ?? stored());
 }
 
 function keep(draft) {
@@ -62,7 +63,7 @@ export async function tryEdit(change) {
 }
 
 /* Entries of one list that the other has not, each as often as it is missing. */
-function without(list, other) {
+export function without(list, other) {
   const rest = other.map((entry) => JSON.stringify(entry));
   return list.filter((entry) => {
     const place = rest.indexOf(JSON.stringify(entry));

@@ -11,7 +11,7 @@ export function entryWords(section, written) {
   const { list } = filters[filterOfSection(section)];
   const entry = asObject(section, list, written);
   const words = fieldsOf(section, list)
-    .filter((field) => entry[field.name] !== undefined && field.name !== "enabled")
+    .filter((field) => field.ref === "active" || (entry[field.name] !== undefined && field.name !== "enabled"))
     .map((field) => {
       if (field.ref === "active") return spanText(entry.active);
       if (field.name === "mac") return shortName(entry.mac);

@@ -27,7 +27,7 @@ function TextField({ control, field, value, onChange }) {
 
 export const wordOf = (value) => (has(`word.${value}`) ? t(`word.${value}`) : value);
 
-function control(field, value, onChange) {
+function controlOf(field, value, onChange) {
   const label = t(`field.${field.name}`);
   return (attributes) => {
     if (field.ref === "active") return html`<${SpanField} control=${attributes} value=${value ?? field.default} onChange=${onChange} label=${label} />`;
@@ -68,8 +68,8 @@ function faultsBy(problem, spots, list) {
   return faults;
 }
 
-/* `at`: the places of the entry that is edited; without it a new one is made. */
-export function EntryForm({ filter, sections, at, entry, preset, onDone, onCancel, label, focus }) {
+/* `at`: the places of the entry that is edited; without it a new one is made. `switchOn`: its filters too. */
+export function EntryForm({ filter, sections, at, entry, preset, onDone, onCancel, label, focus, switchOn }) {
   const { list } = filters[filter];
   const [value, setValue] = useState(() => beginning(sections[0], list, entry, preset));
   const [problem, fail] = useState(null);
@@ -93,6 +93,7 @@ export function EntryForm({ filter, sections, at, entry, preset, onDone, onCance
         for (const { section, index } of found) {
           (settings[section] ??= { enabled: false })[list] ??= [];
           settings[section][list][index] = asWritten(section, list, value);
+          if (switchOn) settings[section].enabled = true;
         }
       });
       if (!at) setValue(beginning(sections[0], list, undefined, preset));
@@ -112,7 +113,7 @@ export function EntryForm({ filter, sections, at, entry, preset, onDone, onCance
   return html`<form class="entry" ref=${form} onSubmit=${send} aria-label=${label} noValidate>
     <div class="fields">
       ${fields.map((field) => html`<${Field} key=${field.name} label=${t(`field.${field.name}`)} faults=${own(field)}>
-        ${control(field, value[field.name], (next) => setValue({ ...value, [field.name]: next }))}</${Field}>`)}
+        ${controlOf(field, value[field.name], (next) => setValue({ ...value, [field.name]: next }))}</${Field}>`)}
       <div class="actions">
         <button class="primary" aria-busy=${isBusy ? "true" : undefined}>${at ? t("take_over") : t("add")}</button>
         ${onCancel && html`<button type="button" class="plain" onClick=${onCancel}>${t("cancel")}</button>`}

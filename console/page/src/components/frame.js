@@ -10,7 +10,7 @@ import { language, languages, setLanguage, t } from "../words/words.js";
 import { filters } from "../filters.js";
 import { Button, Notice, ProblemNotice } from "./parts.js";
 
-const PAGES = ["overview", "filters", "schedule", "rules", "history", "health"];
+const PAGES = ["overview", "devices", "filters", "schedule", "why", "rules", "history", "health"];
 const THEMES = ["system", "light", "dark"];
 
 export function setTheme(theme) {
@@ -49,10 +49,10 @@ function Clock() {
 function Navigation({ at }) {
   const [isOpen, open] = useState(false);
   useEffect(() => open(false), [at.steps.join("/")]);
-  const link = (page, label, isHere) => html`<li><a href="#/${page}" aria-current=${isHere ? "page" : undefined}>${label}</a></li>`;
   const here = at.steps[0] ?? "overview";
+  const link = (page, label, isHere) => html`<li><a href="#/${page}" aria-current=${isHere ? "page" : undefined}>${label}</a></li>`;
   return html`<nav aria-label=${t("pages")}>
-    <button type="button" class="menu" aria-expanded=${isOpen ? "true" : "false"} onClick=${() => open(!isOpen)}>☰ ${t("pages")}</button>
+    <button type="button" class="menu" aria-expanded=${isOpen ? "true" : "false"} onClick=${() => open(!isOpen)}><span aria-hidden="true">☰</span> <span class="hidden">${t("pages")}: </span>${t(`page.${PAGES.includes(here) || here === "account" ? here : "overview"}`)}</button>
     <ul class=${isOpen ? "open" : ""}>
       ${PAGES.map((page) => link(page === "filters" ? "filters/traffic" : page, t(`page.${page}`), here === page))}
     </ul>
@@ -144,9 +144,9 @@ export function Frame({ at, children }) {
       <a class="brand" href="#/overview">
         <svg viewBox="0 0 16 16" aria-hidden="true"><path d="M8 1l6 2v5c0 4-3 6-6 7-3-1-6-3-6-7V3z" /></svg>${t("gateway")}</a>
       <${Clock} />
-      <${Choices} />
-      <a class="account" href="#/account" aria-current=${at.steps[0] === "account" ? "page" : undefined}>${t("page.account")}</a>
-      <${Button} kind="plain" onClick=${logOut}>${t("log_out")}</${Button}>
+      <div class="own"><${Choices} />
+        <a class="account" href="#/account" aria-current=${at.steps[0] === "account" ? "page" : undefined}>${t("page.account")}</a>
+        <${Button} kind="plain small" onClick=${logOut}>${t("log_out")}</${Button}></div>
     </header>
     <${Navigation} at=${at} />
     <main id="main" tabindex="-1">

@@ -9,6 +9,7 @@ import { useWanted } from "../live.js";
 import { choicesOf } from "../schema.js";
 import { state } from "../store.js";
 import { t } from "../words/words.js";
+import { Effects, titleOf } from "../components/device.js";
 import { ZoneForm } from "../components/zone.js";
 import { settingWords } from "../setting.js";
 
@@ -85,6 +86,17 @@ function TimeZone({ status }) {
   </section>`;
 }
 
+function Blocked() {
+  const { blocked } = state.loaded;
+  return html`<section class="panel" aria-labelledby="blocked">
+    <h2 id="blocked">${t("blocked")}</h2>
+    <${ProblemNotice} problem=${state.failed.blocked} />
+    ${blocked?.devices.length === 0 && html`<p class="big"><${Mark} kind="fine">${t("blocked.none")}</${Mark}></p>`}
+    ${blocked?.devices.map((device) => html`<div class="blocked" key=${device.mac}>
+      <a href="#/why?device=${encodeURIComponent(device.mac)}"><strong>${titleOf(device)}</strong></a> <${Effects} effects=${device.settings} stoppedOnly /></div>`)}
+  </section>`;
+}
+
 function MostHit() {
   const sums = new Map();
   for (const [key, packets] of state.counters) {
@@ -106,14 +118,15 @@ function MostHit() {
 }
 
 export function Overview() {
-  useWanted("health");
+  useWanted("health", "blocked", "devices");
   const { status } = state.loaded;
   if (!status || !settings()) return html`<${Heading}>${t("page.overview")}</${Heading}><p class="quiet">${t("loading")}</p>`;
   return html`<${Heading}>${t("page.overview")}</${Heading}>
     <div class="panels">
       <${Protection} status=${status} />
       <div class="stack"><${Internet} status=${status} /><${TimeZone} status=${status} /></div>
-      <${Health} />
+      <${Blocked} />
       <${MostHit} />
+      <${Health} />
     </div>`;
 }

@@ -4,7 +4,7 @@ import { get, post, Problem } from "../api.js";
 import { apply, attempt } from "../change.js";
 import { Button, Heading, Notice, ProblemNotice } from "../components/parts.js";
 import { wordOf } from "../components/entry.js";
-import { countChanges, discard, isStale } from "../draft.js";
+import { countChanges, discard, isStale, without } from "../draft.js";
 import { families, filterOfSection, filters } from "../filters.js";
 import { html } from "../html.js";
 import { go } from "../router.js";
@@ -19,33 +19,45 @@ function plain(value) {
   return value === null || value === undefined ? t("nothing") : has(`mode.${value}`) ? t(`mode.${value}`) : wordOf(value);
 }
 
-/* An entry as a whole, where a difference is within one or is one. */
-function entryAt(settings, path) {
-  const [, section, list, index] = /^(\w+)\.(\w+)\[(\d+)\]/.exec(path) ?? [];
-  return section && filterOfSection(section) && filters[filterOfSection(section)].list === list
-    ? { section, key: `${section}.${list}[${index}]`, entry: settings[section]?.[list]?.[index] }
-    : null;
+/* What of a list is gone, new, or there in another form, in words. */
+function ofList(section, old, now) {
+  const label = `${sectionWords(section)}${families[section] ? ` ${families[section]}` : ""}`;
+  const removed = without(old, now);
+  const added = without(now, old);
+  const rows = [];
+  for (let i = 0; i < Math.max(removed.length, added.length); ++i) {
+    const [was, is] = [removed[i], added[i]].map((entry) => entry && entryWords(section, entry));
+    const kind = was === undefined ? "add" : is === undefined ? "remove" : "change";
+    rows.push({ kind, label, words: kind === "change" ? `${was} → ${is}` : (is ?? was) });
+  }
+  return rows.length ? rows : [{ kind: "change", label, words: t("review.order") }];
 }
 
-/* The plan's differences, those of one entry together. */
+/* The plan's differences; those within a list by its entries, for its places shift. What both address families have alike is
+ * said once. */
 function differences(fields) {
   const seen = new Map();
+  const add = (row) => {
+    const label = row.label.replace(/ IPv[46]$/, "");
+    const key = `${row.kind} ${label} ${row.words}`;
+    seen.set(key, seen.has(key) ? { ...row, label } : row);
+  };
+  const lists = new Set();
   for (const { path, old, new: now } of fields) {
-    const before = entryAt(state.draft.base, path);
-    const after = entryAt(state.draft.settings, path);
     const section = path.split(/[.[]/)[0];
-    const family = families[section] ? ` ${families[section]}` : "";
-    const label = `${sectionWords(section)}${family}`;
-    if (!before) {
-      const field = path.split(".")[1];
-      const words = `${field && has(`field.${field}`) ? t(`field.${field}`) : ""} ${plain(old)} → ${plain(now)}`;
-      seen.set(path, { kind: "change", label, words });
+    const filter = filterOfSection(section);
+    const name = path.slice(section.length + 1).split(/[.[]/)[0];
+    if (filter && filters[filter].list === name) {
+      lists.add(section);
     } else {
-      const was = before.entry === undefined ? null : entryWords(section, before.entry);
-      const is = after.entry === undefined ? null : entryWords(section, after.entry);
-      const kind = was === null ? "add" : is === null ? "remove" : "change";
-      seen.set(before.key, { kind, label, words: kind === "change" ? `${was} → ${is}` : (is ?? was) });
+      const label = `${sectionWords(section)}${families[section] ? ` ${families[section]}` : ""}`;
+      add({ kind: "change", label, words: `${name && has(`field.${name}`) ? `${t(`field.${name}`)}: ` : ""}${plain(old)} → ${plain(now)}` });
     }
+  }
+  const { base, settings } = state.draft;
+  for (const section of lists) {
+    const { list } = filters[filterOfSection(section)];
+    ofList(section, base[section]?.[list] ?? [], settings[section]?.[list] ?? []).forEach(add);
   }
   return [...seen.values()];
 }
@@ -68,8 +80,9 @@ function chainsToGateway(rules) {
 function canCutOff(plan, rules) {
   if (!rules) return true;
   const reached = chainsToGateway(rules);
-  const lines = plan.steps.map((step) => step.line ?? "").concat(plan.rules.map((one) => one.chain));
-  return lines.some((line) => line.split(/[ :]/).some((word) => reached.has(word)));
+  if (plan.rules.length) return plan.rules.some((one) => one.added + one.removed > 0 && reached.has(one.chain));
+  // The kernel's rules could not be compared: the steps name the chains that are filled anew.
+  return plan.steps.some((step) => (step.line ?? "").split(" ").some((word) => reached.has(word)));
 }
 
 function Rules({ plan }) {

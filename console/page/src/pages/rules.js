@@ -27,11 +27,14 @@ function Rule({ family, chain, rule, index, children }) {
   </li>`;
 }
 
-function Chain({ table, name, above = [] }) {
+/* A chain that several rules jump to stands below the first of them. */
+function Chain({ table, name, shown }) {
   const chain = table.chains.find((one) => one.name === name);
-  if (!chain || above.includes(name)) return null;
+  if (!chain) return null;
+  if (shown.has(name)) return html`<p class="quiet">${t("rules.above")}</p>`;
+  shown.add(name);
   return html`<ol>${chain.rules.map((rule, index) => html`<${Rule} family=${table.family} chain=${chain} rule=${rule} index=${index}>
-    <${Chain} table=${table} name=${rule.target} above=${[...above, name]} /></${Rule}>`)}</ol>`;
+    <${Chain} table=${table} name=${rule.target} shown=${shown} /></${Rule}>`)}</ol>`;
 }
 
 export function Rules() {
@@ -47,7 +50,7 @@ export function Rules() {
       <input type="radio" name="family" checked=${family === one} onChange=${() => setFamily(one)} /> ${one}</label>`)}</fieldset>
     ${table?.chains.filter((chain) => chain.policy).map((chain) => html`<section class="chain" key=${chain.name}>
       <h2>${chain.name} <small class="quiet">${t(`chain.${chain.name}`)}</small></h2>
-      ${chain.rules.length ? html`<${Chain} table=${table} name=${chain.name} />` : html`<p class="quiet">${t("rules.none")}</p>`}
+      ${chain.rules.length ? html`<${Chain} table=${table} name=${chain.name} shown=${new Set()} />` : html`<p class="quiet">${t("rules.none")}</p>`}
       <p class="quiet">${t("rules.policy", { policy: chain.policy })}</p>
     </section>`)}
     ${rules?.notes.map((note) => html`<p class="quiet" lang="en">${note}</p>`)}`;
