@@ -9,9 +9,8 @@ namespace console {
 /* Every browser takes gzip, so nothing else is kept of the large files. */
 Response page_file(Console& /*console*/, const Request& request, const Caller& /*caller*/) {
   const auto files = page_files();
-  const auto file = std::find_if(files.begin(), files.end(), [&](const PageFile& one) {
-    return one.path == request.path;
-  });
+  const auto file = std::find_if(files.begin(), files.end(),
+                                 [&](const PageFile& one) { return one.path == request.path; });
   if (file == files.end()) {
     return problem(404, "not_found", "this server was built without its pages");
   }

@@ -1,4 +1,5 @@
 """console/openapi.yaml as a judge: whether a response of the console is one that it describes."""
+import gzip
 import json
 import re
 from pathlib import Path
@@ -66,4 +67,5 @@ def faults_of_response(method, path, response):
     if media not in content:
         return [f"{kind} is not described"]
     is_json = media.endswith("json")
-    return faults(content[media]["schema"], json.loads(response.data) if is_json else response.data.decode())
+    data = gzip.decompress(response.data) if response.headers["Content-Encoding"] == "gzip" else response.data
+    return faults(content[media]["schema"], json.loads(data) if is_json else data.decode())

@@ -90,11 +90,12 @@ class Client:
             if value is not None:
                 headers[name.replace("_", "-")] = value
         data = body if isinstance(body, (bytes, str, type(None))) else json.dumps(body)
+        target = path if path.startswith("/") else "/api/v1/" + path
         connection = self.connect()
         try:
             connection.connect()
             try:
-                connection.request(method, path if path == "/" else "/api/v1/" + path, data, headers)
+                connection.request(method, target, data, headers)
             except (ConnectionError, ssl.SSLError):
                 pass  # a server that refuses a request may answer and go before it has read all of it
             answer = connection.getresponse()
@@ -102,7 +103,7 @@ class Client:
         finally:
             connection.close()
         # Whatever a test asks: the answer is one that the description knows.
-        wrong = [] if method == "HEAD" else faults_of_response(method, path if path == "/" else "/api/v1/" + path, response)
+        wrong = [] if method == "HEAD" else faults_of_response(method, target, response)
         assert not wrong, f"{method} {path}: {response} {wrong}"
         return response
 
