@@ -16,7 +16,7 @@ ROUTES = {
     "GET /api/v1/backup": "read", "POST /api/v1/restore": "apply",
 }  # fmt: skip
 # The way in has no session yet; the page has no secret.
-OPEN = {"POST /api/v1/session", "GET /"}
+OPEN = {"POST /api/v1/session", "GET /", "GET /app.css", "GET /app.js"}
 METHODS = ("GET", "HEAD", "POST", "PUT", "PATCH", "DELETE", "OPTIONS", "TRACE", "CONNECT", "PROPFIND", "get")
 SCOPES = ("read", "plan", "apply")
 FOREIGN_HOSTS = ("evil.example", "evil.example:8443", "127.0.0.1", "127.0.0.1:80", "127.0.0.1:8443.evil.example", "192.168.1.1:8443",
