@@ -115,6 +115,26 @@ Effect effect_of(const CLI::App& app, const Command* command) {
   return is_verb_that_shows(app) ? Effect::shows : command->effect;
 }
 
+/* The options of its command that a verb takes too, where they are for changes. */
+std::string change_options(const CLI::App& app) {
+  const Command* command = command_of(app);
+  if (command == nullptr) {
+    return "What changes settings also takes --dry-run, --confirm SECONDS and --who NAME: \"l3ctl "
+           "apply\n"
+           "--help\" says what they do.\n\n";
+  }
+  const bool is_verb = app.get_parent()->get_parent() != nullptr;
+  if (!is_verb || effect_of(app, command) != Effect::changes ||
+      command->offers == Offers::nothing) {
+    return "";
+  }
+  const char* options = command->offers == Offers::all
+                            ? "--dry-run, --confirm SECONDS and --who NAME"
+                        : command->offers == Offers::dry_run ? "--dry-run and --who NAME"
+                                                             : "--who NAME";
+  return std::string("It also takes ") + options + ": \"l3ctl " + command->name + " --help\".\n\n";
+}
+
 /* Prints what "l3ctl WORDS --help" prints. */
 int print_help(const CLI::App& app, const std::vector<std::string>& words) {
   const CLI::App* command = &app;
@@ -156,7 +176,8 @@ bool has_own_statuses(const CLI::App& app) {
 
 std::string HelpFormatter::make_footer(const CLI::App* app) const {
   const std::string remarks = app->get_footer();
-  return (remarks.empty() ? "" : remarks + "\n\n") + exit_statuses(*app) + "\n" + closing_words;
+  return (remarks.empty() ? "" : remarks + "\n\n") + change_options(*app) + exit_statuses(*app) +
+         "\n" + closing_words;
 }
 
 void add_help_command(CLI::App& app, Context& context) {

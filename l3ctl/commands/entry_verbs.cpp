@@ -208,6 +208,21 @@ struct Growing {
   bool has_grown = false;
 };
 
+/* Who meant to change an entry would have two. */
+void note_namesake(const Filter& filter, const Growing& growing, const Json& entry) {
+  if (filter.main_key == nullptr || !entry.contains(filter.main_key)) {
+    return;
+  }
+  const std::string name = entry[filter.main_key];
+  Json document = growing.document;
+  const std::vector<size_t> places = places_of(filter, entries_of(document.front()), name);
+  if (!places.empty() && !is_number(name)) {
+    inform("note: " + std::string(growing.list->section) + " entry " +
+           std::to_string(places.front()) + " names " + name + " too, and both count; \"l3ctl " +
+           filter.command + " set\" changes an entry");
+  }
+}
+
 /* Adds one entry, unless the list has it already. Returns what became of it. */
 std::string grow(const Filter& filter, const Change& change, Growing& growing, const Json& entry,
                  std::vector<std::string>& told) {
@@ -226,6 +241,7 @@ std::string grow(const Filter& filter, const Change& change, Growing& growing, c
     }
   }
   refuse_full_list(filter, *growing.list, entries.size());
+  note_namesake(filter, growing, entry);
   growing.settings = checked(change, growing.document, longer, entry_path(longer, place), told);
   growing.document = std::move(longer);
   growing.has_grown = true;
@@ -356,10 +372,15 @@ std::optional<size_t> place_of_one(const Filter& filter, const FilterList& list,
 
 }  // namespace
 
-int set_entry(const Context& context, const Filter& filter, Lists lists,
+int set_entry(const Context& context, const Filter& filter, Lists lists, const std::string& name,
               const std::vector<std::string>& words) {
-  const std::string which = entry_name(filter, words.front());
-  Json values = entry_of(filter, {words.begin() + 1, words.end()});
+  for (const std::string& word : words) {
+    if (word.find('=') == std::string::npos) {
+      refuse(filter, "\"" + word + "\" is not KEY=VALUE");
+    }
+  }
+  const std::string which = entry_name(filter, name);
+  Json values = entry_of(filter, words);
   if (filter.complete != nullptr) {
     filter.complete(values);
   }

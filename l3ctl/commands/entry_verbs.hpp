@@ -19,8 +19,8 @@ int add_entries(const Context& context, const Filter& filter, Lists lists,
 int delete_entries(const Context& context, const Filter& filter, Lists lists,
                    const std::vector<std::string>& words);
 
-/* Changes keys of the entry that the first word names; the others are KEY=VALUE. */
-int set_entry(const Context& context, const Filter& filter, Lists lists,
+/* Changes keys of the entry that is named; `words` are KEY=VALUE. */
+int set_entry(const Context& context, const Filter& filter, Lists lists, const std::string& name,
               const std::vector<std::string>& words);
 
 /* Sets the modes of the lists: "white-list", or "upstream=white-list" where there are two. */

@@ -266,9 +266,15 @@ std::string period_text(const settings::Period& period, uint32_t second) {
   return day_time(period.from) + "-" + day_time(period.to) + (is_now ? " now" : "");
 }
 
-/* The day as the clock of the settings' spans shows it. */
+/* The day as the clock of the settings' spans shows it, without the second that a span holds of the minute in which it
+ * ends. */
 std::vector<settings::Period> local_day(const Sent& sent, const settings::Settings& settings) {
-  return settings::at_offset(day_of(sent.packet, settings), clock_of(settings).offset_minutes);
+  std::vector<settings::Period> day =
+      settings::at_offset(day_of(sent.packet, settings), clock_of(settings).offset_minutes);
+  std::erase_if(day, [](const settings::Period& period) {
+    return day_time(period.from) == day_time(period.to);
+  });
+  return day;
 }
 
 Json day_json(const Sent& sent, const settings::Settings& settings) {

@@ -128,6 +128,28 @@ CLI::App* add_words_verb(CLI::App& command, Context& context, const Filter& filt
   return verb;
 }
 
+void add_set_verb(CLI::App& command, Context& context, const Filter& filter,
+                  const std::shared_ptr<Choice>& choice, const std::string& name) {
+  CLI::App* verb = command.add_subcommand("set", "Change keys of one entry");
+  auto entry = std::make_shared<std::string>();
+  auto values = std::make_shared<std::vector<std::string>>();
+  verb->add_option("ENTRY", *entry, "Its " + name)->required();
+  verb->add_option("CHANGE", *values, "KEY=VALUE; KEY= takes a key out")->required();
+  const std::string example = filter.example;
+  const size_t last = example.rfind(' ') + 1;
+  const bool names_one = filter.main_key != nullptr || filter.lists.size() == 1;
+  if (names_one && example.find('=', last) != std::string::npos) {
+    verb->footer(std::string("Example:\n  l3ctl ") + filter.command + " set " +
+                 (filter.main_key == nullptr ? "0" : example.substr(0, example.find(' '))) + " " +
+                 example.substr(last));
+  }
+  verb->callback([&context, filter, choice, entry, values] {
+    context.action = [&context, filter, choice, entry, values] {
+      return set_entry(context, filter, chosen_lists(filter, *choice), *entry, *values);
+    };
+  });
+}
+
 /* The verbs that name entries, with the words or the name as it is told. */
 void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
                      const std::shared_ptr<Choice>& choice) {
@@ -150,11 +172,7 @@ void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
                " An entry that is there already is not added again." + keys);
   add_words_verb(command, context, filter, choice, "delete", "Delete entries", "Its " + name,
                  delete_entries);
-  add_words_verb(command, context, filter, choice, "set", "Change keys of one entry",
-                 "Its " + name + ", then KEY=VALUE; KEY= takes a key out",
-                 [](auto&&... arguments) { return set_entry(arguments...); })
-      ->get_option("WORD")
-      ->expected(2, 100);
+  add_set_verb(command, context, filter, choice, name);
   if (!filter.modes.empty()) {
     add_words_verb(command, context, filter, choice, "mode",
                    "Make it a black list (what it lists is blocked) or a white list (all else is)",

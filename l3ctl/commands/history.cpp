@@ -28,9 +28,9 @@ using Entries = std::vector<HistoryEntry>;
 constexpr size_t few_fields = 5;
 
 /* The change of that number, of which 1 is the last. */
-const HistoryEntry& entry_at(const Entries& entries, size_t number) {
+const HistoryEntry& entry_at(const char* command, const Entries& entries, size_t number) {
   if (number > entries.size()) {
-    throw Error("history: there is no change " + std::to_string(number) +
+    throw Error(std::string(command) + ": there is no change " + std::to_string(number) +
                     (entries.empty() ? "; there is none yet"
                                      : "; the oldest is " + std::to_string(entries.size())),
                 ErrorKind::invalid_input);
@@ -78,7 +78,7 @@ int show_history(const Context& context, size_t number) {
   const size_t last = number == 0 ? entries.size() : number;
   Json list = Json::array();
   for (size_t i = first; i <= last; ++i) {
-    const HistoryEntry& entry = entry_at(entries, i);
+    const HistoryEntry& entry = entry_at("history", entries, i);
     context.json ? list.push_back(as_json(entry, i)) : print(entry, i, number != 0);
   }
   if (context.json) {
@@ -107,7 +107,7 @@ size_t number_to_undo(const Entries& entries, size_t number) {
   while (number == 0 && chosen <= entries.size() && entries[chosen - 1].rolled_back) {
     ++chosen;
   }
-  if (const auto& rollback = entry_at(entries, chosen).rolled_back) {
+  if (const auto& rollback = entry_at("undo", entries, chosen).rolled_back) {
     throw Error("undo: change " + std::to_string(chosen) + " was rolled back at " + rollback->time +
                     ": " + rollback->why + "; nothing was changed",
                 ErrorKind::invalid_input);

@@ -19,7 +19,7 @@ namespace {
 constexpr const char* level_words[] = {"off", "low", "high"};
 
 /* As the switches stand. The library's own call would write the file to answer, which nobody may who
- * only looks, or while an apply waits for its confirmation. */
+ * only looks, or while a change waits for its confirmation. */
 int show(const Context& context) {
   warn_of_stored_damage();
   const std::string word = level_of(stored_or_defaults());

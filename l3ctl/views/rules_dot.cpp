@@ -54,7 +54,7 @@ const char* colour(const ComparedRule& rule) {
 }
 
 std::string row(const ComparedRule& rule, size_t number) {
-  std::string text = in_words(rule.rule);
+  std::string text = rule.words;
   if (rule.state != RuleState::expected) {
     text = std::string(state_name(rule.state)) + ": " + text;
   }

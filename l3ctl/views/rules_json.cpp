@@ -21,9 +21,12 @@ Json origin_json(const Origin& origin) {
 }
 
 Json rule_json(const ComparedRule& rule) {
-  return {{"words", in_words(rule.rule)},    {"target", rule.rule.target},
-          {"state", state_name(rule.state)}, {"packets", rule.counters.packets},
-          {"bytes", rule.counters.bytes},    {"origin", origin_json(rule.origin)}};
+  return {{"words", rule.words},
+          {"target", rule.rule.target},
+          {"state", state_name(rule.state)},
+          {"packets", rule.counters.packets},
+          {"bytes", rule.counters.bytes},
+          {"origin", origin_json(rule.origin)}};
 }
 
 Json chain_json(const ComparedChain& chain) {

@@ -32,8 +32,8 @@ std::string blanks(size_t count) {
 }
 
 std::string key(Family family, const ComparedRule& rule, int repetition) {
-  return std::string(family_name(family)) + " " + rule.rule.chain + " " + in_words(rule.rule) +
-         " " + std::to_string(repetition);
+  return std::string(family_name(family)) + " " + rule.rule.chain + " " + rule.words + " " +
+         std::to_string(repetition);
 }
 
 /* Walks the rules of all chains; equal rules of a chain are told apart by their order. */
@@ -43,7 +43,7 @@ void walk(const RuleComparison& comparison, Visit visit) {
     for (const ComparedChain& chain : table.chains) {
       std::map<std::string, int> seen;
       for (const ComparedRule& rule : chain.rules) {
-        visit(rule, key(table.family, rule, seen[in_words(rule.rule)]++));
+        visit(rule, key(table.family, rule, seen[rule.words]++));
       }
     }
   }
@@ -115,7 +115,7 @@ class Tree {
   }
 
   void add_rule(const ComparedRule& rule, const std::string& branch) {
-    Row row{branch, in_words(rule.rule), paint_of(rule), "", rule.origin.path, Paint::faint};
+    Row row{branch, rule.words, paint_of(rule), "", rule.origin.path, Paint::faint};
     if (rule.state != RuleState::missing) {
       const auto found = moved_.find(&rule);
       row.counters = counters(rule.counters, found == moved_.end() ? 0 : found->second);

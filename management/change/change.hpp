@@ -31,7 +31,7 @@ enum class OnFailure : uint8_t {
 struct Preconditions {
   bool allow_damaged = false;     /* a torn or implausible configuration file */
   bool allow_unsafe_text = false; /* stored text that a shell would interpret */
-  bool allow_pending = false;     /* an apply that waits for its confirmation */
+  bool allow_pending = false;     /* a change that waits for its confirmation */
 };
 
 inline constexpr Preconditions sound_state = {};

@@ -179,7 +179,7 @@ std::string attempt(const Options& options, bool is_hurried) {
   return rollback_failure().value_or(last_message(run));
 }
 
-/* Waits for the deadline, which an apply at work moves. Returns whether to roll back. */
+/* Waits for the deadline, which a change at work moves. Returns whether to roll back. */
 bool wait_for_deadline(bool& is_hurried) {
   while (const auto pending = my_pending()) {
     const int signal = wait_until(pending->deadline);
@@ -231,7 +231,7 @@ bool roll_back_until_done(const Options& options, bool is_hurried, FailureLog& l
   }
 }
 
-/* Returns whether the confirmation is pending still: an apply at work has moved the deadline. */
+/* Returns whether the confirmation is pending still: a change at work has moved the deadline. */
 bool wait_and_roll_back(const Options& options, FailureLog& log) {
   bool is_hurried = false;
   if (!wait_for_deadline(is_hurried) || !roll_back_until_done(options, is_hurried, log)) {
@@ -350,12 +350,12 @@ bool roll_back_if_overdue(const Options& options) {
   }
   const executor::ProcessResult run = executor::run(own_command(options, {"--roll-back"}));
   if (run.status != 0) {
-    throw Error("an apply was not confirmed in time, and rolling it back failed: " +
+    throw Error("a change was not confirmed in time, and rolling it back failed: " +
                 rollback_failure().value_or("the rollback ended with status " +
                                             std::to_string(run.exit_status())) +
                 "; nothing else was changed");
   }
-  notify("an apply was not confirmed in time: the old settings are restored");
+  notify("a change was not confirmed in time: the old settings are restored");
   stop_timer(*pending);
   return true;
 }

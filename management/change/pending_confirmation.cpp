@@ -113,7 +113,7 @@ void remove_pending() {
 
 void refuse_while_pending() {
   if (read_pending()) {
-    throw Error("the confirmation of an earlier apply is pending: " +
+    throw Error("the confirmation of an earlier change is pending: " +
                     worded({Remedy::Kind::confirm_or_revert}) + "; nothing was changed",
                 ErrorKind::busy);
   }

@@ -107,7 +107,7 @@ void restore_settings(Change& change, const Pending& pending, bool was_rebuilt,
 /* The chains are made by start-up, which also restores what another start of the machine left pending. */
 void refuse_before_start_up(const Pending& pending) {
   if (pending.boot != this_boot() && !has_own_chains()) {
-    throw Error("the machine went down before an apply was confirmed" +
+    throw Error("the machine went down before a change was confirmed" +
                 and_remedy(Remedy::Kind::start_up_rolls_back));
   }
 }
@@ -196,9 +196,9 @@ bool restore_after_restart(Change& change) {
     remove_pending();
     add_rollback_to_history(pending->id, "the machine restarted before the change was confirmed");
     change.begin_anew();
-    notify("the machine went down before an apply was confirmed: the old settings are back");
+    notify("the machine went down before a change was confirmed: the old settings are back");
   } catch (const Error& error) {
-    notify(std::string("an apply was not confirmed, and the old settings are not back: ") +
+    notify(std::string("a change was not confirmed, and the old settings are not back: ") +
                error.what(),
            Severity::error);
   }

@@ -36,7 +36,7 @@ void check_files(Findings& findings);
 /* Whether the configuration file is torn or says what no settings can say. */
 void check_configuration(Findings& findings);
 
-/* An apply that waits for its confirmation. */
+/* A change that waits for its confirmation. */
 void check_confirmation(Findings& findings);
 
 /* What the stored settings meet on this machine: its clock, its Internet WAN, its rules. */

@@ -100,7 +100,7 @@ std::vector<ComparedRule> merged(const WantedRules& wanted, const std::vector<Co
            })) {
     if (step.kind == executor::DiffStep::Kind::removed) {
       const ExpectedRule& missing = wanted[step.before];
-      result.push_back({RuleState::missing, missing.rule, {}, missing.origin});
+      result.push_back({RuleState::missing, missing.rule, {}, missing.origin, {}});
       continue;
     }
     ComparedRule rule = live[step.after];
@@ -157,7 +157,7 @@ ComparedChain compare_chain(Family family, const LiveChain& chain, const WantedR
     if (state == RuleState::runtime) {
       origin = {"access", "access", -1};
     }
-    live.push_back({state, one.rule, one.counters, origin});
+    live.push_back({state, one.rule, one.counters, origin, {}});
   }
   compared.rules = merged(wanted, live);
   join_moved(compared.rules);
@@ -178,12 +178,22 @@ ComparedTable compare_table(const LiveTable& live, const ExpectedRules& wanted, 
     if (!table.is_bare && live.find(own) == nullptr) {
       ComparedChain missing{own, {}, {}, true, true, {}};
       for (const ExpectedRule& rule : of_chain(wanted.rules, live.family, own)) {
-        missing.rules.push_back({RuleState::missing, rule.rule, {}, rule.origin});
+        missing.rules.push_back({RuleState::missing, rule.rule, {}, rule.origin, {}});
       }
       table.chains.push_back(missing);
     }
   }
   return table;
+}
+
+void add_words(RuleComparison& comparison, std::optional<int> span_offset) {
+  for (ComparedTable& table : comparison.tables) {
+    for (ComparedChain& chain : table.chains) {
+      for (ComparedRule& rule : chain.rules) {
+        rule.words = in_words(rule.rule, span_offset);
+      }
+    }
+  }
 }
 
 bool has_rules(const LiveTable& table, const char* chain) {
@@ -232,12 +242,13 @@ RuleComparison compare_rules(const Options& options) {
   const LiveTable ipv4 = read_live(Family::ipv4);
   const LiveTable ipv6 = read_live(Family::ipv6);
   const std::vector<std::string> bound = bindings_in(ipv4, ipv6).ip_filter;
-  const ExpectedRules wanted =
-      expected_rules(stored_or_defaults(), bound.empty() ? "wan3" : bound.front());
+  const settings::Settings stored = stored_or_defaults();
+  const ExpectedRules wanted = expected_rules(stored, bound.empty() ? "wan3" : bound.front());
   const bool is_bound = has_rules(ipv4, "forward_ext_ip");
   RuleComparison comparison;
   comparison.tables = {compare_table(ipv4, wanted, is_bound),
                        compare_table(ipv6, wanted, is_bound)};
+  add_words(comparison, settings::span_offset(stored));
   add_notes(comparison, wanted, ipv4);
   return comparison;
 }
@@ -256,8 +267,7 @@ std::vector<Drift> drifts(const RuleComparison& comparison) {
       for (const ComparedRule& rule : chain.rules) {
         if (rule.state == RuleState::unexpected || rule.state == RuleState::missing ||
             rule.state == RuleState::moved) {
-          result.push_back(
-              {table.family, chain.name, rule.state, in_words(rule.rule), rule.origin});
+          result.push_back({table.family, chain.name, rule.state, rule.words, rule.origin});
         }
       }
     }

@@ -38,6 +38,7 @@ struct ComparedRule {
   Rule rule;
   Counters counters; /* zero for a missing one */
   Origin origin;
+  std::string words; /* the rule, with hours of the settings' time zone */
 };
 
 struct ComparedChain {

@@ -3,6 +3,7 @@
 
 #include "management/rules/rule.hpp"
 #include "management/system/escape.hpp"
+#include "settings/local_span.hpp"
 
 namespace management {
 
@@ -69,18 +70,27 @@ std::string take(Rule& rule, const std::string& option, const std::string& word)
   return words;
 }
 
+/* Also the hours of the local clock, where they differ: the span of all day is no hour of any clock. */
+std::string with_local_hours(const std::string& span, int offset) {
+  const auto utc = settings::parse_time_span(span).value;
+  if (!utc || span == "00:00-23:59") {
+    return span + " UTC";
+  }
+  return settings::time_span_text(settings::to_local(*utc, offset)) + " (" + span + " UTC)";
+}
+
 /* "08:00-21:30"; a missing end is that of the day. */
-std::string take_span(Rule& rule) {
+std::string take_span(Rule& rule, std::optional<int> offset) {
   const auto start = rule.options.find("timestart");
   const auto stop = rule.options.find("timestop");
   if (start == rule.options.end() && stop == rule.options.end()) {
     return {};
   }
-  const std::string words = " " + (start == rule.options.end() ? "00:00" : start->second) + "-" +
-                            (stop == rule.options.end() ? "24:00" : stop->second);
+  const std::string span = (start == rule.options.end() ? "00:00" : start->second) + "-" +
+                           (stop == rule.options.end() ? "24:00" : stop->second);
   rule.options.erase("timestart");
   rule.options.erase("timestop");
-  return words;
+  return " " + (offset ? with_local_hours(span, *offset) : span);
 }
 
 }  // namespace
@@ -89,7 +99,7 @@ const char* family_name(Family family) {
   return family == Family::ipv4 ? "IPv4" : "IPv6";
 }
 
-std::string in_words(const Rule& rule) {
+std::string in_words(const Rule& rule, std::optional<int> span_offset) {
   Rule rest = rule;
   const auto is_upper = [](unsigned char c) { return c < 'a' || c > 'z'; };
   std::string words = rule.target;
@@ -101,7 +111,7 @@ std::string in_words(const Rule& rule) {
   for (const Wording& known : what_matches) {
     words += take(rest, known.option, known.word);
   }
-  words += take_span(rest);
+  words += take_span(rest, span_offset);
   for (const Wording& known : where_it_matches) {
     words += take(rest, known.option, known.word);
   }

@@ -8,7 +8,7 @@ inline constexpr char configuration_path[] = "/ztcfg/l3_advance.dat";
 /* The rule sets that the library saves, and restores at start-up. */
 inline constexpr char saved_rules_path[] = "/ztcfg/firewall.conf";
 inline constexpr char saved_rules6_path[] = "/ztcfg/firewall6.conf";
-/* An apply that waits for its confirmation. */
+/* A change that waits for its confirmation. */
 inline constexpr char pending_path[] = "/ztcfg/l3ctl.pending";
 /* The zone and the offset of the stored time spans. */
 inline constexpr char time_zone_path[] = "/ztcfg/l3ctl.time_zone";

@@ -124,8 +124,13 @@ void enter_temporary_root() {
     fail("a plan needs a private mount", errno);
   }
   mount_empty("/ztcfg");
-  mount_empty("/run");
-  mkdir(platform_linux::state_directory, 0755);
+  // Tools may lie in /run, so it is covered only where the folder in it has to be made.
+  if (access(platform_linux::state_directory, F_OK) == 0) {
+    mount_empty(platform_linux::state_directory);
+  } else {
+    mount_empty("/run");
+    mkdir(platform_linux::state_directory, 0755);
+  }
   for (const CopiedFile& file : files) {
     put(file);
   }

@@ -13,7 +13,7 @@ TIMER = Path("/run/l3ctl.timer")
 FLUSHES = ("iptables -t filter -F forward_ext_captiveportal", "iptables -F forward_ext_captiveportal")
 
 PORTAL = '{"captive_portal": {"enabled": true, "destinations": ["203.0.113.2"]}}'
-GONE_DOWN = "l3ctl: the machine went down before an apply was confirmed: the old settings are back\n"
+GONE_DOWN = "l3ctl: the machine went down before a change was confirmed: the old settings are back\n"
 
 # In a tool: kills the process that started the tool's shell.
 KILL_L3CTL = 'kill -KILL "$(cut -d " " -f 4 "/proc/$PPID/stat")"'

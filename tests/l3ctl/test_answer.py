@@ -150,7 +150,7 @@ class Busy(Gateway):
         for words in (["vpn", "off"], ["apply", "-"], ["plan", "-"], ["reset", "--yes"], ["restore", "-"]):
             outcome = self.l3ctl(*words, stdin=configuration() if words[0] == "restore" else b"{}")
             self.assertEqual(outcome.status, 5, (words, outcome.err))
-            self.assertIn("the confirmation of an earlier apply is pending", outcome.err)
+            self.assertIn("the confirmation of an earlier change is pending", outcome.err)
         self.assertEqual(self.l3ctl("confirm").status, 0)
         self.assertEqual(self.l3ctl("vpn", "off").status, 0)
 

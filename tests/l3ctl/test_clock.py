@@ -42,6 +42,17 @@ class Clock(ClockCase):
         self.assertRegex(self.done("mac-filter", "list"), r"(?s)20:30-24:00.*time_zone|time_zone.*20:30-24:00")
         self.assertIn("19:30-23:00", self.done("mac-filter", "list", "--utc"))
         self.assertEqual(json.loads(self.done("url-filter", "list", "--json"))["time_zone"], "Europe/Berlin")
+        drawn = self.done("rules")
+        for words in ("name a.example 08:00-21:30 (07:00-20:30 UTC) in br0", "mac 02:00:00:00:00:01 20:30-24:00 (19:30-23:00 UTC) in br0",
+                      "mac 02:00:00:00:00:04 00:00-23:59 UTC in br0"):
+            self.assertIn(words, drawn)
+            self.assertIn(words, self.done("rules", "--json"))
+        live = Path("/tmp/rules.iptables.filter")
+        rules = live.read_text()
+        live.write_text("".join(line + "\n" for line in rules.splitlines() if "00:00:00:01" not in line))
+        self.assertIn("missing: DROP mac 02:00:00:00:00:01 20:30-24:00 (19:30-23:00 UTC) in br0 (mac_filter.devices[0])\n",
+                      self.done("check", status=3))
+        live.write_text(rules)
         self.done("mac-filter", "add", "02:00:00:00:00:09", "active=00:15-01:15", "--ipv4")
         self.assertIn("--timestart 23:15 --timestop 0:15", self.rules()["rules.iptables.filter"])
 

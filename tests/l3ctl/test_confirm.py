@@ -19,7 +19,7 @@ SEED = int(os.environ.get("L3_TEST_SEED", "12"))
 
 WAITING = 'l3ctl: "l3ctl confirm" within %s s keeps these settings; otherwise the old ones come back\n'
 NOTHING_PENDING = "l3ctl: no confirmation is pending; nothing was changed\n"
-IS_PENDING = "l3ctl: the confirmation of an earlier apply is pending: "
+IS_PENDING = "l3ctl: the confirmation of an earlier change is pending: "
 
 
 class Confirm(Confirming):

@@ -10,7 +10,7 @@ from pathlib import Path
 from confirming import FLUSHES, KILL_L3CTL, PENDING, PORTAL, Confirming
 from gateway import CONFIGURATION, REFUSED, configuration
 
-ROLLED_BACK = "l3ctl: an apply was not confirmed in time: the old settings are restored\n"
+ROLLED_BACK = "l3ctl: a change was not confirmed in time: the old settings are restored\n"
 
 
 class Retry(Confirming):
@@ -149,7 +149,7 @@ class Overdue(Confirming):
         self.refuse(*FLUSHES)
         outcome = self.l3ctl("ipsec", "off")
         self.assertEqual((outcome.status, outcome.out), (1, ""))
-        self.assertIn("l3ctl: an apply was not confirmed in time, and rolling it back failed: ", outcome.err)
+        self.assertIn("l3ctl: a change was not confirmed in time, and rolling it back failed: ", outcome.err)
         self.assertIn("Too many links; nothing else was changed\n", outcome.err)
         self.assertTrue(PENDING.exists())
         REFUSED.unlink()

@@ -139,7 +139,9 @@ class Entries(Gateway):
         self.switch_on("url-filter")
         self.l3ctl("url-filter", "add", "example.com")
         self.assert_outcome(self.l3ctl("url-filter", "add", "example.com", "active=08:00-09:00"), 0,
-                            out="url-filter: added as url_filter entry 1\n")
+                            "url-filter: added as url_filter entry 1\n",
+                            'l3ctl: note: url_filter entry 0 names example.com too, and both count; "l3ctl url-filter set" changes '
+                            "an entry\n")
         self.assert_outcome(self.l3ctl("url-filter", "add", "example.com"), 0,
                             out="url-filter: nothing to add\n",
                             err="l3ctl: note: url_filter entry 0 says the same, so it is not added\n")

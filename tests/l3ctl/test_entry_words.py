@@ -76,13 +76,15 @@ class EntryWords(Gateway):
             {"enabled": False, "host": "a.example.com", "active": "10:00-11:00"}, {"host": "c.example.com", "active": "all day"}])
         stored = CONFIGURATION.read_bytes()
         for words, message in ((["7", "active=all day"], 'no entry "7"'), (["a.example.com", "active=soon"], '"soon" is not allowed'),
-                               (["a.example.com", "host="], "host"), (["a.example.com", "colour=red"], "colour")):
+                               (["a.example.com", "host="], "host"), (["a.example.com", "colour=red"], "colour"),
+                               (["a.example.com", "10:00-11:00"], '"10:00-11:00" is not KEY=VALUE; nothing was changed')):
             outcome = self.l3ctl("url-filter", "set", *words)
             self.assertEqual(outcome.status, 2)
             self.assertIn(message, outcome.err)
         self.run_well("url-filter", "set", "1", "host=c.example.com")
         self.assertEqual(CONFIGURATION.read_bytes(), stored)
-        self.run_well("url-filter", "add", "c.example.com", "active=01:00-02:00")
+        self.assertIn('l3ctl: note: url_filter entry 1 names c.example.com too, and both count; "l3ctl url-filter set" changes an '
+                      "entry\n", self.run_well("url-filter", "add", "c.example.com", "active=01:00-02:00").err)
         self.assertIn('has several entries "c.example.com": give the number, one of 1, 2',
                       self.l3ctl("url-filter", "set", "c.example.com", "active=03:00-04:00").err)
 

@@ -53,6 +53,12 @@ class ExplainDevice(Home):
             self.assertIn(part, text)
         self.assertEqual({row["time_zone"] for row in self.explain("tablet")["day"]}, {"HOME-2"})
 
+    def test_a_block_until_midnight_is_no_period_of_the_next_day(self):
+        self.assertEqual(self.apply(json.dumps({"time_zone": "HOME-2", "mac_filter": {"enabled": True, "mode": "black-list", "devices": [
+            {"mac": TABLET, "active": "20:30-24:00"}]}})).status, 0)
+        self.assertEqual([(period["from"], period["to"], period["outcome"]) for period in self.explain("tablet")["day"][0]["periods"]],
+                         [("00:00", "20:30", "accepted"), ("20:30", "24:00", "dropped")])
+
     def test_the_day_as_json(self):
         answer = self.explain("tablet", "--time", "22:00")
         self.assertEqual((answer["outcome"], answer["decided_by"]), ("dropped", "mac_filter.devices[0]"))

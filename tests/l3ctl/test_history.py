@@ -112,9 +112,9 @@ class History(Gateway):
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True, vpn=True))
 
     def test_undo_of_nothing(self):
-        self.assert_outcome(self.l3ctl("undo"), 2, "", "l3ctl: history: there is no change 1; there is none yet\n")
+        self.assert_outcome(self.l3ctl("undo"), 2, "", "l3ctl: undo: there is no change 1; there is none yet\n")
         self.add("a.example.com")
-        self.assert_outcome(self.l3ctl("undo", "2"), 2, "", "l3ctl: history: there is no change 2; the oldest is 1\n")
+        self.assert_outcome(self.l3ctl("undo", "2"), 2, "", "l3ctl: undo: there is no change 2; the oldest is 1\n")
         self.assertEqual(self.l3ctl("undo", "0").status, 2)
 
     def test_a_dry_run_of_undo(self):

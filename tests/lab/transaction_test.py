@@ -77,6 +77,14 @@ class Restored(LabCase):
                 self.assertEqual(_state(), start)
 
 
+class DryRuns(LabCase):
+    def test_a_dry_run_reads_the_rules_with_the_tool_in_use(self):
+        """A dry run has a /run of its own, and the chosen backend's tools lie in /run here."""
+        change = {"firewall": {"enabled": True}, "url_filter": {"enabled": True, "entries": [{"host": "planned.example"}]}}
+        plan = json.loads(device.l3ctl("plan", "--json", settings=change, check=False).stdout)
+        self.assertEqual([rule["added"] for rule in plan["rules"] if rule["chain"] == "forward_ext_url"], [1])
+
+
 class Leaks(LabCase):
     def setUp(self):
         super().setUp()
