@@ -1,4 +1,4 @@
-/* Which rules two lists have in common. */
+/* The longest common subsequence of two lists of rules. */
 #pragma once
 
 #include <cstddef>

@@ -16,6 +16,8 @@ namespace executor {
 
 namespace {
 
+/* One name for each option. Of -A and -I alike the chain alone is wanted; --state and --ctstate of their two modules take
+ * the same values, and the module stays in the rule. */
 constexpr struct {
   std::string_view written;
   const char* name;
@@ -37,7 +39,7 @@ std::string name_of(const std::string& option) {
   return option.substr(std::min(option.size(), option.find_first_not_of('-')));
 }
 
-/* Values that the packet filter takes anyway, and modules that follow from their options. */
+/* Defaults that iptables-save prints or leaves out, and modules that follow from their options. */
 constexpr struct {
   std::string_view name;
   std::string_view value;
@@ -274,7 +276,7 @@ void add_option(Rule& rule, Family family, Option option) {
     rule.target = value;
   } else {
     add_match(rule, option.name, value);
-    // What is negated is never what the packet filter takes anyway.
+    // What is negated is never a default.
     if (option.is_negated || !is_implied(option.name, value)) {
       rule.options.emplace((option.is_negated ? "! " : "") + option.name, value);
     }

@@ -9,7 +9,7 @@ namespace executor {
 
 namespace {
 
-/* How often a table is read and restored before its rollback counts as failed. */
+/* Restores of a table before its rollback counts as failed. Each follows a read, and one more read checks the last. */
 constexpr int attempts = 3;
 
 std::vector<std::string> save_command(const Table& table) {
@@ -55,7 +55,7 @@ std::vector<Table> touched_by(std::string_view line) {
     return {};
   }
   std::vector<Table> tables = {{"iptables", "filter"}, {"ip6tables", "filter"}};
-  // The other table of the library's lines. Reading it makes it, so it has to be named.
+  // The other table of the library's lines. To read it would make the kernel create it, so the line has to name it.
   for (const char* tool : {"iptables", "ip6tables"}) {
     if (line.find(tool) != std::string_view::npos && line.find("nat") != std::string_view::npos) {
       tables.push_back({tool, "nat"});

@@ -23,10 +23,10 @@ struct TimeZone {
 /* Whether both say the same, whatever they call UTC. */
 bool same_zone(const TimeZone& a, const TimeZone& b);
 
-/* Before this moment, 2025-01-01, the clock of a machine was never set. */
+/* 2025-01-01. A clock that shows an earlier time was never set. */
 inline constexpr std::time_t earliest_time = 1735689600;
 
-/* The minutes that the zone's clock is ahead of UTC at a moment, or what would be a zone. */
+/* The minutes that the zone's clock is ahead of UTC at a moment, or a text that says what a zone is. */
 Parsed<int> offset_at(const std::string& zone, std::time_t moment);
 
 /* The same for now, or for the earliest moment where the clock was never set. */

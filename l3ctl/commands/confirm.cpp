@@ -8,7 +8,7 @@
 #include "management/change/change.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/change/confirmation_timer.hpp"
-#include "management/change/rollback.hpp"
+#include "management/change/revert_unconfirmed.hpp"
 #include "management/store/history.hpp"
 #include "management/system/lock.hpp"
 

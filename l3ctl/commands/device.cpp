@@ -16,7 +16,7 @@
 #include "management/change/clock_shift.hpp"
 #include "management/change/confirmation.hpp"
 #include "management/change/confirmation_timer.hpp"
-#include "management/change/rollback.hpp"
+#include "management/change/revert_unconfirmed.hpp"
 #include "management/change/start_again.hpp"
 #include "management/store/setters.hpp"
 #include "management/store/unsafe_text.hpp"

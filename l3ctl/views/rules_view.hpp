@@ -1,4 +1,4 @@
-/* Judged rules for people, for programs, and as a picture. */
+/* The rules beside those that the settings expect: for people, for programs, and as a picture. */
 #pragma once
 
 #include <map>

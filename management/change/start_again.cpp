@@ -50,7 +50,7 @@ struct BuiltinChain {
 
 /* The rules of INPUT and FORWARD that start-up may have made, as lines of a restore tool. */
 std::vector<std::string> own_lines(Family family) {
-  std::vector<std::string> lines = hook_lines(family);
+  std::vector<std::string> lines = entry_jump_lines(family);
   if (family == Family::ipv4) {
     const std::vector<std::string> drops = ipsec_lines();
     lines.insert(lines.end(), drops.begin(), drops.end());

@@ -91,7 +91,7 @@ std::string closing_setting(Family family, const std::string& chain) {
              : with_family(family, found->section) + "." + found->closing;
 }
 
-std::vector<std::string> hook_lines(Family family) {
+std::vector<std::string> entry_jump_lines(Family family) {
   std::vector<std::string> lines;
   const std::string tool = tool_of(family);
   for (const char* chain : {"INPUT ", "FORWARD "}) {
@@ -105,8 +105,8 @@ std::vector<std::string> hook_lines(Family family) {
   return lines;
 }
 
-std::vector<Rule> hooks(Family family) {
-  return parsed(family, hook_lines(family));
+std::vector<Rule> entry_jumps(Family family) {
+  return parsed(family, entry_jump_lines(family));
 }
 
 std::vector<std::string> ipsec_lines() {

@@ -21,10 +21,10 @@ std::string section_of_chain(Family family, const std::string& chain);
 std::string closing_setting(Family family, const std::string& chain);
 
 /* The rules of INPUT and FORWARD that lead into the own chains, in order. */
-std::vector<Rule> hooks(Family family);
+std::vector<Rule> entry_jumps(Family family);
 
 /* The same as lines of a restore tool, such as "-A FORWARD -j forward_ext_ip". */
-std::vector<std::string> hook_lines(Family family);
+std::vector<std::string> entry_jump_lines(Family family);
 
 /* The rules that stand behind them in FORWARD while IPsec may not pass. */
 std::vector<Rule> ipsec_rules();

@@ -13,10 +13,10 @@ namespace management {
 
 namespace {
 
-using WantedRules = std::vector<ExpectedRule>;
+using ExpectedList = std::vector<ExpectedRule>;
 using LiveRules = std::vector<LiveRule>;
 
-constexpr char bad_source_chain[] = "input_ext_local_access";
+constexpr char local_access_chain[] = "input_ext_local_access";
 constexpr char wan_drop_chain[] = "input_ext_local_access_ex";
 constexpr char dhcp_chain[] = "input_ext_dhcp";
 
@@ -24,8 +24,8 @@ bool is_dispatch(const std::string& chain) {
   return chain == "forward_ext_ip" || chain == "input_ext_acl";
 }
 
-WantedRules of_chain(const WantedRules& rules, Family family, const std::string& chain) {
-  WantedRules result;
+ExpectedList of_chain(const ExpectedList& rules, Family family, const std::string& chain) {
+  ExpectedList result;
   std::copy_if(
       rules.begin(), rules.end(), std::back_inserter(result),
       [&](const ExpectedRule& one) { return one.family == family && one.rule.chain == chain; });
@@ -38,8 +38,8 @@ size_t jumps_to(const LiveRules& rules, const char* target) {
   }));
 }
 
-WantedRules repeated(const WantedRules& rules, size_t times) {
-  WantedRules result;
+ExpectedList repeated(const ExpectedList& rules, size_t times) {
+  ExpectedList result;
   for (size_t i = 0; i < times; ++i) {
     result.insert(result.end(), rules.begin(), rules.end());
   }
@@ -47,7 +47,7 @@ WantedRules repeated(const WantedRules& rules, size_t times) {
 }
 
 /* Every binding adds the rules once more, so they may stand several times, but whole. */
-WantedRules bindings(const WantedRules& once, const LiveRules& live) {
+ExpectedList bindings(const ExpectedList& once, const LiveRules& live) {
   if (once.empty() || live.empty()) {
     return {};
   }
@@ -57,11 +57,11 @@ WantedRules bindings(const WantedRules& once, const LiveRules& live) {
 
 /* Start-up hooks the WAN's chain in, every flush takes it out, and the protection's rules put it back:
  * once or twice while the protection is on, and all the same while it is off. */
-WantedRules with_live_jumps(WantedRules wanted, const LiveRules& live) {
+ExpectedList with_live_jumps(ExpectedList wanted, const LiveRules& live) {
   const size_t jumps = jumps_to(live, wan_drop_chain);
   if (wanted.empty()) {
     ExpectedRule jump;
-    jump.rule.chain = bad_source_chain;
+    jump.rule.chain = local_access_chain;
     jump.rule.target = wan_drop_chain;
     jump.origin = {"start-up", "start-up", -1};
     return repeated({jump}, jumps);
@@ -73,23 +73,24 @@ WantedRules with_live_jumps(WantedRules wanted, const LiveRules& live) {
 }
 
 /* Several contents of a chain are legal; returns the legal one that is closest to the live rules. */
-WantedRules acceptable(const WantedRules& wanted, const LiveChain& chain, bool is_bound) {
+ExpectedList acceptable(const ExpectedList& wanted, const LiveChain& chain, bool is_bound) {
   if (is_dispatch(chain.name)) {
     return bindings(wanted, chain.rules);
   }
   if (chain.name == wan_drop_chain && !wanted.empty()) {
     return chain.rules.empty() && !is_bound
-               ? WantedRules()
+               ? ExpectedList()
                : repeated(wanted, std::max<size_t>(1, chain.rules.size()));
   }
-  if (chain.name == bad_source_chain) {
+  if (chain.name == local_access_chain) {
     return with_live_jumps(wanted, chain.rules);
   }
-  return chain.name == dhcp_chain && chain.rules.empty() ? WantedRules() : wanted;
+  return chain.name == dhcp_chain && chain.rules.empty() ? ExpectedList() : wanted;
 }
 
 /* Live rules and missing ones in one order; live ones that are not compared stay where they are. */
-std::vector<ComparedRule> merged(const WantedRules& wanted, const std::vector<ComparedRule>& live) {
+std::vector<ComparedRule> merged(const ExpectedList& wanted,
+                                 const std::vector<ComparedRule>& live) {
   std::vector<ComparedRule> result;
   const auto is_compared = [](const ComparedRule& rule) {
     return rule.state != RuleState::foreign && rule.state != RuleState::runtime;
@@ -147,7 +148,7 @@ RuleState first_state(Family family, const LiveChain& chain, const Rule& rule) {
   return is_ours ? RuleState::unexpected : RuleState::foreign;
 }
 
-ComparedChain compare_chain(Family family, const LiveChain& chain, const WantedRules& wanted) {
+ComparedChain compare_chain(Family family, const LiveChain& chain, const ExpectedList& wanted) {
   ComparedChain compared{
       chain.name, chain.policy, chain.counters, is_own_chain(family, chain.name), false, {}};
   std::vector<ComparedRule> live;
@@ -170,9 +171,9 @@ ComparedTable compare_table(const LiveTable& live, const ExpectedRules& wanted, 
     table.is_bare = table.is_bare && !is_own_chain(live.family, chain.name);
   }
   for (const LiveChain& chain : live.chains) {
-    const WantedRules rules = of_chain(wanted.rules, live.family, chain.name);
+    const ExpectedList rules = of_chain(wanted.rules, live.family, chain.name);
     table.chains.push_back(compare_chain(
-        live.family, chain, table.is_bare ? WantedRules() : acceptable(rules, chain, is_bound)));
+        live.family, chain, table.is_bare ? ExpectedList() : acceptable(rules, chain, is_bound)));
   }
   for (const std::string& own : own_chains(live.family)) {
     if (!table.is_bare && live.find(own) == nullptr) {

@@ -176,7 +176,7 @@ ExpectedRules expected_rules(const settings::Settings& stored, const std::string
   ExpectedRules result;
   result.internet_wan = quietly(internet_wan_name);
   for (const Family family : {Family::ipv4, Family::ipv6}) {
-    for (const Rule& hook : hooks(family)) {
+    for (const Rule& hook : entry_jumps(family)) {
       result.rules.push_back({family, hook, {"start-up", "start-up", -1}});
     }
   }

@@ -1,6 +1,6 @@
 /*
  * The jumps into the gateway's own chains, kept as text, so that a chain that another program deleted can be made
- * again and hooked in where it was; and the rule that drops what comes from the WAN while port scans are fended off,
+ * again and hooked in where it was; and the rule that drops what comes from the WAN while port-scan protection is on,
  * which is made when the WAN comes up, and by no setting.
  */
 #pragma once

@@ -13,8 +13,8 @@ class Lock {
   /* For a change. Waits for others, and fails when the time is up. */
   explicit Lock(const Options& options);
 
-  /* For a look, which waits in the same way. It makes no file, and who may not open the lock looks all
-   * the same. */
+  /* For a reader, which waits in the same way. It makes no file. A user who may not open the lock reads
+   * without it. */
   static Lock shared(const Options& options);
 
   Lock(Lock&& other) noexcept;

@@ -9,8 +9,8 @@ namespace scenarios {
  * a way that changes from one to the next. */
 bool in_full();
 
-/* Every how-manieth operation is tried: 1, or L3_TEST_SAMPLE. Sanitizers and emulators make each
- * try some twenty times as dear. */
+/* The step of the sampling: each operation is tried, or every L3_TEST_SAMPLE-th. Sanitizers and emulators
+ * are some twenty times slower. */
 int sample();
 
 /* What went on in a sweep. */

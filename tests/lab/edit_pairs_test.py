@@ -44,10 +44,13 @@ def _tool(name: str, *words: str, text: str = "") -> tuple[int, str]:
 
 
 def _restore(family: int, lines: list[str]) -> None:
-    status, said = _tool(_TOOLS[family] + "-restore", "--noflush", "--counters",
-                         text="\n".join(["*filter", *lines, "COMMIT", ""]))  # fmt: skip
-    if status != 0:
-        raise AssertionError(said + "\n".join(lines))
+    """In parts: without rights over the host, nft cannot send the kernel some hundred rules in one message."""
+    for start in range(0, len(lines), 100):
+        part = lines[start:start + 100]
+        status, said = _tool(_TOOLS[family] + "-restore", "--noflush", "--counters",
+                             text="\n".join(["*filter", *part, "COMMIT", ""]))  # fmt: skip
+        if status != 0:
+            raise AssertionError(said + "\n".join(part))
 
 
 def _saved(family: int) -> list[tuple[str, str]]:

@@ -1,4 +1,4 @@
-#include "management/change/rollback.hpp"
+#include "management/change/revert_unconfirmed.hpp"
 
 #include <algorithm>
 #include <utility>
