@@ -65,7 +65,8 @@ std::unique_ptr<CLI::App> make_parser(Context& context) {
                 "Change settings also where those that are stored are torn or implausible");
   app->add_option("--lock-timeout", context.lock_timeout,
                   "Seconds to wait while another l3ctl is changing settings")
-      ->check(CLI::Range(0, 86400))
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0, 86400).description(""))
       ->capture_default_str();
   app->require_subcommand(1);
   app->fallthrough();
@@ -74,7 +75,8 @@ std::unique_ptr<CLI::App> make_parser(Context& context) {
 
 /* What every command that changes something offers. */
 void add_change_options(CLI::App& command, Context& context, Offers offers) {
-  command.add_option("--who", context.who, "Who asks for the change, for the history");
+  command.add_option("--who", context.who, "Who asks for the change, for the history")
+      ->type_name("NAME");
   command.add_option("--origin", context.origin, "What passes it on, for the history")->group("");
   if (offers == Offers::dry_run || offers == Offers::all) {
     command.add_flag("--dry-run", context.dry_run,
@@ -85,7 +87,8 @@ void add_change_options(CLI::App& command, Context& context, Offers offers) {
         .add_option(
             "--confirm", context.confirm_within,
             "Bring the old settings back unless \"l3ctl confirm\" comes within so many seconds")
-        ->check(CLI::Range(1, 86400));
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 86400).description(""));
   }
 }
 

@@ -160,7 +160,8 @@ void add_confirm_command(CLI::App& app, Context& context) {
   command
       ->add_option("--extend", verb->extend_to,
                    "Neither: wait for the confirmation for so many seconds from now on")
-      ->check(CLI::Range(1, 86400))
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1, 86400).description(""))
       ->excludes(revert);
   // How l3ctl starts itself; in no help, for they are of no use to anybody else.
   command->add_flag("--roll-back", verb->roll_back)->group("");

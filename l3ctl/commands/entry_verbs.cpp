@@ -299,9 +299,9 @@ int add_entries(const Context& context, const Filter& filter, Lists lists,
 
 int delete_entries(const Context& context, const Filter& filter, Lists lists,
                    const std::vector<std::string>& words) {
-  std::vector<std::string> names;
+  std::set<std::string> names;
   for (const std::string& word : words) {
-    names.push_back(entry_name(filter, word));
+    names.insert(entry_name(filter, word));
   }
   Change change(context);
   std::vector<WantedSection> wanted;

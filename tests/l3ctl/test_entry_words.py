@@ -67,6 +67,12 @@ class EntryWords(Gateway):
                             "l3ctl: dhcp-filter: dhcp_filter is full: it holds 10 entries, and would have 11; nothing was changed\n")
         self.assertEqual(CONFIGURATION.read_bytes(), stored)
 
+    def test_an_entry_named_twice_is_deleted_once(self):
+        for names in (["0", "0"], ["a.example.com", "a.example.com"], ["a.example.com", "0"]):
+            self.run_well("url-filter", "add", "a.example.com", "b.example.com")
+            self.assertEqual(self.run_well("url-filter", "delete", *names).out, "url-filter: deleted 1 entry\n")
+            self.run_well("url-filter", "clear")
+
     def test_set_edits_in_place(self):
         self.run_well("url-filter", "add", "a.example.com", "b.example.com", "active=08:00-09:00")
         self.assertEqual(self.run_well("url-filter", "set", "a.example.com", "active=10:00-11:00", "enabled=false").out,
