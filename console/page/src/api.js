@@ -9,8 +9,8 @@ export class Problem extends Error {
 }
 
 const NO_ANSWER = { code: "no_answer", status: 0 };
-/* The server ends an l3ctl that changes something after 30 s. */
-const LONGEST = 40000;
+/* The server ends an l3ctl that reads after 8 s, and one that changes something after 30 s. */
+const LONGEST = { GET: 12000, other: 40000 };
 
 function sessionEnded() {
   update({ session: null });
@@ -25,8 +25,9 @@ function noteClock(response) {
   }
 }
 
-async function answerOf(method, path, body, headers) {
-  const options = { method, headers: { ...headers }, signal: AbortSignal.timeout(LONGEST) };
+async function answerOf(method, path, body, { headers, limit, signal }) {
+  const timeout = AbortSignal.timeout(limit ?? LONGEST[method] ?? LONGEST.other);
+  const options = { method, headers: { ...headers }, signal: signal ? AbortSignal.any([timeout, signal]) : timeout };
   if (method !== "GET") {
     options.headers["Content-Type"] = "application/json";
     options.headers["X-L3-Token"] = state.session?.csrf_token ?? "";
@@ -36,7 +37,7 @@ async function answerOf(method, path, body, headers) {
     const response = await fetch(`/api/v1/${path}`, options);
     return { response, text: await response.text() };
   } catch {
-    if (state.link.lostAt === null) update({ link: { lostAt: Date.now() } });
+    if (!state.link.isLost) update({ link: { ...state.link, isLost: true } });
     throw new Problem(NO_ANSWER);
   }
 }
@@ -49,10 +50,12 @@ function parsed(text, status) {
   }
 }
 
-/* Sends a request. The answer has the JSON as `body`. */
-export async function request(method, path, body, headers) {
-  const { response, text } = await answerOf(method, path, body, headers);
-  if (state.link.lostAt !== null) update({ link: { lostAt: null } });
+/* Sends a request, with `headers`, a `limit` of time and a `signal` to end it. The answer has the JSON as `body`. */
+export async function request(method, path, body, options = {}) {
+  const { response, text } = await answerOf(method, path, body, options);
+  const wasLost = state.link.isLost;
+  state.link = { isLost: false, answeredAt: Date.now() };
+  if (wasLost) update({});
   noteClock(response);
   const json = text ? parsed(text, response.status) : null;
   if (response.ok) return { status: response.status, body: json, etag: response.headers.get("ETag") };
@@ -60,8 +63,8 @@ export async function request(method, path, body, headers) {
   throw new Problem(json ?? { code: "not_json", status: response.status, detail: "" });
 }
 
-export const get = (path) => request("GET", path);
-export const post = (path, body, headers) => request("POST", path, body, headers);
+export const get = (path, options) => request("GET", path, null, options);
+export const post = (path, body, options) => request("POST", path, body, options);
 
 /* Loads what a page shows. What was there before stays visible beside a problem. */
 export async function load(name, path = name) {

@@ -4,16 +4,17 @@ import * as draft from "./draft.js";
 import { reload, setPending } from "./live.js";
 import { kept, state, update } from "./store.js";
 
-let isApplying = false;
+let inFlight = null;
 
 /* How an apply that got no answer has ended is found out when the link is back. */
 export async function apply(seconds) {
   const { settings, base, etag } = state.draft;
   kept.set("applying", { base, settings });
-  isApplying = true;
-  update({ outcome: null });
+  inFlight = new AbortController();
+  update({ outcome: null, isApplying: true });
   try {
-    const { status, body } = await post(seconds ? `apply?confirm=${seconds}` : "apply", settings, { "If-Match": etag });
+    const path = seconds ? `apply?confirm=${seconds}` : "apply";
+    const { status, body } = await post(path, settings, { headers: { "If-Match": etag }, signal: inFlight.signal });
     draft.discard();
     if (status === 202) {
       setPending({ seconds_left: body.confirm_within, state: "waiting" });
@@ -25,7 +26,7 @@ export async function apply(seconds) {
     if (problem.code !== "no_answer") kept.set("applying", null);
     throw problem;
   } finally {
-    isApplying = false;
+    update({ isApplying: false });
     reload();
   }
 }
@@ -40,11 +41,16 @@ async function end(path, kind) {
 export const keep = () => end("confirm", "kept");
 export const undo = () => end("revert", "undone");
 
+/* The answer of an apply that was under way when the link was lost does not come any more. */
+export function giveUpApply() {
+  if (state.isApplying) inFlight.abort();
+}
+
 /* Says how an apply of this browser has ended that got no answer, or that was not kept in time. What was typed comes back
  * as a draft where the gateway has undone it. */
 export function explainLost() {
   const last = kept.get("applying");
-  if (!last || isApplying || state.pending) return;
+  if (!last || state.isApplying || state.pending) return;
   kept.set("applying", null);
   const isUndone = draft.isEqual(last.base, draft.stored());
   if (isUndone && !state.draft) draft.take(last.settings);

@@ -3,12 +3,15 @@ import { useEffect } from "preact/hooks";
 import { get, load, Problem } from "./api.js";
 import { changed, kept, state, update } from "./store.js";
 
-const RETRY = 2000;
+/* How often a silence is looked for, and how long an answer may take then. */
+const PULSE = 2000;
+const PATIENCE = 4000;
 let source = null;
 let timer = null;
 const wanted = new Map();
 
 let afterReload = () => {};
+let afterReturn = () => {};
 
 /* What is called when everything has been loaded anew. */
 export function onReload(action) {
@@ -50,27 +53,44 @@ function countPackets(event) {
   changed();
 }
 
+/* What is called when the gateway answers again after a while without an answer. */
+export function onReturn(action) {
+  afterReturn = action;
+}
+
 function close() {
   source?.close();
   source = null;
+}
+
+async function beginAgain() {
+  afterReturn();
+  await reload();
+  listen();
+}
+
+/* Asks for the session where a silence would say something: while a change waits or is made, after an answer that did not
+ * come, and after the end of the event stream, which says not why it ended. */
+async function pulse() {
   clearTimeout(timer);
-}
-
-/* A stream that ends says not why: the session is asked for, which tells a lost link from an ended session. */
-async function retry() {
-  close();
   if (!state.session) return;
-  try {
-    update({ session: (await get("session")).body });
-    await reload();
-    listen();
-  } catch (problem) {
-    if (!(problem instanceof Problem)) throw problem;
-    if (state.session) timer = setTimeout(retry, RETRY);
+  const wasLost = state.link.isLost || source === null;
+  if (wasLost || state.pending || state.isApplying) {
+    try {
+      const { body } = await get("session", { limit: PATIENCE });
+      if (wasLost) {
+        update({ session: body });
+        await beginAgain();
+      }
+    } catch (problem) {
+      if (!(problem instanceof Problem)) throw problem;
+    }
   }
+  clearTimeout(timer);
+  if (state.session) timer = setTimeout(pulse, PULSE);
 }
 
-export function listen() {
+function listen() {
   close();
   source = new EventSource("/api/v1/events");
   source.addEventListener("counters", countPackets);
@@ -83,16 +103,21 @@ export function listen() {
   });
   source.onerror = () => {
     close();
-    timer = setTimeout(retry, RETRY / 4);
+    clearTimeout(timer);
+    timer = setTimeout(pulse, PULSE / 4);
   };
 }
 
 export function start() {
   reload();
   listen();
+  pulse();
 }
 
-export const stop = close;
+export function stop() {
+  close();
+  clearTimeout(timer);
+}
 
 /* Packets that met the rules of a setting, for all its entries or for one. */
 export function hitsOf(paths) {

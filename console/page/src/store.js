@@ -4,7 +4,8 @@ import { useEffect, useLayoutEffect, useState } from "preact/hooks";
 export const state = {
   session: undefined, // null: nobody is logged in
   hadSession: false, // the page was shown already: a new log-in goes back to it
-  link: { lostAt: null },
+  link: { isLost: false, answeredAt: Date.now() },
+  isApplying: false,
   clockSkew: null, // the gateway's clock minus ours, in milliseconds
   loaded: {}, // answers of GET by their name
   failed: {}, // problems of GET by their name

@@ -83,12 +83,12 @@ function Pending() {
 }
 
 function LostLink() {
-  const { lostAt } = state.link;
-  useSeconds(lostAt !== null);
-  if (lostAt === null) return null;
+  const { isLost, answeredAt } = state.link;
+  useSeconds(isLost);
+  if (!isLost) return null;
   const left = state.pending ? Math.round((state.pending.until - Date.now()) / 1000) : 0;
   return html`<${Notice} kind="stop" role="status">
-    <p><strong>${t("lost", { n: Math.round((Date.now() - lostAt) / 1000) })}</strong>
+    <p><strong>${t("lost", { n: Math.round((Date.now() - answeredAt) / 1000) })}</strong>
     ${" "}${state.pending && (left > 0 ? t("lost.undo_in", { n: left }) : t("lost.undo_now"))} ${t("lost.shown")}</p>
   </${Notice}>`;
 }

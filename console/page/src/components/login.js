@@ -52,7 +52,7 @@ export function LogIn() {
       <svg class="shield" viewBox="0 0 16 16" aria-hidden="true"><path d="M8 1l6 2v5c0 4-3 6-6 7-3-1-6-3-6-7V3z" /></svg>
       <h1>${t("gateway")}</h1>
       ${state.hadSession && html`<${Notice} kind="info" role="status"><p>${t("session.ended")}</p></${Notice}>`}
-      ${state.link.lostAt !== null && html`<${Notice} kind="stop" role="status"><p>${t("problem.no_answer")}</p></${Notice}>`}
+      ${state.link.isLost && html`<${Notice} kind="stop" role="status"><p>${t("problem.no_answer")}</p></${Notice}>`}
       <form onSubmit=${send}>
         <${Password} label=${t("password")} value=${password} onInput=${setPassword} focus />
         <${ProblemNotice} problem=${problem} />
