@@ -122,6 +122,7 @@ class PageTest(unittest.TestCase):
         assert cls.server.stop() == 0, cls.server.log.read_text()
 
     def setUp(self):
+        l3ctl("confirm", "--revert", check=False)
         l3ctl("apply", "-", settings=HOME)
         self.begin(self.browser)
 

@@ -15,7 +15,7 @@ class Drill(PageTest):
     def drill(self):
         browser = self.browser
         browser.show("filters/access")
-        browser.press("Remove web lan any")
+        browser.press("Remove web home network any")
         browser.press("Review 1 change", "link")
         browser.wait_for("This change can cut this page off.")
         self.assertTrue(browser.one(".applying input[type=checkbox]").is_selected())
@@ -43,7 +43,7 @@ class Drill(PageTest):
     def test_a_change_that_keeps_the_page_is_kept(self):
         browser = self.browser
         browser.show("filters/access")
-        browser.press("Remove telnet lan 192.168.1.2-192.168.1.15")
+        browser.press("Remove telnet home network 192.168.1.2-192.168.1.15")
         browser.press("Review 1 change", "link")
         browser.press("Apply")
         browser.press("Keep it")

@@ -10,6 +10,8 @@ let source = null;
 let timer = null;
 const wanted = new Map();
 
+const LONGEST_PAUSE = 15000;
+let refusals = 0;
 let afterReload = () => {};
 let afterReturn = () => {};
 
@@ -44,6 +46,19 @@ export function setPending(confirmation) {
   }
   const mine = kept.get("applying") !== null;
   update({ pending: { ...confirmation, mine, until: Date.now() + confirmation.seconds_left * 1000 } });
+}
+
+/* After a change other rules stand where these stood. */
+async function countAnew() {
+  const rules = await load("rules");
+  if (!rules) return;
+  state.counters.clear();
+  for (const { family, chains } of rules.tables) {
+    for (const chain of chains) {
+      chain.rules.forEach((rule, i) => rule.packets && state.counters.set(`${rule.origin?.path ?? ""} ${family} ${chain.name} ${i + 1}`, rule.packets));
+    }
+  }
+  changed();
 }
 
 function countPackets(event) {
@@ -97,18 +112,21 @@ function listen() {
   source.addEventListener("pending", (event) => setPending(JSON.parse(event.data).confirmation));
   source.addEventListener("changed", (event) => {
     if (JSON.parse(event.data).etag !== state.etag) {
-      state.counters.clear();
       reload();
+      countAnew();
     }
   });
+  source.onopen = () => (refusals = 0);
   source.onerror = () => {
     close();
     clearTimeout(timer);
-    timer = setTimeout(pulse, PULSE / 4);
+    // The server has few places for streams: without one the page asks anew now and then.
+    timer = setTimeout(pulse, Math.min(LONGEST_PAUSE, (PULSE / 4) * 2 ** refusals++));
   };
 }
 
 export function start() {
+  addEventListener("pagehide", close);
   reload();
   listen();
   pulse();

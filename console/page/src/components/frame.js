@@ -67,16 +67,19 @@ function Pending() {
   const { pending } = state;
   useSeconds(pending !== null);
   const [problem, fail] = useState(null);
+  const isMine = Boolean(pending?.mine);
+  // Whoever has applied it has the next step under the hand.
+  useEffect(() => document.getElementById("keep")?.focus(), [isMine]);
   if (!pending) return null;
   const left = Math.max(0, Math.round((pending.until - Date.now()) / 1000));
   const words = pending.state === "waiting" && left > 0 ? t("pending.left", { time: countdown(left) }) : t("pending.now");
   return html`<section class="bar pending" aria-label=${t("pending")}>
     <p><span class="shape" aria-hidden="true">▲</span> ${words}</p>
     <div class="actions">
-      ${pending.mine && html`<${Button} kind="primary" id="keep" onClick=${() => attempt(keep, fail)}>${t("keep")}</${Button}>`}
+      ${isMine && html`<${Button} kind="primary" id="keep" onClick=${() => attempt(keep, fail)}>${t("keep")}</${Button}>`}
       <${Button} onClick=${() => attempt(undo, fail)}>${t("undo_now")}</${Button}>
     </div>
-    ${!pending.mine && html`<p class="quiet">${t("pending.others")}</p>`}
+    ${!isMine && html`<p class="quiet">${t("pending.others")}</p>`}
     <p class="hidden" role="alert">${left <= 15 && left > 0 ? t("pending.soon") : ""}</p>
     <${ProblemNotice} problem=${problem} />
   </section>`;

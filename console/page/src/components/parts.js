@@ -63,7 +63,8 @@ export function Heading({ children, aside }) {
   const title = typeof children === "string" ? children : "";
   useEffect(() => {
     document.title = `${title} · ${t("gateway")}`;
-    if (document.body.dataset.moved) ref.current.focus();
+    // After an apply the focus is on the button that keeps it.
+    if (document.body.dataset.moved && document.activeElement?.id !== "keep") ref.current.focus();
   }, [title]);
   return html`<div class="heading"><h1 tabindex="-1" ref=${ref}>${children}</h1>${aside}</div>`;
 }

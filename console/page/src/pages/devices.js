@@ -112,7 +112,7 @@ export function Devices() {
   const { devices } = state.loaded;
   if (!devices || !settings()) return html`<${Heading}>${t("page.devices")}</${Heading}><${ProblemNotice} problem=${state.failed.devices} />`;
   return html`<${Heading}>${t("page.devices")}</${Heading}>
-    <p class="lead">${t("devices.lead")}</p>
+    <p class="lead">${t("devices.lead")} ${state.draft && t("devices.with_draft")}</p>
     ${devices.devices.length === 0 && html`<p class="quiet">${t("devices.none")}</p>`}
     ${devices.devices.map((device) => html`<${Device} key=${device.mac} device=${device} />`)}
     ${devices.others && html`<section class="panel device" aria-labelledby="others"><div class="who"><h2 id="others">${t("devices.others")}</h2></div>

@@ -11,7 +11,7 @@ import { hitsOf } from "../live.js";
 import { asObject, choicesOf, fieldsOf, mostEntries } from "../schema.js";
 import { state } from "../store.js";
 import { has, t } from "../words/words.js";
-import { nameOfMac } from "../devices.js";
+import { nameOfMac, shortName } from "../devices.js";
 import { useWanted } from "../live.js";
 
 function valueOf(field, entry) {
@@ -85,7 +85,7 @@ export function Entries({ filter }) {
       return { key, kind: "edited", wide: html`<${EntryForm} filter=${filter} sections=${own} at=${row.at} entry=${row.entry} onDone=${done} onCancel=${done} label=${t("edit")} />` };
     }
     const hits = hitsOfRow(filter, row, storedRows);
-    const name = fields.filter((field) => field.ref !== "active").map((field) => entry[field.name]).filter(Boolean).join(" ");
+    const name = fields.filter((field) => field.ref !== "active").map((field) => (field.name === "mac" ? shortName(entry.mac) : wordOf(entry[field.name]))).filter(Boolean).join(" ");
     const rest = entry.enabled === false ? html`<small class="tag">${t("rests")}</small>` : null;
     const cells = fields.map((field, i) => html`${valueOf(field, entry)} ${i === 0 && rest}`);
     if (hasFamilies) cells.unshift(row.at.map(({ section }) => families[section]).join(", "));

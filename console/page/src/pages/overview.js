@@ -123,10 +123,7 @@ export function Overview() {
   if (!status || !settings()) return html`<${Heading}>${t("page.overview")}</${Heading}><p class="quiet">${t("loading")}</p>`;
   return html`<${Heading}>${t("page.overview")}</${Heading}>
     <div class="panels">
-      <${Protection} status=${status} />
-      <div class="stack"><${Internet} status=${status} /><${TimeZone} status=${status} /></div>
-      <${Blocked} />
-      <${MostHit} />
-      <${Health} />
+      <div class="stack"><${Protection} status=${status} /><${Internet} status=${status} /><${TimeZone} status=${status} /></div>
+      <div class="stack"><${Blocked} /><${MostHit} /><${Health} /></div>
     </div>`;
 }

@@ -101,7 +101,8 @@ function Applying({ plan, rules }) {
   const [problem, fail] = useState(null);
   const send = async (event) => {
     event.preventDefault();
-    if (await attempt(() => apply(isSafe ? seconds : 0), fail)) go("overview");
+    if (!(await attempt(() => apply(isSafe ? seconds : 0), fail))) return;
+    go("overview");
   };
   return html`<form class="applying" onSubmit=${send} noValidate>
     ${risky && html`<${Notice} kind="warn"><p>${t("review.risky")}</p></${Notice}>`}

@@ -1,5 +1,6 @@
 /* German. */
 export default {
+  "devices.with_draft": "Die Balken des Tages enthalten Ihre Änderungen.",
   "day.free": "ganztägig frei",
   "day.blocked": "gesperrt {spans}",
   "review.order": "andere Reihenfolge",

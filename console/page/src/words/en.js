@@ -1,5 +1,6 @@
 /* English. */
 export default {
+  "devices.with_draft": "The bars of the day have your changes in them.",
   "day.free": "free all day",
   "day.blocked": "blocked {spans}",
   "review.order": "another order",
