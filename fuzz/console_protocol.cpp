@@ -28,8 +28,9 @@ void check_call(const console::Call& call) {
       console::find_operation(static_cast<std::uint16_t>(call.operation));
   check(row != nullptr && call.input.size() <= row->largest_input, "input within its bounds");
   check(call.stored.empty() || row->compares, "only where it is compared");
-  check(words->size() ==
-            row->words.size() + (call.stored.empty() ? 0 : 2) + (row->answers_json ? 1 : 0),
+  check(words->size() == row->words.size() + (call.stored.empty() ? 0 : 2) +
+                             (row->changes ? 1 : 0) + (call.who.empty() ? 0 : 1) +
+                             (row->answers_json ? 1 : 0),
         "as many words");
   for (std::size_t at = 0; at < row->words.size(); ++at) {
     const bool is_argument = row->words[at] == "@";

@@ -32,7 +32,7 @@ const std::vector<OperationRow>& table() {
        true,
        true,
        true},
-      {confirm, "confirm", {"confirm"}, {}, 0, true},
+      {confirm, "confirm", {"confirm", "@"}, {Argument::change}, 0, true},
       {revert, "revert", {"confirm", "--revert"}, {}, 0, true},
       {explain, "explain", {"explain", "--batch", "-"}, {}, 4096},
       {backup, "backup", {"backup", "-"}, {}, 0, false, false},
@@ -50,6 +50,21 @@ const std::vector<OperationRow>& table() {
        {"explain", "@", "@", "--settings", "-"},
        {Argument::device, Argument::host},
        largest_settings},
+      {history, "history", {"history"}},
+      {extend,
+       "extend",
+       {"confirm", "@", "--extend", "@"},
+       {Argument::change, Argument::seconds},
+       0,
+       true},
+      {revert_change, "revert-change", {"confirm", "@", "--revert"}, {Argument::change}, 0, true},
+      {undo, "undo", {"undo", "@"}, {Argument::change}, 0, true},
+      {undo_with_confirmation,
+       "undo-with-confirmation",
+       {"undo", "@", "--confirm", "@"},
+       {Argument::change, Argument::seconds},
+       0,
+       true},
   };
   return rows;
 }
@@ -60,6 +75,10 @@ bool is_digit(char c) {
 
 bool is_letter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool is_change_id(std::string_view text) {
+  return text.size() == 16 && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
 /* No option, and nothing that a shell or a terminal would take for more than a name. */
@@ -86,6 +105,8 @@ bool is_allowed(Argument kind, std::string_view text) {
       return text.size() <= longest_device && is_name_or_address(text);
     case Argument::host:
       return text.size() <= longest_host && is_name_or_address(text);
+    case Argument::change:
+      return is_change_id(text);
   }
   return false;
 }
@@ -109,7 +130,7 @@ std::vector<std::string_view> split(std::string_view text) {
   return words;
 }
 
-/* "--who" gets it as a word of its own, but it also ends in the journal and in the history. */
+/* No shell sees it, but it ends in the history and in the journal. */
 bool is_who(const OperationRow& row, std::string_view text) {
   return text.size() <= longest_who && (row.changes || text.empty()) &&
          std::all_of(text.begin(), text.end(), is_word_of_who);
@@ -151,6 +172,12 @@ std::optional<std::vector<std::string>> command_line(const Call& call) {
   }
   if (!call.stored.empty()) {
     words.insert(words.end(), {"--if-stored", std::string(stored_file)});
+  }
+  if (row->changes) {
+    words.emplace_back("--origin=console");
+  }
+  if (!call.who.empty()) {
+    words.push_back("--who=" + call.who);
   }
   if (row->answers_json) {
     words.emplace_back("--json");

@@ -31,6 +31,11 @@ enum class Operation : std::uint16_t {
   blocked,
   explain_device,
   explain_way,
+  history,
+  extend,
+  revert_change,
+  undo,
+  undo_with_confirmation,
 };
 
 /* What may stand at a "@" of the command line. */
@@ -38,6 +43,7 @@ enum class Argument : std::uint8_t {
   seconds,
   device, /* a name, a hardware address or an address */
   host,   /* HOST[:PORT] */
+  change, /* an id */
 };
 
 struct OperationRow {

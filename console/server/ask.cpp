@@ -7,6 +7,10 @@
 
 namespace console {
 
+Call call_of(Operation operation, std::string input, std::string argument) {
+  return {operation, std::move(argument), {}, std::move(input), {}};
+}
+
 Response pass_on(const Answer& answer) {
   Response response;
   response.headers = {{"Content-Type", "application/json"}};

@@ -9,6 +9,8 @@
 
 namespace console {
 
+Call call_of(Operation operation, std::string input = {}, std::string argument = {});
+
 /* Makes the response of a successful answer. */
 using Success = std::function<Response(const Answer&)>;
 

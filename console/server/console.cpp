@@ -137,7 +137,7 @@ Caller Console::caller_of_cookie(const Request& request) {
     session->used = request.now;
   }
   return {session->id, session->csrf, session->must_change_password,
-          {},          Scope::apply,  "console " + request.address};
+          {},          Scope::apply,  "session from " + request.address};
 }
 
 Caller Console::caller_of_token(const Request& request) {

@@ -34,6 +34,11 @@ enum class Need : std::uint8_t {
   apply,
 };
 
+struct Waiting {
+  std::string change; /* its id */
+  std::string maker;
+};
+
 class Console;
 
 struct Route {
@@ -66,8 +71,9 @@ class Console {
 
   /* One change at a time: whoever comes meanwhile is told so. */
   bool is_changing = false;
-  /* The session or token whose change waits for its confirmation; only it may confirm. */
-  std::string confirmer;
+  /* The last change that waits for its confirmation, and the session or token that made it: only
+   that one may confirm. */
+  Waiting waiting;
 
  private:
   Response handle_route(const Route& route, const Request& request);

@@ -49,20 +49,28 @@ Events::Events(BrokerLink& link)
       first_(std::stoull(random_secret().substr(0, 8), nullptr, 16) << 16 | 1),
       last_(first_) {}
 
+void Events::ask(Operation operation, void (Events::*take)(const std::string&)) {
+  ++waiting_;
+  link_->ask(call_of(operation), [this, take](const Answer& answer) {
+    --waiting_;
+    if (answer.outcome == Outcome::ended && answer.status == 0) {
+      (this->*take)(answer.output);
+    }
+  });
+}
+
 void Events::tick(std::int64_t now, bool has_listeners) {
-  if (!has_listeners || now < next_ || waiting_ > 0) {
+  if (!has_listeners) {
+    // It gets old, and the next listener is to hear nothing that is no longer true.
+    confirmation_.clear();
+    etag_.clear();
+    changed_.clear();
+    return;
+  }
+  if (now < next_ || waiting_ > 0) {
     return;
   }
   next_ = now + interval;
-  const auto ask = [this](Operation operation, void (Events::*take)(const std::string&)) {
-    ++waiting_;
-    link_->ask({operation, {}, {}, {}, {}}, [this, take](const Answer& answer) {
-      --waiting_;
-      if (answer.outcome == Outcome::ended && answer.status == 0) {
-        (this->*take)(answer.output);
-      }
-    });
-  };
   ask(Operation::rules, &Events::take_rules);
   ask(Operation::status, &Events::take_status);
   ask(Operation::settings, &Events::take_settings);
@@ -108,11 +116,28 @@ void Events::take_status(const std::string& output) {
 }
 
 void Events::take_settings(const std::string& output) {
-  const std::string text = text_of({{"etag", etag_of(output)}});
-  if (text != etag_) {
-    etag_ = text;
-    publish("changed", text);
+  const std::string etag = etag_of(output);
+  if (etag != etag_) {
+    etag_ = etag;
+    ask(Operation::history, &Events::take_history);
   }
+}
+
+/* Who has changed the settings is in the history, where it was l3ctl that did. */
+void Events::take_history(const std::string& output) {
+  if (etag_.empty()) {
+    return;
+  }
+  const Json history = Json::parse(output, nullptr, false);
+  const Json changes = member(history, "changes");
+  Json newest;
+  for (const char* name : {"id", "time", "who", "origin", "rolled_back"}) {
+    if (changes.is_array() && !changes.empty()) {
+      newest[name] = member(changes[0], name);
+    }
+  }
+  changed_ = text_of({{"etag", etag_}, {"newest", newest}});
+  publish("changed", changed_);
 }
 
 void Events::publish(const std::string& name, const std::string& data) {
@@ -130,12 +155,12 @@ std::string Events::everything() const {
     }
   }
   return event_text(last_, "counters", all.text()) + event_text(last_, "pending", confirmation_) +
-         event_text(last_, "changed", etag_);
+         event_text(last_, "changed", changed_);
 }
 
 std::string Events::text_after(std::uint64_t& last) const {
   const std::uint64_t from = last;
-  if (from == last_ || confirmation_.empty() || etag_.empty()) {
+  if (from == last_ || confirmation_.empty() || changed_.empty()) {
     return {};
   }
   last = last_;

@@ -32,9 +32,11 @@ class Events {
   };
   using Counters = std::map<std::string, Counter>;
 
+  void ask(Operation operation, void (Events::*take)(const std::string&));
   void take_rules(const std::string& output);
   void take_status(const std::string& output);
   void take_settings(const std::string& output);
+  void take_history(const std::string& output);
   void publish(const std::string& name, const std::string& data);
   [[nodiscard]] std::string everything() const;
 
@@ -47,6 +49,7 @@ class Events {
   Counters counters_;
   std::string confirmation_;
   std::string etag_;
+  std::string changed_;
 };
 
 }  // namespace console

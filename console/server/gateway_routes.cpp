@@ -12,10 +12,6 @@ namespace {
 
 constexpr std::size_t largest_packet = 4096;
 
-Call call_of(Operation operation, std::string input = {}, std::string argument = {}) {
-  return {operation, std::move(argument), {}, std::move(input), {}};
-}
-
 /* The texts of a packet, and nothing nested. */
 bool is_packet(const Json& body) {
   return body.is_object() && std::all_of(body.begin(), body.end(),
@@ -46,23 +42,6 @@ Response explain_device(const Json& body) {
   return body_fault(
       "one packet, or {\"device\", \"destination\", \"settings\"} with a name or an address of "
       "plain letters, of which only the device is needed");
-}
-
-/* The session or token, for whoever may confirm. */
-std::string identity_of(const Caller& caller) {
-  return caller.token.empty() ? "session " + caller.session : "token " + caller.token;
-}
-
-Response applied(Console& console, const std::string& identity, bool waits, const Answer& answer) {
-  // An apply that changes nothing waits for nothing.
-  const bool is_pending =
-      waits && Json::parse(answer.output, nullptr, false).contains("confirm_within");
-  if (is_pending) {
-    console.confirmer = identity;
-  }
-  Response response = pass_on(answer);
-  response.status = is_pending ? 202 : 200;
-  return response;
 }
 
 }  // namespace
@@ -121,57 +100,8 @@ Response explain(Console& /*console*/, const Request& request, const Caller& /*c
   return ask(call_of(Operation::explain, line.size() > largest_packet ? "{}" : line), {0});
 }
 
-/* Settings go on as they came, so that l3ctl's line numbers are the client's. l3ctl plan ends with
- * 2 where there are changes. */
-Response plan(Console& /*console*/, const Request& request, const Caller& /*caller*/) {
-  return ask(call_of(Operation::plan, request.body), {0, 2});
-}
-
-/* The settings are read once more, and l3ctl sets the new ones only if they are still stored: nothing
- * that anyone has changed meanwhile is overwritten. */
-Response apply(Console& console, const Request& request, const Caller& caller) {
-  const std::string known = header(request, "if-match");
-  if (known.empty()) {
-    return problem(428, "if_match_required", "apply needs the ETag of the settings in If-Match");
-  }
-  const std::string seconds = query_parameter(request, "confirm");
-  const bool waits = !seconds.empty();
-  const Call change =
-      call_of(waits ? Operation::apply_with_confirmation : Operation::apply, request.body, seconds);
-  if (!command_line(change)) {
-    return problem(422, "confirm_seconds", "confirm has to be from 1 to 3600 seconds");
-  }
-  if (console.is_changing) {
-    return problem_for_now(409, "busy", "another change is being made", 1);
-  }
-  console.is_changing = true;
-  Response response = ask(call_of(Operation::settings), {0}, [=, &console](const Answer& answer) {
-    if (known != "*" && known != etag_of(answer.output)) {
-      return problem(412, "settings_changed", "the settings have changed since they were read");
-    }
-    Call checked = change;
-    checked.stored = known == "*" ? "" : answer.output;
-    return ask_for_change(console, caller, checked, [=, &console](const Answer& made) {
-      return applied(console, identity_of(caller), waits, made);
-    });
-  });
-  response.then = [&console, then = std::move(response.then)](const Answer& answer) {
-    console.is_changing = false;
-    return then(answer);
-  };
-  return response;
-}
-
-/* Whoever cannot reach us any more after a change must not have it confirmed by others. */
-Response confirm(Console& console, const Request& /*request*/, const Caller& caller) {
-  if (console.confirmer != identity_of(caller)) {
-    return problem(403, "not_yours", "only the session that applied a change may confirm it");
-  }
-  return ask_for_change(console, caller, call_of(Operation::confirm));
-}
-
-Response revert(Console& console, const Request& /*request*/, const Caller& caller) {
-  return ask_for_change(console, caller, call_of(Operation::revert));
+Response read_history(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {
+  return ask(call_of(Operation::history), {0});
 }
 
 Response make_backup(Console& /*console*/, const Request& /*request*/, const Caller& /*caller*/) {

@@ -16,7 +16,10 @@ Response explain(Console& console, const Request& request, const Caller& caller)
 Response plan(Console& console, const Request& request, const Caller& caller);
 Response apply(Console& console, const Request& request, const Caller& caller);
 Response confirm(Console& console, const Request& request, const Caller& caller);
+Response extend(Console& console, const Request& request, const Caller& caller);
 Response revert(Console& console, const Request& request, const Caller& caller);
+Response read_history(Console& console, const Request& request, const Caller& caller);
+Response undo(Console& console, const Request& request, const Caller& caller);
 Response make_backup(Console& console, const Request& request, const Caller& caller);
 Response restore(Console& console, const Request& request, const Caller& caller);
 Response stream_events(Console& console, const Request& request, const Caller& caller);

@@ -92,7 +92,8 @@ Kind kind_of(const Answer& answer, const std::string& error, bool has_faults) {
     return waits ? Kind{409, "confirmation_pending"} : Kind{409, "busy"};
   }
   if (error.find("no confirmation is pending") != std::string::npos ||
-      error.find("the time for the confirmation") != std::string::npos) {
+      error.find("the time for the confirmation") != std::string::npos ||
+      error.find(" is pending, and not ") != std::string::npos) {
     return {409, "nothing_pending"};
   }
   if (answer.status == refused_or_torn) {

@@ -33,7 +33,10 @@ constexpr std::array table = {
     Route{"POST", "/api/v1/plan", Need::plan, plan},
     Route{"POST", "/api/v1/apply", Need::apply, apply},
     Route{"POST", "/api/v1/confirm", Need::apply, confirm},
+    Route{"POST", "/api/v1/extend", Need::apply, extend},
     Route{"POST", "/api/v1/revert", Need::apply, revert},
+    Route{"GET", "/api/v1/history", Need::read, read_history},
+    Route{"POST", "/api/v1/undo", Need::apply, undo},
     Route{"GET", "/api/v1/backup", Need::read, make_backup},
     Route{"POST", "/api/v1/restore", Need::apply, restore},
 };

@@ -143,9 +143,7 @@ int confirm(const Context& context, const Verb& verb) {
 }
 
 std::string check_id(const std::string& id) {
-  return id.size() == 16 && id.find_first_not_of("0123456789abcdef") == std::string::npos
-             ? ""
-             : "must be the id of a change, 16 hexadecimal digits";
+  return is_change_id(id) ? "" : "must be the id of a change, 16 hexadecimal digits";
 }
 
 }  // namespace

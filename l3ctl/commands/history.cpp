@@ -27,13 +27,17 @@ using Entries = std::vector<HistoryEntry>;
 /* Of a change with many differences the list shows this many; its number shows all. */
 constexpr size_t few_fields = 5;
 
+[[noreturn]] void refuse_unknown(const std::string& command, const std::string& change,
+                                 const std::string& why) {
+  throw Error(command + ": there is no change " + change + why, ErrorKind::invalid_input);
+}
+
 /* The change of that number, of which 1 is the last. */
 const HistoryEntry& entry_at(const char* command, const Entries& entries, size_t number) {
   if (number > entries.size()) {
-    throw Error(std::string(command) + ": there is no change " + std::to_string(number) +
-                    (entries.empty() ? "; there is none yet"
-                                     : "; the oldest is " + std::to_string(entries.size())),
-                ErrorKind::invalid_input);
+    refuse_unknown(command, std::to_string(number),
+                   entries.empty() ? "; there is none yet"
+                                   : "; the oldest is " + std::to_string(entries.size()));
   }
   return entries[number - 1];
 }
@@ -101,8 +105,20 @@ settings::Settings settings_before(const Entries& entries, size_t number) {
   return before;
 }
 
-/* Without a number, the last change that is in force. */
-size_t number_to_undo(const Entries& entries, size_t number) {
+size_t number_of(const Entries& entries, const std::string& id) {
+  const auto found = std::find_if(entries.begin(), entries.end(),
+                                  [&](const HistoryEntry& entry) { return entry.id == id; });
+  if (found == entries.end()) {
+    refuse_unknown("undo", id, "");
+  }
+  return static_cast<size_t>(found - entries.begin()) + 1;
+}
+
+/* `change` is a number or an id; without it, the last change that is in force. */
+size_t number_to_undo(const Entries& entries, const std::string& change) {
+  const size_t number = is_change_id(change) ? number_of(entries, change)
+                        : change.empty()     ? 0
+                                             : std::stoul(change);
   size_t chosen = number == 0 ? 1 : number;
   while (number == 0 && chosen <= entries.size() && entries[chosen - 1].rolled_back) {
     ++chosen;
@@ -115,10 +131,10 @@ size_t number_to_undo(const Entries& entries, size_t number) {
   return chosen;
 }
 
-int undo(const Context& context, size_t number) {
+int undo(const Context& context, const std::string& which) {
   Change change(context);
   const Entries entries = read_history();
-  const size_t chosen = number_to_undo(entries, number);
+  const size_t chosen = number_to_undo(entries, which);
   const settings::Settings wanted = settings_before(entries, chosen);
   const auto fields = settings_diff(change.stored(), with_changes(change.stored(), wanted));
   warn_of_change(change.stored(), with_changes(change.stored(), wanted));
@@ -132,6 +148,14 @@ int undo(const Context& context, size_t number) {
     std::cout << field_lines(fields);
   }
   return status;
+}
+
+std::string check_change(const std::string& change) {
+  const bool is_number = !change.empty() && change.size() <= 6 && change.front() != '0' &&
+                         change.find_first_not_of("0123456789") == std::string::npos;
+  return is_number || is_change_id(change)
+             ? ""
+             : "must be the number of a change, or its id, 16 hexadecimal digits";
 }
 
 }  // namespace
@@ -154,18 +178,20 @@ void add_history_command(CLI::App& app, Context& context) {
 }
 
 void add_undo_command(CLI::App& app, Context& context) {
-  CLI::App* command = app.add_subcommand("undo", "Go back to before the last change, or before N");
-  auto number = std::make_shared<size_t>(0);
+  CLI::App* command =
+      app.add_subcommand("undo", "Go back to before the last change, or before CHANGE");
+  auto change = std::make_shared<std::string>();
   command
-      ->add_option(
-          "N", *number,
-          "Back to before this change of \"l3ctl history\"; without it before the last one")
-      ->check(CLI::Range(1, 1000000));
+      ->add_option("CHANGE", *change,
+                   "Back to before this change of \"l3ctl history\", by number or id; without it "
+                   "before the last one")
+      ->check(CLI::Validator(check_change, ""));
   command->footer(
-      "Sections that N and later changes have changed are set as they were before N; all others\n"
+      "Sections that CHANGE and later ones have changed are set as they were before it; all "
+      "others\n"
       "stay. It is a change of its own, so a second undo brings back what the first has undone.");
-  command->callback([&context, number] {
-    context.action = [&context, number] { return undo(context, *number); };
+  command->callback([&context, change] {
+    context.action = [&context, change] { return undo(context, *change); };
   });
 }
 

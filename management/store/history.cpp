@@ -154,6 +154,10 @@ std::string new_change_id() {
   return id;
 }
 
+bool is_change_id(const std::string& text) {
+  return text.size() == 16 && text.find_first_not_of("0123456789abcdef") == std::string::npos;
+}
+
 std::vector<HistoryEntry> read_history() {
   const std::string text = read_end_if_exists(history_path, largest_file).value_or("");
   std::vector<HistoryEntry> entries;

@@ -35,6 +35,7 @@ struct HistoryEntry {
 
 /* 16 random hexadecimal digits. */
 std::string new_change_id();
+bool is_change_id(const std::string& text);
 
 /* The newest first. A line that is damaged is left out, with a notice. */
 std::vector<HistoryEntry> read_history();

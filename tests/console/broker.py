@@ -13,7 +13,7 @@ ANSWER = struct.Struct("=IHHII")
 OUTCOMES = ("ended", "refused", "not_started", "too_slow", "too_long", "crashed", "gone")
 OPERATIONS = ("settings", "status", "rules", "health", "plan", "apply", "apply-with-confirmation", "confirm", "revert",
               "explain", "backup", "restore", "metrics", "devices", "blocked", "explain-device",
-              "explain-way")  # fmt: skip
+              "explain-way", "history", "extend", "revert-change", "undo", "undo-with-confirmation")  # fmt: skip
 
 
 def frame(operation, argument=b"", who=b"", sent=b"", number=1, stored=b""):

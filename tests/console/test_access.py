@@ -12,7 +12,8 @@ ROUTES = {
     "GET /api/v1/settings": "read", "GET /api/v1/status": "read", "GET /api/v1/rules": "read", "GET /api/v1/health": "read",
     "GET /api/v1/devices": "read", "GET /api/v1/blocked": "read", "GET /api/v1/metrics": "read", "GET /api/v1/events": "read", "POST /api/v1/explain": "read",
     "POST /api/v1/plan": "plan",
-    "POST /api/v1/apply": "apply", "POST /api/v1/confirm": "apply", "POST /api/v1/revert": "apply",
+    "POST /api/v1/apply": "apply", "POST /api/v1/confirm": "apply", "POST /api/v1/extend": "apply",
+    "POST /api/v1/revert": "apply", "GET /api/v1/history": "read", "POST /api/v1/undo": "apply",
     "GET /api/v1/backup": "read", "POST /api/v1/restore": "apply",
 }  # fmt: skip
 # The way in has no session yet; the page has no secret.

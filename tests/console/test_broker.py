@@ -20,6 +20,7 @@ with open("/tmp/runs", "a") as runs: runs.write(json.dumps(note) + "\\n")
 print(sent, end="")
 """
 NO_JSON = ("backup", "metrics")
+CHANGES = ("apply", "apply-with-confirmation", "confirm", "extend", "revert", "revert-change", "restore", "undo", "undo-with-confirmation")
 # Operation -> the only command lines that it may run, with the argument that they need.
 ALLOWED = {
     "settings": (["export"], b"", False),
@@ -29,17 +30,29 @@ ALLOWED = {
     "plan": (["plan", "-"], b"", True),
     "apply": (["apply", "-"], b"", True),
     "apply-with-confirmation": (["apply", "-", "--confirm", "60"], b"60", True),
-    "confirm": (["confirm"], b"", False),
+    "confirm": (["confirm", "0123456789abcdef"], b"0123456789abcdef", False),
     "revert": (["confirm", "--revert"], b"", False),
     "explain": (["explain", "--batch", "-"], b"", True),
     "backup": (["backup", "-"], b"", False),
     "restore": (["restore", "-"], b"", True),
     "metrics": (["metrics"], b"", False),
     "devices": (["devices"], b"", False),
+    "history": (["history"], b"", False),
+    "extend": (["confirm", "0123456789abcdef", "--extend", "60"], b"0123456789abcdef 60", False),
+    "revert-change": (["confirm", "0123456789abcdef", "--revert"], b"0123456789abcdef", False),
+    "undo": (["undo", "0123456789abcdef"], b"0123456789abcdef", False),
+    "undo-with-confirmation": (["undo", "0123456789abcdef", "--confirm", "60"], b"0123456789abcdef 60", False),
     "blocked": (["blocked"], b"", False),
     "explain-device": (["explain", "02:00:00:00:00:0a", "--settings", "-"], b"02:00:00:00:00:0a", True),
     "explain-way": (["explain", "tv_2", "[2001:db8::1]:443", "--settings", "-"], b"tv_2 [2001:db8::1]:443", True),
 }
+
+
+def line_of(name, who=""):
+    """The whole command line of an operation."""
+    words, _, _ = ALLOWED[name]
+    return [*words, *(["--origin=console"] if name in CHANGES else []), *([f"--who={who}"] if who else []),
+            *([] if name in NO_JSON else ["--json"])]  # fmt: skip
 
 
 def is_of_table(words):
@@ -49,7 +62,7 @@ def is_of_table(words):
             return word == wanted
         return re.fullmatch("[0-9]+" if wanted.isdigit() else r"[][\w.:][][\w.:-]*", word, re.ASCII) is not None
 
-    rows = [(row + ([] if name in NO_JSON else ["--json"]), argument) for name, (row, argument, _) in ALLOWED.items()]
+    rows = [(line_of(name), argument) for name, (_, argument, _) in ALLOWED.items()]
     return any(len(row) == len(words) and all(fits(word, wanted, argument) for word, wanted in zip(words, row))
                for row, argument in rows)  # fmt: skip
 
@@ -81,12 +94,15 @@ class BrokerTest(unittest.TestCase):
 
     def test_every_operation_is_one_command_line_as_root(self):
         self.assertEqual(set(ALLOWED), set(OPERATIONS))
-        for name, (words, argument, takes_input) in ALLOWED.items():
+        for name, (_, argument, takes_input) in ALLOWED.items():
             sent = b"{}" if takes_input else b""
             self.as_server(lambda broker: broker.call(name, argument, b"", sent).output == sent)
             run = self.runs()[-1]
-            self.assertEqual(run["words"], words + ([] if name in NO_JSON else ["--json"]))
+            self.assertEqual(run["words"], line_of(name))
             self.assertEqual((run["uid"], run["environment"]), (0, ["LC_ALL", "PATH"]))
+            if name in CHANGES:
+                self.as_server(lambda broker: broker.call(name, argument, b"session from 192.168.1.10", sent).outcome == "ended")
+                self.assertEqual(self.runs()[-1]["words"], line_of(name, "session from 192.168.1.10"))
             # The three of every program, and the folder that it looks at.
             self.assertEqual(run["descriptors"], 4)
 
@@ -96,7 +112,7 @@ class BrokerTest(unittest.TestCase):
         with Broker() as broker:
             for operation, argument, words in (("apply", b"", []), ("apply-with-confirmation", b"60", ["--confirm", "60"])):
                 answer = broker.call(operation, argument, sent=b"{}", stored=stored.encode())
-                self.assertEqual(answer.output.decode(), f"{['apply', '-', *words, '--if-stored', '/proc/self/fd/3', '--json']} {{}} {stored} 5\n")
+                self.assertEqual(answer.output.decode(), f"{['apply', '-', *words, '--if-stored', '/proc/self/fd/3', '--origin=console', '--json']} {{}} {stored} 5\n")
             for operation in ("plan", "restore", "status", "confirm"):
                 self.assertEqual(broker.call(operation, stored=b"x").outcome, "refused")
 
@@ -110,6 +126,10 @@ class BrokerTest(unittest.TestCase):
             refused.append(("explain-device", text, b"", b"{}"))
         for text in (b"tv", b"tv ", b"tv  x", b" tv x", b"tv x y", b"-x x", b"tv --batch", b"tv -", b"tv x/y", b"x" * 65 + b" x", b"x " + b"x" * 271):
             refused.append(("explain-way", text, b"", b"{}"))
+        for text in (b"", b"60", b"0123456789abcde", b"0123456789abcdef0", b"0123456789ABCDEF", b"0123456789abcde-", b"--revert",
+                     b"0123456789abcdef 60 60", b"0123456789abcdef --revert"):
+            refused += [(name, text, b"", b"") for name in ("confirm", "extend", "revert-change", "undo", "undo-with-confirmation")]
+        refused += [(name, b"0123456789abcdef", b"", b"") for name in ("extend", "undo-with-confirmation")]
         for who in (b"a;b", b"$x", b"`id`", b"a\nb", b"\x1b[0m", b"a'b", b'a"b', b"\xc3\xa4", b"/etc/passwd", b"a=b", b"\0"):
             refused.append(("apply", b"", who, b"{}"))
         refused += [("status", b"", b"me", b""), ("explain", b"", b"", b"x" * 4097), ("restore", b"", b"", b"x" * 65537)]

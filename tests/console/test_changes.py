@@ -55,19 +55,70 @@ class Changes(ConsoleTest):
         answer = self.client.apply(DEVICE, "apply?confirm=60")
         self.assertEqual(answer.status, 202, answer)
         self.assertEqual(answer.json["confirm_within"], 60)
-        self.assertEqual(self.client.get("status").json["confirmation"]["state"], "waiting")
+        change = {"id": answer.json["id"]}
+        confirmation = self.client.get("status").json["confirmation"]
+        self.assertEqual((confirmation["state"], confirmation["id"]), ("waiting", change["id"]))
         self.assert_problem(other.apply({"vpn_pass_through": True}), 409, "confirmation_pending")
-        self.assert_problem(other.post("confirm"), 403, "not_yours")
-        self.assertEqual(self.client.post("confirm").status, 200)
+        for body in ({}, change):
+            self.assert_problem(other.post("confirm", body), 403, "not_yours")
+            self.assert_problem(other.post("extend?confirm=60", body), 403, "not_yours")
+        self.assert_problem(self.client.post("confirm", {"id": "0123456789abcdef"}), 403, "not_yours")
+        for wrong in ([], {"id": 1}, {"id": ""}, {"id": change["id"], "more": "x"}, "x"):
+            self.assert_problem(self.client.post("confirm", wrong), 422, "body")
+        self.assertEqual(self.client.post("confirm", change).json["id"], change["id"])
         self.assertIsNone(self.client.get("status").json["confirmation"])
         self.assertEqual(self.client.get("settings").json["mac_filter"]["enabled"], True)
         self.assert_problem(self.client.post("confirm"), 409, "nothing_pending")
+
+    def test_another_change_than_that_of_the_session_is_not_confirmed(self):
+        self.assertEqual(self.client.apply(DEVICE, "apply?confirm=60").status, 202)
+        self.assertEqual(self.l3ctl("confirm").status, 0)
+        self.assertEqual(self.apply('{"vpn_pass_through": true}', "--confirm", "60").status, 0)
+        for path in ("confirm", "extend?confirm=60"):
+            self.assertIn("is pending", self.assert_problem(self.client.post(path), 409, "nothing_pending").json["detail"])
+        self.assertIsNotNone(self.client.get("status").json["confirmation"])
+        self.assert_problem(self.client.post("revert", {"id": "0123456789abcdef"}), 409, "nothing_pending")
+        self.assertEqual(self.client.post("revert").status, 200)
+
+    def test_the_time_for_a_confirmation_is_extended(self):
+        self.assert_problem(self.client.post("extend?confirm=60"), 403, "not_yours")
+        self.assertEqual(self.client.apply(DEVICE, "apply?confirm=20").status, 202)
+        self.assertEqual(self.client.post("extend?confirm=600").json["confirm_within"], 600)
+        self.assertGreater(self.client.get("status").json["confirmation"]["seconds_left"], 500)
+        for seconds in ("", "0", "3601", "x", "60%20--revert"):
+            self.assert_problem(self.client.post(f"extend?confirm={seconds}"), 422, "confirm_seconds")
+        self.assert_problem(self.client.post("extend"), 422, "confirm_seconds")
+        self.assertEqual(self.client.post("confirm").status, 200)
+        self.assert_problem(self.client.post("extend?confirm=60"), 409, "nothing_pending")
+
+    def test_history_and_undo(self):
+        self.assertEqual(self.client.get("history").json["changes"], [])
+        program = Client()
+        program.token = self.client.post("tokens", {"name": "job", "scope": "apply"}).json["token"]
+        first = self.client.apply(DEVICE).json["id"]
+        second = program.apply({"vpn_pass_through": True}).json["id"]
+        changes = self.client.get("history").json["changes"]
+        self.assertEqual([(one["id"], one["who"], one["origin"]) for one in changes],
+                         [(second, "token job", "console"), (first, "session from 127.0.0.1", "console")])  # fmt: skip
+        self.assertEqual([field["path"] for field in changes[0]["fields"]], ["vpn_pass_through"])
+        answer = self.client.post("undo?confirm=60", {"id": first})
+        self.assertEqual((answer.status, answer.json["undone"]), (202, first), answer)
+        settings = self.client.get("settings").json
+        self.assertEqual((settings["vpn_pass_through"], settings["mac_filter"]["devices"]), (False, []))
+        self.assertEqual(self.client.post("confirm", {"id": answer.json["id"]}).status, 200)
+        self.assertEqual(self.client.post("undo", {"id": answer.json["id"]}).status, 200)
+        self.assertTrue(self.client.get("settings").json["vpn_pass_through"])
+        self.assert_problem(self.client.post("undo", {"id": "0123456789abcdef"}), 422, "refused")
+        for wrong in ({}, {"id": ""}, {"id": "1"}, {"id": "--help"}, {"id": 1}, []):
+            self.assert_problem(self.client.post("undo", wrong), 422, "body")
+        self.assert_problem(self.client.post("undo?confirm=0", {"id": first}), 422, "confirm_seconds")
 
     def test_any_session_may_take_a_change_back(self):
         other = Client()
         other.log_in()
         self.assertEqual(self.client.apply(DEVICE, "apply?confirm=60").status, 202)
-        self.assertEqual(other.post("revert").status, 200)
+        self.assert_problem(other.post("revert", {"id": "x"}), 422, "body")
+        self.assertEqual(other.post("revert", {"id": self.client.get("status").json["confirmation"]["id"]}).status, 200)
         self.assertEqual(self.client.get("settings").json["mac_filter"]["devices"], [])
         self.assert_problem(other.post("revert"), 409, "nothing_pending")
 

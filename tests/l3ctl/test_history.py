@@ -102,6 +102,21 @@ class History(Gateway):
         self.assertEqual(self.l3ctl("undo", "5").status, 0)
         self.assertEqual(CONFIGURATION.read_bytes(), first)
 
+    def test_undo_goes_back_to_before_a_change_by_its_id(self):
+        """A number would name another change where one comes in between."""
+        self.add("a.example.com")
+        before = CONFIGURATION.read_bytes()
+        identity = self.add("b.example.com")
+        self.add("c.example.com")
+        outcome = self.l3ctl("undo", identity, "--json")
+        self.assertEqual((outcome.status, json.loads(outcome.out)["undone"]), (0, identity), outcome.err)
+        self.assertEqual(CONFIGURATION.read_bytes(), before)
+        self.assert_outcome(self.l3ctl("undo", "0123456789abcdef"), 2, "",
+                            "l3ctl: undo: there is no change 0123456789abcdef\n")  # fmt: skip
+        for wrong in ("x", "-1", "1.5", "01", "1000000", identity[:-1], identity + "0", "ABCDEF0123456789"):
+            self.assertEqual(self.l3ctl("undo", wrong).status, 2, wrong)
+        self.assertEqual(CONFIGURATION.read_bytes(), before)
+
     def test_undo_leaves_other_sections_alone(self):
         self.add("a.example.com")
         # As another program does it, which notes nothing.
