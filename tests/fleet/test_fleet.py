@@ -13,7 +13,7 @@ from gateways import wait_until
 COUNT = 50 if os.environ.get("L3_TEST_FULL") else 3
 # The management comes in by the Internet WAN, which port-scan protection keeps out.
 LOCK_OUT = {"firewall": {"enabled": True}, "port_scan_protection": True}
-RESTORE_TIMEOUT = 0
+RESTORE_TIMEOUT = 20
 SHORT = 5  # seconds for a confirmation that does not come
 
 
@@ -77,6 +77,8 @@ class Changes(Fleet):
         self.assert_all(run(play(task("settings", config=wanted))), "CHANGED", changed=True, confirmed=True)
         self.assertEqual(self.hosts(), [["example.com"]] * self.count)
         self.assertEqual(self.pending(), [])
+        for gateway in self.gateways:
+            self.assertEqual(json.loads(gateway.l3ctl("history", "1", "--json").stdout)["changes"][0]["who"], "ansible")
         self.starts()
         before = self.stored()
         for options in ([], ["--diff"], ["--check"]):

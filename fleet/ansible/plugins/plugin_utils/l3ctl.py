@@ -157,7 +157,8 @@ class L3ctlAction(ActionBase):
         return answer
 
     def _changed(self, words, data, busy):
-        answer = self.l3ctl(*words, data=data, busy_timeout=busy).json
+        # The gateway's history says who changed what.
+        answer = self.l3ctl(*words, "--who", "ansible", data=data, busy_timeout=busy).json
         # Ansible gives this word a meaning of its own.
         answer.pop("failed", None)
         answer["change_id"] = answer.pop("id", None)
