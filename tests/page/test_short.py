@@ -16,10 +16,11 @@ FORMS = [(language, theme, width) for width in (1280, 320) for theme in ("light"
 
 
 def choose(browser, language, theme):
-    browser.execute_script("localStorage.setItem('l3.language', JSON.stringify(arguments[0]));"
-                           "localStorage.setItem('l3.theme', JSON.stringify(arguments[1]));", language, theme)  # fmt: skip
-    browser.refresh()
-    browser.one("main h1")
+    """By the two choices at the top of every page."""
+    for place, value in enumerate((language, theme)):
+        browser.execute_script("const f = document.querySelectorAll('.choices select')[arguments[0]]; f.value = arguments[1];"
+                               "f.dispatchEvent(new Event('change', {bubbles: true}))", place, value)  # fmt: skip
+    browser.until(lambda: browser.execute_script("return document.documentElement.lang") == language)
 
 
 class Pages(PageTest):
