@@ -112,11 +112,12 @@ def hidden_programs():
 
 
 class Gateway:
-    def __init__(self, number, daemon=DROPBEAR):
+    def __init__(self, number, daemon=DROPBEAR, has_python=False):
         self.name = f"gw{number}"
         self.address = f"10.77.{1 + number // 250}.{number % 250 + 1}"
         self.place = PLACE / self.name
         self.daemon = daemon
+        self.hidden = "" if has_python else hidden_programs()
         self.host_key = ""
         self._process = None
 
@@ -152,7 +153,7 @@ class Gateway:
         """Power on. The rules are those of the network namespace, which is new after a power cut."""
         self.plug_in()
         (self.place / "up").unlink(missing_ok=True)
-        script = BOOT.format(place=self.place, l3ctl=BUILD / "l3ctl", hidden=hidden_programs(), shim=SHIM,
+        script = BOOT.format(place=self.place, l3ctl=BUILD / "l3ctl", hidden=self.hidden, shim=SHIM,
                              daemon=self.daemon.format(address=self.address))
         log = open(self.place / "log", "ab")
         self._process = subprocess.Popen(
@@ -208,8 +209,8 @@ class Gateway:
 
 
 class Fleet:
-    def __init__(self, count, daemon=DROPBEAR):
-        self.gateways = [Gateway(number, daemon) for number in range(count)]
+    def __init__(self, count, daemon=DROPBEAR, has_python=False):
+        self.gateways = [Gateway(number, daemon, has_python) for number in range(count)]
 
     def __enter__(self):
         shutil.rmtree(PLACE, ignore_errors=True)
