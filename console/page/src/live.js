@@ -44,7 +44,8 @@ export function setPending(confirmation) {
     if (before && !before.mine && !state.outcome) update({ outcome: { kind: "ended" } });
     return;
   }
-  const mine = kept.get("applying") !== null;
+  const made = kept.get("applying");
+  const mine = made !== null && (!made.id || made.id === confirmation.id);
   update({ pending: { ...confirmation, mine, until: Date.now() + confirmation.seconds_left * 1000 } });
 }
 
@@ -111,7 +112,9 @@ function listen() {
   source.addEventListener("counters", countPackets);
   source.addEventListener("pending", (event) => setPending(JSON.parse(event.data).confirmation));
   source.addEventListener("changed", (event) => {
-    if (JSON.parse(event.data).etag !== state.etag) {
+    const { etag, newest } = JSON.parse(event.data);
+    update({ newest });
+    if (etag !== state.etag) {
       reload();
       countAnew();
     }

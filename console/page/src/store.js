@@ -13,6 +13,7 @@ export const state = {
   counters: new Map(), // packets by "path family chain rule"
   draft: null,
   pending: null,
+  newest: null, // the last change: when and by whom
   outcome: null, // how the last change ended, until it is put away
 };
 

@@ -1,8 +1,8 @@
 /* What surrounds every page: head, navigation, the pending change, the draft. */
 import { useEffect, useState } from "preact/hooks";
 import { isStale, countChanges, discard, rebase, stored } from "../draft.js";
-import { attempt, keep, undo } from "../change.js";
-import { clockTime, countdown, gatewayNow, zoneName } from "../format.js";
+import { attempt, keep, more, undo } from "../change.js";
+import { ago, clockTime, countdown, gatewayNow, zoneName } from "../format.js";
 import { html } from "../html.js";
 import { logOut } from "../api.js";
 import { kept, state, update, useSeconds } from "../store.js";
@@ -11,6 +11,8 @@ import { filters } from "../filters.js";
 import { Button, Notice, ProblemNotice } from "./parts.js";
 
 const PAGES = ["overview", "devices", "filters", "schedule", "why", "rules", "history", "health"];
+/* What "More time" gives, in seconds from then on. */
+const MORE = 120;
 const THEMES = ["system", "light", "dark"];
 
 export function setTheme(theme) {
@@ -77,6 +79,7 @@ function Pending() {
     <p><span class="shape" aria-hidden="true">▲</span> ${words}</p>
     <div class="actions">
       ${isMine && html`<${Button} kind="primary" id="keep" onClick=${() => attempt(keep, fail)}>${t("keep")}</${Button}>`}
+      ${isMine && html`<${Button} onClick=${() => attempt(() => more(MORE), fail)}>${t("more_time")}</${Button}>`}
       <${Button} onClick=${() => attempt(undo, fail)}>${t("undo_now")}</${Button}>
     </div>
     ${!isMine && html`<p class="quiet">${t("pending.others")}</p>`}
@@ -114,7 +117,8 @@ function Draft({ at }) {
   const isReview = at.steps[0] === "review";
   if (isStale()) {
     return html`<section class="bar draft" aria-label=${t("draft")}>
-      <p><span class="shape" aria-hidden="true">▲</span> ${t("draft.stale")}</p>
+      <p><span class="shape" aria-hidden="true">▲</span> ${t("draft.stale")}
+        ${state.newest && html` <span class="quiet">${t("change.by", { who: state.newest.who, ago: ago(new Date(state.newest.time)) })}</span>`}</p>
       <div class="actions">
         <${Button} onClick=${discard}>${t("draft.discard_mine")}</${Button}>
         <${Button} kind="primary" onClick=${rebase}>${t("draft.on_top")}</${Button}>

@@ -1,7 +1,8 @@
-/* Taking settings out of the gateway and putting them in again. */
+/* The last changes and their undo; taking settings out of the gateway and putting them in again. */
 import { useState } from "preact/hooks";
 import { get, post, Problem } from "../api.js";
 import { attempt } from "../change.js";
+import { Changes } from "../components/changes.js";
 import { Button, Field, Heading, Notice, ProblemNotice } from "../components/parts.js";
 import { take } from "../draft.js";
 import { html } from "../html.js";
@@ -88,5 +89,6 @@ function Export() {
 
 export function History() {
   return html`<${Heading}>${t("page.history")}</${Heading}>
+    <${Changes} />
     <div class="panels even"><${Export} /><${Import} /><${Backup} /><${Restore} /></div>`;
 }

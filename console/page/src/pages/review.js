@@ -3,7 +3,7 @@ import { useEffect, useState } from "preact/hooks";
 import { get, post, Problem } from "../api.js";
 import { apply, attempt } from "../change.js";
 import { Button, Heading, Notice, ProblemNotice } from "../components/parts.js";
-import { wordOf } from "../components/entry.js";
+import { plain } from "../components/plain.js";
 import { countChanges, discard, isStale, without } from "../draft.js";
 import { families, filterOfSection, filters } from "../filters.js";
 import { html } from "../html.js";
@@ -13,11 +13,6 @@ import { state } from "../store.js";
 import { has, t } from "../words/words.js";
 
 const SIGNS = { add: "+", remove: "−", change: "~" };
-
-function plain(value) {
-  if (typeof value === "boolean") return t(value ? "on" : "off");
-  return value === null || value === undefined ? t("nothing") : has(`mode.${value}`) ? t(`mode.${value}`) : wordOf(value);
-}
 
 /* What of a list is gone, new, or there in another form, in words. */
 function ofList(section, old, now) {

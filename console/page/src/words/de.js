@@ -1,5 +1,16 @@
 /* German. */
 export default {
+  "changes.yes": "Ja, zurücknehmen",
+  "changes.undo_what": "Die Änderung vom {when} rückgängig machen",
+  "changes.undo": "Rückgängig",
+  "changes.sure_one": "Diese Änderung zurücknehmen? Sie gilt in {seconds} s wieder, wenn Sie das nicht behalten.",
+  "changes.sure": "Diese und alle späteren Änderungen zurücknehmen (zusammen {n})? Sie gelten in {seconds} s wieder, wenn Sie das nicht behalten.",
+  "changes.rolled_back": "zurückgenommen",
+  "changes.others": "und {n} weitere",
+  "changes.none": "Noch steht keine Änderung im Verlauf.",
+  changes: "Letzte Änderungen",
+  "change.by": "Von {who}, {ago}.",
+  more_time: "Mehr Zeit",
   "devices.with_draft": "Die Balken des Tages enthalten Ihre Änderungen.",
   "day.free": "ganztägig frei",
   "day.blocked": "gesperrt {spans}",

@@ -1,5 +1,16 @@
 /* English. */
 export default {
+  "changes.yes": "Yes, undo",
+  "changes.undo_what": "Undo the change of {when}",
+  "changes.undo": "Undo",
+  "changes.sure_one": "Take back this change? It comes back in {seconds} s unless you keep that.",
+  "changes.sure": "Take back this change and every later one ({n} in all)? They come back in {seconds} s unless you keep it.",
+  "changes.rolled_back": "taken back",
+  "changes.others": "and {n} more",
+  "changes.none": "No change is in the history yet.",
+  changes: "Last changes",
+  "change.by": "By {who}, {ago}.",
+  more_time: "More time",
   "devices.with_draft": "The bars of the day have your changes in them.",
   "day.free": "free all day",
   "day.blocked": "blocked {spans}",
