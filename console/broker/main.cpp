@@ -1,7 +1,7 @@
 /* l3-console-broker: runs l3ctl as root for the console's server, which has no rights, as the table
  * of operations allows and not otherwise.
  *
- *   l3-console-broker L3CTL     with the server's socket as standard input
+ *   l3-console-broker L3CTL [SECONDS-OF-A-READ]     with the server's socket as standard input
  *
  * Ends when the server is gone and what it asked for has been done. */
 #include <poll.h>
@@ -15,6 +15,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <list>
 #include <string>
 #include <vector>
@@ -33,7 +34,8 @@ constexpr std::size_t most_children = 4;
 
 class Broker {
  public:
-  explicit Broker(std::string l3ctl) : l3ctl_(std::move(l3ctl)) {}
+  Broker(std::string l3ctl, int seconds_of_a_read)
+      : l3ctl_(std::move(l3ctl)), seconds_of_a_read_(seconds_of_a_read) {}
 
   /* Serves one round of events; false when all is done. */
   bool serve();
@@ -46,6 +48,7 @@ class Broker {
   int timeout() const;
 
   std::string l3ctl_;
+  int seconds_of_a_read_;
   CallFrames calls_;
   std::list<Child> children_;
   std::string unsent_;
@@ -109,7 +112,7 @@ void Broker::begin(const NumberedCall& numbered) {
   }
   const OperationRow* row = find_operation(static_cast<std::uint16_t>(numbered.call.operation));
   words->insert(words->begin(), l3ctl_);
-  children_.emplace_back(numbered, *words, seconds_for(*row));
+  children_.emplace_back(numbered, *words, seconds_for(*row, seconds_of_a_read_));
   if (children_.back().has_ended()) {
     answer(children_.back().take_answer());
     children_.pop_back();
@@ -146,8 +149,11 @@ void clear_environment() {
 }  // namespace console
 
 int main(int argc, char** argv) {
-  if (argc != 2 || argv[1][0] != '/') {
-    std::fputs("usage: l3-console-broker L3CTL, an absolute path\n", stderr);
+  const long seconds =
+      argc == 3 ? std::strtol(argv[2], nullptr, 10) : console::usual_seconds_of_a_read;
+  if (argc < 2 || argc > 3 || argv[1][0] != '/' || seconds < 1 || seconds > 60) {
+    std::fputs("usage: l3-console-broker L3CTL [SECONDS-OF-A-READ]; L3CTL is an absolute path\n",
+               stderr);
     return 2;
   }
   const rlimit no_core{0, 0};
@@ -160,7 +166,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   signal(SIGCHLD, SIG_DFL);
   console::clear_environment();
-  console::Broker broker(argv[1]);
+  console::Broker broker(argv[1], static_cast<int>(seconds));
   while (broker.serve()) {
   }
   return 0;

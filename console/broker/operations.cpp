@@ -11,7 +11,6 @@ constexpr std::size_t largest_stored = std::size_t{256} * 1024;
 constexpr std::size_t longest_who = 64;
 constexpr std::size_t longest_device = 64;
 constexpr std::size_t longest_host = 270;
-constexpr int seconds_of_a_read = 8;
 constexpr int seconds_of_a_change = 30;
 constexpr int longest_confirmation = 3600;
 
@@ -150,7 +149,7 @@ const OperationRow* find_operation(std::uint16_t number) {
   return row == rows.end() ? nullptr : &*row;
 }
 
-int seconds_for(const OperationRow& row) {
+int seconds_for(const OperationRow& row, int seconds_of_a_read) {
   return row.changes ? seconds_of_a_change : seconds_of_a_read;
 }
 

@@ -73,8 +73,11 @@ const OperationRow* find_operation(std::uint16_t number);
 inline constexpr int stored_fd = 3;
 inline constexpr std::string_view stored_file = "/proc/self/fd/3";
 
-/* Seconds that an operation may take before it is ended. */
-int seconds_for(const OperationRow& row);
+/* Seconds that an operation which only reads may take before it is ended, unless said otherwise. */
+inline constexpr int usual_seconds_of_a_read = 8;
+
+/* The same for any operation. */
+int seconds_for(const OperationRow& row, int seconds_of_a_read);
 
 /* The words after "l3ctl", or nothing where the table does not allow the call. */
 std::optional<std::vector<std::string>> command_line(const Call& call);

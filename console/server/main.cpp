@@ -88,7 +88,8 @@ int start_broker(const Options& options) {
   if (pid == 0) {
     setpgid(0, 0);
     dup2(fds[1], STDIN_FILENO);
-    execl(options.broker.c_str(), options.broker.c_str(), options.l3ctl.c_str(), nullptr);
+    execl(options.broker.c_str(), options.broker.c_str(), options.l3ctl.c_str(),
+          std::to_string(options.l3ctl_seconds).c_str(), nullptr);
     _exit(127);
   }
   close(fds[1]);

@@ -24,6 +24,7 @@ constexpr const char* help =
     "  --l3ctl FILE          The program that does the work (beside this one)\n"
     "  --broker FILE         The program that runs it (../libexec/l3-console-broker)\n"
     "  --request-seconds N   How long a request may take to arrive, from 1 to 60 (10)\n"
+    "  --l3ctl-seconds N     How long l3ctl may take to answer where it changes nothing (8)\n"
     "  --plain-http          Without TLS: everyone in the network can read the password\n"
     "  --first-password      Make a new first password, print it and end\n"
     "  --routes              Print method and path of every route and end\n"
@@ -52,6 +53,7 @@ enum Number {
   l3ctl,
   broker,
   seconds,
+  l3ctl_time,
   plain,
   first,
   list,
@@ -59,7 +61,7 @@ enum Number {
   usage
 };
 
-constexpr std::array<option, 14> known = {{
+constexpr std::array<option, 15> known = {{
     {"listen", required_argument, nullptr, listen},
     {"name", required_argument, nullptr, name},
     {"state", required_argument, nullptr, state},
@@ -68,6 +70,7 @@ constexpr std::array<option, 14> known = {{
     {"l3ctl", required_argument, nullptr, l3ctl},
     {"broker", required_argument, nullptr, broker},
     {"request-seconds", required_argument, nullptr, seconds},
+    {"l3ctl-seconds", required_argument, nullptr, l3ctl_time},
     {"plain-http", no_argument, nullptr, plain},
     {"first-password", no_argument, nullptr, first},
     {"routes", no_argument, nullptr, list},
@@ -91,11 +94,11 @@ void set_text(Options& options, int number, const char* value) {
   std::exit(2);
 }
 
-int seconds_of(const char* text) {
+int seconds_of(const char* name, const char* text) {
   char* end = nullptr;
   const long value = std::strtol(text, &end, 10);
   if (*end != '\0' || value < 1 || value > 60) {
-    fail("--request-seconds: \"" + std::string(text) + "\" is not from 1 to 60");
+    fail(std::string(name) + ": \"" + std::string(text) + "\" is not from 1 to 60");
   }
   return static_cast<int>(value);
 }
@@ -119,7 +122,9 @@ Options parse_options(int argc, char** argv) {
     options.first_password = options.first_password || number == first;
     options.routes = options.routes || number == list;
     if (number == seconds) {
-      options.request_seconds = seconds_of(optarg);
+      options.request_seconds = seconds_of("--request-seconds", optarg);
+    } else if (number == l3ctl_time) {
+      options.l3ctl_seconds = seconds_of("--l3ctl-seconds", optarg);
     } else if (number <= broker) {
       set_text(options, number, optarg);
     }

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "console/broker/operations.hpp"
+
 namespace console {
 
 struct Options {
@@ -15,6 +17,7 @@ struct Options {
   std::string l3ctl;
   std::string broker;
   int request_seconds = 10;
+  int l3ctl_seconds = usual_seconds_of_a_read;
   bool is_plain = false;
   bool first_password = false;
   bool routes = false;

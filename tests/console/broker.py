@@ -31,11 +31,11 @@ class Answer:
 class Broker:
     """A running broker and our end of its socket."""
 
-    def __init__(self, l3ctl=PROGRAM, environment=None):
+    def __init__(self, *options, l3ctl=PROGRAM, environment=None):
         ours, theirs = socket.socketpair()
         self.socket = ours
         self.socket.settimeout(60)
-        self.process = subprocess.Popen([BROKER, str(l3ctl)], stdin=theirs, env=environment)
+        self.process = subprocess.Popen([BROKER, str(l3ctl), *options], stdin=theirs, env=environment)
         theirs.close()
 
     def __enter__(self):
