@@ -191,6 +191,28 @@ std::optional<TableChange> Snapshots::change(const Table& table, const Snapshot&
   return change;
 }
 
+std::string Snapshots::undo_difference(const Table& table, const std::string& earlier,
+                                       const std::string& later) {
+  Snapshot snapshot;
+  snapshot.rules = earlier;
+  snapshot.steps.emplace_back(Difference{earlier, later});
+  const auto done = change(table, snapshot);
+  const std::string problem = done ? undo(table, *done) : ": its rules cannot be understood";
+  return problem.empty() ? "" : table.tool + ", table " + table.name + problem;
+}
+
+bool Snapshots::is_difference(const Table& table, const std::string& earlier,
+                              const std::string& later) {
+  const auto before = saved_chains(table, earlier);
+  const auto after = saved_chains(table, later);
+  if (!before || !after) {
+    return earlier != later;
+  }
+  TableChange change(table, *before);
+  change.add_difference(*before, *after);
+  return !change.undo(*after).edits.empty();
+}
+
 /* Returns what could not be undone, in which chains and why; empty when all could. */
 std::string Snapshots::undo(const Table& table, const TableChange& change) {
   std::string problem;

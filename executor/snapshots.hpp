@@ -53,6 +53,15 @@ class Snapshots {
   [[nodiscard]] std::string rollback();
   [[nodiscard]] std::string rollback(const Table& table);
 
+  /* Undoes what made `later` of `earlier`, both as a save tool wrote the table. Returns what could not be undone, empty
+   * if nothing. */
+  [[nodiscard]] static std::string undo_difference(const Table& table, const std::string& earlier,
+                                                   const std::string& later);
+
+  /* Whether there is something to undo between the two. */
+  [[nodiscard]] static bool is_difference(const Table& table, const std::string& earlier,
+                                          const std::string& later);
+
  private:
   /* What a line that is no rule edit did to a table. */
   struct Difference {

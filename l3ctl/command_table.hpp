@@ -21,7 +21,7 @@ enum class Effect : uint8_t {
 enum class Offers : uint8_t {
   nothing, /* it changes no settings and no rules */
   who,     /* a name for the history */
-  dry_run, /* and a dry run: what it changes is stored nowhere */
+  dry_run, /* and a dry run: there is nothing that it could take back */
   all,     /* and a rollback unless it is confirmed */
 };
 

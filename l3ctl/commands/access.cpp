@@ -25,6 +25,7 @@ void expect_missing_rules() {
 
 int set_telnet(const Context& context, bool allow) {
   Change change(context);
+  change.keep_tables({{"iptables", "filter"}});
   expect_missing_rules();
   change.call("access", [allow] { return omci_set_telnet_state(allow ? 1 : 0); });
   return report(context, change, std::string("access: telnet ") + (allow ? "allowed" : "blocked"));
@@ -32,6 +33,7 @@ int set_telnet(const Context& context, bool allow) {
 
 int set_web(const Context& context, bool allow, int port) {
   Change change(context);
+  change.keep_tables({{"iptables", "filter"}});
   expect_missing_rules();
   change.call("access", [allow, port] { return omci_set_web_state(allow ? 1 : 0, port); });
   return report(context, change,
@@ -45,6 +47,7 @@ struct Jump {
 
 int set_jump(const Context& context, const Jump& jump, bool add) {
   Change change(context);
+  change.keep_tables({{"iptables", "nat"}});
   change.call("page-jump", [&] {
     return gl3_web_cfg_page_jump(add ? 1 : 0, jump.lan.c_str(), jump.target.c_str());
   });

@@ -36,6 +36,9 @@ int clock(const Context& context) {
   }
   ChangeResult result;
   result.is_done = true;
+  if (context.dry_run) {
+    result.plan.emplace();
+  }
   const auto shifted = state.is_due() || state.is_begun ? shift_spans(context) : std::nullopt;
   return print_result(
       context, shifted.value_or(result), done_in_words(state, shifted.has_value()),

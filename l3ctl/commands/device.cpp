@@ -141,6 +141,7 @@ int reset(const Context& context, bool is_sure) {
 
 int restore_rules(const Context& context) {
   Change change(context);
+  change.keep_tables({{"iptables", "filter"}, {"ip6tables", "filter"}});
   inform(
       "warning: after the IPv4 rules are restored, rule number 8 of INPUT is deleted, whatever it "
       "is");

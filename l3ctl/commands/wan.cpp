@@ -44,6 +44,7 @@ int show(const Context& context) {
 
 int update(const Context& context, const std::string& name) {
   Change change(context);
+  change.keep_tables({{"iptables", "filter"}, {"ip6tables", "filter"}});
   // The daemon clears first as well: updating appends to the dispatch chains.
   change.call("wan", gl3_l3ctl_clear_firewall);
   change.call("wan", [&] { return gl3_l3ctl_update_firewall(name.c_str()); });
@@ -52,6 +53,7 @@ int update(const Context& context, const std::string& name) {
 
 int clear(const Context& context) {
   Change change(context);
+  change.keep_tables({{"iptables", "filter"}, {"ip6tables", "filter"}});
   change.call("wan", gl3_l3ctl_clear_firewall);
   return report(context, change, "wan: cleared");
 }

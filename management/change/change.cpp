@@ -161,6 +161,17 @@ Change::~Change() {
   std::cout.flush();
 }
 
+void Change::keep_tables(const std::vector<executor::Table>& tables) {
+  if (!is_waited_for_) {
+    return;
+  }
+  try {
+    management::keep_tables(tables);
+  } catch (const Error& error) {
+    throw Error(std::string(error.what()) + "; nothing was changed");
+  }
+}
+
 void Change::record_rules() {
   executor::system_executor().set_mode(executor::Mode::record);
 }
@@ -229,7 +240,7 @@ void Change::note_success(ChangeResult& result) {
     confirm_or_roll_back(after);
     result.is_pending = is_waited_for_;
   }
-  if (holds_any(differing_sections(before_, after))) {
+  if (is_waited_for_ || holds_any(differing_sections(before_, after))) {
     result.id = id_;
   }
   add_to_history(options_, id_, before_, after);

@@ -88,6 +88,9 @@ class Change {
     return succeeded;
   }
 
+  /* Before its first call, for a change whose rules nothing stores: an unconfirmed one takes them back from these tables. */
+  void keep_tables(const std::vector<executor::Table>& tables);
+
   /* Adds another file to the snapshot that a rollback restores. */
   void add_file(const std::string& path) { snapshot_->add(path); }
 

@@ -116,8 +116,11 @@ ClockState clock_state() {
 }
 
 std::optional<ChangeResult> shift_spans(const Options& options) {
-  roll_back_if_overdue(options);
-  Change change(options, Lock(options), sound_state, OnFailure::rollback);
+  if (!options.dry_run) {
+    roll_back_if_overdue(options);
+  }
+  Change change(options, options.dry_run ? Lock::shared(options) : Lock(options), sound_state,
+                OnFailure::rollback);
   ClockState state = clock_state();
   if (state.is_begun && !state.offset_now) {
     // Without a clock or a zone the offset stays; what an earlier shift left is completed all the same.
@@ -127,7 +130,9 @@ std::optional<ChangeResult> shift_spans(const Options& options) {
     return std::nullopt;
   }
   const ChangeResult result = shift(change, state);
-  log_shift(state, result.is_done);
+  if (!options.dry_run) {
+    log_shift(state, result.is_done);
+  }
   return result;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "executor/snapshots.hpp"
 #include "management/change/confirmation_timer.hpp"
 #include "management/error.hpp"
 #include "management/rules/own_jumps.hpp"
@@ -26,6 +27,25 @@ ConfirmationState state_of(const Pending& pending, bool timer, bool has_failed) 
   return is_overdue(pending) ? ConfirmationState::overdue : ConfirmationState::waiting;
 }
 
+std::string rules_of(const executor::Table& table) {
+  std::string problem;
+  auto rules = executor::Snapshots::read(table, problem);
+  if (!rules) {
+    throw Error("cannot read the rules: " + problem);
+  }
+  return std::move(*rules);
+}
+
+/* Notes what became of the kept tables; those without a difference are not kept any longer. */
+void complete_tables(Pending& pending) {
+  for (KeptTable& kept : pending.tables) {
+    kept.after = rules_of(kept.table);
+  }
+  std::erase_if(pending.tables, [](const KeptTable& kept) {
+    return !executor::Snapshots::is_difference(kept.table, kept.before, kept.after);
+  });
+}
+
 }  // namespace
 
 void begin_confirmation(const Options& options, const std::string& id, const Settings& stored) {
@@ -45,10 +65,21 @@ void begin_confirmation(const Options& options, const std::string& id, const Set
   }
 }
 
+void keep_tables(const std::vector<executor::Table>& tables) {
+  auto pending = read_pending();
+  for (const executor::Table& table : tables) {
+    pending->tables.push_back({table, rules_of(table), ""});
+  }
+  write_pending(*pending);
+}
+
 bool complete_confirmation(const Options& options, const Settings& before, const Settings& after) {
   Settings old_settings = differing_sections(before, after);
   auto pending = read_pending();
-  if (!pending || !holds_any(old_settings)) {
+  if (pending) {
+    complete_tables(*pending);
+  }
+  if (!pending || (!holds_any(old_settings) && pending->tables.empty())) {
     end_confirmation();
     return false;
   }

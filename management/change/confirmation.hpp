@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "management/change/pending_confirmation.hpp"
 #include "management/options.hpp"
@@ -18,8 +19,11 @@ namespace management {
 void begin_confirmation(const Options& options, const std::string& id,
                         const settings::Settings& stored);
 
+/* For a change that makes rules and stores nothing: keeps these tables, before the first rule is made. */
+void keep_tables(const std::vector<executor::Table>& tables);
+
 /* Once the rules are made: starts the time anew, with the old settings of the sections that changed. Returns whether a
- * confirmation is pending: without any such section it is over. */
+ * confirmation is pending: without any such section, or a kept table that changed, it is over. */
 bool complete_confirmation(const Options& options, const settings::Settings& before,
                            const settings::Settings& after);
 

@@ -22,6 +22,7 @@ using Json = nlohmann::ordered_json;
 
 /* Several times what the largest settings take. */
 constexpr size_t largest_file = 512 * 1024;
+constexpr size_t largest_tables = 256 * 1024;
 
 [[noreturn]] void fail_damaged(const std::string& why) {
   throw Error(std::string(pending_path) + " is damaged: " + why +
@@ -56,6 +57,37 @@ JumpSnapshot read_jumps(const Json& families) {
   return jumps;
 }
 
+Json write_tables(const std::vector<KeptTable>& tables) {
+  Json list = Json::array();
+  size_t size = 0;
+  for (const KeptTable& kept : tables) {
+    size += kept.before.size() + kept.after.size();
+    list.push_back({{"tool", kept.table.tool},
+                    {"table", kept.table.name},
+                    {"before", kept.before},
+                    {"after", kept.after}});
+  }
+  if (size > largest_tables) {
+    throw Error("the packet filter holds too many rules to keep them until a confirmation");
+  }
+  return list;
+}
+
+std::vector<KeptTable> read_tables(const Json& list) {
+  std::vector<KeptTable> tables;
+  for (const Json& one : list) {
+    KeptTable kept{{one.at("tool").get<std::string>(), one.at("table").get<std::string>()},
+                   one.at("before").get<std::string>(),
+                   one.at("after").get<std::string>()};
+    if ((kept.table.tool != "iptables" && kept.table.tool != "ip6tables") ||
+        (kept.table.name != "filter" && kept.table.name != "nat")) {
+      fail_damaged("\"tables\" holds one that no change makes rules in");
+    }
+    tables.push_back(std::move(kept));
+  }
+  return tables;
+}
+
 }  // namespace
 
 std::optional<Pending> read_pending() {
@@ -74,7 +106,8 @@ std::optional<Pending> read_pending() {
                    json.at("seconds").get<int>(),
                    json.at("deadline").get<int64_t>(),
                    settings_of({json.at("old_settings"), json.at("stored_bytes")}),
-                   read_jumps(json.at("jumps"))};
+                   read_jumps(json.at("jumps")),
+                   read_tables(json.value("tables", Json::array()))};
   } catch (const Json::exception&) {
     fail_damaged("it is no note of a pending confirmation");
   } catch (const Error&) {
@@ -93,7 +126,8 @@ void write_pending(const Pending& pending) {
                                       {"deadline", pending.deadline},
                                       {"old_settings", record.words},
                                       {"stored_bytes", record.bytes},
-                                      {"jumps", write_jumps(pending.jumps)}}
+                                      {"jumps", write_jumps(pending.jumps)},
+                                      {"tables", write_tables(pending.tables)}}
                                      .dump(-1, ' ', true, Json::error_handler_t::replace));
 }
 

@@ -10,11 +10,20 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "executor/rule_edit.hpp"
 #include "management/rules/own_jumps.hpp"
 #include "settings/settings.hpp"
 
 namespace management {
+
+/* A table of the packet filter whose rules a change made without storing them. */
+struct KeptTable {
+  executor::Table table;
+  std::string before; /* as a save tool wrote it */
+  std::string after;  /* empty while the change is at work */
+};
 
 struct Pending {
   std::string id;       /* of the change */
@@ -22,8 +31,9 @@ struct Pending {
   pid_t timer = 0;      /* the process that rolls back; trusted only after verification */
   int seconds = 0;      /* time for the confirmation */
   int64_t deadline = 0; /* on the clock of running_time() */
-  settings::Settings old_settings; /* of the sections that the apply changes */
-  JumpSnapshot jumps;              /* how the own chains were hooked in */
+  settings::Settings old_settings;    /* of the sections that the apply changes */
+  JumpSnapshot jumps;                 /* how the own chains were hooked in */
+  std::vector<KeptTable> tables = {}; /* of a change that stores nothing */
 };
 
 /* Nothing where no confirmation is pending. A damaged file is an error that says what to do. */

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "executor/snapshots.hpp"
 #include "l3_advance/l3_advance.h"
 #include "management/change/apply.hpp"
 #include "management/change/change.hpp"
@@ -122,6 +123,23 @@ void add_failures(const ChangeResult& result, Problems& problems) {
   }
 }
 
+/* The rules that the change made and nothing stores. A change that ended at work has noted no state after it: then all
+ * that differs now is its doing. */
+void undo_tables(const Pending& pending, Problems& problems) {
+  for (const KeptTable& kept : pending.tables) {
+    std::string problem;
+    const std::string after = kept.after.empty()
+                                  ? executor::Snapshots::read(kept.table, problem).value_or("")
+                                  : kept.after;
+    if (problem.empty()) {
+      problem = executor::Snapshots::undo_difference(kept.table, kept.before, after);
+    }
+    if (!problem.empty()) {
+      problems.push_back(problem);
+    }
+  }
+}
+
 /* Where the rules cannot be read, the files are restored all the same. */
 bool rebuild(const Pending& pending, Problems& problems) {
   try {
@@ -144,6 +162,9 @@ Problems restore(const Options& options, Lock lock, const Pending& pending,
   add_failures(change.finish(), problems);
   for (std::string& problem : stage.commit()) {
     problems.push_back(std::move(problem));
+  }
+  if (pending.boot == this_boot()) {
+    undo_tables(pending, problems);
   }
   if (problems.empty()) {
     remove_pending();

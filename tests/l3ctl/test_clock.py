@@ -93,6 +93,18 @@ class Clock(ClockCase):
         self.done("clock")
         self.assertEqual(CONFIGURATION.read_bytes(), before)
 
+    def test_a_dry_run_shifts_nothing(self):
+        self.in_berlin()
+        before = {path: path.read_bytes() for path in Path("/ztcfg").iterdir()}
+        self.assertEqual(self.done("clock", "--dry-run"), "nothing to do\n")
+        self.moment = SUMMER
+        self.commands()
+        plan = json.loads(self.done("clock", "--dry-run", "--json", status=2))
+        self.assertTrue(any("--timestart 18:30 --timestop 22:0 " in step.get("line", "") for step in plan["steps"]), plan)
+        self.assertEqual([line for line in self.commands() if "-save" not in line], [])
+        self.assertEqual({path: path.read_bytes() for path in Path("/ztcfg").iterdir()}, before)
+        self.assertIn("shifted from UTC+01:00", self.done("clock"))
+
     def test_only_lists_with_spans_are_made_anew(self):
         self.set({"time_zone": "Europe/Berlin", **LISTS, "acl": {"enabled": True, "entries": []},
                   "mac6_filter": {"enabled": True, "devices": [{"mac": "02:00:00:00:00:01"}]}})

@@ -3,7 +3,7 @@ import json
 import unittest
 from pathlib import Path
 
-from confirming import PENDING, PORTAL, Confirming
+from confirming import KILL_L3CTL, PENDING, PORTAL, Confirming
 from gateway import CONFIGURATION, configuration
 
 CHANGES = (["url-filter", "add", "a.example.com"], ["ipsec", "off"], ["firewall", "off"], ["level", "high"], ["qos", "on"],
@@ -12,6 +12,7 @@ CHANGES = (["url-filter", "add", "a.example.com"], ["ipsec", "off"], ["firewall"
 # They store no setting.
 OTHERS = (["wan", "clear"], ["access", "telnet", "block"], ["page-jump", "add", "192.168.1.0/24", "192.168.1.1"],
           ["restore-rules"])
+UNSTORED = (["wan", "update", "wan4"], ["access", "telnet", "block"], ["access", "web", "block", "--port", "8080"])
 OTHER_ID = "0123456789abcdef"
 
 
@@ -54,8 +55,45 @@ class AnyChange(Confirming):
         self.assertFalse(PENDING.exists())
         self.assertEqual(CONFIGURATION.read_bytes(), configuration(firewall=True))
 
-    def test_what_stores_no_setting_does_not_take_it(self):
-        for change in OTHERS:
+    @staticmethod
+    def live_rules():
+        return {path.name: path.read_text() for path in Path("/tmp").glob("rules.ip*tables.*") if path.read_text()}
+
+    def test_rules_that_nothing_stores_come_back_too(self):
+        for self.way in (), ("--one-by-one",):
+            for change in UNSTORED:
+                with self.subTest(change=change, way=self.way):
+                    before = self.live_rules()
+                    result = self.pending(*change)
+                    self.assertNotEqual(self.live_rules(), before)
+                    self.assertEqual(result["id"], self.confirmation()["id"])
+                    self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
+                    self.assertEqual(self.live_rules(), before)
+                    self.wait_for_the_timer()
+
+    def test_rules_of_a_change_that_was_killed_come_back(self):
+        for change in UNSTORED:
+            with self.subTest(change):
+                before = self.live_rules()
+                self.hook("iptables", f'case "$*" in *-[AI]*) {KILL_L3CTL} ;; esac')
+                self.assertEqual(self.l3ctl(*change, "--confirm", "1").status, -9)
+                self.hook("iptables")
+                self.wait_until(lambda: not PENDING.exists(), "the rollback")
+                self.wait_for_the_timer()
+                self.assertEqual(self.live_rules(), before)
+
+    def test_a_table_that_cannot_be_read_stops_the_change(self):
+        for name in ("iptables-save", "ip6tables-save"):
+            self.hook(name, "exit 1")
+            outcome = self.l3ctl("wan", "update", "wan4", "--confirm", "60")
+            self.assertEqual((outcome.status, outcome.out), (1, ""))
+            self.assertTrue(outcome.err.endswith("nothing was changed\n"), outcome.err)
+            self.assertFalse(PENDING.exists())
+            self.assertEqual([line for line in self.commands() if "-save" not in line], [])
+            self.hook(name)
+
+    def test_what_waits_for_nothing_does_not_take_it(self):
+        for change in (["clock"], ["init"], ["record", "write", "ct-timeout", "300"]):
             outcome = self.l3ctl(*change, "--confirm", "60")
             self.assertEqual((outcome.status, outcome.out), (2, ""), change)
             self.assertIn('"--confirm" is no option of', outcome.err)

@@ -85,6 +85,49 @@ class DryRuns(LabCase):
         self.assertEqual([rule["added"] for rule in plan["rules"] if rule["chain"] == "forward_ext_url"], [1])
 
 
+class Unstored(LabCase):
+    """Rules that a change made and nothing stores come back as they were unless it is confirmed."""
+
+    changes = (("access", "web", "block"), ("access", "telnet", "allow"), ("wan", "clear"), ("wan", "update", "wan4"),
+               ("page-jump", "add", "192.168.1.0/24", "192.168.1.1"), ("restore-rules",))
+    foreign = ("-s", "192.0.2.7", "-j", "DROP")
+
+    def setUp(self):
+        super().setUp()
+        device.l3ctl("access", "telnet", "block")
+        subprocess.run(["iptables", "-t", "nat", "-L"], check=True, capture_output=True)
+
+    def tables(self):
+        return [rules.normalised(subprocess.run([f"{tool}-save", "-t", table], check=True, capture_output=True, text=True).stdout)
+                for tool, table in (("iptables", "filter"), ("iptables", "nat"), ("ip6tables", "filter"))]
+
+    def test_a_revert_brings_them_back_and_leaves_those_of_others(self):
+        for change in self.changes:
+            with self.subTest(change):
+                before = self.tables()
+                device.l3ctl(*change, "--confirm", "60")
+                self.assertNotEqual(self.tables(), before)
+                subprocess.run(["iptables", "-A", "OUTPUT", *self.foreign], check=True)
+                device.l3ctl("confirm", "--revert")
+                self.assertIn("-A OUTPUT -s 192.0.2.7/32 -j DROP", self.tables()[0])
+                subprocess.run(["iptables", "-D", "OUTPUT", *self.foreign], check=True)
+                self.assertEqual(self.tables(), before)
+
+    def test_the_timer_rescues_who_shut_himself_out(self):
+        before = self.tables()
+        device.l3ctl("access", "web", "block", "--confirm", "1")
+        end = time.monotonic() + 30
+        while self.tables() != before:
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.1)
+
+    def test_what_is_confirmed_stays(self):
+        device.l3ctl("access", "web", "block", "--confirm", "60")
+        blocked = self.tables()
+        device.l3ctl("confirm")
+        self.assertEqual(self.tables(), blocked)
+
+
 class Leaks(LabCase):
     def setUp(self):
         super().setUp()
