@@ -165,20 +165,22 @@ class ChainPlan {
     }
   }
 
-  /* Whether deletions by text remove what is not kept: one hits the first of several equal rules. In a list
+  /* Whether deletions by text remove what is not kept: one hits the first of several rules that the tool takes for it. In a list
    * that is too long to be compared even rules that stay are not found. */
   [[nodiscard]] bool is_deletable() const {
     for (std::size_t place = 0; place < old_.size(); ++place) {
-      if (is_old_kept_[place] == 0 && (survives_[place] != 0 || has_kept_equal_before(place))) {
+      if (is_old_kept_[place] == 0 &&
+          (survives_[place] != 0 || has_kept_look_alike_before(place))) {
         return false;
       }
     }
     return true;
   }
 
-  [[nodiscard]] bool has_kept_equal_before(std::size_t place) const {
+  [[nodiscard]] bool has_kept_look_alike_before(std::size_t place) const {
     return std::any_of(kept_.begin(), kept_.end(), [&](const auto& kept) {
-      return kept.first < place && old_[kept.first].key == old_[place].key;
+      return kept.first < place &&
+             is_deleted_for(family_of(table_), old_[place].key, old_[kept.first].key);
     });
   }
 

@@ -283,6 +283,24 @@ void add_option(Rule& rule, Family family, Option option) {
   }
 }
 
+/* A key without the prefix lengths of its addresses; no address is all zero too. */
+std::string without_prefix_lengths(const std::string& key) {
+  std::string text;
+  for (std::size_t at = 0; at < key.size();) {
+    const std::size_t end = std::min(key.find('\n', at), key.size());
+    std::string line = key.substr(at, end - at);
+    const std::string_view option = std::string_view(line).substr(line.starts_with("! ") ? 2 : 0);
+    if (option.starts_with("source ") || option.starts_with("destination ")) {
+      line = line.substr(0, line.find('/'));
+    }
+    if (line != "source ::" && line != "destination ::") {
+      text.append(line).append("\n");
+    }
+    at = end + 1;
+  }
+  return text;
+}
+
 }  // namespace
 
 Rule parse_rule(Family family, const std::string& line) {
@@ -312,6 +330,11 @@ Rule parse_rule(Family family, const std::string& line) {
     is_negated = false;
   }
   return rule;
+}
+
+bool is_deleted_for(Family family, const std::string& key, const std::string& other) {
+  return key == other ||
+         (family == Family::ipv6 && without_prefix_lengths(key) == without_prefix_lengths(other));
 }
 
 std::string rule_key(Family family, const std::string& line) {

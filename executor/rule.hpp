@@ -47,4 +47,9 @@ struct Rule {
 /* The rule of such a line as one text, without its chain: equal texts are equal rules to the packet filter. */
 [[nodiscard]] std::string rule_key(Family family, const std::string& line);
 
+/* Whether a tool that is to delete the rule of one key by its text may take the rule of the other for it: equal
+ * rules, and IPv6 rules that differ in the lengths of address prefixes alone, which ip6tables of the nft backend
+ * does not compare. */
+[[nodiscard]] bool is_deleted_for(Family family, const std::string& key, const std::string& other);
+
 }  // namespace executor

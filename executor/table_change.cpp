@@ -66,9 +66,10 @@ bool take_one(std::multiset<std::string>& keys, const std::string& key) {
  * its own rules. */
 class ChainUndo {
  public:
-  ChainUndo(const Rules& before, const std::set<std::size_t>& removed,
+  ChainUndo(Family family, const Rules& before, const std::set<std::size_t>& removed,
             std::multiset<std::string> added, Rules now)
-      : before_(before),
+      : family_(family),
+        before_(before),
         removed_(removed),
         added_(std::move(added)),
         now_(std::move(now)),
@@ -163,13 +164,15 @@ class ChainUndo {
     ++at_;
   }
 
-  /* A deletion by text hits the first of several equal rules. */
+  /* A deletion by text hits the first of several rules that the tool takes for it. */
   [[nodiscard]] bool is_unique(std::size_t place) const {
     return !now_[place].text.empty() &&
-           std::count_if(now_.begin(), now_.end(),
-                         [&](const SavedRule& rule) { return rule.key == now_[place].key; }) == 1;
+           std::count_if(now_.begin(), now_.end(), [&](const SavedRule& rule) {
+             return is_deleted_for(family_, now_[place].key, rule.key);
+           }) == 1;
   }
 
+  Family family_;
   const Rules& before_;
   const std::set<std::size_t>& removed_;
   std::multiset<std::string> added_;
@@ -314,7 +317,8 @@ void TableChange::undo_chain(const std::string& chain, const Edited& edited, Sav
     }
     return;
   }
-  const ChainUndo edits(old_rules, edited.removed, edited.added, now[chain].rules);
+  const ChainUndo edits(family_of(table_), old_rules, edited.removed, edited.added,
+                        now[chain].rules);
   std::string lines = edits.lines(chain);
   if (!edited.policy.empty() && before != nullptr && now[chain].policy == edited.policy &&
       before->policy != edited.policy) {

@@ -55,6 +55,26 @@ TEST(EditPlan, NothingIsEditedWhereNothingDiffers) {
   EXPECT_EQ(edits(a, {"-D own -j A", "-A own -j A"}), "");
 }
 
+/* ip6tables of the nft backend would delete the first of the two. */
+TEST(EditPlan, NoIpv6RuleIsDeletedByATextThatFitsAnotherButForAPrefixLength) {
+  const executor::Table table = {"ip6tables", "filter"};
+  const auto now =
+      executor::saved_chains(table,
+                             ":own - [0:0]\n[1:10] -A own -s 2001:db8::/32 -p tcp -j x\n"
+                             "[2:20] -A own -s 2001:db8::/48 -p tcp -j x\n"
+                             "[3:30] -A own -p udp -j x\n[4:40] -A own -j y\nCOMMIT\n");
+  std::vector<executor::RuleEdit> asked;
+  for (const char* line :
+       {"-F own", "-A own -s 2001:db8::/32 -p tcp -j x", "-A own -p udp -j x", "-A own -j y"}) {
+    asked.push_back(executor::rule_edit(std::string("ip6tables ") + line).value());
+  }
+  const auto plan = executor::plan_edits(asked, *now);
+  ASSERT_TRUE(plan);
+  ASSERT_EQ(plan->edits.size(), 4U);
+  EXPECT_EQ(plan->edits[0].operation, 'F');
+  EXPECT_EQ(plan->edits[1].counters, "[1:10]");
+}
+
 TEST(EditPlan, NewRulesAreAppendedOrInserted) {
   EXPECT_EQ(edits(a + b, filled("ABC")), "-A own -j C\n");
   EXPECT_EQ(edits(a + b, filled("CAB")), "-I own 1 -j C\n");

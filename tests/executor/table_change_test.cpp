@@ -62,6 +62,17 @@ TEST(TableChange, AnAdditionIsFoundInAnySpelling) {
   EXPECT_EQ(undo("", {"iptables -A own -p tcp -j C"}, "[0:0] -A own -p tcp -m tcp -j C\n"), "");
 }
 
+/* ip6tables of the nft backend would delete the first of the two. */
+TEST(TableChange, AnIpv6RuleIsDeletedByPlaceWhereItsTextFitsAnotherButForAPrefixLength) {
+  const executor::Table six = {"ip6tables", "filter"};
+  const std::string wide = ":own - [0:0]\n[0:0] -A own -j C\n";
+  TableChange change(six, *executor::saved_chains(six, wide + "COMMIT\n"));
+  change.add(executor::rule_edit("ip6tables -A own -s :: -d :: -j C").value());
+  const auto now =
+      executor::saved_chains(six, wide + "[0:0] -A own -s ::/128 -d ::/128 -j C\nCOMMIT\n");
+  EXPECT_EQ(change.undo(*now).edits, "-D own 2\n");
+}
+
 TEST(TableChange, ADeletedRuleComesBackInItsPlace) {
   EXPECT_EQ(undo(a + b + c, {"iptables -D own -j B"}, a + c), "[2:20] -I own 2 -j B\n");
 }
