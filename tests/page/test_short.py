@@ -10,7 +10,6 @@ from selenium.webdriver.common.keys import Keys
 
 PAGES = ("overview", "devices", "filters/traffic", "filters/names", "filters/devices", "filters/addresses", "filters/access",
          "filters/portal", "schedule", "why?device=tablet", "rules", "history", "health", "account")  # fmt: skip
-WITH_DRAFT = "review"
 LARGEST = 60000
 FORMS = [(language, theme, width) for width in (1280, 320) for theme in ("light", "dark") for language in ("en", "de")]
 
@@ -35,9 +34,12 @@ class Pages(PageTest):
         for page in pages:
             browser.show(page)
             browser.until(lambda: not browser.execute_script("return /Loading|Wird geladen/.test(document.body.innerText)"))
+            # What a page asks for by and by has come.
+            browser.until(lambda: browser.execute_script("return performance.getEntriesByType('resource').every((e) => e.responseEnd < performance.now() - 100)"))
             what = f"{page} {language} {theme} {width}"
-            self.assertEqual(faults_of_page(browser), [], what)
-            self.assert_fits(what)
+            with self.subTest(what):
+                self.assertEqual(faults_of_page(browser), [])
+                self.assert_fits(what)
 
     def test_every_page_is_accessible_quiet_and_asks_nobody_else(self):
         browser = self.browser
@@ -52,6 +54,52 @@ class Pages(PageTest):
                 self.look_at(*form, PAGES[number :: len(FORMS)])
         self.assertEqual(browser.faults(), [])
         self.assertEqual({url for url in browser.requests() if not url.startswith((self.server.address, "data:"))}, set())
+
+    def test_a_fault_that_is_put_in_is_found(self):
+        browser = self.browser
+        browser.execute_script("document.querySelector('main').append(document.createElement('img'))")
+        self.assertEqual([fault[0] for fault in faults_of_page(browser)], ["image-alt"])
+        browser.execute_script("const wide = document.createElement('div'); wide.style.width = '2000px'; wide.textContent = 'wide';"
+                               "document.querySelector('main').append(wide)")  # fmt: skip
+        with self.assertRaises(AssertionError):
+            self.assert_fits("a page")
+        browser.execute_script("fetch('https://192.0.2.1/').catch(() => 0)")
+        browser.until(lambda: browser.faults())
+
+    def test_what_is_opened_and_what_hangs_below_is_accessible_too(self):
+        """A draft, an open form with a fault, the review, and a change that waits."""
+        browser = self.browser
+        self.addCleanup(choose, browser, "en", "light")
+        browser.show("filters/access")
+        browser.press("Edit web home network any")
+        browser.fill("Addresses", "1.2.3", "tr.edited")
+        browser.press("Put into the draft")
+        browser.wait_for("is not allowed")
+        self.look_at_all("fault")
+        browser.show("devices")
+        browser.press("Block now: tablet")
+        browser.wait_for("1 change not applied")
+        browser.press("Bedtime for laptop")
+        self.look_at_all("bedtime")
+        browser.show("review")
+        browser.one(".applying")
+        self.look_at_all("review")
+        browser.one(".applying input[type=checkbox]").click()
+        browser.press("Apply")
+        browser.wait_for("A change waits to be kept")
+        self.look_at_all("pending")
+        browser.press("Undo now")
+        browser.wait_for("Undone")
+
+    def look_at_all(self, what):
+        for language, theme, width in FORMS if FULL else FORMS[-1:]:
+            self.browser.resize(width)
+            choose(self.browser, language, theme)
+            with self.subTest(f"{what} {language} {theme} {width}"):
+                self.assertEqual(faults_of_page(self.browser), [])
+                self.assert_fits(what)
+        self.browser.resize(1280)
+        choose(self.browser, "en", "light")
 
     def test_all_files_together_are_small(self):
         files = list((PAGE_BUILD / "files").glob("*.gz"))

@@ -30,7 +30,7 @@ export async function reload() {
 }
 
 /* A page's answers, as long as it is shown. */
-export function want(name, path = name) {
+function want(name, path = name) {
   wanted.set(name, path);
   if (state.session && !state.loaded[name]) load(name, path);
   return () => wanted.delete(name);

@@ -9,12 +9,12 @@ function resolved(part) {
   return { ...schema.$defs[part.$ref.replace("#/$defs/", "")], ref: part.$ref.replace("#/$defs/", "") };
 }
 
-export function sectionSchema(section) {
+function sectionSchema(section) {
   return schema.properties[section];
 }
 
 /* An entry is an object, or a plain text that stands for its one field. */
-export function entrySchema(section, list) {
+function entrySchema(section, list) {
   const items = sectionSchema(section).properties[list].items;
   return items.oneOf ? items.oneOf.find((one) => one.type === "object") : items;
 }

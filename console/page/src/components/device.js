@@ -11,7 +11,7 @@ const DAY = 86400000;
 
 export const titleOf = (device) => device.name ?? device.ipv4[0] ?? device.mac;
 
-export function untilText(until) {
+function untilText(until) {
   if (!until) return t("until.further");
   const at = new Date(until);
   const isSoon = at.getTime() - gatewayNow().getTime() < DAY;

@@ -15,7 +15,7 @@ const PAGES = ["overview", "devices", "filters", "schedule", "why", "rules", "hi
 const MORE = 120;
 const THEMES = ["system", "light", "dark"];
 
-export function setTheme(theme) {
+function setTheme(theme) {
   kept.set("theme", theme === "system" ? null : theme);
   showTheme();
 }

@@ -17,7 +17,7 @@ export function Notice({ kind = "info", role, children, actions }) {
   </div>`;
 }
 
-export function problemText(problem) {
+function problemText(problem) {
   return has(`problem.${problem.code}`) ? t(`problem.${problem.code}`) : problem.detail;
 }
 
@@ -102,14 +102,4 @@ export function Button({ onClick, kind = "", children, ...rest }) {
     }
   };
   return html`<button type="button" class=${kind} aria-busy=${isBusy ? "true" : undefined} onClick=${click} ...${rest}>${children}</button>`;
-}
-
-export function Bars({ values, label }) {
-  const most = Math.max(1, ...values);
-  return html`<svg class="spark" viewBox="0 0 ${values.length * 4} 16" role="img" aria-label=${label}>
-    ${values.map((value, i) => {
-      const height = Math.max(1, (value / most) * 16);
-      return html`<rect x=${i * 4} y=${16 - height} width="3" height=${height} />`;
-    })}
-  </svg>`;
 }

@@ -50,7 +50,7 @@ export default {
   "device.bedtime": "Bedtime",
   "device.bedtime_what": "Bedtime for {what}",
   "device.block": "Block now",
-  "device.block_what": "Block {what} now",
+  "device.block_what": "Block now: {what}",
   "device.made_up": "made-up address",
   "device.seen": "seen {ago}",
   "device.why_what": "Why? {what}",
