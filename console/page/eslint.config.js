@@ -2,7 +2,11 @@
 import js from "@eslint/js";
 import globals from "globals";
 
-const forbidden = (object, property) => ({ object, property, message: "Text never becomes markup or code here." });
+const forbidden = (object, property) => ({
+  object,
+  property,
+  message: "Text never becomes markup or code here.",
+});
 
 export default [
   js.configs.recommended,
@@ -19,11 +23,21 @@ export default [
       "no-eval": "error",
       "no-implied-eval": "error",
       "no-new-func": "error",
-      "no-restricted-properties": ["error", forbidden("document", "write"), forbidden("document", "writeln")],
+      "no-restricted-properties": [
+        "error",
+        forbidden("document", "write"),
+        forbidden("document", "writeln"),
+      ],
       "no-restricted-syntax": [
         "error",
-        { selector: "MemberExpression[property.name=/^(innerHTML|outerHTML|insertAdjacentHTML)$/]", message: "Text never becomes markup here." },
-        { selector: "Identifier[name='dangerouslySetInnerHTML']", message: "Text never becomes markup here." },
+        {
+          selector: "MemberExpression[property.name=/^(innerHTML|outerHTML|insertAdjacentHTML)$/]",
+          message: "Text never becomes markup here.",
+        },
+        {
+          selector: "Identifier[name='dangerouslySetInnerHTML']",
+          message: "Text never becomes markup here.",
+        },
       ],
       "no-shadow": "error",
       "no-var": "error",

@@ -9,22 +9,33 @@ const files = (folder) =>
     const path = join(folder, name);
     return statSync(path).isDirectory() ? files(path) : [path];
   });
-const words = async (language) => (await import(pathToFileURL(join(root, `words/${language}.js`)))).default;
+const words = async (language) =>
+  (await import(pathToFileURL(join(root, `words/${language}.js`)))).default;
 const [en, de] = [await words("en"), await words("de")];
-const source = files(root).filter((path) => !/words\/(en|de)\.js$/.test(path)).map((path) => readFileSync(path, "utf8")).join("\n");
+const source = files(root)
+  .filter((path) => !/words\/(en|de)\.js$/.test(path))
+  .map((path) => readFileSync(path, "utf8"))
+  .join("\n");
 const faults = [];
 const values = (text) => (text.match(/\{\w+\}/g) ?? []).sort().join();
 
 for (const name of new Set([...Object.keys(en), ...Object.keys(de)])) {
   if (!(name in en) || !(name in de)) faults.push(`${name} is in one language alone`);
-  else if (values(en[name]) !== values(de[name])) faults.push(`${name} has other values in each language`);
+  else if (values(en[name]) !== values(de[name]))
+    faults.push(`${name} has other values in each language`);
 }
 const said = new Set([...source.matchAll(/"([a-z_.-]+)"/g)].map((match) => match[1]));
 const begun = [...source.matchAll(/`([a-z_]+\.)\$\{/g)].map((match) => match[1]);
 for (const name of Object.keys(en)) {
   const plain = name.replace(/_one$/, "");
-  if (!said.has(plain) && !begun.some((start) => plain.startsWith(start)) && !/^outcome\./.test(plain)) faults.push(`${name} is not used`);
+  if (
+    !said.has(plain) &&
+    !begun.some((start) => plain.startsWith(start)) &&
+    !/^outcome\./.test(plain)
+  )
+    faults.push(`${name} is not used`);
 }
-for (const [, name] of source.matchAll(/\bt\("([^"]+)"/g)) if (!(name in en)) faults.push(`${name} has no text`);
+for (const [, name] of source.matchAll(/\bt\("([^"]+)"/g))
+  if (!(name in en)) faults.push(`${name} has no text`);
 for (const fault of faults) console.error(fault);
 process.exit(faults.length ? 1 : 0);

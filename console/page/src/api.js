@@ -21,13 +21,19 @@ function noteClock(response) {
   const date = Date.parse(response.headers.get("Date"));
   if (!Number.isNaN(date)) {
     const skew = date - Date.now();
-    if (state.clockSkew === null || Math.abs(skew - state.clockSkew) > 1500) update({ clockSkew: skew });
+    if (state.clockSkew === null || Math.abs(skew - state.clockSkew) > 1500) {
+      update({ clockSkew: skew });
+    }
   }
 }
 
 async function answerOf(method, path, body, { headers, limit, signal }) {
   const timeout = AbortSignal.timeout(limit ?? LONGEST[method] ?? LONGEST.other);
-  const options = { method, headers: { ...headers }, signal: signal ? AbortSignal.any([timeout, signal]) : timeout };
+  const options = {
+    method,
+    headers: { ...headers },
+    signal: signal ? AbortSignal.any([timeout, signal]) : timeout,
+  };
   if (method !== "GET") {
     options.headers["Content-Type"] = "application/json";
     options.headers["X-L3-Token"] = state.session?.csrf_token ?? "";
@@ -58,7 +64,9 @@ export async function request(method, path, body, options = {}) {
   if (wasLost) update({});
   noteClock(response);
   const json = text ? parsed(text, response.status) : null;
-  if (response.ok) return { status: response.status, body: json, etag: response.headers.get("ETag") };
+  if (response.ok) {
+    return { status: response.status, body: json, etag: response.headers.get("ETag") };
+  }
   if (response.status === 401 && json?.code === "log_in") sessionEnded();
   throw new Problem(json ?? { code: "not_json", status: response.status, detail: "" });
 }
@@ -91,7 +99,10 @@ export async function findSession() {
   try {
     update({ session: (await get("session")).body, hadSession: true });
   } catch (problem) {
-    update({ session: null, failed: { ...state.failed, session: problem.code === "log_in" ? null : problem } });
+    update({
+      session: null,
+      failed: { ...state.failed, session: problem.code === "log_in" ? null : problem },
+    });
   }
 }
 

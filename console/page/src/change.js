@@ -23,7 +23,10 @@ async function make(path, seconds, body, begun, headers) {
   inFlight = new AbortController();
   update({ outcome: null, isApplying: true });
   try {
-    return await post(seconds ? `${path}?confirm=${seconds}` : path, body, { headers, signal: inFlight.signal });
+    return await post(seconds ? `${path}?confirm=${seconds}` : path, body, {
+      headers,
+      signal: inFlight.signal,
+    });
   } catch (problem) {
     if (problem.code !== "no_answer") kept.set("applying", null);
     throw problem;

@@ -118,7 +118,12 @@ function onTop(base, mine, theirs) {
     }
     return merged;
   }
-  if (Array.isArray(base) && Array.isArray(mine) && Array.isArray(theirs) && !isEqual(base, theirs)) {
+  if (
+    Array.isArray(base) &&
+    Array.isArray(mine) &&
+    Array.isArray(theirs) &&
+    !isEqual(base, theirs)
+  ) {
     return [...without(theirs, without(base, mine)), ...without(without(mine, base), theirs)];
   }
   return copy(mine);
@@ -127,5 +132,7 @@ function onTop(base, mine, theirs) {
 export function rebase() {
   const { base, settings: mine } = state.draft;
   const merged = onTop(base, mine, stored());
-  keep(isEqual(merged, stored()) ? null : { base: copy(stored()), etag: state.etag, settings: merged });
+  keep(
+    isEqual(merged, stored()) ? null : { base: copy(stored()), etag: state.etag, settings: merged },
+  );
 }

@@ -1,14 +1,29 @@
 /* The filters as the pages show them: which sections of the settings belong together. */
 export const filters = {
-  traffic: { sections: ["ip_filter", "ip6_filter"], list: "rules", modes: ["upstream", "downstream"], ordered: true },
+  traffic: {
+    sections: ["ip_filter", "ip6_filter"],
+    list: "rules",
+    modes: ["upstream", "downstream"],
+    ordered: true,
+  },
   names: { sections: ["url_filter"], list: "entries", modes: ["mode"] },
-  devices: { sections: ["mac_filter", "mac6_filter"], list: "devices", modes: ["mode"], together: true },
+  devices: {
+    sections: ["mac_filter", "mac6_filter"],
+    list: "devices",
+    modes: ["mode"],
+    together: true,
+  },
   addresses: { sections: ["dhcp_filter"], list: "devices", modes: ["mode"] },
   access: { sections: ["acl"], list: "entries", modes: [], ordered: true },
   portal: { sections: ["captive_portal"], list: "destinations", modes: [] },
 };
 
-export const families = { ip_filter: "IPv4", ip6_filter: "IPv6", mac_filter: "IPv4", mac6_filter: "IPv6" };
+export const families = {
+  ip_filter: "IPv4",
+  ip6_filter: "IPv6",
+  mac_filter: "IPv4",
+  mac6_filter: "IPv6",
+};
 
 export function filterOfSection(section) {
   return Object.keys(filters).find((name) => filters[name].sections.includes(section));
@@ -27,7 +42,9 @@ export function rowsOf(filter, settings) {
   for (const section of sections) {
     (settings[section]?.[list] ?? []).forEach((entry, index) => {
       const text = JSON.stringify(entry);
-      const twin = together && rows.find((row) => row.text === text && !row.at.some((at) => at.section === section));
+      const twin =
+        together &&
+        rows.find((row) => row.text === text && !row.at.some((at) => at.section === section));
       if (twin) twin.at.push({ section, index });
       else rows.push({ text, entry, at: [{ section, index }] });
     });
@@ -35,4 +52,5 @@ export function rowsOf(filter, settings) {
   return rows;
 }
 
-export const pathsOf = (filter, row) => row.at.map(({ section, index }) => `${section}.${filters[filter].list}[${index}]`);
+export const pathsOf = (filter, row) =>
+  row.at.map(({ section, index }) => `${section}.${filters[filter].list}[${index}]`);

@@ -2,7 +2,12 @@
 import { language } from "./words/words.js";
 import { state } from "./store.js";
 
-const PERIODS = [["second", 60], ["minute", 60], ["hour", 24], ["day", Infinity]];
+const PERIODS = [
+  ["second", 60],
+  ["minute", 60],
+  ["hour", 24],
+  ["day", Infinity],
+];
 
 export const number = (value) => new Intl.NumberFormat(language()).format(value);
 
@@ -25,12 +30,21 @@ export function zoneName() {
 /* "21:04" on the gateway's clock. */
 export function clockTime(date) {
   const local = new Date(date.getTime() + (offsetMinutes() ?? 0) * 60000);
-  return new Intl.DateTimeFormat(language(), { hour: "2-digit", minute: "2-digit", hourCycle: "h23", timeZone: "UTC" }).format(local);
+  return new Intl.DateTimeFormat(language(), {
+    hour: "2-digit",
+    minute: "2-digit",
+    hourCycle: "h23",
+    timeZone: "UTC",
+  }).format(local);
 }
 
 export function dayAndTime(date) {
   const local = new Date(date.getTime() + (offsetMinutes() ?? 0) * 60000);
-  return new Intl.DateTimeFormat(language(), { dateStyle: "medium", timeStyle: "short", timeZone: "UTC" }).format(local);
+  return new Intl.DateTimeFormat(language(), {
+    dateStyle: "medium",
+    timeStyle: "short",
+    timeZone: "UTC",
+  }).format(local);
 }
 
 export function countdown(seconds) {
@@ -41,7 +55,12 @@ export function countdown(seconds) {
 export function ago(date) {
   let value = Math.min(0, (date.getTime() - gatewayNow().getTime()) / 1000);
   for (const [unit, size] of PERIODS) {
-    if (-value < size) return new Intl.RelativeTimeFormat(language(), { numeric: "auto" }).format(Math.round(value), unit);
+    if (-value < size) {
+      return new Intl.RelativeTimeFormat(language(), { numeric: "auto" }).format(
+        Math.round(value),
+        unit,
+      );
+    }
     value /= size;
   }
   return "";
@@ -67,7 +86,10 @@ export function pieces(active) {
   if (isAllDay(active)) return [[0, 1440]];
   const [from, to] = active.split("-").map(minutesOf);
   if (from < to) return [[from, to]];
-  return [[from, 1440], [0, to]].filter(([start, end]) => end > start);
+  return [
+    [from, 1440],
+    [0, to],
+  ].filter(([start, end]) => end > start);
 }
 
 export function length(active) {

@@ -46,7 +46,9 @@ export function setPending(confirmation) {
   }
   const made = kept.get("applying");
   const mine = made !== null && (!made.id || made.id === confirmation.id);
-  update({ pending: { ...confirmation, mine, until: Date.now() + confirmation.seconds_left * 1000 } });
+  update({
+    pending: { ...confirmation, mine, until: Date.now() + confirmation.seconds_left * 1000 },
+  });
 }
 
 /* After a change other rules stand where these stood. */
@@ -56,7 +58,14 @@ async function countAnew() {
   state.counters.clear();
   for (const { family, chains } of rules.tables) {
     for (const chain of chains) {
-      chain.rules.forEach((rule, i) => rule.packets && state.counters.set(`${rule.origin?.path ?? ""} ${family} ${chain.name} ${i + 1}`, rule.packets));
+      chain.rules.forEach(
+        (rule, i) =>
+          rule.packets &&
+          state.counters.set(
+            `${rule.origin?.path ?? ""} ${family} ${chain.name} ${i + 1}`,
+            rule.packets,
+          ),
+      );
     }
   }
   changed();

@@ -33,10 +33,13 @@ function App() {
   }, [isOpen]);
   if (session === undefined) return null;
   // A page whose session has ended stays as it is, unseen: what was typed is there after the next log-in.
-  return html`
-    ${!session && html`<${LogIn} />`}
-    ${session?.must_change_password && html`<${FirstPassword} />`}
-    ${(isOpen || (!session && state.hadSession)) && html`<div class="app" hidden=${!isOpen}><${Frame} at=${at}><${Page} at=${at} /></${Frame}></div>`}`;
+  return html` ${!session && html`<${LogIn} />`}
+  ${session?.must_change_password && html`<${FirstPassword} />`}
+  ${
+    (isOpen || (!session && state.hadSession)) &&
+    html`<div class="app" hidden=${!isOpen}>
+    <${Frame} at=${at}><${Page} at=${at} /></${Frame}></div>`
+  }`;
 }
 
 showTheme();

@@ -6,7 +6,10 @@ const UNSEEN = new Set(["index", "second_source", "second_destination", "reserve
 
 function resolved(part) {
   if (!part?.$ref) return part;
-  return { ...schema.$defs[part.$ref.replace("#/$defs/", "")], ref: part.$ref.replace("#/$defs/", "") };
+  return {
+    ...schema.$defs[part.$ref.replace("#/$defs/", "")],
+    ref: part.$ref.replace("#/$defs/", ""),
+  };
 }
 
 function sectionSchema(section) {

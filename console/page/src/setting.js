@@ -11,11 +11,16 @@ export function entryWords(section, written) {
   const { list } = filters[filterOfSection(section)];
   const entry = asObject(section, list, written);
   const words = fieldsOf(section, list)
-    .filter((field) => field.ref === "active" || (entry[field.name] !== undefined && field.name !== "enabled"))
+    .filter(
+      (field) =>
+        field.ref === "active" || (entry[field.name] !== undefined && field.name !== "enabled"),
+    )
     .map((field) => {
       if (field.ref === "active") return spanText(entry.active);
       if (field.name === "mac") return shortName(entry.mac);
-      if (field.ref === "ports" || field.ref === "ipv4" || field.ref === "ipv6") return `${t(`field.${field.name}`)} ${entry[field.name]}`;
+      if (field.ref === "ports" || field.ref === "ipv4" || field.ref === "ipv6") {
+        return `${t(`field.${field.name}`)} ${entry[field.name]}`;
+      }
       return wordOf(entry[field.name]);
     });
   if (entry.enabled === false) words.push(t("rests"));

@@ -30,11 +30,28 @@ export function SettingLink({ path, settings }) {
 export function Effects({ effects, stoppedOnly }) {
   if (!effects) return html`<span class="quiet">${t("effects.unknown")}</span>`;
   const line = (effect) => `${effect.outcome} ${effect.until}`;
-  const rows = line(effects.ipv4) === line(effects.ipv6) ? [["", effects.ipv4]] : [["IPv4", effects.ipv4], ["IPv6", effects.ipv6]];
+  const rows =
+    line(effects.ipv4) === line(effects.ipv6)
+      ? [["", effects.ipv4]]
+      : [
+          ["IPv4", effects.ipv4],
+          ["IPv6", effects.ipv6],
+        ];
   if (effects.dhcp.outcome === "dropped") rows.push([t("filter.addresses"), effects.dhcp]);
   const shown = stoppedOnly ? rows.filter(([, effect]) => effect.outcome !== "accepted") : rows;
-  return html`<ul class="effects">${shown.map(([family, effect]) => html`<li>
-    ${family && html`<small class="quiet">${family}</small>`} <${Outcome} outcome=${effect.outcome} />
-    ${(effect.until || effect.outcome === "dropped") && html` <span class="quiet">${untilText(effect.until)}</span>`}
-    ${effect.decided_by && html` <${SettingLink} path=${effect.decided_by} />`}</li>`)}</ul>`;
+  return html`<ul class="effects">
+    ${shown.map(
+      ([family, effect]) =>
+        html`<li>
+          ${family && html`<small class="quiet">${family}</small>`}${" "}<${Outcome}
+            outcome=${effect.outcome}
+          />
+          ${
+            (effect.until || effect.outcome === "dropped") &&
+            html` <span class="quiet"> ${untilText(effect.until)}</span>`
+          }
+          ${effect.decided_by && html` <${SettingLink} path=${effect.decided_by} />`}
+        </li>`,
+    )}
+  </ul>`;
 }

@@ -14,15 +14,31 @@ import { SpanField } from "./span.js";
 function suggestions(name) {
   const devices = state.loaded.devices?.devices ?? [];
   if (name === "mac") return devices.map((one) => [one.mac, one.name ?? one.ipv4[0] ?? ""]);
-  if (name === "source" || name === "sources") return devices.flatMap((one) => one.ipv4.map((address) => [address, one.name ?? one.mac]));
+  if (name === "source" || name === "sources") {
+    return devices.flatMap((one) => one.ipv4.map((address) => [address, one.name ?? one.mac]));
+  }
   return [];
 }
 
 function TextField({ control, field, value, onChange }) {
   const known = suggestions(field.name);
-  return html`<input ...${control} type="text" value=${value ?? ""} placeholder=${field.default ?? ""} autocomplete="off" spellcheck="false"
-      autocapitalize="off" list=${known.length ? `${control.id}-known` : undefined} onInput=${(event) => onChange(event.target.value)} />
-    ${known.length > 0 && html`<datalist id="${control.id}-known">${known.map(([text, label]) => html`<option value=${text}>${label}</option>`)}</datalist>`}`;
+  return html`<input
+      ...${control}
+      type="text"
+      value=${value ?? ""}
+      placeholder=${field.default ?? ""}
+      autocomplete="off"
+      spellcheck="false"
+      autocapitalize="off"
+      list=${known.length ? `${control.id}-known` : undefined}
+      onInput=${(event) => onChange(event.target.value)}
+    />
+    ${
+      known.length > 0 &&
+      html`<datalist id="${control.id}-known">
+        ${known.map(([text, label]) => html`<option value=${text}>${label}</option>`)}
+      </datalist>`
+    }`;
 }
 
 export const wordOf = (value) => (has(`word.${value}`) ? t(`word.${value}`) : value);
@@ -30,22 +46,45 @@ export const wordOf = (value) => (has(`word.${value}`) ? t(`word.${value}`) : va
 function controlOf(field, value, onChange) {
   const label = t(`field.${field.name}`);
   return (attributes) => {
-    if (field.ref === "active") return html`<${SpanField} control=${attributes} value=${value ?? field.default} onChange=${onChange} label=${label} />`;
+    if (field.ref === "active") {
+      return html`<${SpanField}
+        control=${attributes}
+        value=${value ?? field.default}
+        onChange=${onChange}
+        label=${label}
+      />`;
+    }
     if (field.type === "boolean") {
-      return html`<input ...${attributes} type="checkbox" checked=${value ?? field.default} onChange=${(event) => onChange(event.target.checked)} />`;
+      return html`<input
+        ...${attributes}
+        type="checkbox"
+        checked=${value ?? field.default}
+        onChange=${(event) => onChange(event.target.checked)}
+      />`;
     }
     if (field.enum) {
-      return html`<select ...${attributes} value=${value} onChange=${(event) => onChange(event.target.value)}>
+      return html`<select
+        ...${attributes}
+        value=${value}
+        onChange=${(event) => onChange(event.target.value)}
+      >
         ${field.enum.map((one) => html`<option value=${one}>${wordOf(one)}</option>`)}
       </select>`;
     }
-    return html`<${TextField} control=${attributes} field=${field} value=${value} onChange=${onChange} />`;
+    return html`<${TextField}
+      control=${attributes}
+      field=${field}
+      value=${value}
+      onChange=${onChange}
+    />`;
   };
 }
 
 function beginning(section, list, entry, preset) {
   if (entry !== undefined) return { ...asObject(section, list, entry) };
-  const chosen = fieldsOf(section, list).filter((one) => one.enum && one.required).map((one) => [one.name, one.enum[0]]);
+  const chosen = fieldsOf(section, list)
+    .filter((one) => one.enum && one.required)
+    .map((one) => [one.name, one.enum[0]]);
   return { ...Object.fromEntries(chosen), ...preset };
 }
 
@@ -60,16 +99,39 @@ function places(sections, list, at, settings) {
 function faultsBy(problem, spots, list) {
   const faults = { general: [] };
   for (const { path, message } of problem?.errors ?? []) {
-    const spot = spots.find(({ section, index }) => path?.startsWith(`${section}.${list}[${index}]`));
-    const name = spot ? path.slice(`${spot.section}.${list}[${spot.index}]`.length).replace(/^\./, "") : null;
+    const spot = spots.find(({ section, index }) =>
+      path?.startsWith(`${section}.${list}[${index}]`),
+    );
+    const name = spot
+      ? path.slice(`${spot.section}.${list}[${spot.index}]`.length).replace(/^\./, "")
+      : null;
     if (name === null) faults.general.push({ path, message });
     else if (!faults[name]?.includes(message)) (faults[name] ??= []).push(message);
   }
   return faults;
 }
 
+function put(settings, list, found, value, switchOn) {
+  for (const { section, index } of found) {
+    (settings[section] ??= { enabled: false })[list] ??= [];
+    settings[section][list][index] = asWritten(section, list, value);
+    if (switchOn) settings[section].enabled = true;
+  }
+}
+
 /* `at`: the places of the entry that is edited; without it a new one is made. `switchOn`: its filters too. */
-export function EntryForm({ filter, sections, at, entry, preset, onDone, onCancel, label, focus, switchOn }) {
+export function EntryForm({
+  filter,
+  sections,
+  at,
+  entry,
+  preset,
+  onDone,
+  onCancel,
+  label,
+  focus,
+  switchOn,
+}) {
   const { list } = filters[filter];
   const [value, setValue] = useState(() => beginning(sections[0], list, entry, preset));
   const [problem, fail] = useState(null);
@@ -90,11 +152,7 @@ export function EntryForm({ filter, sections, at, entry, preset, onDone, onCance
       await tryEdit((settings) => {
         const found = places(sections, list, at, settings);
         setSpots(found);
-        for (const { section, index } of found) {
-          (settings[section] ??= { enabled: false })[list] ??= [];
-          settings[section][list][index] = asWritten(section, list, value);
-          if (switchOn) settings[section].enabled = true;
-        }
+        put(settings, list, found, value, switchOn);
       });
       if (!at) setValue(beginning(sections[0], list, undefined, preset));
       onDone?.();
@@ -108,15 +166,26 @@ export function EntryForm({ filter, sections, at, entry, preset, onDone, onCance
 
   const faults = faultsBy(problem, spots, list);
   // An entry that is a plain text has its fault at the entry itself.
-  const own = (field) => [...(faults[field.name] ?? []), ...(field.required && !field.enum ? (faults[""] ?? []) : [])];
+  const own = (field) => [
+    ...(faults[field.name] ?? []),
+    ...(field.required && !field.enum ? (faults[""] ?? []) : []),
+  ];
   const rest = problem && (problem.code !== "settings_invalid" || faults.general.length > 0);
-  return html`<form class="entry" ref=${form} onSubmit=${send} aria-label=${label} noValidate>
+  return html`<form class="entry" ref=${form} onSubmit=${send} aria-label=${label} novalidate>
     <div class="fields">
-      ${fields.map((field) => html`<${Field} key=${field.name} label=${t(`field.${field.name}`)} faults=${own(field)}>
-        ${controlOf(field, value[field.name], (next) => setValue({ ...value, [field.name]: next }))}</${Field}>`)}
+      ${fields.map(
+        (field) => html`<${Field} key=${field.name} label=${t(`field.${field.name}`)}
+          faults=${own(field)}>
+        ${controlOf(field, value[field.name], (next) => setValue({ ...value, [field.name]: next }))}</${Field}>`,
+      )}
       <div class="actions">
-        <button class="primary" aria-busy=${isBusy ? "true" : undefined}>${at ? t("take_over") : t("add")}</button>
-        ${onCancel && html`<button type="button" class="plain" onClick=${onCancel}>${t("cancel")}</button>`}
+        <button class="primary" aria-busy=${isBusy ? "true" : undefined}>
+          ${at ? t("take_over") : t("add")}
+        </button>
+        ${
+          onCancel &&
+          html`<button type="button" class="plain" onClick=${onCancel}>${t("cancel")}</button>`
+        }
       </div>
     </div>
     ${rest && html`<${ProblemNotice} problem=${{ ...problem, errors: faults.general }} />`}

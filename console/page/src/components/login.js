@@ -12,11 +12,28 @@ export function Password({ label, value, onInput, kind = "current-password", hin
   const [isShown, show] = useState(false);
   const ref = useRef();
   useEffect(() => focus && ref.current.focus(), []);
-  return html`<${Field} label=${label} hint=${hint}>${(control) => html`<div class="password">
-    <input ...${control} ref=${ref} type=${isShown ? "text" : "password"} autocomplete=${kind} required value=${value}
-      spellcheck="false" autocapitalize="off" onInput=${(event) => onInput(event.target.value)} />
-    <button type="button" class="plain" aria-pressed=${isShown ? "true" : "false"} onClick=${() => show(!isShown)}>${t("show")}</button>
-  </div>`}</${Field}>`;
+  return html`<${Field} label=${label} hint=${hint}>${(control) =>
+    html`<div class="password">
+      <input
+        ...${control}
+        ref=${ref}
+        type=${isShown ? "text" : "password"}
+        autocomplete=${kind}
+        required
+        value=${value}
+        spellcheck="false"
+        autocapitalize="off"
+        onInput=${(event) => onInput(event.target.value)}
+      />
+      <button
+        type="button"
+        class="plain"
+        aria-pressed=${isShown ? "true" : "false"}
+        onClick=${() => show(!isShown)}
+      >
+        ${t("show")}
+      </button>
+    </div>`}</${Field}>`;
 }
 
 export function ChangePassword({ onDone, isFirst }) {
@@ -32,8 +49,19 @@ export function ChangePassword({ onDone, isFirst }) {
     }
   };
   return html`<form onSubmit=${send}>
-    <${Password} label=${t("password.current")} value=${current} onInput=${setCurrent} focus=${isFirst} />
-    <${Password} label=${t("password.new")} value=${next} onInput=${setNext} kind="new-password" hint=${t("password.hint")} />
+    <${Password}
+      label=${t("password.current")}
+      value=${current}
+      onInput=${setCurrent}
+      focus=${isFirst}
+    />
+    <${Password}
+      label=${t("password.new")}
+      value=${next}
+      onInput=${setNext}
+      kind="new-password"
+      hint=${t("password.hint")}
+    />
     <${ProblemNotice} problem=${problem} />
     <button class="primary">${t("password.change")}</button>
   </form>`;
@@ -49,10 +77,20 @@ export function LogIn() {
   useEffect(() => (document.title = t("log_in")), []);
   return html`<div class="door">
     <main>
-      <svg class="shield" viewBox="0 0 16 16" aria-hidden="true"><path d="M8 1l6 2v5c0 4-3 6-6 7-3-1-6-3-6-7V3z" /></svg>
+      <svg class="shield" viewBox="0 0 16 16" aria-hidden="true">
+        <path d="M8 1l6 2v5c0 4-3 6-6 7-3-1-6-3-6-7V3z" />
+      </svg>
       <h1>${t("gateway")}</h1>
-      ${state.hadSession && html`<${Notice} kind="info" role="status"><p>${t("session.ended")}</p></${Notice}>`}
-      ${state.link.isLost && html`<${Notice} kind="stop" role="status"><p>${t("problem.no_answer")}</p></${Notice}>`}
+      ${
+        state.hadSession &&
+        html`<${Notice} kind="info" role="status"><p>${t("session.ended")}</p>
+        </${Notice}>`
+      }
+      ${
+        state.link.isLost &&
+        html`<${Notice} kind="stop" role="status"><p>
+        ${t("problem.no_answer")}</p></${Notice}>`
+      }
       <form onSubmit=${send}>
         <${Password} label=${t("password")} value=${password} onInput=${setPassword} focus />
         <${ProblemNotice} problem=${problem} />
@@ -65,9 +103,11 @@ export function LogIn() {
 
 export function FirstPassword() {
   const done = () => update({ session: { ...state.session, must_change_password: false } });
-  return html`<div class="door"><main>
-    <h1>${t("password.first")}</h1>
-    <p>${t("password.first_why")}</p>
-    <${ChangePassword} onDone=${done} isFirst />
-  </main></div>`;
+  return html`<div class="door">
+    <main>
+      <h1>${t("password.first")}</h1>
+      <p>${t("password.first_why")}</p>
+      <${ChangePassword} onDone=${done} isFirst />
+    </main>
+  </div>`;
 }

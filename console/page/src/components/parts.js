@@ -6,7 +6,9 @@ import { has, t } from "../words/words.js";
 const SHAPES = { fine: "■", warn: "▲", stop: "✕", info: "●", off: "□" };
 
 export function Mark({ kind, children }) {
-  return html`<span class="mark ${kind}"><span class="shape" aria-hidden="true">${SHAPES[kind]}</span> ${children}</span>`;
+  return html`<span class="mark ${kind}"
+    ><span class="shape" aria-hidden="true">${SHAPES[kind]}</span>${" "}${children}</span
+  >`;
 }
 
 export function Notice({ kind = "info", role, children, actions }) {
@@ -28,29 +30,47 @@ export function ProblemNotice({ problem, actions }) {
   const lines = problem.errors ?? [];
   return html`<${Notice} kind="stop" role="alert" actions=${actions}>
     <p>${problemText(problem)}</p>
-    ${(lines.length > 0 || rules.length > 0) &&
-    html`<ul lang="en">
-      ${lines.map((one) => html`<li>${one.path && html`<code>${one.path}</code>`} ${one.message}</li>`)}
-      ${rules.map((one) => html`<li>${one.setting && html`<code>${one.setting}</code>`} ${one.message}</li>`)}
-    </ul>`}
+    ${
+      (lines.length > 0 || rules.length > 0) &&
+      html`<ul lang="en">
+        ${lines.map(
+          (one) => html`<li>${one.path && html`<code>${one.path}</code>`} ${one.message}</li>`,
+        )}
+        ${rules.map(
+          (one) =>
+            html`<li>${one.setting && html`<code>${one.setting} </code>`} ${one.message}</li>`,
+        )}
+      </ul>`
+    }
   </${Notice}>`;
 }
 
 /* A labelled control. Its faults are the API's messages, beside it and read with it. */
 export function Field({ label, hint, faults = [], children, wide }) {
   const id = useId();
-  const described = [hint && `${id}-hint`, faults.length > 0 && `${id}-fault`].filter(Boolean).join(" ");
+  const described = [hint && `${id}-hint`, faults.length > 0 && `${id}-fault`]
+    .filter(Boolean)
+    .join(" ");
   return html`<div class="field ${wide ? "wide" : ""} ${faults.length ? "wrong" : ""}">
     <label for=${id}>${label}</label>
     ${children({ id, "aria-describedby": described || undefined, "aria-invalid": faults.length > 0 ? "true" : undefined })}
     ${hint && html`<p class="hint" id="${id}-hint">${hint}</p>`}
-    ${faults.length > 0 && html`<p class="fault" id="${id}-fault" lang="en">${faults.join("; ")}</p>`}
+    ${
+      faults.length > 0 &&
+      html`<p class="fault" id="${id}-fault" lang="en">${faults.join("; ")}</p>`
+    }
   </div>`;
 }
 
 export function Switch({ label, on, onChange, describedby }) {
   return html`<label class="switch">
-    <input type="checkbox" role="switch" checked=${on} onChange=${(event) => onChange(event.target.checked)} aria-describedby=${describedby} />
+    <input
+      type="checkbox"
+      role="switch"
+      checked=${on}
+      onChange=${(event) => onChange(event.target.checked)}
+      aria-describedby=${describedby}
+    />
     <span class="track" aria-hidden="true"></span>
     <span>${label}</span>
     <span class="quiet" aria-hidden="true">${on ? t("on") : t("off")}</span>
@@ -66,22 +86,39 @@ export function Heading({ children, aside }) {
     // After an apply the focus is on the button that keeps it.
     if (document.body.dataset.moved && document.activeElement?.id !== "keep") ref.current.focus();
   }, [title]);
-  return html`<div class="heading"><h1 tabindex="-1" ref=${ref}>${children}</h1>${aside}</div>`;
+  return html`<div class="heading">
+    <h1 tabindex="-1" ref=${ref}>${children}</h1>
+    ${aside}
+  </div>`;
 }
 
 /* A table that becomes labelled rows on a narrow screen. */
 export function Table({ caption, columns, rows, empty }) {
   if (!rows.length) return html`<p class="quiet">${empty}</p>`;
   return html`<table>
-    <caption>${caption}</caption>
-    <thead><tr>${columns.map((column) => html`<th scope="col" class=${column.kind}>${column.label}</th>`)}</tr></thead>
+    <caption>
+      ${caption}
+    </caption>
+    <thead>
+      <tr>
+        ${columns.map((column) => html`<th scope="col" class=${column.kind}>${column.label}</th>`)}
+      </tr>
+    </thead>
     <tbody>
       ${rows.map(
-        (row) => html`<tr key=${row.key} class=${row.kind}>
-          ${row.wide
-            ? html`<td colspan=${columns.length}>${row.wide}</td>`
-            : row.cells.map((cell, i) => html`<td data-label=${columns[i].label} class=${columns[i].kind}>${cell}</td>`)}
-        </tr>`,
+        (row) =>
+          html`<tr key=${row.key} class=${row.kind}>
+            ${
+              row.wide
+                ? html`<td colspan=${columns.length}>${row.wide}</td>`
+                : row.cells.map(
+                    (cell, i) =>
+                      html`<td data-label=${columns[i].label} class=${columns[i].kind}>
+                        ${cell}
+                      </td>`,
+                  )
+            }
+          </tr>`,
       )}
     </tbody>
   </table>`;
@@ -101,5 +138,13 @@ export function Button({ onClick, kind = "", children, ...rest }) {
       if (isThere.current) setBusy(false);
     }
   };
-  return html`<button type="button" class=${kind} aria-busy=${isBusy ? "true" : undefined} onClick=${click} ...${rest}>${children}</button>`;
+  return html`<button
+    type="button"
+    class=${kind}
+    aria-busy=${isBusy ? "true" : undefined}
+    onClick=${click}
+    ...${rest}
+  >
+    ${children}
+  </button>`;
 }

@@ -19,11 +19,21 @@ export function ZoneForm({ zone, onDone }) {
       fail(caught);
     }
   };
-  const own = (problem?.errors ?? []).filter((one) => one.path === "time_zone").map((one) => one.message);
+  const own = (problem?.errors ?? [])
+    .filter((one) => one.path === "time_zone")
+    .map((one) => one.message);
   return html`<form onSubmit=${send} noValidate>
     <${Field} label=${t("field.time_zone")} faults=${own} hint=${t("clock.hint")}>
-      ${(control) => html`<input ...${control} type="text" value=${value} spellcheck="false" onInput=${(event) => setValue(event.target.value)} />`}</${Field}>
+      ${(control) =>
+        html`<input
+          ...${control}
+          type="text"
+          value=${value}
+          spellcheck="false"
+          onInput=${(event) => setValue(event.target.value)}
+        />`}</${Field}>
     ${problem && own.length === 0 && html`<${ProblemNotice} problem=${problem} />`}
-    <div class="actions"><button class="primary">${t("take_over")}</button><button type="button" class="plain" onClick=${onDone}>${t("cancel")}</button></div>
+    <div class="actions"><button class="primary">${t("take_over")}</button><button type="button"
+      class="plain" onClick=${onDone}>${t("cancel")}</button></div>
   </form>`;
 }

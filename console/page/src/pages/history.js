@@ -29,14 +29,31 @@ function base64Of(buffer) {
 }
 
 function FileField({ label, hint, accept, onChange }) {
-  return html`<${Field} label=${label} hint=${hint}>${(control) => html`<input ...${control} type="file" accept=${accept} onChange=${(event) => onChange(event.target.files[0] ?? null)} />`}</${Field}>`;
+  return html`<${Field} label=${label} hint=${hint}>${(control) =>
+    html`<input
+      ...${control}
+      type="file"
+      accept=${accept}
+      onChange=${(event) => onChange(event.target.files[0] ?? null)}
+    />`}</${Field}>`;
 }
 
 function Backup() {
   const [problem, fail] = useState(null);
-  const save = () => attempt(async () => download("l3_advance.dat", bytesOf((await get("backup")).body.backup), "application/octet-stream"), fail);
-  return html`<section aria-labelledby="backup"><h2 id="backup">${t("backup")}</h2><p class="lead">${t("backup.lead")}</p>
-    <${Button} onClick=${save}>${t("backup.save")}</${Button}><${ProblemNotice} problem=${problem} /></section>`;
+  const save = () =>
+    attempt(
+      async () =>
+        download(
+          "l3_advance.dat",
+          bytesOf((await get("backup")).body.backup),
+          "application/octet-stream",
+        ),
+      fail,
+    );
+  return html`<section aria-labelledby="backup"><h2 id="backup">${t("backup")}</h2><p
+    class="lead">${t("backup.lead")}</p>
+    <${Button} onClick=${save}>${t("backup.save")}</${Button}><${ProblemNotice}
+      problem=${problem} /></section>`;
 }
 
 function Restore() {
@@ -51,12 +68,19 @@ function Restore() {
       await reload();
     }, fail);
   };
-  return html`<section aria-labelledby="restore"><h2 id="restore">${t("restore")}</h2>
+  return html`<section aria-labelledby="restore">
+    <h2 id="restore">${t("restore")}</h2>
     <${FileField} label=${t("restore.file")} hint=${t("restore.hint")} onChange=${setFile} />
-    ${isAsking
-      ? html`<${Notice} kind="warn" role="status" actions=${html`<${Button} kind="danger" onClick=${restore}>${t("restore.yes")}</${Button}><${Button} onClick=${() => ask(false)}>${t("cancel")}</${Button}>`}><p>${t("restore.sure")}</p></${Notice}>`
-      : html`<${Button} disabled=${!file} onClick=${() => ask(true)}>${t("restore")}</${Button}>`}
-    <${ProblemNotice} problem=${problem} /></section>`;
+    ${
+      isAsking
+        ? html`<${Notice} kind="warn" role="status" actions=${html`<${Button} kind="danger"
+          onClick=${restore}>${t("restore.yes")}</${Button}><${Button}
+          onClick=${() => ask(false)}>${t("cancel")}</${Button}>`}><p>${t("restore.sure")}</p>
+          </${Notice}>`
+        : html`<${Button} disabled=${!file} onClick=${() => ask(true)}>${t("restore")}</${Button}>`
+    }
+    <${ProblemNotice} problem=${problem} />
+  </section>`;
 }
 
 /* Settings of a file become the draft, once the gateway finds nothing wrong with them. */
@@ -76,15 +100,29 @@ function Import() {
     }, fail);
     if (done) go("review");
   };
-  return html`<section aria-labelledby="import"><h2 id="import">${t("import")}</h2>
-    <${FileField} label=${t("import.file")} hint=${t("import.hint")} accept=".json,application/json" onChange=${read} />
-    <${ProblemNotice} problem=${problem} /></section>`;
+  return html`<section aria-labelledby="import">
+    <h2 id="import">${t("import")}</h2>
+    <${FileField}
+      label=${t("import.file")}
+      hint=${t("import.hint")}
+      accept=".json,application/json"
+      onChange=${read}
+    />
+    <${ProblemNotice} problem=${problem} />
+  </section>`;
 }
 
 function Export() {
-  const save = () => download("settings.json", `${JSON.stringify(state.loaded.settings, null, 2)}\n`, "application/json");
-  return html`<section aria-labelledby="export"><h2 id="export">${t("export")}</h2><p class="lead">${t("export.lead")}</p>
-    <${Button} disabled=${!state.loaded.settings} onClick=${save}>${t("export.save")}</${Button}></section>`;
+  const save = () =>
+    download(
+      "settings.json",
+      `${JSON.stringify(state.loaded.settings, null, 2)}\n`,
+      "application/json",
+    );
+  return html`<section aria-labelledby="export"><h2 id="export">${t("export")}</h2><p
+    class="lead">${t("export.lead")}</p>
+    <${Button} disabled=${!state.loaded.settings} onClick=${save}>${t("export.save")}</${Button}>
+      </section>`;
 }
 
 export function History() {

@@ -34,23 +34,50 @@ function Protection({ status }) {
   const changes = level !== levelOf(state.loaded.settings);
   return html`<section class="panel" aria-labelledby="protection">
     <h2 id="protection">${t("protection")}</h2>
-    <p class="big"><${Mark} kind=${LEVEL_MARK[status.security_level]}>${t(`level.${status.security_level}`)}</${Mark}></p>
-    <p class="quiet">${t("level.means", { firewall: t(status.firewall ? "on" : "off"), scan: t(status.port_scan_protection ? "on" : "off") })}</p>
-    <fieldset class="choice"><legend>${t("level.change")} ${changes && html`<small class="tag">${t("draft_entry")}</small>`}</legend>
-      ${choicesOf("security_level").map((one) => html`<label>
-        <input type="radio" name="level" value=${one} checked=${one === level} onChange=${() => setLevel(one)} /> ${t(`level.${one}`)}</label>`)}
+    <p class="big"><${Mark} kind=${LEVEL_MARK[status.security_level]}>
+      ${t(`level.${status.security_level}`)}</${Mark}></p>
+    <p class="quiet">
+      ${t("level.means", { firewall: t(status.firewall ? "on" : "off"), scan: t(status.port_scan_protection ? "on" : "off") })}</p>
+    <fieldset class="choice"><legend>${t("level.change")} ${
+      changes && html`<small class="tag"> ${t("draft_entry")}</small>`
+    }</legend>
+      ${choicesOf("security_level").map(
+        (one) =>
+          html`<label>
+            <input
+              type="radio"
+              name="level"
+              value=${one}
+              checked=${one === level}
+              onChange=${() => setLevel(one)}
+            />${" "}${t(`level.${one}`)}</label
+          >`,
+      )}
     </fieldset>
-    ${SWITCHES.map((name) => html`<${Switch} label=${t(`switch.${name}`)} on=${Boolean(settings()[name])} onChange=${(on) => edit((all) => (all[name] = on))} />`)}
+    ${SWITCHES.map(
+      (name) =>
+        html`<${Switch}
+          label=${t(`switch.${name}`)}
+          on=${Boolean(settings()[name])}
+          onChange=${(on) => edit((all) => (all[name] = on))}
+        />`,
+    )}
   </section>`;
 }
 
 function Internet({ status }) {
   return html`<section class="panel" aria-labelledby="internet">
     <h2 id="internet">${t("internet")}</h2>
-    <p class="big">${status.internet_wan
-      ? html`<${Mark} kind="fine">${status.internet_wan}</${Mark}>`
-      : html`<${Mark} kind="warn">${t("internet.none")}</${Mark}>`}</p>
-    <p class="quiet">${status.lan_address ? t("internet.lan", { address: status.lan_address }) : t("internet.no_lan")}</p>
+    <p class="big">
+      ${
+        status.internet_wan
+          ? html`<${Mark} kind="fine">${status.internet_wan}</${Mark}>`
+          : html`<${Mark} kind="warn">${t("internet.none")}</${Mark}>`
+      }
+    </p>
+    <p class="quiet">
+      ${status.lan_address ? t("internet.lan", { address: status.lan_address }) : t("internet.no_lan")}
+    </p>
   </section>`;
 }
 
@@ -61,11 +88,25 @@ function Health() {
   return html`<section class="panel" aria-labelledby="health">
     <h2 id="health">${t("page.health")}</h2>
     <${ProblemNotice} problem=${state.failed.health} />
-    ${health && html`<p class="big">${found.length
-      ? html`<${Mark} kind=${worst}>${t("health.found", { n: found.length })}</${Mark}>`
-      : html`<${Mark} kind="fine">${t("health.well")}</${Mark}>`}</p>
-    ${found.map((one) => html`<p lang="en"><strong>${one.about}</strong> ${one.finding}${one.advice && html`<br /><span class="quiet">${one.advice}</span>`}</p>`)}
-    <p><a href="#/health">${t("health.open")}</a></p>`}
+    ${
+      health &&
+      html`<p class="big">
+          ${
+            found.length
+              ? html`<${Mark} kind=${worst}>${t("health.found", { n: found.length })}</${Mark}>`
+              : html`<${Mark} kind="fine">${t("health.well")}</${Mark}>`
+          }
+        </p>
+        ${found.map(
+          (one) =>
+            html`<p lang="en">
+              <strong>${one.about}</strong> ${" "}${one.finding}${
+                one.advice && html`<br /><span class="quiet">${one.advice} </span>`
+              }
+            </p>`,
+        )}
+        <p><a href="#/health">${t("health.open")}</a></p>`
+    }
   </section>`;
 }
 
@@ -76,13 +117,32 @@ function TimeZone({ status }) {
   const change = status.time_zone?.next_change;
   return html`<section class="panel" aria-labelledby="clock">
     <h2 id="clock">${t("clock")}</h2>
-    <p class="big">${unset ? html`<${Mark} kind="warn">${t("clock.unset")}</${Mark}>` : html`<${Mark} kind="fine">${clockTime(gatewayNow())}</${Mark}>`}</p>
-    <p class="quiet">${status.time_zone ? t("clock.zone", { zone: status.time_zone.name, offset: status.time_zone.utc_offset ?? "?" }) : t("clock.utc")}
-      ${change && html`<br />${t("clock.change", { at: dayAndTime(new Date(change.at * 1000)), offset: change.utc_offset })}`}
-      ${status.time_zone?.problem && html`<br /><span lang="en">${status.time_zone.problem}</span>`}</p>
-    ${isOpen
-      ? html`<${ZoneForm} zone=${zone} onDone=${() => open(false)} />`
-      : html`<p><button type="button" class="small" onClick=${() => open(true)}>${t("clock.set_zone")}</button></p>`}
+    <p class="big">
+      ${
+        unset
+          ? html`<${Mark} kind="warn">${t("clock.unset")}</${Mark}>`
+          : html`<${Mark}
+        kind="fine">${clockTime(gatewayNow())}</${Mark}>`
+      }
+    </p>
+    <p class="quiet">
+      ${status.time_zone ? t("clock.zone", { zone: status.time_zone.name, offset: status.time_zone.utc_offset ?? "?" }) : t("clock.utc")}
+      ${
+        change &&
+        html`<br />
+          ${t("clock.change", { at: dayAndTime(new Date(change.at * 1000)), offset: change.utc_offset })}`
+      }
+      ${status.time_zone?.problem && html`<br /><span lang="en">${status.time_zone.problem}</span>`}
+    </p>
+    ${
+      isOpen
+        ? html`<${ZoneForm} zone=${zone} onDone=${() => open(false)} />`
+        : html`<p>
+            <button type="button" class="small" onClick=${() => open(true)}>
+              ${t("clock.set_zone")}
+            </button>
+          </p>`
+    }
   </section>`;
 }
 
@@ -91,9 +151,19 @@ function Blocked() {
   return html`<section class="panel" aria-labelledby="blocked">
     <h2 id="blocked">${t("blocked")}</h2>
     <${ProblemNotice} problem=${state.failed.blocked} />
-    ${blocked?.devices.length === 0 && html`<p class="big"><${Mark} kind="fine">${t("blocked.none")}</${Mark}></p>`}
-    ${blocked?.devices.map((device) => html`<div class="blocked" key=${device.mac}>
-      <a href="#/why?device=${encodeURIComponent(device.mac)}"><strong>${titleOf(device)}</strong></a> <${Effects} effects=${device.settings} stoppedOnly /></div>`)}
+    ${
+      blocked?.devices.length === 0 &&
+      html`<p class="big"><${Mark} kind="fine">
+      ${t("blocked.none")}</${Mark}></p>`
+    }
+    ${blocked?.devices.map(
+      (device) =>
+        html`<div class="blocked" key=${device.mac}>
+          <a href="#/why?device=${encodeURIComponent(device.mac)}"
+            ><strong>${titleOf(device)}</strong></a
+          >${" "}<${Effects} effects=${device.settings} stoppedOnly />
+        </div>`,
+    )}
   </section>`;
 }
 
@@ -102,17 +172,30 @@ function MostHit() {
   for (const [key, packets] of state.counters) {
     const path = key.slice(0, key.search(/ IPv[46] /));
     const section = path.split(/[.[]/)[0];
-    if (Object.values(filters).some((one) => one.sections.includes(section))) sums.set(path, (sums.get(path) ?? 0) + packets);
+    if (Object.values(filters).some((one) => one.sections.includes(section))) {
+      sums.set(path, (sums.get(path) ?? 0) + packets);
+    }
   }
-  const rows = [...sums].filter(([, sum]) => sum > 0).sort((one, other) => other[1] - one[1]).slice(0, 6);
+  const rows = [...sums]
+    .filter(([, sum]) => sum > 0)
+    .sort((one, other) => other[1] - one[1])
+    .slice(0, 6);
   const most = rows[0]?.[1] ?? 1;
   return html`<section class="panel" aria-labelledby="hits">
     <h2 id="hits">${t("most_hit")}</h2>
     ${rows.length === 0 && html`<p class="quiet">${t("most_hit.none")}</p>`}
-    <ul class="hits">${rows.map(([path, sum]) => html`<li key=${path}>
-      <a href="#/${pageOfPath(path)}">${settingWords(path)}</a>
-      <span class="count">${number(sum)}</span>
-      <svg class="gauge" viewBox="0 0 100 4" preserveAspectRatio="none" aria-hidden="true"><rect width=${Math.max(1, (sum / most) * 100)} height="4" /></svg></li>`)}</ul>
+    <ul class="hits">
+      ${rows.map(
+        ([path, sum]) =>
+          html`<li key=${path}>
+            <a href="#/${pageOfPath(path)}">${settingWords(path)}</a>
+            <span class="count">${number(sum)}</span>
+            <svg class="gauge" viewBox="0 0 100 4" preserveAspectRatio="none" aria-hidden="true">
+              <rect width=${Math.max(1, (sum / most) * 100)} height="4" />
+            </svg>
+          </li>`,
+      )}
+    </ul>
     ${rows.length > 0 && html`<p class="quiet">${t("most_hit.since")}</p>`}
   </section>`;
 }
@@ -120,10 +203,13 @@ function MostHit() {
 export function Overview() {
   useWanted("health", "blocked", "devices");
   const { status } = state.loaded;
-  if (!status || !settings()) return html`<${Heading}>${t("page.overview")}</${Heading}><p class="quiet">${t("loading")}</p>`;
+  if (!status || !settings()) {
+    return html`<${Heading}>${t("page.overview")}</${Heading}><p class="quiet">${t("loading")}</p>`;
+  }
   return html`<${Heading}>${t("page.overview")}</${Heading}>
     <div class="panels">
-      <div class="stack"><${Protection} status=${status} /><${Internet} status=${status} /><${TimeZone} status=${status} /></div>
+      <div class="stack"><${Protection} status=${status} /><${Internet} status=${status} />
+        <${TimeZone} status=${status} /></div>
       <div class="stack"><${Blocked} /><${MostHit} /><${Health} /></div>
     </div>`;
 }

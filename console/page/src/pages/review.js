@@ -7,6 +7,7 @@ import { plain } from "../components/plain.js";
 import { countChanges, discard, isStale, without } from "../draft.js";
 import { families, filterOfSection, filters } from "../filters.js";
 import { html } from "../html.js";
+import { useWanted } from "../live.js";
 import { go } from "../router.js";
 import { entryWords, sectionWords } from "../setting.js";
 import { state } from "../store.js";
@@ -46,7 +47,11 @@ function differences(fields) {
       lists.add(section);
     } else {
       const label = `${sectionWords(section)}${families[section] ? ` ${families[section]}` : ""}`;
-      add({ kind: "change", label, words: `${name && has(`field.${name}`) ? `${t(`field.${name}`)}: ` : ""}${plain(old)} → ${plain(now)}` });
+      add({
+        kind: "change",
+        label,
+        words: `${name && has(`field.${name}`) ? `${t(`field.${name}`)}: ` : ""}${plain(old)} → ${plain(now)}`,
+      });
     }
   }
   const { base, settings } = state.draft;
@@ -75,7 +80,9 @@ function chainsToGateway(rules) {
 function canCutOff(plan, rules) {
   if (!rules) return true;
   const reached = chainsToGateway(rules);
-  if (plan.rules.length) return plan.rules.some((one) => one.added + one.removed > 0 && reached.has(one.chain));
+  if (plan.rules.length) {
+    return plan.rules.some((one) => one.added + one.removed > 0 && reached.has(one.chain));
+  }
   // The kernel's rules could not be compared: the steps name the chains that are filled anew.
   return plan.steps.some((step) => (step.line ?? "").split(" ").some((word) => reached.has(word)));
 }
@@ -83,10 +90,25 @@ function canCutOff(plan, rules) {
 function Rules({ plan }) {
   const [isOpen, open] = useState(false);
   const sum = (name) => plan.rules.reduce((all, one) => all + one[name], 0);
-  return html`<p>${t("review.rules", { kept: sum("kept"), added: sum("added"), removed: sum("removed") })}
-      ${" "}<button type="button" class="small" aria-expanded=${isOpen ? "true" : "false"} onClick=${() => open(!isOpen)}>${t("review.show")}</button></p>
-    ${isOpen && html`<div class="steps" tabindex="0" role="group" aria-label=${t("review.show")}><ol lang="en">
-      ${plan.steps.map((step) => html`<li><code>${step.line ?? step.call}</code></li>`)}</ol></div>`}`;
+  return html`<p>
+      ${t("review.rules", { kept: sum("kept"), added: sum("added"), removed: sum("removed") })}
+      ${" "}<button
+        type="button"
+        class="small"
+        aria-expanded=${isOpen ? "true" : "false"}
+        onClick=${() => open(!isOpen)}
+      >
+        ${t("review.show")}
+      </button>
+    </p>
+    ${
+      isOpen &&
+      html`<div class="steps" tabindex="0" role="group" aria-label=${t("review.show")}>
+        <ol lang="en">
+          ${plan.steps.map((step) => html`<li><code>${step.line ?? step.call}</code></li>`)}
+        </ol>
+      </div>`
+    }`;
 }
 
 function Applying({ plan, rules }) {
@@ -101,8 +123,19 @@ function Applying({ plan, rules }) {
   };
   return html`<form class="applying" onSubmit=${send} noValidate>
     ${risky && html`<${Notice} kind="warn"><p>${t("review.risky")}</p></${Notice}>`}
-    <label class="check"><input type="checkbox" checked=${isSafe} onChange=${(event) => setSafe(event.target.checked)} /> ${t("review.unless")}</label>
-    ${isSafe && html`<label class="inline">${t("review.within")} <input type="number" min="1" value=${seconds} onInput=${(event) => setSeconds(event.target.value)} /> s</label>`}
+    <label class="check"><input type="checkbox" checked=${isSafe}
+      onChange=${(event) => setSafe(event.target.checked)} />${" "}${t("review.unless")}</label>
+    ${
+      isSafe &&
+      html`<label class="inline"
+        >${t("review.within")}${" "}<input
+          type="number"
+          min="1"
+          value=${seconds}
+          onInput=${(event) => setSeconds(event.target.value)}
+        />${" "}s</label
+      >`
+    }
     <${ProblemNotice} problem=${problem} />
     <div class="actions">
       <${Button} onClick=${() => (discard(), go("overview"))}>${t("discard")}</${Button}>
@@ -112,6 +145,7 @@ function Applying({ plan, rules }) {
 }
 
 export function Review() {
+  useWanted("devices");
   const [plan, setPlan] = useState(null);
   const [rules, setRules] = useState(null);
   const [problem, fail] = useState(null);
@@ -130,9 +164,19 @@ export function Review() {
   if (!draft) return html`<${Heading}>${t("review.title")}</${Heading}><p>${t("review.none")}</p>`;
   return html`<${Heading}>${t("review", { n: countChanges() })}</${Heading}>
     <${ProblemNotice} problem=${problem} />
-    ${plan && html`<ul class="differences">${differences(plan.fields).map(({ kind, label, words }) => html`<li class=${kind}>
-        <span class="sign" aria-hidden="true">${SIGNS[kind]}</span><span class="hidden">${t(`sign.${kind}`)}</span>
-        <strong>${label}</strong> ${words}</li>`)}</ul>
-      <${Rules} plan=${plan} />
-      <${Applying} plan=${plan} rules=${rules} />`}`;
+    ${
+      plan &&
+      html`<ul class="differences">
+          ${differences(plan.fields).map(
+            ({ kind, label, words }) =>
+              html`<li class=${kind}>
+                <span class="sign" aria-hidden="true">${SIGNS[kind]}</span
+                ><span class="hidden">${t(`sign.${kind}`)}</span>
+                <strong>${label}</strong>${" "}${words}
+              </li>`,
+          )}
+        </ul>
+        <${Rules} plan=${plan} />
+        <${Applying} plan=${plan} rules=${rules} />`
+    }`;
 }

@@ -3,8 +3,10 @@ export default {
   "changes.yes": "Ja, zurücknehmen",
   "changes.undo_what": "Die Änderung vom {when} rückgängig machen",
   "changes.undo": "Rückgängig",
-  "changes.sure_one": "Diese Änderung zurücknehmen? Sie gilt in {seconds} s wieder, wenn Sie das nicht behalten.",
-  "changes.sure": "Diese und alle späteren Änderungen zurücknehmen (zusammen {n})? Sie gelten in {seconds} s wieder, wenn Sie das nicht behalten.",
+  "changes.sure_one":
+    "Diese Änderung zurücknehmen? Sie gilt in {seconds} s wieder, wenn Sie das nicht behalten.",
+  "changes.sure":
+    "Diese und alle späteren Änderungen zurücknehmen (zusammen {n})? Sie gelten in {seconds} s wieder, wenn Sie das nicht behalten.",
   "changes.rolled_back": "zurückgenommen",
   "changes.others": "und {n} weitere",
   "changes.none": "Noch steht keine Änderung im Verlauf.",
@@ -21,7 +23,8 @@ export default {
   all_day: "ganztägig",
   apply: "Anwenden",
   backup: "Sicherung",
-  "backup.lead": "Die Konfigurationsdatei, Byte für Byte, für dieses Gateway oder sein Ersatzgerät.",
+  "backup.lead":
+    "Die Konfigurationsdatei, Byte für Byte, für dieses Gateway oder sein Ersatzgerät.",
   "backup.save": "Sicherung speichern",
   blocked: "Jetzt gesperrt",
   "blocked.none": "Kein Gerät",
@@ -34,11 +37,13 @@ export default {
   "clock.change": "Wechselt am {at} zu UTC{offset}.",
   "clock.hint": "Ein IANA-Name wie Europe/Berlin, oder UTC.",
   "clock.set_zone": "Zeitzone einstellen",
-  "clock.tonight": "Am {at} wird die Uhr auf UTC{offset} umgestellt: Diese Nacht ist eine Stunde länger oder kürzer.",
+  "clock.tonight":
+    "Am {at} wird die Uhr auf UTC{offset} umgestellt: Diese Nacht ist eine Stunde länger oder kürzer.",
   "clock.unset": "Die Uhr wurde nie gestellt",
   "clock.utc": "Zeiten gelten in UTC: Es ist keine Zeitzone eingestellt.",
   "clock.zone": "{zone}, UTC{offset}",
-  "cut.access": "Sobald ein Dienst gelistet ist, schließen auf dessen Seite alle anderen. Auch diese Seite kann darunter sein.",
+  "cut.access":
+    "Sobald ein Dienst gelistet ist, schließen auf dessen Seite alle anderen. Auch diese Seite kann darunter sein.",
   "cut.addresses": "Nur gelistete Geräte bekommen noch eine Adresse.",
   "cut.devices": "{n} Geräte, die das Gateway kennt, verlieren die Verbindung.",
   "cut.devices_all": "Nur gelistete Geräte erreichen noch das Internet.",
@@ -54,7 +59,8 @@ export default {
   "device.made_up": "erdachte Adresse",
   "device.seen": "gesehen {ago}",
   "device.why_what": "Warum? {what}",
-  "devices.lead": "Wer im Heimnetz ist, und was die Einstellungen aus einer üblichen Verbindung ins Internet machen.",
+  "devices.lead":
+    "Wer im Heimnetz ist, und was die Einstellungen aus einer üblichen Verbindung ins Internet machen.",
   "devices.none": "Noch ist kein Gerät bekannt.",
   "devices.others": "Jedes andere Gerät",
   discard: "Verwerfen",
@@ -66,7 +72,8 @@ export default {
   "draft.discard_mine": "Meine verwerfen",
   "draft.no": "Nein",
   "draft.on_top": "Meine darauf setzen",
-  "draft.stale": "Die Einstellungen des Gateways haben sich inzwischen geändert. Von Ihren ist nichts verloren.",
+  "draft.stale":
+    "Die Einstellungen des Gateways haben sich inzwischen geändert. Von Ihren ist nichts verloren.",
   "draft.sure": "Ihre Änderungen verwerfen?",
   "draft.yes_discard": "Ja, verwerfen",
   draft_entry: "nicht angewendet",
@@ -125,7 +132,8 @@ export default {
   hits: "Treffer",
   import: "Importieren",
   "import.file": "Einstellungsdatei",
-  "import.hint": "JSON. Wird ein Entwurf, den Sie zuerst prüfen; was darin fehlt, bleibt, wie es ist.",
+  "import.hint":
+    "JSON. Wird ein Entwurf, den Sie zuerst prüfen; was darin fehlt, bleibt, wie es ist.",
   internet: "Internet",
   "internet.lan": "Heimnetz {address}",
   "internet.no_lan": "Die Adresse des Heimnetzes ist nicht bekannt.",
@@ -189,7 +197,8 @@ export default {
   "pending.now": "Das Gateway nimmt die Änderung gerade zurück",
   "pending.others": "Eine andere Sitzung hat sie angewendet, und nur diese kann sie behalten.",
   "pending.soon": "Es bleiben weniger als 15 Sekunden, um die Änderung zu behalten.",
-  "problem.no_answer": "Das Gateway antwortet nicht. Nichts, was Sie eingegeben haben, ist verloren.",
+  "problem.no_answer":
+    "Das Gateway antwortet nicht. Nichts, was Sie eingegeben haben, ist verloren.",
   "problem.not_json": "Was antwortet, ist nicht die Konsole des Gateways.",
   protection: "Schutz",
   remove: "Entfernen",
@@ -202,7 +211,8 @@ export default {
   rests: "nicht in Gebrauch",
   review: "{n} Änderungen prüfen",
   "review.none": "Es gibt nichts zu prüfen: Alles hier gilt auch auf dem Gateway.",
-  "review.risky": "Diese Änderung kann diese Seite abschneiden. Sie wird zurückgenommen, wenn Sie sie nicht behalten.",
+  "review.risky":
+    "Diese Änderung kann diese Seite abschneiden. Sie wird zurückgenommen, wenn Sie sie nicht behalten.",
   "review.rules": "Regeln: {kept} bleiben, {added} kommen hinzu, {removed} fallen weg.",
   "review.show": "Schritte zeigen",
   "review.title": "Prüfen",
@@ -217,7 +227,8 @@ export default {
   "rules.above": "steht oben",
   "rules.drift": "{n} Regeln weichen von den Einstellungen ab. Sie sind unten markiert.",
   "rules.drift_one": "1 Regel weicht von den Einstellungen ab. Sie ist unten markiert.",
-  "rules.lead": "Die Regeln im Kernel in der Reihenfolge ihrer Auswertung, jede mit ihrer Einstellung und den Paketen, die sie trafen.",
+  "rules.lead":
+    "Die Regeln im Kernel in der Reihenfolge ihrer Auswertung, jede mit ihrer Einstellung und den Paketen, die sie trafen.",
   "rules.none": "Keine Regeln.",
   "rules.policy": "Was keine Regel entscheidet: {policy}",
   "schedule.device": "Zeit für ein Gerät hinzufügen",
@@ -228,14 +239,21 @@ export default {
   "scope.apply": "lesen, planen und anwenden",
   "scope.plan": "lesen und planen",
   "scope.read": "lesen",
-  "sees.access": "Betrachtet Web, FTP, SNMP, Telnet und Ping zum Gateway über IPv4; andere Dienste bleiben offen.",
-  "sees.addresses": "Betrachtet Anfragen nach einer Adresse; ein Gerät mit selbst gewählter Adresse kommt durch.",
-  "sees.devices": "Betrachtet, was ein Gerät ins Internet sendet, anhand der Hardwareadresse. Ein Gerät, das sich eine neue ausdenkt, kommt durch.",
-  "sees.names": "Betrachtet DNS-Anfragen durch das Gateway; nicht dessen eigenen Resolver, DNS über IPv6, TCP oder HTTPS.",
-  "sees.portal": "Betrachtet unverschlüsselte Webanfragen (TCP-Port 80) über IPv4: Nur gelistete Ziele werden erreicht.",
-  "sees.traffic": "Betrachtet einzelne Pakete zwischen Heimnetz und Internet. Ein IPv6-Eintrag braucht beide Adressen.",
+  "sees.access":
+    "Betrachtet Web, FTP, SNMP, Telnet und Ping zum Gateway über IPv4; andere Dienste bleiben offen.",
+  "sees.addresses":
+    "Betrachtet Anfragen nach einer Adresse; ein Gerät mit selbst gewählter Adresse kommt durch.",
+  "sees.devices":
+    "Betrachtet, was ein Gerät ins Internet sendet, anhand der Hardwareadresse. Ein Gerät, das sich eine neue ausdenkt, kommt durch.",
+  "sees.names":
+    "Betrachtet DNS-Anfragen durch das Gateway; nicht dessen eigenen Resolver, DNS über IPv6, TCP oder HTTPS.",
+  "sees.portal":
+    "Betrachtet unverschlüsselte Webanfragen (TCP-Port 80) über IPv4: Nur gelistete Ziele werden erreicht.",
+  "sees.traffic":
+    "Betrachtet einzelne Pakete zwischen Heimnetz und Internet. Ein IPv6-Eintrag braucht beide Adressen.",
   session: "Diese Sitzung",
-  "session.ended": "Ihre Sitzung ist beendet. Was Sie bearbeitet haben, ist nach der Anmeldung noch da.",
+  "session.ended":
+    "Ihre Sitzung ist beendet. Was Sie bearbeitet haben, ist nach der Anmeldung noch da.",
   "session.times": "Sie endet nach {minutes} Minuten ohne Benutzung, spätestens um {end}.",
   show: "Zeigen",
   "sign.add": "Neu:",

@@ -4,7 +4,8 @@ export default {
   "changes.undo_what": "Undo the change of {when}",
   "changes.undo": "Undo",
   "changes.sure_one": "Take back this change? It comes back in {seconds} s unless you keep that.",
-  "changes.sure": "Take back this change and every later one ({n} in all)? They come back in {seconds} s unless you keep it.",
+  "changes.sure":
+    "Take back this change and every later one ({n} in all)? They come back in {seconds} s unless you keep it.",
   "changes.rolled_back": "taken back",
   "changes.others": "and {n} more",
   "changes.none": "No change is in the history yet.",
@@ -34,11 +35,13 @@ export default {
   "clock.change": "Changes to UTC{offset} on {at}.",
   "clock.hint": "An IANA name such as Europe/Berlin, or UTC.",
   "clock.set_zone": "Set the time zone",
-  "clock.tonight": "The clock changes on {at}, to UTC{offset}: that night is an hour longer or shorter.",
+  "clock.tonight":
+    "The clock changes on {at}, to UTC{offset}: that night is an hour longer or shorter.",
   "clock.unset": "The clock has not been set",
   "clock.utc": "Time spans are in UTC: no time zone is set.",
   "clock.zone": "{zone}, UTC{offset}",
-  "cut.access": "Once one service is listed, those that are not listed close on its side. This page can be among them.",
+  "cut.access":
+    "Once one service is listed, those that are not listed close on its side. This page can be among them.",
   "cut.addresses": "Only listed devices will get an address.",
   "cut.devices": "{n} devices that the gateway knows will be cut off.",
   "cut.devices_all": "Only listed devices will reach the Internet.",
@@ -54,7 +57,8 @@ export default {
   "device.made_up": "made-up address",
   "device.seen": "seen {ago}",
   "device.why_what": "Why? {what}",
-  "devices.lead": "Who is in the home network, and what the settings make of a usual connection to the Internet.",
+  "devices.lead":
+    "Who is in the home network, and what the settings make of a usual connection to the Internet.",
   "devices.none": "No device is known yet.",
   "devices.others": "Any other device",
   discard: "Discard",
@@ -217,7 +221,8 @@ export default {
   "rules.above": "stands above",
   "rules.drift": "{n} rules differ from the settings. They are marked below.",
   "rules.drift_one": "1 rule differs from the settings. It is marked below.",
-  "rules.lead": "The rules in the kernel in order of evaluation, each with the setting behind it and the packets that met it.",
+  "rules.lead":
+    "The rules in the kernel in order of evaluation, each with the setting behind it and the packets that met it.",
   "rules.none": "No rules.",
   "rules.policy": "What no rule decides: {policy}",
   "schedule.device": "Add a time for a device",
@@ -228,12 +233,18 @@ export default {
   "scope.apply": "read, plan and apply",
   "scope.plan": "read and plan",
   "scope.read": "read",
-  "sees.access": "Looks at web, FTP, SNMP, telnet and ping to the gateway over IPv4; other services stay open.",
-  "sees.addresses": "Looks at requests for an address; a device with an address of its own choice passes.",
-  "sees.devices": "Looks at what a device sends to the Internet, by its hardware address. A device that makes up a new one passes.",
-  "sees.names": "Looks at DNS queries through the gateway; not at its own resolver, DNS over IPv6, TCP or HTTPS.",
-  "sees.portal": "Looks at unencrypted web requests (TCP port 80) over IPv4: only listed destinations are reached.",
-  "sees.traffic": "Looks at single packets between the home network and the Internet. An IPv6 entry needs both addresses.",
+  "sees.access":
+    "Looks at web, FTP, SNMP, telnet and ping to the gateway over IPv4; other services stay open.",
+  "sees.addresses":
+    "Looks at requests for an address; a device with an address of its own choice passes.",
+  "sees.devices":
+    "Looks at what a device sends to the Internet, by its hardware address. A device that makes up a new one passes.",
+  "sees.names":
+    "Looks at DNS queries through the gateway; not at its own resolver, DNS over IPv6, TCP or HTTPS.",
+  "sees.portal":
+    "Looks at unencrypted web requests (TCP port 80) over IPv4: only listed destinations are reached.",
+  "sees.traffic":
+    "Looks at single packets between the home network and the Internet. An IPv6 entry needs both addresses.",
   session: "This session",
   "session.ended": "Your session has ended. What you were editing is still here after you log in.",
   "session.times": "It ends after {minutes} minutes without use, and at {end} in any case.",
@@ -279,7 +290,8 @@ export default {
   "why.day": "through the day ({zone})",
   "why.destination_hint": "A name or an address; port 443 unless said.",
   "why.device_hint": "A name, or any of its addresses.",
-  "why.lead": "Choose a device and where it wants to go; without a destination the answer is its whole day.",
+  "why.lead":
+    "Choose a device and where it wants to go; without a destination the answer is its whole day.",
   "why.now": "As it is now",
   "why.stopped": "ends here:",
   "why.with_draft": "With your {n} changes",
