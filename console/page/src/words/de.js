@@ -190,7 +190,7 @@ export default {
   "password.done": "Das Passwort ist geändert. Andere Sitzungen sind beendet.",
   "password.first": "Passwort wählen",
   "password.first_why": "Das erste Passwort taugt nur dafür.",
-  "password.hint": "Mindestens 12 Zeichen beliebiger Art; Einfügen ist willkommen.",
+  "password.hint": "Lieber lang als kompliziert; Einfügen ist willkommen.",
   "password.new": "Neues Passwort",
   pending: "Eine Änderung wartet",
   "pending.left": "Eine Änderung wartet darauf, behalten zu werden: noch {time}",

@@ -186,7 +186,7 @@ export default {
   "password.done": "The password is changed. Other sessions have ended.",
   "password.first": "Choose a password",
   "password.first_why": "The first password is good for this alone.",
-  "password.hint": "At least 12 characters of any kind; paste is welcome.",
+  "password.hint": "Long rather than complicated; paste is welcome.",
   "password.new": "New password",
   pending: "A change waits",
   "pending.left": "A change waits to be kept: {time} left",
