@@ -116,10 +116,10 @@ void add_list_verb(CLI::App& command, Context& context, const Filter& filter,
 template <typename Action>
 CLI::App* add_words_verb(CLI::App& command, Context& context, const Filter& filter,
                          const std::shared_ptr<Choice>& choice, const char* name, const char* help,
-                         const std::string& words_help, Action action) {
+                         const char* word, const std::string& words_help, Action action) {
   CLI::App* verb = command.add_subcommand(name, help);
   auto words = std::make_shared<std::vector<std::string>>();
-  verb->add_option("WORD", *words, words_help)->required();
+  verb->add_option(word, *words, words_help)->required();
   verb->callback([&context, filter, choice, words, action] {
     context.action = [&context, filter, choice, words, action] {
       return action(context, filter, chosen_lists(filter, *choice), *words);
@@ -159,23 +159,25 @@ void add_entry_verbs(CLI::App& command, Context& context, const Filter& filter,
   const bool has_spans = std::string_view(filter.example).find("active=") != std::string_view::npos;
   const std::string keys = std::string("\n\nThe keys stand in docs/settings.md") +
                            (has_spans ? "; time spans (active) are in time_zone, or UTC." : ".");
-  add_words_verb(command, context, filter, choice, "add", "Add entries at the end of the list",
-                 main_key.empty() ? "KEY=VALUE, with the keys of the settings file"
-                                  : "The entry's " + main_key +
-                                        ", and KEY=VALUE with other keys of the settings file",
-                 add_entries)
+  add_words_verb(
+      command, context, filter, choice, "add", "Add entries at the end of the list", "WORD",
+      main_key.empty()
+          ? "KEY=VALUE, with the keys of the settings file"
+          : "The entry's " + main_key + ", and KEY=VALUE with other keys of the settings file",
+      add_entries)
       ->footer(std::string("Example:\n  l3ctl ") + filter.command + " add " + filter.example +
                "\n\nThe word \"and\" separates several entries" +
                (main_key.empty()
                     ? "."
                     : "; several " + main_key + " words side by side get the same\nkeys.") +
                " An entry that is there already is not added again." + keys);
-  add_words_verb(command, context, filter, choice, "delete", "Delete entries", "Its " + name,
-                 delete_entries);
+  add_words_verb(command, context, filter, choice, "delete", "Delete entries", "ENTRY",
+                 "Its " + name, delete_entries);
   add_set_verb(command, context, filter, choice, name);
   if (!filter.modes.empty()) {
     add_words_verb(command, context, filter, choice, "mode",
                    "Make it a black list (what it lists is blocked) or a white list (all else is)",
+                   "MODE",
                    filter.modes.size() == 1 ? "black-list or white-list"
                                             : "DIRECTION=black-list or DIRECTION=white-list",
                    set_modes)

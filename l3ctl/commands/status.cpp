@@ -150,7 +150,7 @@ std::string list_in_words(const Json& list) {
   return (list["active"].get<bool>() ? "on, " : "waits for the firewall, ") + entries;
 }
 
-std::string confirmation_in_words(const Json& confirmation) {
+std::string state_of_confirmation(const Json& confirmation) {
   const std::string state = confirmation["state"];
   const std::string left = confirmation["seconds_left"].dump();
   if (state == "waiting") {
@@ -167,6 +167,13 @@ std::string confirmation_in_words(const Json& confirmation) {
                      : "pending, but the timer is gone: \"l3ctl confirm\" keeps the settings; the "
                        "first change after " +
                            left + " s rolls back";
+}
+
+/* The note of an older program has no id. */
+std::string confirmation_in_words(const Json& confirmation) {
+  const Json& id = confirmation["id"];
+  return (id.is_null() ? "" : "change " + escape(id.get<std::string>()) + " ") +
+         state_of_confirmation(confirmation);
 }
 
 /* Each binding adds its rules once more, so a name may be there several times. */

@@ -140,7 +140,7 @@ class Confirm(Confirming):
         self.assertRegex(waits.pop("id"), "^[0-9a-f]{16}$")
         self.assertEqual(waits, {"timer": True, "state": "waiting", "reason": None})
         self.assertRegex(self.l3ctl("status").out,
-                         r'\nconfirmation            pending: rollback in 3[56]\d\d s unless "l3ctl confirm" keeps the settings\n')
+                         r'\nconfirmation            change [0-9a-f]{16} pending: rollback in 3[56]\d\d s unless "l3ctl confirm" keeps the settings\n')
         self.assertEqual(self.doctor_says(), [("warning", "is pending; without it the old settings are restored")])
 
     def test_random_settings_come_back_byte_for_byte(self):

@@ -102,7 +102,7 @@ class Interrupted(Confirming):
         for verb in ([], ["--revert"]):
             self.apply(PORTAL, "--confirm", "3600")
             self.kill_timer()
-            self.assertIn("confirmation            pending, but the timer is gone: ", self.l3ctl("status").out)
+            self.assertRegex(self.l3ctl("status").out, "confirmation            change [0-9a-f]{16} pending, but the timer is gone: ")
             self.assertEqual(self.confirmation()["state"], "timer_gone")
             self.assertEqual(self.apply("{}").status, 5)
             self.assertEqual(self.l3ctl("confirm", *verb).status, 0)
@@ -162,7 +162,7 @@ class Interrupted(Confirming):
     def test_after_a_power_cut_start_up_brings_the_old_settings_back(self):
         self.apply(PORTAL, "--confirm", "3600")
         self.cut_the_power()
-        self.assertIn("confirmation            overdue, and the timer is gone: ", self.l3ctl("status").out)
+        self.assertRegex(self.l3ctl("status").out, "confirmation            change [0-9a-f]{16} overdue, and the timer is gone: ")
         standing = CHAINS.read_text(encoding="ascii")
         CHAINS.write_text(":INPUT\n:FORWARD\n:OUTPUT\n", encoding="ascii")
         refused = self.apply("{}")

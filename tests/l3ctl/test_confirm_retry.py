@@ -22,7 +22,7 @@ class Retry(Confirming):
         self.assertEqual((waits["seconds_left"], waits["timer"], waits["state"]), (0, True, "retrying"))
         self.assertIn(reason, waits["reason"])
         line = next(line for line in self.l3ctl("status").out.splitlines() if line.startswith("confirmation"))
-        self.assertTrue(line.startswith("confirmation            overdue, the rollback is tried again: "), line)
+        self.assertRegex(line, "^confirmation            change [0-9a-f]{16} overdue, the rollback is tried again: ")
         self.assertIn(reason, line)
         self.assertEqual([state for state, _ in self.doctor_says()], ["problem"])
         self.assertIn(reason, self.doctor_says()[0][1])
@@ -118,7 +118,7 @@ class Overdue(Confirming):
         confirmation = self.confirmation()
         self.assertRegex(confirmation.pop("id"), "^[0-9a-f]{16}$")
         self.assertEqual(confirmation, {"seconds_left": 0, "timer": False, "state": "timer_gone", "reason": None})
-        self.assertIn("confirmation            overdue, and the timer is gone: the next change rolls back first\n",
+        self.assertIn(" overdue, and the timer is gone: the next change rolls back first\n",
                       self.l3ctl("status").out)
         self.assertEqual([state for state, _ in self.doctor_says()], ["problem"])
         self.assertEqual(self.l3ctl("confirm", "--revert").status, 0)
