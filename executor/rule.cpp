@@ -291,7 +291,7 @@ std::string without_prefix_lengths(const std::string& key) {
     std::string line = key.substr(at, end - at);
     const std::string_view option = std::string_view(line).substr(line.starts_with("! ") ? 2 : 0);
     if (option.starts_with("source ") || option.starts_with("destination ")) {
-      line = line.substr(0, line.find('/'));
+      line.resize(std::min(line.find('/'), line.size()));
     }
     if (line != "source ::" && line != "destination ::") {
       text.append(line).append("\n");

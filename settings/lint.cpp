@@ -47,9 +47,9 @@ void warn_of_spans(Warner& warner, const char* section, const char* list, const 
     const int stop = span.stop_hour >= 24 ? 23 * 60 + 59 : span.stop_hour * 60 + span.stop_minute;
     if (start == stop) {
       warner.warn(path, "starts where it ends, which is the whole day");
-    } else if (start > stop) {
-      warner.warn(path, offset ? "goes past midnight into the next day"
-                               : "goes past midnight, UTC, into the next day");
+    } else if (start > stop && !offset) {
+      // In local time a span past midnight is what it seems to be.
+      warner.warn(path, "goes past midnight, UTC, into the next day");
     }
   }
 }

@@ -137,7 +137,7 @@ int32_t l3_transaction_begin(const l3_transaction_options* options) {
 }
 
 int32_t l3_transaction_commit(l3_transaction_report* report) {
-  l3_transaction_report own;
+  l3_transaction_report own = {};
   l3_transaction_report& filled = report != nullptr ? *report : own;
   std::memset(&filled, 0, sizeof filled);
   if (open_session == nullptr) {

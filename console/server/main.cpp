@@ -25,7 +25,7 @@
 #include "console/server/log.hpp"
 #include "console/server/options.hpp"
 #include "console/server/passwords.hpp"
-#include "console/server/rights.hpp"
+#include "console/server/privileges.hpp"
 #include "console/server/secrets.hpp"
 #include "console/server/state_file.hpp"
 
@@ -168,7 +168,7 @@ int run(const Options& options) {
   BrokerLink link(start_broker(options));
   Front front(console, link, options.request_seconds);
   front.start(listener.fd, options.is_plain ? nullptr : &certificate);
-  give_up_rights(options.user, options.root);
+  drop_privileges(options.user, options.root);
   restrict_system_calls();
   log_event("listens at " + listener.address + ":" + std::to_string(listener.port), "");
   return serve(front, link, signals);

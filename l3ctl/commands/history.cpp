@@ -15,6 +15,7 @@
 #include "management/change/change.hpp"
 #include "management/change/settings_diff.hpp"
 #include "management/store/sections.hpp"
+#include "management/store/time_zone_file.hpp"
 #include "management/system/escape.hpp"
 
 namespace l3ctl {
@@ -42,19 +43,24 @@ const HistoryEntry& entry_at(const char* command, const Entries& entries, size_t
   return entries[number - 1];
 }
 
+/* What a change did to the settings, spans in the zone that they have now. */
+std::vector<FieldChange> fields_of(const HistoryEntry& entry) {
+  settings::Settings before = entry.before;
+  if (!entry.after.time_zone) {
+    before.time_zone = time_zone_to_show();
+  }
+  return settings_diff(before, entry.after);
+}
+
 Json as_json(const HistoryEntry& entry, size_t number) {
   Json rolled_back;
   if (entry.rolled_back) {
     rolled_back = {{"time", entry.rolled_back->time}, {"why", entry.rolled_back->why}};
   }
-  return {{"number", number},
-          {"id", entry.id},
-          {"time", entry.time},
-          {"who", entry.who},
-          {"origin", entry.origin},
-          {"command", entry.command},
-          {"rolled_back", rolled_back},
-          {"fields", field_list(settings_diff(entry.before, entry.after))}};
+  return {{"number", number},           {"id", entry.id},
+          {"time", entry.time},         {"who", entry.who},
+          {"origin", entry.origin},     {"command", entry.command},
+          {"rolled_back", rolled_back}, {"fields", field_list(fields_of(entry))}};
 }
 
 void print(const HistoryEntry& entry, size_t number, bool shows_all) {
@@ -65,7 +71,7 @@ void print(const HistoryEntry& entry, size_t number, bool shows_all) {
     std::cout << "   " << painted(Paint::warning, "rolled back") << " at "
               << escape(entry.rolled_back->time) << ": " << escape(entry.rolled_back->why) << '\n';
   }
-  std::vector<FieldChange> fields = settings_diff(entry.before, entry.after);
+  std::vector<FieldChange> fields = fields_of(entry);
   const size_t more = shows_all || fields.size() <= few_fields ? 0 : fields.size() - few_fields;
   fields.resize(fields.size() - more);
   for (const FieldChange& field : fields) {

@@ -42,6 +42,13 @@ class History(Gateway):
         self.assertEqual(self.history("2"), [first])
         self.assertEqual(stat.S_IMODE(HISTORY.stat().st_mode), 0o600)
 
+    def test_spans_are_in_the_zone_of_the_settings(self):
+        self.assertEqual(self.apply('{"time_zone": "CET-1"}').status, 0)
+        self.assertEqual(self.l3ctl("url-filter", "add", "a.example.com", "active=22:00-06:00").status, 0)
+        last, zone = self.history()
+        self.assertEqual(last["fields"][0]["new"], {"host": "a.example.com", "active": "22:00-06:00"})
+        self.assertEqual(zone["fields"], [{"path": "time_zone", "old": "UTC", "new": "CET-1"}])
+
     def test_as_text(self):
         self.assert_outcome(self.l3ctl("history"), 0, "no changes yet\n")
         identity = self.add("a.example.com")

@@ -1,4 +1,4 @@
-#include "console/server/rights.hpp"
+#include "console/server/privileges.hpp"
 
 #include <dirent.h>
 #include <grp.h>
@@ -79,7 +79,7 @@ void limit_resources() {
 
 }  // namespace
 
-void give_up_rights(const std::string& user, const std::string& root) {
+void drop_privileges(const std::string& user, const std::string& root) {
   if (geteuid() != 0) {
     throw std::runtime_error("has to be started by root, whose rights it then gives up");
   }
