@@ -116,17 +116,19 @@ bool take_part(std::string_view& bytes, size_t time_size) {
   if (size > bytes.size() || counts.types == 0 || counts.characters == 0) {
     return false;
   }
-  for (uint64_t i = 0; i < counts.times; ++i) {
-    if (static_cast<uint8_t>(bytes[indexes + i]) >= counts.types) {
+  // From here on every number is below the size of the text.
+  const auto first_type = static_cast<size_t>(types);
+  for (const char index : bytes.substr(0, first_type).substr(static_cast<size_t>(indexes))) {
+    if (static_cast<uint8_t>(index) >= counts.types) {
       return false;
     }
   }
-  for (uint64_t i = 0; i < counts.types; ++i) {
-    if (static_cast<uint8_t>(bytes[types + i * type_size + 5]) >= counts.characters) {
+  for (size_t i = 0; i < counts.types; ++i) {
+    if (static_cast<uint8_t>(bytes[first_type + i * type_size + 5]) >= counts.characters) {
       return false;
     }
   }
-  bytes.remove_prefix(size);
+  bytes.remove_prefix(static_cast<size_t>(size));
   return true;
 }
 
